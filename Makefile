@@ -1,0 +1,49 @@
+# SPDX-License-Identifier: Apache-2.0
+# Names for what people do here; the work is CMake's and the scripts'.
+.POSIX:
+.PHONY: demo test build bench fuzz coverage install format format-check check-style clean
+
+PREFIX = /usr/local
+FUZZ_SECONDS = 300
+
+demo:
+	@scripts/install-dependencies demo
+	@scripts/demo
+
+test:
+	@scripts/install-dependencies test
+	@scripts/test
+
+build:
+	@scripts/install-dependencies demo
+	cmake --preset demo
+	cmake --build --preset demo
+
+bench:
+	@scripts/install-dependencies bench
+	@scripts/bench
+
+fuzz:
+	@scripts/install-dependencies test
+	cmake --preset fuzz -DVANTO_FUZZ_SECONDS=$(FUZZ_SECONDS)
+	cmake --build --preset fuzz
+	ctest --preset fuzz
+
+coverage:
+	@scripts/install-dependencies test
+	@scripts/coverage
+
+install: build
+	cmake --install build/demo --prefix $(PREFIX) --strip
+
+format:
+	@scripts/format -i
+
+format-check:
+	@scripts/format --dry-run -Werror
+
+check-style:
+	@scripts/check-style
+
+clean:
+	rm -rf build
