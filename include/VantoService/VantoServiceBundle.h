@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+
+#include <VantoService/Bundle.h>
+#include <VantoService/PlistArray.h>
+#include <VantoService/PlistDictionary.h>
+#include <VantoService/PlistString.h>
+#include <VantoService/dispatch.h>
+#include <VantoService/vanto.h>
+
+namespace vanto::test {
+struct VantoServiceBundleFields;
+}
+
+/// What a service says of itself under "ServiceType".
+using VantoServiceType = std::int64_t;
+inline constexpr VantoServiceType VantoServiceTypeNone = 0;
+inline constexpr VantoServiceType VantoServiceTypeUser = 1;     ///< "User"
+inline constexpr VantoServiceType VantoServiceTypeSession = 2;  ///< "Session"
+inline constexpr VantoServiceType VantoServiceTypeSystem = 3;   ///< "System"
+
+/// One service: a bundle whose directory name ends in ".vanto" and whose Info dictionary carries a service dictionary.
+/// Derived properties are computed on first use, once per object, and kept for its life; any thread may call any getter
+/// at any time. Results are the object's own unless an operation says otherwise.
+class VANTO_EXPORT VantoServiceBundle : public vanto::Object {
+ public:
+  [[nodiscard]] static const vanto::Class& classDescriptor() noexcept;
+
+  /// A new object for `bundle`, which is not examined. The designated initialiser.
+  [[nodiscard]] static vanto::Ref<VantoServiceBundle> initWithBundle(Bundle* bundle);
+
+  /// The service bundle in the directory at `path`; null unless the path's extension is "vanto", a bundle is there, and
+  /// its Info dictionary has an entry "VantoService". Nothing is logged. A temporary.
+  [[nodiscard]] static VantoServiceBundle* VantoServiceBundleAtPath(PlistString* path);
+
+  /// An object for the process's main bundle, whatever that bundle holds; null when there is none. A temporary.
+  [[nodiscard]] static VantoServiceBundle* VantoServiceBundleForMainExecutable();
+
+  /// True when the machine's role-account policy leaves requirement checks in force. The policy file is read at the
+  /// first call in the process and never again.
+  [[nodiscard]] static bool useRestrictiveRoleAccountSecurityPolicy();
+
+  /// The underlying bundle. An object without one is a broken invariant.
+  [[nodiscard]] Bundle* bundle() const;
+
+  /// The bundle's identifier, or null.
+  [[nodiscard]] PlistString* identifier();
+
+  /// Absolute path of the service's executable, or null.
+  [[nodiscard]] PlistString* executablePath();
+
+  /// The value under "VantoService" in the Info dictionary, of whatever kind it is: test it with as<PlistDictionary>().
+  /// Its absence is a broken invariant, except in an object restored from an archive, which answers null.
+  [[nodiscard]] vanto::Object* serviceDictionary();
+
+  [[nodiscard]] VantoServiceType serviceType();
+  /// True when the service type is VantoServiceTypeSystem.
+  [[nodiscard]] bool isSystemService();
+
+  /// The service dictionary's value under `key`; null when there is none, or no service dictionary, or a value of
+  /// another kind in its place.
+  [[nodiscard]] vanto::Object* objectForServiceDictionaryKey(PlistString* key);
+  /// True when the value is a number or boolean that is not zero.
+  [[nodiscard]] bool boolForServiceDictionaryKey(PlistString* key);
+  /// The value when it is a string, else null.
+  [[nodiscard]] PlistString* stringForServiceDictionaryKey(PlistString* key);
+  /// The value when it is a dictionary, else null.
+  [[nodiscard]] PlistDictionary* dictionaryForServiceDictionaryKey(PlistString* key);
+  /// The value when it is an array, else null.
+  [[nodiscard]] PlistArray* arrayForServiceDictionaryKey(PlistString* key);
+
+ private:
+  /// How tests look at the fields.
+  friend struct vanto::test::VantoServiceBundleFields;
+
+  explicit VantoServiceBundle(Bundle* bundle) noexcept;
+  static void destroy(vanto::Object& self) noexcept;
+  void dealloc() noexcept;
+
+  void computeIdentifier();
+  void computeExecutablePath();
+  void computeServiceType();
+  void computeServiceDictionary();
+
+  // Each lazy field stands before its guard: 0 not computed, -1 computed.
+
+  /// The bundle that this object describes; fixed from construction on, null in an object restored from an archive.
+  vanto::Ref<Bundle> _bundle;
+  /// Identifier of the service. A string and nothing else, so that the getter has no kind to test.
+  vanto::Ref<PlistString> _serviceIdentifier;
+  dispatch_once_t _serviceIdentifierPredicate = 0;
+  /// Absolute path of the executable. A string and nothing else, like the identifier.
+  vanto::Ref<PlistString> _executablePath;
+  dispatch_once_t _executablePathPredicate = 0;
+  /// Service type code.
+  VantoServiceType _serviceType = VantoServiceTypeNone;
+  dispatch_once_t _serviceTypePredicate = 0;
+  /// The value under "VantoService", as found.
+  vanto::Ref<vanto::Object> _serviceDictionary;
+  dispatch_once_t _serviceDictionaryPredicate = 0;
+  /// The job dictionary, of whatever kind an archive gave.
+  vanto::Ref<vanto::Object> _tolvendJobDictionary;
+  dispatch_once_t _tolvendJobDictionaryPredicate = 0;
+  /// The job as an IPC object, with the references that the object never gives back.
+  vanto_object_t _vantoJobData = nullptr;
+  dispatch_once_t _vantoJobDataPredicate = 0;
+};

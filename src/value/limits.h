@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/// Everything that a file or a peer can make us hold or do has its limit here, and each limit is tested at its value
+/// and one above.
+namespace vanto::limits {
+
+// Property lists.
+inline constexpr std::size_t propertyListFileBytes = std::size_t{64} << 20;
+/// Containers inside containers; the outermost counts 1.
+inline constexpr std::size_t propertyListNesting = 512;
+
+// Machine-wide settings.
+inline constexpr std::size_t policyFileBytes = std::size_t{1} << 20;
+
+// The system log.
+/// What one line shows of a text from elsewhere.
+inline constexpr std::size_t logTextBytes = std::size_t{8} << 10;
+
+// Messages between processes.
+/// Encoded messages up to this size travel in one frame, larger ones in chunks of at most this size.
+inline constexpr std::size_t ipcInlineBytes = std::size_t{64} << 10;
+inline constexpr std::size_t ipcMessageBytes = std::size_t{64} << 20;
+/// Containers inside containers; the outermost counts 1.
+inline constexpr std::size_t ipcNesting = 128;
+inline constexpr std::size_t ipcDescriptors = 16;
+/// Requests on one connection whose replies are outstanding.
+inline constexpr std::size_t ipcPendingReplies = 256;
+/// What may wait to be sent on one connection, and what may be under way to its other end: this many messages, and this
+/// many bytes, of which no message counts as more than half. Once one message of any size was all; then nothing passed
+/// it.
+inline constexpr std::size_t ipcSendQueueMessages = 256;
+inline constexpr std::size_t ipcSendQueueBytes = std::size_t{1} << 20;
+inline constexpr std::uint64_t ipcGreetingNanoseconds = 5'000'000'000;
+/// How long a connection that its user has closed goes on sending what was queued, and a process that ends waits for a
+/// peer that takes nothing of it.
+inline constexpr std::uint64_t ipcClosingNanoseconds = 5'000'000'000;
+/// Default of the connections that one user may hold open to a service; also bounded by 3/4 of the descriptor limit.
+inline constexpr std::size_t ipcConnectionsPerUser = 1024;
+/// What the sealed memory under one data object may hold.
+inline constexpr std::size_t ipcSealedDataBytes = std::size_t{1} << 30;
+/// The description of an object for people: its length, and the containers inside containers that it shows.
+inline constexpr std::size_t ipcDescriptionBytes = std::size_t{8} << 10;
+inline constexpr std::size_t ipcDescriptionNesting = 16;
+/// A socket file name; the limit of the file systems.
+inline constexpr std::size_t ipcSocketNameBytes = 255;
+
+}  // namespace vanto::limits

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+
+/// The sandbox facility.
+
+/// The profile argument is the path of a profile file.
+inline constexpr std::uint64_t SandboxProfileIsFile = 3;
+
+extern "C" {
+
+/// Confines the process for the rest of its life by the profile at `profile`, in which the `parameters` (pairs of name
+/// and value, closed by null) can be referred to. 0 on success; else nothing changed, the result is -1 and `errorText`
+/// is a text that the caller frees with sandbox_free_error(). Only while the process has a single thread.
+int sandbox_init_with_parameters(const char* profile, std::uint64_t flags, const char* const parameters[],
+                                 char** errorText);
+
+/// Frees an error text; null is ignored.
+void sandbox_free_error(char* errorText);
+}
