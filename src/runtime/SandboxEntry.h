@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <VantoService/VantoServiceBundle.h>
+
+namespace vanto {
+
+/// Confines the process by the profile that the service dictionary names under "_SandboxProfile". Best effort: without
+/// a profile nothing happens, and whatever goes wrong is logged and leaves the process unconfined. To be called once,
+/// while the process has one thread.
+void enterSandboxIfProfileProvided(VantoServiceBundle& service);
+
+}  // namespace vanto
