@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+
+/// What the process has in hand: open connections, messages that are being dealt with, and what is still to be sent.
+/// Any thread.
+namespace vanto {
+
+struct Activity {
+  /// Something came into hand that must be finished before the process may end on request.
+  static void began() noexcept;
+  static void ended() noexcept;
+
+  static void connectionOpened() noexcept;
+  static void connectionClosed() noexcept;
+
+  /// Has the process account for itself to a manager; see vanto_track_activity().
+  static void track() noexcept;
+  [[nodiscard]] static bool isTracked() noexcept;
+
+  /// True once the process was asked to end: nothing new is taken into hand any more.
+  [[nodiscard]] static bool isEnding() noexcept;
+  /// Ends the process with status 0 as soon as nothing is in hand.
+  static void endWhenIdle() noexcept;
+
+  [[nodiscard]] static std::size_t inHand() noexcept;
+  [[nodiscard]] static std::size_t openConnections() noexcept;
+};
+
+}  // namespace vanto

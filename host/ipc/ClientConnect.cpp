@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/ClientConnect.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <string>
+#include <utility>
+
+#include <sys/socket.h>
+
+#include "ipc/Connection.h"
+#include "ipc/Domain.h"
+#include "ipc/PeerCredentials.h"
+#include "ipc/ServiceSocket.h"
+#include "ipc/SocketName.h"
+#include "ipc/WireBytes.h"
+
+namespace vanto {
+
+namespace {
+
+/// Waits between attempts, when a service went away before it greeted.
+constexpr std::uint64_t firstPause = 1'000'000;
+constexpr std::uint64_t longestPause = 100'000'000;
+
+/// What one attempt came to. Without a connection, a code; VANTO_ERROR_CLOSED is worth another attempt.
+struct Attempt {
+  Ref<Connection> connection;
+  vanto_error_code_t code = VANTO_ERROR_NONE;
+};
+
+std::uint64_t remainingUntil(std::uint64_t deadline) noexcept {
+  if (deadline == UINT64_MAX) return UINT64_MAX;
+  const std::uint64_t now = monotonicNow();
+  return deadline > now ? deadline - now : 0;
+}
+
+vanto_error_code_t codeOfError(int error) noexcept {
+  switch (error) {
+    case ENOENT:
+    case ECONNREFUSED:
+    case ENOTSOCK:
+    case EPROTOTYPE:
+    case ELOOP:
+    case EACCES:
+      return VANTO_ERROR_NO_SERVICE;
+    case EAGAIN:
+      return VANTO_ERROR_TIMED_OUT;
+    default:
+      return VANTO_ERROR_SYSTEM;
+  }
+}
+
+/// The first domain where somebody listens under the name counts.
+Fd findService(const std::string& file, std::uint64_t deadline, vanto_error_code_t& code) noexcept {
+  code = VANTO_ERROR_NO_SERVICE;
+  for (const Domain domain : domainsInOrder) {
+    const Fd directory = openDomain(domain);
+    if (!directory) continue;
+    Fd socket = connectToSocket(directory.get(), file.c_str(), remainingUntil(deadline));
+    code = socket ? VANTO_ERROR_NONE : codeOfError(errno);
+    if (code != VANTO_ERROR_NO_SERVICE) return socket;
+  }
+  return {};
+}
+
+void setReceiveTimeout(int socket, std::uint64_t nanoseconds) noexcept {
+  timeval time{};
+  if (nanoseconds != UINT64_MAX) {
+    const std::uint64_t microseconds = std::max<std::uint64_t>(nanoseconds / 1000, 1);
+    time = {static_cast<time_t>(microseconds / 1'000'000), static_cast<suseconds_t>(microseconds % 1'000'000)};
+  }
+  setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time);
+}
+
+/// Waits for the service's first frame.
+vanto_error_code_t receiveFirst(int socket, std::uint64_t deadline, FrameBuffer& buffer,
+                                ReceivedFrame& frame) noexcept {
+  for (;;) {
+    const std::uint64_t remaining = remainingUntil(deadline);
+    if (remaining == 0) return VANTO_ERROR_TIMED_OUT;
+    setReceiveTimeout(socket, remaining);
+    switch (receiveFrame(socket, Waiting::SocketTimeout, buffer, nullptr, frame)) {
+      case ReceiveResult::Frame:
+        return VANTO_ERROR_NONE;
+      case ReceiveResult::Nothing:
+        break;
+      case ReceiveResult::Ended:
+        return VANTO_ERROR_CLOSED;
+      case ReceiveResult::Malformed:
+        return VANTO_ERROR_PROTOCOL;
+      case ReceiveResult::Failed:
+        return VANTO_ERROR_SYSTEM;
+    }
+  }
+}
+
+vanto_error_code_t codeOfRefusal(const ReceivedFrame& frame) noexcept {
+  const std::uint32_t code = load32(frame.payload.data());
+  const bool isKnown = code != VANTO_ERROR_NONE && code <= VANTO_ERROR_LARGEST;
+  return isKnown ? static_cast<vanto_error_code_t>(code) : VANTO_ERROR_REFUSED;
+}
+
+vanto_error_code_t answer(int socket, const FrameHeader& header, const Greeting& greeting) noexcept {
+  Greeting ours;
+  ours.windowMessages = ReceiveCredit::windowMessages;
+  ours.windowBytes = ReceiveCredit::windowBytes;
+  std::memcpy(ours.nonce, greeting.nonce, nonceBytes);
+  std::uint8_t body[greetingBytes];
+  encodeGreeting(ours, body);
+  const FrameHeader answerHeader{.kind = FrameKind::Answer, .flags = header.flags};
+  return sendFrame(socket, answerHeader, body, {}) == SendResult::Sent ? VANTO_ERROR_NONE : VANTO_ERROR_CLOSED;
+}
+
+/// Who answers: the kernel tells it with the greeting. What the socket itself says is who called listen(), which for an
+/// inherited one may be somebody else.
+ProcessFacts factsOf(int socket, const FrameSender& sender) noexcept {
+  ProcessFacts facts;
+  if (!readPeerCredentials(socket, facts) || facts.pid != sender.pid) {
+    facts = {sender.pid, sender.uid, sender.gid, sender.uid, sender.gid, 0};
+  }
+  facts.realUser = sender.uid;
+  facts.realGroup = sender.gid;
+  return facts;
+}
+
+vanto_error_code_t shakeHands(int socket, std::uint64_t deadline, Greeting& greeting, FrameSender& sender) noexcept {
+  FrameBuffer buffer;
+  ReceivedFrame frame;
+  const vanto_error_code_t code = receiveFirst(socket, deadline, buffer, frame);
+  if (code != VANTO_ERROR_NONE) return code;
+  if (frame.header.kind == FrameKind::Refusal) return codeOfRefusal(frame);
+  if (frame.header.kind != FrameKind::Greeting || !decodeGreeting(frame.payload.data(), greeting)) {
+    return VANTO_ERROR_PROTOCOL;
+  }
+  if (greeting.lowestVersion > wireVersion || greeting.highestVersion < wireVersion) return VANTO_ERROR_VERSION;
+  sender = frame.sender;
+  return answer(socket, frame.header, greeting);
+}
+
+Attempt attemptOnce(const std::string& file, const Ref<dispatch_queue_s>& queue, std::uint64_t deadline) noexcept {
+  Attempt attempt;
+  Fd socket = findService(file, deadline, attempt.code);
+  if (!socket) return attempt;
+  Greeting greeting;
+  FrameSender sender;
+  attempt.code = shakeHands(socket.get(), deadline, greeting, sender);
+  if (attempt.code != VANTO_ERROR_NONE) return attempt;
+  setReceiveTimeout(socket.get(), UINT64_MAX);
+  const ProcessFacts facts = factsOf(socket.get(), sender);
+  attempt.connection = Connection::createForClient(std::move(socket), facts, greeting, queue);
+  return attempt;
+}
+
+void pauseFor(std::uint64_t nanoseconds) noexcept {
+  const timespec time{static_cast<time_t>(nanoseconds / 1'000'000'000), static_cast<long>(nanoseconds % 1'000'000'000)};
+  nanosleep(&time, nullptr);
+}
+
+}  // namespace
+
+Ref<vanto_object> connectToService(const char* name, Ref<dispatch_queue_s> queue, std::uint64_t timeout) noexcept {
+  const std::string file = socketFileName(name);
+  if (file.empty()) return errorObject(VANTO_ERROR_NAME);
+  const std::uint64_t deadline = timeout == VANTO_WAIT_FOREVER ? UINT64_MAX : deadlineAfter(timeout);
+  std::uint64_t pause = firstPause;
+  for (;;) {
+    Attempt attempt = attemptOnce(file, queue, deadline);
+    if (attempt.connection) return std::move(attempt.connection);
+    const std::uint64_t remaining = remainingUntil(deadline);
+    if (attempt.code != VANTO_ERROR_CLOSED || remaining == 0) return errorObject(attempt.code);
+    pauseFor(std::min(pause, remaining));
+    pause = std::min(pause * 2, longestPause);
+  }
+}
+
+}  // namespace vanto

@@ -1,0 +1,243 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <cstring>
+#include <optional>
+#include <utility>
+
+#include <sys/epoll.h>
+
+#include "ipc/Activity.h"
+#include "ipc/Codec.h"
+#include "ipc/Connection.h"
+#include "ipc/Message.h"
+#include "ipc/PeerCredentials.h"
+#include "ipc/WireBytes.h"
+
+namespace vanto {
+
+namespace {
+
+/// After so many frames a worker runs what it has read.
+constexpr int framesPerTurn = 64;
+
+using Wanted = ChunkAssemblies::Wanted;
+
+}  // namespace
+
+void Connection::readAsWorker(std::uint32_t events) noexcept {
+  // What comes from now on is a new edge, so where this one is not about the end, to know the socket empty is enough;
+  // that costs less than a receive that finds nothing.
+  bool looksFirst = (events & (EPOLLHUP | EPOLLRDHUP | EPOLLERR)) == 0;
+  Step step = Step::Frame;
+  while (step == Step::Frame) {
+    Lock lock(mutex_);
+    if (isReading_) {
+      mustReadAgain_ = true;
+      return;
+    }
+    if (state_ == State::Ended) return;
+    isReading_ = true;
+    int count = 0;
+    do {
+      mustReadAgain_ = false;
+      lock.unlock();
+      do {
+        step = readFrame(Waiting::Never);
+        if (step == Step::Frame && looksFirst && isDrained(socket_.get())) step = Step::Nothing;
+        looksFirst = false;
+      } while (step == Step::Frame && ++count < framesPerTurn);
+      lock.lock();
+    } while (step == Step::Nothing && mustReadAgain_);
+    endReadingLocked(lock);
+    const Ref<Listener> listener = std::exchange(admittedBy_, nullptr);
+    settle(lock, Delivery::AtOnce);
+    if (listener) listener->admit(*this);
+  }
+}
+
+/// Stops reading, and lets another thread do it or the workers.
+void Connection::endReadingLocked(Lock&) noexcept {
+  if (state_ == State::Ended) {
+    isReading_ = false;
+    closeSocketLocked();
+  } else if (Waiter* waiter = waiters_.first()) {
+    waiter->isReader = true;
+    waiter->wake();
+  } else {
+    isReading_ = false;
+    waitForPeerLocked();
+  }
+}
+
+void Connection::endBecause(vanto_error_code_t code, const char* text) noexcept {
+  Afterwards afterwards;
+  const Lock lock(mutex_);
+  if (code == VANTO_ERROR_PROTOCOL && state_ != State::Ended) {
+    sendCode(socket_.get(), FrameKind::Goodbye, VANTO_ERROR_PROTOCOL);
+  }
+  endLocked(code, afterwards, text);
+}
+
+/// Receives one frame and takes in what it brings. For the thread that reads, without the lock.
+Connection::Step Connection::readFrame(Waiting waiting) noexcept {
+  FrameBuffer buffer;
+  ReceivedFrame frame;
+  switch (receiveFrame(socket_.get(), waiting, buffer, assemblies_.target(), frame)) {
+    case ReceiveResult::Frame:
+      if (take(frame)) return Step::Frame;
+      endBecause(VANTO_ERROR_PROTOCOL);
+      return Step::Ended;
+    case ReceiveResult::Nothing:
+      return Step::Nothing;
+    case ReceiveResult::Ended:
+      endBecause(VANTO_ERROR_CLOSED);
+      return Step::Ended;
+    case ReceiveResult::Malformed:
+      endBecause(VANTO_ERROR_PROTOCOL);
+      return Step::Ended;
+    case ReceiveResult::Failed:
+      break;
+  }
+  endBecause(VANTO_ERROR_SYSTEM, "recvmsg failed");
+  return Step::Ended;
+}
+
+bool Connection::isPeer(const FrameSender& sender) const noexcept {
+  return sender.pid == peer_.pid && sender.uid == peer_.realUser;
+}
+
+/// False when the frame breaks the protocol.
+bool Connection::take(ReceivedFrame& frame) noexcept {
+  Afterwards afterwards;
+  Lock lock(mutex_);
+  const FrameHeader& header = frame.header;
+  if (state_ == State::Ended) return true;
+  if (state_ == State::AwaitingAnswer) {
+    lock.unlock();
+    return takeAnswer(frame);
+  }
+  if (!isPeer(frame.sender) || !takeCreditLocked(header, afterwards)) return false;
+  Wanted wanted = Wanted::Yes;
+  switch (header.kind) {
+    case FrameKind::Message:
+    case FrameKind::Request:
+      if (!beginMessageLocked(header)) return false;
+      if (state_ != State::Open || Activity::isEnding()) wanted = Wanted::No;
+      lock.unlock();
+      return takeStart(frame, wanted);
+    case FrameKind::Reply:
+      // Ids are never used again: a reply to a call that was given up is late, one to a call that never was is wrong.
+      if (header.id >= nextId_) return false;
+      if (pending_.find(header.id) == nullptr) wanted = Wanted::No;
+      lock.unlock();
+      return takeStart(frame, wanted);
+    case FrameKind::Chunk:
+      lock.unlock();
+      return takeChunk(frame);
+    case FrameKind::Cancel:
+      return takeCancelLocked(header);
+    case FrameKind::Credit:
+      return true;
+    case FrameKind::Goodbye: {
+      const std::uint32_t code = load32(frame.payload.data());
+      endLocked(code == VANTO_ERROR_PROTOCOL ? VANTO_ERROR_PROTOCOL : VANTO_ERROR_CLOSED, afterwards);
+      return true;
+    }
+    default:
+      return false;
+  }
+}
+
+/// The first frame of a client. Before it nothing of the client is believed.
+bool Connection::takeAnswer(const ReceivedFrame& frame) noexcept {
+  Greeting answer;
+  if (frame.header.kind != FrameKind::Answer || frame.sender.pid != peer_.pid ||
+      !decodeGreeting(frame.payload.data(), answer) || answer.lowestVersion != answer.highestVersion ||
+      answer.highestVersion != wireVersion) {
+    return false;
+  }
+  Afterwards afterwards;
+  const Lock lock(mutex_);
+  if (state_ != State::AwaitingAnswer) return true;
+  if (handshake_->isValidated) {
+    ProcessFacts now = peer_;
+    const bool isSame = frame.header.flags == frameHasNonce && frame.sender.uid == peer_.realUser &&
+                        std::memcmp(answer.nonce, handshake_->greeting.nonce, nonceBytes) == 0 &&
+                        readProcessFacts(now) && now.startTime == peer_.startTime && now.realUser == peer_.realUser &&
+                        isRunning(handshake_->process);
+    if (!isSame) return false;
+  } else if (frame.header.flags != 0) {
+    return false;
+  }
+  peer_.realUser = frame.sender.uid;
+  peer_.realGroup = frame.sender.gid;
+  sendCredit_.setWindow(answer.windowMessages, answer.windowBytes);
+  state_ = State::Open;
+  admittedBy_ = handshake_->listener;
+  afterwards.handshake = std::move(handshake_);
+  return true;
+}
+
+bool Connection::beginMessageLocked(const FrameHeader& header) noexcept {
+  if (header.id <= lastReceivedId_ || !receiveCredit_.start(header.length)) return false;
+  lastReceivedId_ = header.id;
+  return true;
+}
+
+bool Connection::takeCreditLocked(const FrameHeader& header, Afterwards& afterwards) noexcept {
+  if (header.creditMessages == 0 && header.creditBytes == 0) return true;
+  if (!sendCredit_.giveBack(header)) return false;
+  if (!queue_.isEmpty()) flushLocked(afterwards, isWatched_ ? Retry::ByWorkers : Retry::ByCaller);
+  return true;
+}
+
+bool Connection::takeStart(ReceivedFrame& frame, Wanted wanted) noexcept {
+  if (frame.header.length > frame.payload.size()) return assemblies_.start(frame, wanted);
+  return wanted == Wanted::No || takeBody(frame.header, frame.payload, frame.descriptors);
+}
+
+bool Connection::takeChunk(ReceivedFrame& frame) noexcept {
+  std::optional<ChunkAssembly> completed;
+  if (!assemblies_.add(frame, completed)) return false;
+  if (!completed || completed->bytes == nullptr) return true;
+  return takeBody(completed->header, completed->body(), completed->descriptors);
+}
+
+bool Connection::takeBody(const FrameHeader& header, std::span<const std::uint8_t> body,
+                          std::vector<Fd>& descriptors) noexcept {
+  Ref<vanto_object> object = decodeObject(body, descriptors);
+  if (!object) return false;
+  if (header.kind == FrameKind::Reply) {
+    takeReply(header, std::move(object));
+  } else {
+    takeMessage(header, std::move(object));
+  }
+  return true;
+}
+
+void Connection::takeMessage(const FrameHeader& header, Ref<vanto_object> body) noexcept {
+  Ref<MessageObject> message = MessageObject::create(*this, header, std::move(body));
+  // Should the connection have ended meanwhile, the message goes when the lock is free again.
+  const Lock lock(mutex_);
+  if (state_ != State::Open) return;
+  if (header.kind == FrameKind::Request) {
+    message->nextOpen_ = firstOpen_;
+    if (firstOpen_ != nullptr) firstOpen_->previousOpen_ = message.get();
+    firstOpen_ = message.get();
+  }
+  addEventLocked({Event::Kind::Message, std::move(message)});
+}
+
+void Connection::takeReply(const FrameHeader& header, Ref<vanto_object> body) noexcept {
+  const Lock lock(mutex_);
+  if (PendingCall* call = pending_.find(header.id)) resolveLocked(*call, std::move(body));
+}
+
+bool Connection::takeCancelLocked(const FrameHeader& header) noexcept {
+  if (header.id > lastReceivedId_) return false;
+  for (MessageObject* message = firstOpen_; message != nullptr; message = message->nextOpen_) {
+    if (message->id_ == header.id) message->isCancelled_.store(true, std::memory_order_release);
+  }
+  return true;
+}
+
+}  // namespace vanto

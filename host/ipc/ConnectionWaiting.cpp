@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <ctime>
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include "ipc/Connection.h"
+
+namespace vanto {
+
+namespace {
+
+std::uint64_t remainingUntil(std::uint64_t deadline) noexcept {
+  if (deadline == UINT64_MAX) return UINT64_MAX;
+  const std::uint64_t now = monotonicNow();
+  return deadline > now ? deadline - now : 0;
+}
+
+void sleepUntil(std::unique_lock<std::mutex>& lock, const Waiter& waiter) noexcept {
+  const std::uint32_t wakes = waiter.wakes.load(std::memory_order_acquire);
+  lock.unlock();
+  waitWhileEqual(waiter.wakes, wakes, remainingUntil(waiter.deadline));
+  lock.lock();
+}
+
+}  // namespace
+
+/// Waits until the waiter is done, the connection has ended, or the deadline has passed.
+void Connection::waitLocked(Lock& lock, Waiter& waiter) noexcept {
+  waiters_.add(waiter);
+  bool isInTime = true;
+  while (!waiter.isDone && state_ != State::Ended && isInTime) {
+    if (!isReading_) isReading_ = waiter.isReader = true;
+    if (waiter.isReader) {
+      isInTime = readUntil(lock, waiter);
+      waiter.hasRead = true;
+    } else {
+      sleepUntil(lock, waiter);
+      isInTime = remainingUntil(waiter.deadline) != 0;
+    }
+  }
+  waiters_.remove(waiter);
+  if (!waiter.isReader) return;
+  // Workers that came meanwhile went again, and rely on somebody to read what they came for.
+  while (mustReadAgain_ && waiters_.first() == nullptr && state_ != State::Ended) {
+    mustReadAgain_ = false;
+    lock.unlock();
+    while (readFrame(Waiting::Never) == Step::Frame) {
+    }
+    lock.lock();
+  }
+  endReadingLocked(lock);
+}
+
+/// Reads one frame. False when the deadline has passed.
+bool Connection::readUntil(Lock& lock, const Waiter& waiter) noexcept {
+  // The socket's own timeout is right for the first frame only, and does for most.
+  const bool polls = isBlocked_ || waiter.timeout == 0 || (waiter.hasRead && waiter.deadline != UINT64_MAX);
+  if (polls) pollUntil(lock, waiter.deadline);
+  lock.unlock();
+  if (!polls) setReceiveTimeout(waiter.timeout);
+  const Step step = readFrame(polls ? Waiting::Never : Waiting::SocketTimeout);
+  lock.lock();
+  if (beginDeliveryLocked()) {
+    lock.unlock();
+    // This thread has something better to do than to run handlers.
+    deliver(Delivery::Later);
+    lock.lock();
+  }
+  return step == Step::Frame || remainingUntil(waiter.deadline) != 0;
+}
+
+/// Waits until there is something to read, or, where something waits to be sent, until it can be; then sends it.
+void Connection::pollUntil(Lock& lock, std::uint64_t deadline) noexcept {
+  const bool sends = isBlocked_;
+  pollfd set{socket_.get(), static_cast<short>(sends && retryDeadline_ == UINT64_MAX ? POLLIN | POLLOUT : POLLIN), 0};
+  const std::uint64_t remaining = remainingUntil(sends ? std::min(deadline, retryDeadline_) : deadline);
+  lock.unlock();
+  const timespec time{static_cast<time_t>(remaining / 1'000'000'000), static_cast<long>(remaining % 1'000'000'000)};
+  ppoll(&set, 1, remaining != UINT64_MAX ? &time : nullptr, nullptr);
+  lock.lock();
+  if (!sends || state_ == State::Ended) return;
+  if ((set.revents & POLLOUT) == 0 && monotonicNow() < retryDeadline_) return;
+  retryDeadline_ = UINT64_MAX;
+  isBlocked_ = false;
+  {
+    Afterwards afterwards;
+    flushLocked(afterwards, isWatched_ ? Retry::ByWorkers : Retry::ByCaller);
+    lock.unlock();
+  }
+  lock.lock();
+}
+
+void Connection::setReceiveTimeout(std::uint64_t timeout) noexcept {
+  if (timeout == VANTO_WAIT_FOREVER) timeout = 0;
+  if (timeout == receiveTimeout_) return;
+  receiveTimeout_ = timeout;
+  // Rounded up: zero would mean for ever.
+  const std::uint64_t microseconds = timeout / 1000 + (timeout % 1000 != 0 ? 1 : 0);
+  const timeval time{static_cast<time_t>(microseconds / 1'000'000), static_cast<suseconds_t>(microseconds % 1'000'000)};
+  setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time);
+}
+
+}  // namespace vanto

@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/Domain.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "ipc/SocketName.h"
+
+namespace vanto {
+
+namespace {
+
+constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+enum class Missing : std::uint8_t { Fail, Create };
+
+/// `directory` if it belongs to `owner` and nobody of the kinds in `others` has rights on it; else none with EACCES.
+Fd checked(Fd directory, uid_t owner, mode_t others) noexcept {
+  struct stat facts;
+  if (!directory || fstat(directory.get(), &facts) != 0) return {};
+  if (facts.st_uid == owner && (facts.st_mode & others) == 0) return directory;
+  errno = EACCES;
+  return {};
+}
+
+Fd openOwn(int parent, const char* name, Missing missing) noexcept {
+  // The mode may be cut by the umask, never widened.
+  if (missing == Missing::Create && mkdirat(parent, name, 0700) != 0 && errno != EEXIST) return {};
+  return checked(Fd(openat(parent, name, directoryFlags)), geteuid(), 077);
+}
+
+/// The directory for what lives as long as the user is logged in; where none is named, the usual one.
+Fd openRuntimeDirectory() noexcept {
+  const char* named = secure_getenv("XDG_RUNTIME_DIR");
+  const std::string usual = "/run/user/" + std::to_string(geteuid());
+  const char* path = named != nullptr && named[0] == '/' ? named : usual.c_str();
+  // The path is the user's own choice, and may lead through symbolic links.
+  return checked(Fd(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC)), geteuid(), 022);
+}
+
+/// The directory that holds those of the domains: in the run-time directory, or one of the user's own where there is
+/// none.
+Fd openBase(Missing missing) noexcept {
+  if (const Fd runtime = openRuntimeDirectory()) return openOwn(runtime.get(), "vanto", missing);
+  const Fd temporary(open("/tmp", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!temporary) return {};
+  return openOwn(temporary.get(), ("vanto-" + std::to_string(geteuid())).c_str(), missing);
+}
+
+Fd openInBase(const std::string& name, Missing missing) noexcept {
+  const Fd base = openBase(missing);
+  return base ? openOwn(base.get(), name.c_str(), missing) : Fd();
+}
+
+Fd openSession() noexcept {
+  const char* session = secure_getenv("XDG_SESSION_ID");
+  const std::string name = session != nullptr ? socketFileName(session) : std::string();
+  return name.empty() ? Fd() : openInBase("session-" + name, Missing::Fail);
+}
+
+Fd openSystem() noexcept {
+  Fd directory(open("/run/vanto", directoryFlags));
+  struct stat facts;
+  if (!directory || fstat(directory.get(), &facts) != 0) return {};
+  // The manager may have an account of its own, which only root can have given it the directory for.
+  return (facts.st_mode & 022) == 0 ? std::move(directory) : Fd();
+}
+
+}  // namespace
+
+Fd openDomain(Domain domain) noexcept {
+  switch (domain) {
+    case Domain::Session:
+      return openSession();
+    case Domain::User:
+      return openInBase("user", Missing::Fail);
+    case Domain::System:
+      return openSystem();
+  }
+  return {};
+}
+
+Fd openOrCreateUserDomain() noexcept {
+  return openInBase("user", Missing::Create);
+}
+
+}  // namespace vanto

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/InheritedListener.h"
+
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+
+#include "ipc/SocketName.h"
+
+namespace vanto {
+
+namespace {
+
+constexpr int firstInherited = 3;
+/// More than this no manager has reason to hand over.
+constexpr int maximumInherited = 64;
+
+/// What was handed over, in order.
+struct Inheritance {
+  int count = 0;
+  bool wasRead = false;
+  bool isTaken[maximumInherited] = {};
+  /// The text of LISTEN_FDNAMES; kept for the life of the process.
+  const char* names = "";
+};
+
+constinit std::mutex mutex;
+constinit Inheritance inheritance;
+
+int numberIn(const char* variable) noexcept {
+  const char* text = getenv(variable);
+  int number = 0;
+  if (text == nullptr) return 0;
+  const char* end = text + std::strlen(text);
+  const auto [rest, error] = std::from_chars(text, end, number);
+  return error == std::errc() && rest == end ? number : 0;
+}
+
+void readEnvironment() noexcept {
+  if (std::exchange(inheritance.wasRead, true)) return;
+  const int count = numberIn("LISTEN_FDS");
+  if (numberIn("LISTEN_PID") == getpid() && count > 0 && count <= maximumInherited) {
+    inheritance.count = count;
+    const char* names = getenv("LISTEN_FDNAMES");
+    if (names != nullptr) inheritance.names = strdup(names);
+    for (int i = 0; i < count; i++) fcntl(firstInherited + i, F_SETFD, FD_CLOEXEC);
+  }
+  for (const char* variable : {"LISTEN_FDS", "LISTEN_PID", "LISTEN_FDNAMES", "LISTEN_PIDFDID"}) unsetenv(variable);
+}
+
+std::string_view nameOf(int index) noexcept {
+  std::string_view names = inheritance.names;
+  for (int i = 0; i < index; i++) {
+    const std::size_t colon = names.find(':');
+    if (colon == std::string_view::npos) return {};
+    names.remove_prefix(colon + 1);
+  }
+  return names.substr(0, names.find(':'));
+}
+
+bool isUnnamed(std::string_view name) noexcept {
+  return name.empty() || name == "unknown" || name.ends_with(".socket");
+}
+
+bool hasOption(int socket, int option, int expected) noexcept {
+  int value = 0;
+  socklen_t size = sizeof value;
+  return getsockopt(socket, SOL_SOCKET, option, &value, &size) == 0 && value == expected;
+}
+
+bool isListener(int socket) noexcept {
+  return hasOption(socket, SO_DOMAIN, AF_UNIX) && hasOption(socket, SO_TYPE, SOCK_SEQPACKET) &&
+         hasOption(socket, SO_ACCEPTCONN, 1);
+}
+
+bool isFor(int index, std::string_view name) {
+  const std::string_view given = nameOf(index);
+  return given == name || (!given.empty() && given == socketFileName(name)) ||
+         (inheritance.count == 1 && isUnnamed(given));
+}
+
+}  // namespace
+
+Fd takeInheritedListener(std::string_view name) noexcept {
+  const std::lock_guard lock(mutex);
+  readEnvironment();
+  for (int i = 0; i < inheritance.count; i++) {
+    if (inheritance.isTaken[i] || !isFor(i, name) || !isListener(firstInherited + i)) continue;
+    inheritance.isTaken[i] = true;
+    return Fd(firstInherited + i);
+  }
+  return {};
+}
+
+}  // namespace vanto

@@ -1,0 +1,283 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/Listener.h"
+
+#include <atomic>
+#include <cerrno>
+#include <new>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/epoll.h>
+#include <sys/random.h>
+#include <sys/socket.h>
+
+#include <VantoService/TemporaryScope.h>
+
+#include "ipc/Activity.h"
+#include "ipc/Connection.h"
+#include "ipc/ConnectionLimit.h"
+#include "ipc/PeerCredentials.h"
+#include "process/Termination.h"
+#include "value/ValueStorage.h"
+#include "value/limits.h"
+
+namespace vanto {
+
+namespace {
+
+/// When accepting is tried again after the kernel could not give a descriptor.
+constexpr std::uint64_t retryNanoseconds = 100'000'000;
+
+constinit std::atomic<vanto_peer_evaluator_t> peerEvaluator{nullptr};
+
+constinit std::mutex listMutex;
+constinit Listener* firstListener = nullptr;
+constinit bool awaitsTermination = false;
+
+/// What the evaluator thinks of a client, about whom everything it may ask is looked up first.
+bool isAdmitted(vanto_peer_evaluator_t evaluator, ProcessFacts& facts, Handshake& handshake) noexcept {
+  handshake.isValidated = true;
+  if (!readProcessFacts(facts) || !isRunning(handshake.process)) return false;
+  const TemporaryScope scope;
+  return evaluator(makeAuditToken(facts));
+}
+
+bool makeNonce(std::uint8_t* nonce) noexcept {
+  return getrandom(nonce, nonceBytes, 0) == static_cast<ssize_t>(nonceBytes);
+}
+
+SendResult sendGreeting(int socket, const Handshake& handshake) noexcept {
+  std::uint8_t body[greetingBytes];
+  encodeGreeting(handshake.greeting, body);
+  const FrameHeader header{.kind = FrameKind::Greeting,
+                           .flags = handshake.isValidated ? frameHasNonce : std::uint16_t{0}};
+  return sendFrame(socket, header, body, {});
+}
+
+}  // namespace
+
+constinit const Class ListenerWatch::watchClass{"ListenerWatch",         &objectClass, NoKind,
+                                                &ListenerWatch::destroy, nullptr,      nullptr};
+constinit const Class Listener::listenerClass{"Listener", &ipcObjectClass, 0, &Listener::destroy, nullptr, nullptr};
+
+ListenerWatch::ListenerWatch(Listener& listener) noexcept
+    : Watched(watchClass, &ListenerWatch::becameReady), listener_(Ref<Listener>::share(&listener)) {}
+
+Ref<ListenerWatch> ListenerWatch::create(Listener& listener) noexcept {
+  return Ref<ListenerWatch>::adopt(new (allocate(sizeof(ListenerWatch))) ListenerWatch(listener));
+}
+
+void ListenerWatch::becameReady(Watched& self, std::uint32_t) noexcept {
+  static_cast<ListenerWatch&>(self).listener_->acceptAll();
+}
+
+void ListenerWatch::destroy(Object& self) noexcept {
+  auto& watch = static_cast<ListenerWatch&>(self);
+  watch.~ListenerWatch();
+  deallocate(&watch);
+}
+
+Listener::Listener(const char* name, Ref<dispatch_queue_s> queue) noexcept
+    : Endpoint(listenerClass, objectKind, std::move(queue)), name_(name) {}
+
+Listener::~Listener() {
+  leave();
+}
+
+Ref<Listener> Listener::create(const char* name, Ref<dispatch_queue_s> queue) noexcept {
+  return Ref<Listener>::adopt(new (allocate(sizeof(Listener))) Listener(name, std::move(queue)));
+}
+
+void Listener::destroy(Object& self) noexcept {
+  auto& listener = static_cast<Listener&>(self);
+  listener.~Listener();
+  deallocate(&listener);
+}
+
+void Listener::setEvaluator(vanto_peer_evaluator_t evaluator) noexcept {
+  peerEvaluator.store(evaluator, std::memory_order_release);
+}
+
+void Listener::resume() noexcept {
+  std::unique_lock lock(mutex_);
+  if (std::exchange(isResumed_, true)) return;
+  lock.unlock();
+  // Before anybody can connect: a process that answers can also be asked to end.
+  join();
+  lock.lock();
+  if (!isClosed_) open();
+  const bool isOpen = !isClosed_;
+  const bool delivers = beginDeliveryLocked();
+  lock.unlock();
+  if (!isOpen) leave();
+  if (delivers) deliver(Delivery::AtOnce);
+}
+
+void Listener::open() noexcept {
+  const vanto_error_code_t code = socket_.open(name_);
+  if (code == VANTO_ERROR_NONE) {
+    watch_ = ListenerWatch::create(*this);
+    spare_.reset(fcntl(socket_.descriptor(), F_DUPFD_CLOEXEC, 3));
+    isWatched_ = startWatching(*watch_, socket_.descriptor(), EPOLLIN);
+    if (isWatched_) return;
+  }
+  addEventLocked({Event::Kind::Error, errorObject(code != VANTO_ERROR_NONE ? code : VANTO_ERROR_SYSTEM)});
+  stopLocked();
+}
+
+void Listener::acceptAll() noexcept {
+  bool again = true;
+  while (again) {
+    std::unique_lock lock(mutex_);
+    if (isAccepting_) mustAcceptAgain_ = true;
+    if (isAccepting_ || isClosed_) return;
+    isAccepting_ = true;
+    mustAcceptAgain_ = false;
+    Attempt attempt = Attempt::Accepted;
+    while (attempt == Attempt::Accepted && !isClosed_) {
+      lock.unlock();
+      attempt = acceptOne();
+      lock.lock();
+    }
+    isAccepting_ = false;
+    if (isClosed_) closeSocketLocked();
+    if (isWatched_ && attempt == Attempt::TryLater) setTimer(*watch_, deadlineAfter(retryNanoseconds));
+    again = mustAcceptAgain_;
+  }
+}
+
+Listener::Attempt Listener::acceptOne() noexcept {
+  Fd socket(accept4(socket_.descriptor(), nullptr, nullptr, SOCK_CLOEXEC));
+  if (socket) {
+    receive(std::move(socket));
+    return Attempt::Accepted;
+  }
+  switch (errno) {
+    case EAGAIN:
+      return Attempt::Nothing;
+    case EINTR:
+    case ECONNABORTED:
+      return Attempt::Accepted;
+    case EMFILE:
+    case ENFILE:
+      return turnAway();
+    default:
+      return Attempt::TryLater;
+  }
+}
+
+/// There is no descriptor for the next client: takes the spare one to tell it so.
+Listener::Attempt Listener::turnAway() noexcept {
+  if (!spare_) {
+    spare_.reset(fcntl(socket_.descriptor(), F_DUPFD_CLOEXEC, 3));
+    return Attempt::TryLater;
+  }
+  spare_.reset();
+  Fd socket(accept4(socket_.descriptor(), nullptr, nullptr, SOCK_CLOEXEC));
+  const bool isDone = !socket && errno == EAGAIN;
+  const bool wasAccepted = static_cast<bool>(socket);
+  if (wasAccepted) sendCode(socket.get(), FrameKind::Refusal, VANTO_ERROR_FULL);
+  socket.reset();
+  spare_.reset(fcntl(socket_.descriptor(), F_DUPFD_CLOEXEC, 3));
+  if (isDone) return Attempt::Nothing;
+  return wasAccepted ? Attempt::Accepted : Attempt::TryLater;
+}
+
+void Listener::receive(Fd socket) noexcept {
+  ProcessFacts facts;
+  if (!enableSenderCredentials(socket.get()) || !readPeerCredentials(socket.get(), facts)) return;
+  const uid_t user = facts.effectiveUser;
+  if (!ConnectionLimit::take(user)) return sendCode(socket.get(), FrameKind::Refusal, VANTO_ERROR_FULL);
+  const vanto_error_code_t code = greet(socket, facts);
+  if (code == VANTO_ERROR_NONE) return;
+  ConnectionLimit::giveBack(user);
+  sendCode(socket.get(), FrameKind::Refusal, static_cast<std::uint32_t>(code));
+}
+
+/// Takes the socket over when the client is greeted.
+vanto_error_code_t Listener::greet(Fd& socket, const ProcessFacts& facts) noexcept {
+  auto handshake = std::make_unique<Handshake>();
+  ProcessFacts peer = facts;
+  if (const vanto_peer_evaluator_t evaluator = peerEvaluator.load(std::memory_order_acquire)) {
+    handshake->process = openPeerProcess(socket.get());
+    if (!isAdmitted(evaluator, peer, *handshake)) return VANTO_ERROR_REFUSED;
+    if (!makeNonce(handshake->greeting.nonce)) return VANTO_ERROR_SYSTEM;
+  }
+  handshake->greeting.windowMessages = ReceiveCredit::windowMessages;
+  handshake->greeting.windowBytes = ReceiveCredit::windowBytes;
+  handshake->listener = Ref<Listener>::share(this);
+  handshake->deadline = deadlineAfter(limits::ipcGreetingNanoseconds);
+  if (sendGreeting(socket.get(), *handshake) != SendResult::Sent) return VANTO_ERROR_CLOSED;
+  Connection::accept(std::move(socket), peer, std::move(handshake), queue());
+  return VANTO_ERROR_NONE;
+}
+
+void Listener::admit(Connection& connection) noexcept {
+  std::unique_lock lock(mutex_);
+  const bool isAdmitted = !isClosed_;
+  if (isAdmitted) addEventLocked({Event::Kind::Connection, Ref<vanto_object>::share(&connection)});
+  const bool delivers = beginDeliveryLocked();
+  lock.unlock();
+  if (!isAdmitted) connection.wasDelivered();
+  if (delivers) deliver(Delivery::AtOnce);
+}
+
+void Listener::closeListener() noexcept {
+  std::unique_lock lock(mutex_);
+  const std::vector<Event> dropped = dropEventsLocked();
+  if (!isClosed_) addEventLocked({Event::Kind::Error, errorObject(VANTO_ERROR_CANCELLED)});
+  stopLocked();
+  const bool delivers = beginDeliveryLocked();
+  lock.unlock();
+  leave();
+  for (const Event& event : dropped) {
+    if (event.kind == Event::Kind::Connection) static_cast<Connection*>(event.object.get())->wasDelivered();
+  }
+  if (delivers) deliver(Delivery::Later);
+}
+
+void Listener::stopLocked() noexcept {
+  isClosed_ = true;
+  closeSocketLocked();
+  // The watch keeps the listener alive; somebody else does too as long as this runs.
+  watch_ = nullptr;
+}
+
+void Listener::closeSocketLocked() noexcept {
+  if (std::exchange(isWatched_, false)) stopWatching(*watch_, socket_.descriptor());
+  if (isAccepting_) return;
+  socket_.close();
+  spare_.reset();
+}
+
+/// Listed, it stops accepting when the process is asked to end.
+void Listener::join() noexcept {
+  std::unique_lock lock(listMutex);
+  next_ = firstListener;
+  if (firstListener != nullptr) firstListener->previous_ = this;
+  firstListener = this;
+  isListed_ = true;
+  const bool isFirst = !std::exchange(awaitsTermination, true);
+  lock.unlock();
+  if (isFirst) onTermination(&Listener::stopAll, nullptr);
+}
+
+void Listener::leave() noexcept {
+  const std::lock_guard lock(listMutex);
+  if (!std::exchange(isListed_, false)) return;
+  (previous_ != nullptr ? previous_->next_ : firstListener) = next_;
+  if (next_ != nullptr) next_->previous_ = previous_;
+}
+
+void Listener::stopAll(void*) noexcept {
+  {
+    const std::lock_guard listLock(listMutex);
+    for (Listener* listener = firstListener; listener != nullptr; listener = listener->next_) {
+      const std::lock_guard lock(listener->mutex_);
+      if (!listener->isClosed_) listener->stopLocked();
+    }
+  }
+  Activity::endWhenIdle();
+}
+
+}  // namespace vanto

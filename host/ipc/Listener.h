@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+
+#include "dispatch/Workers.h"
+#include "ipc/Endpoint.h"
+#include "ipc/ServiceSocket.h"
+#include "process/AuditToken.h"
+
+namespace vanto {
+
+class Connection;
+class Listener;
+
+/// What the workers watch for a listener. The two own each other until the listener is closed.
+class ListenerWatch final : public Watched {
+ public:
+  [[nodiscard]] static Ref<ListenerWatch> create(Listener& listener) noexcept;
+
+ private:
+  explicit ListenerWatch(Listener& listener) noexcept;
+  static void becameReady(Watched& self, std::uint32_t events) noexcept;
+  static void destroy(Object& self) noexcept;
+  static const Class watchClass;
+
+  const Ref<Listener> listener_;
+};
+
+/// Listens for the clients of a service. One worker at a time accepts: it looks at the client, has the evaluator judge
+/// it, and greets or refuses it. The client becomes an event when it has answered.
+class Listener final : public Endpoint {
+ public:
+  static constexpr vanto_kind_t objectKind = VANTO_KIND_LISTENER;
+
+  [[nodiscard]] static Ref<Listener> create(const char* name, Ref<dispatch_queue_s> queue) noexcept;
+
+  void resume() noexcept;
+  void closeListener() noexcept;
+
+  /// A client has answered the greeting.
+  void admit(Connection& connection) noexcept;
+
+  /// Has `evaluator` judge each client from now on.
+  static void setEvaluator(vanto_peer_evaluator_t evaluator) noexcept;
+
+ private:
+  friend class ListenerWatch;
+  enum class Attempt : std::uint8_t { Accepted, Nothing, TryLater };
+
+  Listener(const char* name, Ref<dispatch_queue_s> queue) noexcept;
+  ~Listener();
+  static void destroy(Object& self) noexcept;
+  static const Class listenerClass;
+
+  void open() noexcept;
+  void acceptAll() noexcept;
+  [[nodiscard]] Attempt acceptOne() noexcept;
+  [[nodiscard]] Attempt turnAway() noexcept;
+  void receive(Fd socket) noexcept;
+  [[nodiscard]] vanto_error_code_t greet(Fd& socket, const ProcessFacts& facts) noexcept;
+  void stopLocked() noexcept;
+  void closeSocketLocked() noexcept;
+
+  static void stopAll(void* unused) noexcept;
+  void join() noexcept;
+  void leave() noexcept;
+
+  const std::string name_;
+  ServiceSocket socket_;
+  Ref<ListenerWatch> watch_;
+  /// A descriptor to be given up when there are no more, so that a client can still be turned away.
+  Fd spare_;
+  bool isClosed_ = false;
+  bool isWatched_ = false;
+  /// Some worker accepts; the socket then stays open.
+  bool isAccepting_ = false;
+  bool mustAcceptAgain_ = false;
+  /// All open listeners, for the end of the process; under a lock of their own.
+  Listener* next_ = nullptr;
+  Listener* previous_ = nullptr;
+  bool isListed_ = false;
+};
+
+}  // namespace vanto

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/Message.h"
+
+#include <new>
+#include <utility>
+
+#include "dispatch/Workers.h"
+#include "ipc/Activity.h"
+#include "ipc/Connection.h"
+
+namespace vanto {
+
+constinit const Class MessageObject::messageClass{"MessageObject",         &ipcObjectClass, 0,
+                                                  &MessageObject::destroy, nullptr,         nullptr};
+
+MessageObject::MessageObject(Connection& connection, const FrameHeader& header, Ref<vanto_object> body) noexcept
+    : vanto_object(messageClass, objectKind),
+      body_(std::move(body)),
+      connection_(Ref<Connection>::share(&connection)),
+      id_(header.id),
+      size_(header.length),
+      deadline_(header.deadline != 0 ? deadlineAfter(header.deadline) : UINT64_MAX),
+      answer_(header.kind == FrameKind::Request ? Answer::Expected : Answer::None) {
+  Activity::began();
+}
+
+MessageObject::~MessageObject() {
+  if (expectsReply()) static_cast<void>(reply(errorObject(VANTO_ERROR_NO_REPLY).get()));
+  connection_->finish(*this);
+  leaveHand();
+}
+
+Ref<MessageObject> MessageObject::create(Connection& connection, const FrameHeader& header,
+                                         Ref<vanto_object> body) noexcept {
+  void* memory = allocate(sizeof(MessageObject));
+  return Ref<MessageObject>::adopt(new (memory) MessageObject(connection, header, std::move(body)));
+}
+
+void MessageObject::destroy(Object& self) noexcept {
+  auto& message = static_cast<MessageObject&>(self);
+  message.~MessageObject();
+  deallocate(&message);
+}
+
+bool MessageObject::isCancelled() const noexcept {
+  return isCancelled_.load(std::memory_order_acquire) || (deadline_ != UINT64_MAX && monotonicNow() >= deadline_);
+}
+
+vanto_error_code_t MessageObject::reply(vanto_object* object) noexcept {
+  Answer expected = Answer::Expected;
+  if (!answer_.compare_exchange_strong(expected, Answer::Given)) return VANTO_ERROR_INVALID;
+  const vanto_error_code_t code = connection_->answer(*this, object);
+  if (code == VANTO_ERROR_INVALID || code == VANTO_ERROR_TOO_LARGE) {
+    // Nothing was sent, so another reply may be.
+    answer_.store(Answer::Expected, std::memory_order_release);
+  } else {
+    leaveHand();
+  }
+  return code;
+}
+
+void MessageObject::wasDelivered() noexcept {
+  if (answer_.load(std::memory_order_acquire) == Answer::None) leaveHand();
+}
+
+void MessageObject::leaveHand() noexcept {
+  if (isInHand_.exchange(false, std::memory_order_acq_rel)) Activity::ended();
+}
+
+}  // namespace vanto

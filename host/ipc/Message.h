@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "ipc/Frame.h"
+#include "ipc/IPCObject.h"
+
+namespace vanto {
+
+class Connection;
+
+/// A message or request that arrived. Until it is answered or no longer kept it takes up its sender's window.
+class MessageObject final : public vanto_object {
+ public:
+  static constexpr vanto_kind_t objectKind = VANTO_KIND_MESSAGE;
+
+  [[nodiscard]] static Ref<MessageObject> create(Connection& connection, const FrameHeader& header,
+                                                 Ref<vanto_object> body) noexcept;
+
+  [[nodiscard]] vanto_object* body() const noexcept { return body_.get(); }
+  [[nodiscard]] bool expectsReply() const noexcept {
+    return answer_.load(std::memory_order_acquire) == Answer::Expected;
+  }
+  [[nodiscard]] bool isAnswered() const noexcept { return answer_.load(std::memory_order_acquire) == Answer::Given; }
+  [[nodiscard]] bool isCancelled() const noexcept;
+
+  /// Answers it; the object says with what.
+  [[nodiscard]] vanto_error_code_t reply(vanto_object* object) noexcept;
+
+  /// The handler has returned: a message that expects no reply was dealt with.
+  void wasDelivered() noexcept;
+
+ private:
+  friend class Connection;
+  enum class Answer : std::uint8_t { None, Expected, Given };
+
+  MessageObject(Connection& connection, const FrameHeader& header, Ref<vanto_object> body) noexcept;
+  ~MessageObject();
+  static void destroy(Object& self) noexcept;
+  static const Class messageClass;
+  void leaveHand() noexcept;
+
+  const Ref<vanto_object> body_;
+  /// Kept alive, not open.
+  const Ref<Connection> connection_;
+  const std::uint64_t id_;
+  /// What is given back to the sender's window at the end.
+  const std::uint64_t size_;
+  /// When the sender stops waiting; UINT64_MAX for never.
+  const std::uint64_t deadline_;
+  std::atomic<Answer> answer_;
+  std::atomic<bool> isCancelled_{false};
+  /// Whether the process shall not end before this was dealt with.
+  std::atomic<bool> isInHand_{true};
+  /// Requests that a cancellation may still reach; the connection's lock guards these two.
+  MessageObject* nextOpen_ = nullptr;
+  MessageObject* previousOpen_ = nullptr;
+};
+
+}  // namespace vanto

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/PeerCredentials.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include "process/StartTime.h"
+
+namespace vanto {
+
+namespace {
+
+// Newer than some systems' headers.
+constexpr int peerPidDescriptorOption = 77;
+
+/// Reads the beginning of a file of /proc, with a NUL behind it. False when it cannot be read.
+bool readProcessFile(pid_t pid, const char* name, char* text, std::size_t size) noexcept {
+  char path[64];
+  std::snprintf(path, sizeof path, "/proc/%d/%s", pid, name);
+  const Fd file(open(path, O_RDONLY | O_CLOEXEC));
+  if (!file) return false;
+  const ssize_t length = read(file.get(), text, size - 1);
+  if (length <= 0) return false;
+  text[length] = '\0';
+  return true;
+}
+
+bool readRealOwner(ProcessFacts& facts) noexcept {
+  char text[2048];
+  if (!readProcessFile(facts.pid, "status", text, sizeof text)) return false;
+  const char* users = std::strstr(text, "\nUid:");
+  const char* groups = std::strstr(text, "\nGid:");
+  return users != nullptr && groups != nullptr && std::sscanf(users, "\nUid: %u", &facts.realUser) == 1 &&
+         std::sscanf(groups, "\nGid: %u", &facts.realGroup) == 1;
+}
+
+}  // namespace
+
+bool enableSenderCredentials(int socket) noexcept {
+  const int on = 1;
+  return setsockopt(socket, SOL_SOCKET, SO_PASSCRED, &on, sizeof on) == 0;
+}
+
+bool readPeerCredentials(int socket, ProcessFacts& facts) noexcept {
+  ucred credentials;
+  socklen_t size = sizeof credentials;
+  if (getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) return false;
+  facts = {credentials.pid, credentials.uid, credentials.gid, credentials.uid, credentials.gid, 0};
+  return true;
+}
+
+Fd openPeerProcess(int socket) noexcept {
+  int descriptor = -1;
+  socklen_t size = sizeof descriptor;
+  // The descriptor is close-on-exec from birth.
+  if (getsockopt(socket, SOL_SOCKET, peerPidDescriptorOption, &descriptor, &size) != 0) return {};
+  return Fd(descriptor);
+}
+
+bool isRunning(const Fd& process) noexcept {
+  // Readable once the process has ended.
+  pollfd set{process.get(), POLLIN, 0};
+  return process && poll(&set, 1, 0) == 0;
+}
+
+std::uint64_t readStartTime(pid_t pid) noexcept {
+  std::uint64_t startTime = 0;
+  return pid > 0 && readProcessStartTime(pid, startTime) ? startTime : 0;
+}
+
+bool readProcessFacts(ProcessFacts& facts) noexcept {
+  if (facts.pid <= 0 || !readRealOwner(facts)) return false;
+  facts.startTime = readStartTime(facts.pid);
+  return facts.startTime != 0;
+}
+
+}  // namespace vanto

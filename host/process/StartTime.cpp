@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "process/StartTime.h"
+
+#include <charconv>
+#include <cstddef>
+
+#include <fcntl.h>
+
+#include "process/Contents.h"
+#include "value/Fd.h"
+
+namespace vanto {
+
+namespace {
+
+constexpr std::string_view directory = "/proc/";
+constexpr std::string_view file = "/stat";
+
+/// The start time is field 22; the first one behind the name of the program is field 3.
+constexpr int fieldsBetween = 22 - 3;
+
+}  // namespace
+
+bool parseProcessStartTime(std::string_view text, std::uint64_t& startTime) noexcept {
+  // The name, in parentheses, is the program's own choice and may hold blanks and parentheses; nothing behind it does.
+  const std::size_t nameEnd = text.rfind(") ");
+  if (nameEnd == std::string_view::npos) return false;
+  text.remove_prefix(nameEnd + 2);
+  for (int i = 0; i < fieldsBetween; ++i) {
+    const std::size_t blank = text.find(' ');
+    if (blank == std::string_view::npos) return false;
+    text.remove_prefix(blank + 1);
+  }
+  std::uint64_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end == text.data() + text.size() || *end != ' ') return false;
+  startTime = value;
+  return true;
+}
+
+bool readProcessStartTime(pid_t pid, std::uint64_t& startTime) noexcept {
+  if (pid <= 0) return false;
+  char path[directory.size() + 20 + file.size() + 1];
+  char* end = path + directory.copy(path, directory.size());
+  end = std::to_chars(end, end + 20, pid).ptr;
+  end += file.copy(end, file.size());
+  *end = '\0';
+  const Fd status(open(path, O_RDONLY | O_CLOEXEC));
+  GrowingBytes text;
+  constexpr std::size_t plenty = 4096;
+  return status && readContents(status.get(), plenty, text) == 0 && parseProcessStartTime(text.text(), startTime);
+}
+
+}  // namespace vanto

@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+namespace vanto {
+
+/// Has `function(context)` called once, on a worker, when the process gets SIGTERM; at once on the calling thread when
+/// it has got it already. The first call takes SIGTERM over where its default action stands, and needs a worker; where
+/// the program has an action of its own, or ignores the signal, nothing is changed and nothing ever called. No signal
+/// is blocked. `context` must live as long as the process.
+void onTermination(void (*function)(void* context), void* context) noexcept;
+
+}  // namespace vanto
