@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/ClientConnect.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+#include <thread>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include "host/ipc/IPCFixture.h"
+#include "host/ipc/RawPeer.h"
+#include "ipc/Domain.h"
+#include "value/Fd.h"
+
+namespace vanto::test {
+namespace {
+
+constexpr const char* name = "org.example.connect";
+
+/// A socket of `type` that somebody else has bound, and listens on, under the name of a service.
+Fd foreignListener(const RuntimeDirectory& directory, int type) {
+  EXPECT_TRUE(openOrCreateUserDomain());
+  Fd listener(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::snprintf(address.sun_path, sizeof address.sun_path, "%s", directory.socketPath(name).c_str());
+  EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  EXPECT_EQ(type == SOCK_DGRAM ? 0 : listen(listener.get(), 1), 0);
+  return listener;
+}
+
+TEST(ClientConnect, FindsNoServiceWhereASocketOfAnotherTypeHasItsName) {
+  for (const int type : {SOCK_STREAM, SOCK_DGRAM}) {
+    const RuntimeDirectory directory;
+    const Fd listener = foreignListener(directory, type);
+    EXPECT_EQ(codeOf(connectToService(name, nullptr, generous).get()), VANTO_ERROR_NO_SERVICE);
+  }
+}
+
+TEST(ClientConnect, FindsNoServiceWhereThereIsNone) {
+  const RuntimeDirectory directory;
+  EXPECT_EQ(codeOf(connectToService(name, nullptr, generous).get()), VANTO_ERROR_NO_SERVICE);
+  EXPECT_EQ(codeOf(connectToService("", nullptr, generous).get()), VANTO_ERROR_NAME);
+}
+
+TEST(ClientConnect, PrefersTheSessionsService) {
+  const RuntimeDirectory directory;
+  setenv("XDG_SESSION_ID", "7", 1);
+  EXPECT_TRUE(openOrCreateUserDomain());
+  const Service ofUser(name, [](vanto_object_t, vanto_object_t event) { vanto_reply(event, text("user")); });
+  EXPECT_STREQ(vanto_string_get_text(callWith(connectTo(name), text("x"))), "user");
+  // The session's socket is made by its manager; another service's does for the test.
+  const Service ofSession("other", [](vanto_object_t, vanto_object_t event) { vanto_reply(event, text("session")); });
+  const std::string base = directory.directory() / "vanto/";
+  ASSERT_EQ(mkdir((base + "session-7").c_str(), 0700), 0);
+  ASSERT_EQ(link((base + "user/other").c_str(), (base + "session-7/" + name).c_str()), 0);
+  EXPECT_STREQ(vanto_string_get_text(callWith(connectTo(name), text("x"))), "session");
+  unsetenv("XDG_SESSION_ID");
+}
+
+TEST(ClientConnect, EndsAtItsTimeoutWhenNobodyGreets) {
+  const RuntimeDirectory directory;
+  const RawService silent(name);
+  EXPECT_EQ(codeOf(connectToService(name, nullptr, 20'000'000).get()), VANTO_ERROR_TIMED_OUT);
+}
+
+TEST(ClientConnect, TriesAgainWhenItIsNotGreeted) {
+  const RuntimeDirectory directory;
+  RawService service(name);
+  std::thread accepting([&] {
+    for (int i = 0; i < 3; i++) service.accept().close();
+    RawPeer peer = service.acceptAndGreet();
+    EXPECT_FALSE(peer.receive());
+  });
+  EXPECT_EQ(connectToService(name, nullptr, generous)->kind(), VANTO_KIND_CONNECTION);
+  accepting.join();
+}
+
+TEST(ClientConnect, TriesUntilItsTimeout) {
+  const RuntimeDirectory directory;
+  RawService service(name);
+  std::atomic<bool> isDone{false};
+  std::atomic<int> attempts{0};
+  std::thread accepting([&] {
+    while (!isDone) {
+      service.accept().close();
+      attempts++;
+    }
+  });
+  const vanto_error_code_t code = codeOf(connectToService(name, nullptr, 50'000'000).get());
+  EXPECT_TRUE(code == VANTO_ERROR_CLOSED || code == VANTO_ERROR_TIMED_OUT) << code;
+  isDone = true;
+  EXPECT_NE(codeOf(connectToService(name, nullptr, 1).get()), VANTO_ERROR_NONE);
+  accepting.join();
+  // With pauses of 1, 2, 4, ... milliseconds.
+  EXPECT_LE(attempts, 12);
+}
+
+TEST(ClientConnect, GivesTheCodeOfARefusal) {
+  const RuntimeDirectory directory;
+  RawService service(name);
+  for (const auto& [sent, expected] :
+       {std::pair{3U, 3}, std::pair{9U, 9}, std::pair{0U, 3}, std::pair{0xFFFFFFFFU, 3}}) {
+    std::thread refusing([&, code = sent] { sendCode(service.accept().descriptor(), FrameKind::Refusal, code); });
+    EXPECT_EQ(codeOf(connectToService(name, nullptr, generous).get()), expected);
+    refusing.join();
+  }
+}
+
+TEST(ClientConnect, LeavesAServiceThatSpeaksAnotherVersion) {
+  const RuntimeDirectory directory;
+  RawService service(name);
+  std::thread accepting([&] {
+    service.accept().sendGreeting(FrameKind::Greeting,
+                                  {.lowestVersion = 2, .highestVersion = 9, .windowMessages = 1, .windowBytes = 1});
+  });
+  EXPECT_EQ(codeOf(connectToService(name, nullptr, generous).get()), VANTO_ERROR_VERSION);
+  accepting.join();
+}
+
+TEST(ClientConnect, ChoosesTheVersionThatItSpeaks) {
+  const RuntimeDirectory directory;
+  RawService service(name);
+  std::thread accepting([&] {
+    RawPeer peer = service.accept();
+    Greeting greeting{
+        .lowestVersion = 1, .highestVersion = 9, .windowMessages = 1, .windowBytes = 1, .nonce = {5, 6, 7}};
+    peer.sendGreeting(FrameKind::Greeting, greeting, frameHasNonce);
+    ASSERT_TRUE(peer.receive());
+    EXPECT_EQ(peer.header().flags, frameHasNonce);
+    Greeting answer;
+    ASSERT_TRUE(decodeGreeting(peer.payload().data(), answer));
+    EXPECT_EQ(answer.lowestVersion, 1);
+    EXPECT_EQ(answer.highestVersion, 1);
+    EXPECT_EQ(std::memcmp(answer.nonce, greeting.nonce, nonceBytes), 0);
+  });
+  EXPECT_EQ(connectToService(name, nullptr, generous)->kind(), VANTO_KIND_CONNECTION);
+  accepting.join();
+}
+
+TEST(ClientConnect, LeavesAServiceThatGreetsInNoKnownWay) {
+  const RuntimeDirectory directory;
+  RawService service(name);
+  std::thread accepting([&] {
+    service.accept().sendObject(FrameKind::Message, 1, text("hello"));
+    const std::uint8_t garbage[50] = {1, 2, 3};
+    service.accept().sendBytes(garbage);
+    service.accept().sendGreeting(FrameKind::Greeting, {.windowMessages = 0, .windowBytes = 1});
+  });
+  for (int i = 0; i < 3; i++) {
+    EXPECT_EQ(codeOf(connectToService(name, nullptr, generous).get()), VANTO_ERROR_PROTOCOL);
+  }
+  accepting.join();
+}
+
+}  // namespace
+}  // namespace vanto::test

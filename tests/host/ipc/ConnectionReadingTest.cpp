@@ -1,0 +1,256 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <atomic>
+#include <random>
+#include <thread>
+
+#include <sys/wait.h>
+
+#include "host/ipc/IPCFixture.h"
+#include "host/ipc/Peer.h"
+#include "host/ipc/RawPeer.h"
+#include "support/OpenDescriptors.h"
+
+namespace vanto::test {
+namespace {
+
+constexpr const char* name = "org.example.reading";
+
+/// An echo service with a witness: a client that must be served whatever another one does.
+class ConnectionReading : public testing::Test {
+ protected:
+  void TearDown() override { EXPECT_STREQ(vanto_string_get_text(callWith(witness_, text("well?"))), "well?"); }
+
+  const RuntimeDirectory directory_;
+  Awaited<vanto_error_code_t> ends_;
+  Service service_{name, [this](vanto_object_t connection, vanto_object_t event) {
+                     if (vanto_kind(event) == VANTO_KIND_ERROR) ends_.add(codeOf(event));
+                     Service::echo(connection, event);
+                   }};
+  const Held witness_ = connectTo(name);
+};
+
+TEST_F(ConnectionReading, GarbageEndsTheConnection) {
+  std::mt19937 random(7);
+  for (const std::size_t size : {1, 39, 40, 41, 100, 65'576, 65'577, 70'000}) {
+    RawPeer peer = RawPeer::greeted(name);
+    std::vector<std::uint8_t> bytes(size);
+    for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random());
+    peer.sendBytes(bytes);
+    EXPECT_EQ(peer.awaitEnd(), VANTO_ERROR_PROTOCOL) << size;
+  }
+  EXPECT_EQ(ends_.await(8), std::vector<vanto_error_code_t>(8, VANTO_ERROR_PROTOCOL));
+}
+
+TEST_F(ConnectionReading, ABodyThatIsNoObjectEndsTheConnection) {
+  RawPeer peer = RawPeer::greeted(name);
+  const std::uint8_t body[8] = {99};
+  peer.send({.kind = FrameKind::Request, .id = 1, .length = 8}, body);
+  EXPECT_EQ(peer.awaitEnd(), VANTO_ERROR_PROTOCOL);
+}
+
+TEST_F(ConnectionReading, FramesOfTheGreetingsHaveTheirTime) {
+  for (const FrameKind kind : {FrameKind::Greeting, FrameKind::Answer}) {
+    RawPeer peer = RawPeer::greeted(name);
+    peer.sendGreeting(kind, {.windowMessages = 1, .windowBytes = 1});
+    EXPECT_EQ(peer.awaitEnd(), VANTO_ERROR_PROTOCOL);
+  }
+  RawPeer peer = RawPeer::greeted(name);
+  sendCode(peer.descriptor(), FrameKind::Refusal, VANTO_ERROR_FULL);
+  EXPECT_EQ(peer.awaitEnd(), VANTO_ERROR_PROTOCOL);
+}
+
+TEST_F(ConnectionReading, NothingIsTakenBeforeTheAnswer) {
+  RawPeer peer = RawPeer::connectTo(name);
+  ASSERT_TRUE(peer.receive());
+  peer.sendObject(FrameKind::Request, 1, text("x"));
+  EXPECT_EQ(peer.awaitEnd(), VANTO_ERROR_PROTOCOL);
+}
+
+TEST_F(ConnectionReading, IdsMustRise) {
+  for (const std::uint64_t id : {3, 5}) {
+    RawPeer peer = RawPeer::greeted(name);
+    peer.sendObject(FrameKind::Request, 5, text("x"));
+    peer.sendObject(FrameKind::Request, id, text("x"));
+    EXPECT_EQ(peer.awaitEnd(), VANTO_ERROR_PROTOCOL) << id;
+  }
+}
+
+TEST_F(ConnectionReading, AReplyToNothingEndsTheConnection) {
+  RawPeer peer = RawPeer::greeted(name);
+  peer.sendObject(FrameKind::Reply, 1, text("x"));
+  EXPECT_EQ(peer.awaitEnd(), VANTO_ERROR_PROTOCOL);
+}
+
+TEST_F(ConnectionReading, AChunkOfNothingEndsTheConnection) {
+  RawPeer peer = RawPeer::greeted(name);
+  const std::uint8_t byte = 0;
+  peer.send({.kind = FrameKind::Chunk, .id = 1}, {&byte, 1});
+  EXPECT_EQ(peer.awaitEnd(), VANTO_ERROR_PROTOCOL);
+}
+
+TEST_F(ConnectionReading, ACancellationOfWhatIsYetToComeEndsTheConnection) {
+  RawPeer peer = RawPeer::greeted(name);
+  peer.sendObject(FrameKind::Request, 5, text("x"));
+  ASSERT_TRUE(peer.receive());
+  peer.send({.kind = FrameKind::Cancel, .id = 5});
+  peer.send({.kind = FrameKind::Cancel, .id = 3});
+  peer.sendObject(FrameKind::Request, 6, text("x"));
+  ASSERT_TRUE(peer.receive());
+  EXPECT_EQ(peer.header().id, 6U);
+  peer.send({.kind = FrameKind::Cancel, .id = 7});
+  EXPECT_EQ(peer.awaitEnd(), VANTO_ERROR_PROTOCOL);
+}
+
+TEST_F(ConnectionReading, CreditForNothingEndsTheConnection) {
+  for (const FrameHeader& header : {FrameHeader{.kind = FrameKind::Credit, .creditMessages = 1},
+                                    FrameHeader{.kind = FrameKind::Credit, .creditBytes = 1}}) {
+    RawPeer peer = RawPeer::greeted(name);
+    peer.send(header);
+    EXPECT_EQ(peer.awaitEnd(), VANTO_ERROR_PROTOCOL);
+  }
+}
+
+TEST_F(ConnectionReading, AGoodbyeEndsTheConnection) {
+  for (const std::uint32_t code : {std::uint32_t{VANTO_ERROR_PROTOCOL}, std::uint32_t{VANTO_ERROR_NONE}}) {
+    RawPeer peer = RawPeer::greeted(name);
+    sendCode(peer.descriptor(), FrameKind::Goodbye, code);
+    EXPECT_EQ(peer.awaitEnd(), 0U);
+  }
+  EXPECT_EQ(ends_.await(2), (std::vector<vanto_error_code_t>{VANTO_ERROR_PROTOCOL, VANTO_ERROR_CLOSED}));
+}
+
+TEST_F(ConnectionReading, TooManyDescriptorsEndTheConnectionAndAreClosed) {
+  const Held null(vanto_fd_create(0));
+  const Held array(vanto_array_create(nullptr, 0));
+  RawPeer first = RawPeer::greeted(name);
+  const auto before = openDescriptors();
+  for (const std::size_t count : {std::size_t{1}, std::size_t{16}, std::size_t{17}, std::size_t{100}}) {
+    RawPeer peer = RawPeer::greeted(name);
+    const std::vector<int> descriptors(count, 0);
+    EncodedObject body;
+    ASSERT_EQ(body.encode(text("carries none")), VANTO_ERROR_NONE);
+    // By hand, since what sends frames refuses too many.
+    std::vector<std::uint8_t> bytes(frameHeaderBytes);
+    encodeHeader({.kind = FrameKind::Message,
+                  .descriptors = static_cast<std::uint16_t>(count),
+                  .id = 1,
+                  .length = body.bytes().size()},
+                 bytes.data());
+    bytes.insert(bytes.end(), body.bytes().begin(), body.bytes().end());
+    iovec part{bytes.data(), bytes.size()};
+    std::vector<std::uint8_t> control(CMSG_SPACE(count * sizeof(int)));
+    msghdr message{};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    cmsghdr* header = CMSG_FIRSTHDR(&message);
+    header->cmsg_level = SOL_SOCKET;
+    header->cmsg_type = SCM_RIGHTS;
+    header->cmsg_len = CMSG_LEN(count * sizeof(int));
+    std::memcpy(CMSG_DATA(header), descriptors.data(), count * sizeof(int));
+    ASSERT_EQ(sendmsg(peer.descriptor(), &message, MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+    EXPECT_EQ(peer.awaitEnd(), VANTO_ERROR_PROTOCOL) << count;
+  }
+  EXPECT_EQ(ends_.await(4).size(), 4U);
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(ConnectionReading, ASenderBeyondItsWindowIsThrownOut) {
+  Awaited<Held> held;
+  Service slow("org.example.slow", [&](vanto_object_t, vanto_object_t event) {
+    if (vanto_kind(event) == VANTO_KIND_MESSAGE) held.add(Held::share(event));
+  });
+  {
+    RawPeer peer = RawPeer::greeted("org.example.slow");
+    for (std::uint64_t id = 1; id <= 257; id++) peer.sendObject(FrameKind::Message, id, text("x"));
+    EXPECT_EQ(peer.awaitEnd(), VANTO_ERROR_PROTOCOL);
+    EXPECT_EQ(held.await(256).size(), 256U);
+  }
+  {
+    RawPeer peer = RawPeer::greeted("org.example.slow");
+    const Held body = data(60'000);
+    for (std::uint64_t id = 1; id <= 18; id++) peer.sendObject(FrameKind::Message, id, body);
+    EXPECT_EQ(held.await(256 + 18).size(), 256U + 18);
+    peer.sendObject(FrameKind::Message, 19, text("x"));
+    EXPECT_EQ(peer.awaitEnd(), VANTO_ERROR_PROTOCOL);
+  }
+}
+
+TEST_F(ConnectionReading, CreditComesBackBeforeTheWindowIsUsedUp) {
+  RawPeer peer = RawPeer::greeted(name);
+  std::uint32_t outstanding = 0;
+  for (std::uint64_t id = 1; id <= 2000; id++) {
+    while (outstanding == 256) {
+      ASSERT_TRUE(peer.receive());
+      outstanding -= peer.header().creditMessages;
+    }
+    peer.sendObject(FrameKind::Message, id, text("x"));
+    outstanding++;
+  }
+  peer.sendObject(FrameKind::Request, 2001, text("done"));
+  while (peer.receive() && peer.header().kind != FrameKind::Reply) {
+  }
+  EXPECT_EQ(peer.header().id, 2001U);
+}
+
+TEST_F(ConnectionReading, HalfAMessageLeavesNothingBehind) {
+  const auto before = openDescriptors();
+  {
+    RawPeer peer = RawPeer::greeted(name);
+    const std::vector<std::uint8_t> chunk(limits::ipcInlineBytes);
+    const int null = 0;
+    peer.send({.kind = FrameKind::Message, .descriptors = 1, .id = 1, .length = 2 * limits::ipcInlineBytes}, chunk,
+              {&null, 1});
+  }
+  EXPECT_EQ(ends_.await(), (std::vector<vanto_error_code_t>{VANTO_ERROR_CLOSED}));
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(ConnectionReading, FramesOfAnotherProcessEndTheConnection) {
+  // Somebody who got the socket from the client, or is its child.
+  RawPeer ungreeted = RawPeer::connectTo(name);
+  ASSERT_TRUE(ungreeted.receive());
+  const Process answering({"send-on", "greeting", std::to_string(ungreeted.descriptor())}, {ungreeted.descriptor()});
+  EXPECT_EQ(answering.await(), "exit status 0");
+  EXPECT_EQ(ungreeted.awaitEnd(), VANTO_ERROR_PROTOCOL);
+
+  RawPeer greeted = RawPeer::greeted(name);
+  const Process asking({"send-on", "request", std::to_string(greeted.descriptor())}, {greeted.descriptor()});
+  EXPECT_EQ(asking.await(), "exit status 0");
+  EXPECT_EQ(greeted.awaitEnd(), VANTO_ERROR_PROTOCOL);
+}
+
+TEST_F(ConnectionReading, AServiceThatIsKilledAtAnyStepIsNoticed) {
+  for (const char* step : {"after-greeting", "after-answer", "after-request", "half-reply", "after-reply"}) {
+    const Process child({"die", step, "org.example.dying"});
+    ASSERT_EQ(child.line(), "ready");
+    Held connection(vanto_connect("org.example.dying", nullptr, 200'000'000));
+    if (vanto_kind(connection) == VANTO_KIND_ERROR) {
+      EXPECT_STREQ(step, "after-greeting");
+    } else {
+      const Held reply = callWith(connection, data(200'000));
+      const bool isAnswered = codeOf(reply) == VANTO_ERROR_NONE;
+      EXPECT_EQ(isAnswered, step == std::string("after-reply")) << step;
+      EXPECT_TRUE(isAnswered || codeOf(reply) == VANTO_ERROR_CLOSED) << step;
+      EXPECT_EQ(codeOf(callWith(connection, text("x"))), VANTO_ERROR_CLOSED) << step;
+    }
+    EXPECT_EQ(child.await(), "signal 9");
+  }
+}
+
+TEST_F(ConnectionReading, AClientThatIsKilledAtAnyStepIsNoticed) {
+  const auto before = openDescriptors();
+  std::size_t count = 0;
+  for (const char* step : {"connected", "greeted", "answered", "asked", "half-asked", "asked-much"}) {
+    const Process child({"die-as-client", step, name});
+    EXPECT_EQ(child.await(), "signal 9") << step;
+    count += step == std::string("connected") || step == std::string("greeted") ? 0 : 1;
+    EXPECT_EQ(ends_.await(count).size(), count) << step;
+  }
+  // Those that never answered are gone too.
+  while (openDescriptors() != before) std::this_thread::yield();
+}
+
+}  // namespace
+}  // namespace vanto::test

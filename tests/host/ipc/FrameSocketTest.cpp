@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/FrameSocket.h"
+
+#include <cstring>
+#include <memory>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include "support/OpenDescriptors.h"
+
+namespace vanto::test {
+namespace {
+
+struct Pair {
+  Pair() {
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+    one.reset(ends[0]);
+    other.reset(ends[1]);
+  }
+  Fd one;
+  Fd other;
+};
+
+/// A packet of `size` bytes that are no frame, with as many descriptors as a frame may have.
+void sendWithDescriptors(int socket, std::size_t size) {
+  const Fd file(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  int descriptors[limits::ipcDescriptors];
+  for (int& descriptor : descriptors) descriptor = file.get();
+  alignas(cmsghdr) std::uint8_t control[CMSG_SPACE(sizeof descriptors)] = {};
+  std::uint8_t bytes[frameHeaderBytes] = {};
+  iovec part{bytes, size};
+  msghdr message{};
+  message.msg_iov = &part;
+  message.msg_iovlen = 1;
+  message.msg_control = control;
+  message.msg_controllen = sizeof control;
+  cmsghdr* header = CMSG_FIRSTHDR(&message);
+  header->cmsg_level = SOL_SOCKET;
+  header->cmsg_type = SCM_RIGHTS;
+  header->cmsg_len = CMSG_LEN(sizeof descriptors);
+  std::memcpy(CMSG_DATA(header), descriptors, sizeof descriptors);
+  ASSERT_EQ(sendmsg(socket, &message, MSG_NOSIGNAL), static_cast<ssize_t>(size));
+}
+
+/// What comes of such a packet; its descriptors must be closed when it has been received.
+ReceiveResult resultOf(std::size_t size) {
+  const Pair pair;
+  sendWithDescriptors(pair.one.get(), size);
+  const auto before = openDescriptors();
+  const auto buffer = std::make_unique<FrameBuffer>();
+  ReceiveResult result;
+  {
+    ReceivedFrame frame;
+    result = receiveFrame(pair.other.get(), Waiting::Never, *buffer, nullptr, frame);
+  }
+  EXPECT_EQ(openDescriptors(), before);
+  return result;
+}
+
+TEST(FrameSocket, ClosesTheDescriptorsOfAPacketThatIsNoFrame) {
+  EXPECT_EQ(resultOf(frameHeaderBytes), ReceiveResult::Malformed);
+  EXPECT_EQ(resultOf(1), ReceiveResult::Malformed);
+}
+
+TEST(FrameSocket, ClosesTheDescriptorsOfAnEmptyPacket) {
+  EXPECT_EQ(resultOf(0), ReceiveResult::Ended);
+}
+
+}  // namespace
+}  // namespace vanto::test

@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/InheritedListener.h"
+
+#include <cstdio>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include "host/ipc/IPCFixture.h"
+#include "host/ipc/Peer.h"
+#include "host/ipc/RawPeer.h"
+
+namespace vanto::test {
+namespace {
+
+/// A listening socket as a manager makes it, bound in the user's domain.
+Fd createListener(const RuntimeDirectory& directory, const char* name, int type = SOCK_SEQPACKET) {
+  EXPECT_TRUE(openOrCreateUserDomain());
+  Fd listener(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::snprintf(address.sun_path, sizeof address.sun_path, "%s", directory.socketPath(name).c_str());
+  EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  EXPECT_EQ(listen(listener.get(), 5), 0);
+  return listener;
+}
+
+/// What a manager does in the child: the sockets from 3 on, and the variables.
+auto handOver(const std::vector<int>& sockets, const char* names, bool hasRightPid = true) {
+  return [sockets, names, hasRightPid] {
+    int next = 3;
+    for (const int socket : sockets) {
+      const int copy = fcntl(socket, F_DUPFD, 200);
+      dup2(copy, next++);
+      close(copy);
+    }
+    setenv("LISTEN_FDS", std::to_string(sockets.size()).c_str(), 1);
+    setenv("LISTEN_PID", std::to_string(getpid() + (hasRightPid ? 0 : 1)).c_str(), 1);
+    if (names != nullptr) setenv("LISTEN_FDNAMES", names, 1);
+  };
+}
+
+void expectInherited(const std::vector<int>& sockets, const char* names, const char* expected, bool hasRightPid = true,
+                     const char* one = "one", const char* other = "two") {
+  // The tests' own descriptors are close-on-exec, except those put in their places.
+  const Process child({"inherit", one, other}, {}, handOver(sockets, names, hasRightPid));
+  EXPECT_EQ(child.line(), expected) << (names != nullptr ? names : "no names");
+  EXPECT_EQ(child.line(), "cleared");
+  EXPECT_EQ(child.line(), expected[0] == '-' ? "" : "close-on-exec");
+  EXPECT_EQ(child.await(), "exit status 0");
+}
+
+TEST(InheritedListener, IsFoundByItsName) {
+  const RuntimeDirectory directory;
+  const Fd one = createListener(directory, "one");
+  const Fd two = createListener(directory, "two");
+  expectInherited({one.get(), two.get()}, "one:two", "3 4");
+  expectInherited({one.get(), two.get()}, "two:one", "4 3");
+  expectInherited({one.get(), two.get()}, "one:three", "3 -1");
+  expectInherited({one.get(), two.get()}, "one", "3 -1");
+  expectInherited({one.get(), two.get()}, "onex:two", "-1 4");
+}
+
+TEST(InheritedListener, IsFoundByTheFileNameOfItsSocket) {
+  const RuntimeDirectory directory;
+  const Fd one = createListener(directory, "one");
+  expectInherited({one.get()}, "a%3Ab", "3 -1", true, "a:b");
+}
+
+TEST(InheritedListener, TheOnlyOneNeedsNoName) {
+  const RuntimeDirectory directory;
+  const Fd one = createListener(directory, "one");
+  const Fd two = createListener(directory, "two");
+  expectInherited({one.get()}, nullptr, "3 -1");
+  expectInherited({one.get()}, "", "3 -1");
+  expectInherited({one.get()}, "unknown", "3 -1");
+  expectInherited({one.get()}, "example.socket", "3 -1");
+  expectInherited({one.get()}, "another", "-1 -1");
+  expectInherited({one.get(), two.get()}, nullptr, "-1 -1");
+}
+
+TEST(InheritedListener, IsForTheProcessThatIsNamed) {
+  const RuntimeDirectory directory;
+  const Fd one = createListener(directory, "one");
+  expectInherited({one.get()}, "one", "-1 -1", false);
+}
+
+TEST(InheritedListener, MustBeAListenerOfTheRightType) {
+  const RuntimeDirectory directory;
+  const Fd stream = createListener(directory, "one", SOCK_STREAM);
+  expectInherited({stream.get()}, "one", "-1 -1");
+  int ends[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+  const Fd end(ends[0]);
+  const Fd other(ends[1]);
+  expectInherited({end.get()}, "one", "-1 -1");
+  const Fd file(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  expectInherited({file.get()}, "one", "-1 -1");
+}
+
+TEST(InheritedListener, ServesAndLivesOnWithItsManager) {
+  const RuntimeDirectory directory;
+  const Fd listener = createListener(directory, "one");
+  for (int run = 0; run < 2; run++) {
+    // The client connects before there is a service, and is served by the one that comes.
+    RawPeer early = RawPeer::connectTo("one");
+    const Process child({"serve", "one"}, {}, handOver({listener.get()}, "one"));
+    ASSERT_EQ(child.line(), "ready");
+    EXPECT_TRUE(early.receive());
+    EXPECT_EQ(early.header().kind, FrameKind::Greeting);
+    EXPECT_EQ(early.sender().pid, child.pid());
+    const Held connection = connectTo("one");
+    vanto_identity_t identity;
+    ASSERT_TRUE(vanto_peer_identity(connection, &identity));
+    EXPECT_EQ(identity.pid, child.pid());
+    EXPECT_STREQ(vanto_string_get_text(callWith(connection, text("x"))), "x");
+    child.signal(SIGTERM);
+    EXPECT_EQ(child.await(), "exit status 0");
+    EXPECT_EQ(access(directory.socketPath("one").c_str(), F_OK), 0);
+  }
+}
+
+}  // namespace
+}  // namespace vanto::test

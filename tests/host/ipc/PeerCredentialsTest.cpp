@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/PeerCredentials.h"
+
+#include <unistd.h>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+
+#include "ipc/FrameSocket.h"
+
+namespace vanto::test {
+namespace {
+
+struct Pair {
+  Pair() {
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+    one.reset(ends[0]);
+    other.reset(ends[1]);
+  }
+  Fd one;
+  Fd other;
+};
+
+TEST(PeerCredentials, NameTheProcessAtTheOtherEnd) {
+  const Pair pair;
+  ProcessFacts facts;
+  ASSERT_TRUE(readPeerCredentials(pair.one.get(), facts));
+  EXPECT_EQ(facts.pid, getpid());
+  EXPECT_EQ(facts.effectiveUser, geteuid());
+  EXPECT_EQ(facts.effectiveGroup, getegid());
+  EXPECT_EQ(facts.startTime, 0U);
+  ASSERT_TRUE(readProcessFacts(facts));
+  EXPECT_EQ(facts.realUser, getuid());
+  EXPECT_EQ(facts.realGroup, getgid());
+  EXPECT_EQ(facts.startTime, readStartTime(getpid()));
+  EXPECT_NE(facts.startTime, 0U);
+}
+
+TEST(PeerCredentials, AreNotToBeHadOfOtherDescriptors) {
+  ProcessFacts facts;
+  EXPECT_FALSE(readPeerCredentials(0, facts));
+  EXPECT_FALSE(readPeerCredentials(-1, facts));
+  EXPECT_FALSE(openPeerProcess(-1));
+  EXPECT_FALSE(enableSenderCredentials(-1));
+}
+
+TEST(PeerCredentials, AProcessRunsUntilItEnds) {
+  const Pair pair;
+  const Fd own = openPeerProcess(pair.one.get());
+  ASSERT_TRUE(own);
+  EXPECT_EQ(fcntl(own.get(), F_GETFD), FD_CLOEXEC);
+  EXPECT_TRUE(isRunning(own));
+  EXPECT_FALSE(isRunning(Fd()));
+}
+
+TEST(PeerCredentials, AProcessThatIsGoneHasNoFacts) {
+  const pid_t child = fork();
+  if (child == 0) _exit(0);
+  ASSERT_EQ(waitpid(child, nullptr, 0), child);
+  ProcessFacts facts{};
+  facts.pid = child;
+  EXPECT_FALSE(readProcessFacts(facts));
+  EXPECT_EQ(readStartTime(child), 0U);
+  facts.pid = 0;
+  EXPECT_FALSE(readProcessFacts(facts));
+  EXPECT_EQ(readStartTime(0), 0U);
+  EXPECT_EQ(readStartTime(-1), 0U);
+}
+
+TEST(PeerCredentials, ComeWithEachPacket) {
+  const Pair pair;
+  ASSERT_TRUE(enableSenderCredentials(pair.one.get()));
+  sendCode(pair.other.get(), FrameKind::Goodbye, 1);
+  FrameBuffer buffer;
+  ReceivedFrame frame;
+  ASSERT_EQ(receiveFrame(pair.one.get(), Waiting::Never, buffer, nullptr, frame), ReceiveResult::Frame);
+  EXPECT_EQ(frame.sender.pid, getpid());
+  EXPECT_EQ(frame.sender.uid, getuid());
+  EXPECT_EQ(frame.sender.gid, getgid());
+}
+
+}  // namespace
+}  // namespace vanto::test

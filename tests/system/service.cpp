@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+#include <string_view>
+
+#include <dlfcn.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <VantoService/VantoService.h>
+
+// The service program of the system tests. The first argument says which kind of service it is.
+
+namespace {
+
+void echo(vanto_object_t, vanto_object_t event) {
+  if (vanto_kind(event) != VANTO_KIND_CONNECTION) return;
+  vanto_connection_set_event_handler(event, [](vanto_object_t, vanto_object_t received) {
+    if (vanto_kind(received) == VANTO_KIND_MESSAGE) vanto_reply(received, vanto_message_get_body(received));
+  });
+  vanto_connection_resume(event);
+}
+
+void fail(vanto_object_t, vanto_object_t) {
+  throw std::runtime_error("a handler that throws");
+}
+
+/// Tells where the crash annotation record of this process is.
+void logAnnotations() {
+  syslog(LOG_DEBUG, "annotations at %llu",
+         static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(dlsym(RTLD_DEFAULT, "gCRAnnotations"))));
+}
+
+/// Work for more threads than the library has of its own: all but one piece wait, so the last is only reached when the
+/// main thread serves the queues too. It is then known to.
+void submitMoreThanTheWorkersCanDo() {
+  static std::atomic<bool> reached{false};
+  for (int i = 0; i < 256; ++i) {
+    dispatch_queue_submit(dispatch_queue_create("org.vanto.test.work", nullptr), nullptr, [](void*) {
+      if (gettid() != getpid()) {
+        reached.wait(false);
+        return;
+      }
+      syslog(LOG_DEBUG, "the main thread serves the queues");
+      std::_Exit(0);
+    });
+  }
+}
+
+/// What runs when the main thread's run loop does; the loop then ends.
+void performOnRunLoop() {
+  KorRunLoop* loop = KorRunLoopGetCurrent();
+  KorRunLoopPerform(loop, loop, [](void* context) {
+    syslog(LOG_DEBUG, "the run loop runs");
+    KorRunLoopStop(static_cast<KorRunLoop*>(context));
+  });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::string_view kind = argc > 1 ? argv[1] : "";
+  if (kind == "echo") return vanto_service_main(argc, argv, echo);
+  if (kind == "throwing") return vanto_service_main(argc, argv, fail);
+  if (kind == "without-handler") {
+    logAnnotations();
+    return vanto_service_main(argc, argv, nullptr);
+  }
+  if (kind == "ending-loop") {
+    performOnRunLoop();
+    return vanto_service_main(argc, argv, echo);
+  }
+  if (kind == "run-loop") performOnRunLoop();
+  if (kind == "queues") submitMoreThanTheWorkersCanDo();
+  _vanto_main();
+  syslog(LOG_DEBUG, "_vanto_main returned");
+  return 0;
+}
