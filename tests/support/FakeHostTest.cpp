@@ -283,6 +283,8 @@ TEST_F(FakeHostTest, LetsAContextGoThatNobodyTakes) {
   EXPECT_EQ(released, 1);
   vanto_connection_set_event_function(listener, nullptr, &one, release);
   EXPECT_EQ(released, 11);
+  // Until it is resumed, a closed connection keeps its last event.
+  vanto_connection_resume(listener);
   vanto_close(listener);
   EXPECT_EQ(released, 11);
 }
