@@ -79,7 +79,7 @@ struct Echo final : vanto::Watched {
 
 [[noreturn]] void serveByWorkers(int descriptor) {
   Echo echoing(descriptor);
-  if (!vanto::startWatching(echoing, descriptor, EPOLLIN)) _exit(1);
+  if (!vanto::startWatching(echoing, descriptor, EPOLLIN | EPOLLET)) _exit(1);
   dispatch_main();
 }
 

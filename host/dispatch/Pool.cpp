@@ -79,7 +79,7 @@ std::uint32_t usableProcessors() noexcept {
 
 bool controlSet(int set, int operation, int descriptor, std::uint32_t events, std::uint64_t name) noexcept {
   epoll_event event{};
-  event.events = events | EPOLLET;
+  event.events = events;
   event.data.u64 = name;
   return epoll_ctl(set, operation, descriptor, &event) == 0;
 }
@@ -104,8 +104,8 @@ bool Pool::openDescriptors() noexcept {
   Fd set(epoll_create1(EPOLL_CLOEXEC));
   Fd wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   Fd timer(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
-  if (!set || !wake || !timer || !addToSet(set.get(), wake.get(), EPOLLIN, wakeName) ||
-      !addToSet(set.get(), timer.get(), EPOLLIN, timerName)) {
+  if (!set || !wake || !timer || !addToSet(set.get(), wake.get(), EPOLLIN | EPOLLET, wakeName) ||
+      !addToSet(set.get(), timer.get(), EPOLLIN | EPOLLET, timerName)) {
     return false;
   }
   processors_ = usableProcessors();

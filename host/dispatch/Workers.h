@@ -16,8 +16,8 @@ namespace vanto {
 /// Something with a descriptor that the workers watch.
 class Watched : public Object {
  public:
-  /// The descriptor became ready (EPOLLIN, EPOLLOUT, …: a hint, edge-triggered, sometimes spurious), or, with 0, the
-  /// timer of this object expired. Runs on a worker, on several at once if it becomes ready again meanwhile, inside a
+  /// The descriptor is ready (EPOLLIN, EPOLLOUT, …: a hint, sometimes spurious), or, with 0, the timer of this object
+  /// expired. Runs on a worker, on several at once if it becomes ready again meanwhile, inside a
   /// temporary-object scope.
   void (*const ready)(Watched& self, std::uint32_t events) noexcept;
 
@@ -32,12 +32,13 @@ class Watched : public Object {
   std::atomic<std::uint64_t> watch_{0};
 };
 
-/// Starts watching `descriptor` for `events`, edge-triggered, and holds a reference to `watched` until stopWatching().
-/// What is ready already counts as an edge. An object watches one descriptor at a time. False, with errno, when the
+/// Starts watching `descriptor` for `events`, and holds a reference to `watched` until stopWatching(). With EPOLLET
+/// among them each edge is told once, and what is ready already counts as one; without it, a worker that is free is
+/// told as long as the descriptor is ready. An object watches one descriptor at a time. False, with errno, when the
 /// kernel refuses; EAGAIN also when there is no worker and none can be made.
 [[nodiscard]] bool startWatching(Watched& watched, int descriptor, std::uint32_t events) noexcept;
 
-/// Watches for other events from now on; what is ready already counts as an edge once more. Not at the same time as
+/// Watches for other events from now on; what is ready already is told once more. Not at the same time as
 /// stopWatching(). Does nothing for an object that is not watched.
 void changeWatching(Watched& watched, int descriptor, std::uint32_t events) noexcept;
 

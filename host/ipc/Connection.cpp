@@ -121,9 +121,34 @@ ProcessFacts Connection::peer() noexcept {
 bool Connection::watchLocked() noexcept {
   if (isWatched_) return true;
   if (!watch_) watch_ = ConnectionWatch::create(*this);
-  isWatched_ = startWatching(*watch_, socket_.get(), watchesRoom_ ? EPOLLIN | EPOLLOUT : EPOLLIN);
+  isMuted_ = isReading_;
+  isWatched_ = startWatching(*watch_, socket_.get(), watchedEventsLocked());
   if (isWatched_ && timer_ != UINT64_MAX) setTimer(*watch_, timer_);
   return isWatched_;
+}
+
+/// While somebody reads, and while room is looked for, the workers hear of each change once only: what they cannot do
+/// anything about must not wake them again and again.
+std::uint32_t Connection::watchedEventsLocked() const noexcept {
+  if (!isMuted_ && !watchesRoom_) return EPOLLIN;
+  std::uint32_t events = EPOLLET;
+  if (!isMuted_) events |= EPOLLIN;
+  if (watchesRoom_) events |= EPOLLOUT;
+  return events;
+}
+
+void Connection::changeWatchingLocked() noexcept {
+  if (isWatched_) changeWatching(*watch_, socket_.get(), watchedEventsLocked());
+}
+
+/// Keeps the workers from what the calling thread, or the one that reads, is going to read.
+void Connection::muteLocked() noexcept {
+  if (!isWatched_ || std::exchange(isMuted_, true)) return;
+  changeWatchingLocked();
+}
+
+void Connection::unmuteLocked() noexcept {
+  if (std::exchange(isMuted_, false)) changeWatchingLocked();
 }
 
 void Connection::setTimerLocked(std::uint64_t deadline) noexcept {
@@ -148,7 +173,7 @@ void Connection::sendAgain() noexcept {
   if (state_ != State::Ended && !isBlocked_) {
     // While nothing waits, each packet that the peer takes would wake a worker.
     watchesRoom_ = false;
-    changeWatching(*watch_, socket_.get(), EPOLLIN);
+    changeWatchingLocked();
   }
   settle(lock, Delivery::AtOnce);
 }

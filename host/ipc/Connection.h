@@ -100,6 +100,10 @@ class Connection final : public Endpoint {
   // Connection.cpp: life.
   void becameReady(std::uint32_t events) noexcept;
   [[nodiscard]] bool watchLocked() noexcept;
+  [[nodiscard]] std::uint32_t watchedEventsLocked() const noexcept;
+  void changeWatchingLocked() noexcept;
+  void muteLocked() noexcept;
+  void unmuteLocked() noexcept;
   void setTimerLocked(std::uint64_t deadline) noexcept;
   void timerExpired() noexcept;
   void sendAgain() noexcept;
@@ -111,6 +115,7 @@ class Connection final : public Endpoint {
   // ConnectionReading.cpp: frames that arrive.
   enum class Step : std::uint8_t { Frame, Nothing, Ended };
   void readAsWorker(std::uint32_t events) noexcept;
+  [[nodiscard]] bool mayBeMore(std::uint32_t events, int count) noexcept;
   [[nodiscard]] Step readFrame(Waiting waiting) noexcept;
   void endReadingLocked(Lock& lock) noexcept;
   void endBecause(vanto_error_code_t code, const char* text = nullptr) noexcept;
@@ -158,8 +163,12 @@ class Connection final : public Endpoint {
   bool watchesRoom_ = false;
   /// Somebody reads the socket; the socket then stays open, and the assemblies are that thread's.
   bool isReading_ = false;
-  /// A worker was turned away while somebody was reading.
-  bool mustReadAgain_ = false;
+  /// The workers do not hear of what arrives, since somebody reads.
+  bool isMuted_ = false;
+  /// When a worker last read, more frames than one were there.
+  bool expectsMore_ = false;
+  /// Turns until a worker looks whether more frames than one are there.
+  std::uint8_t turnsUntilLook_ = 0;
   /// The socket took no more when it was last tried.
   bool isBlocked_ = false;
   /// Nobody reads any more what is sent.

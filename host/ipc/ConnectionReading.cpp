@@ -19,39 +19,42 @@ namespace {
 /// After so many frames a worker runs what it has read.
 constexpr int framesPerTurn = 64;
 
+constexpr std::uint8_t turnsBetweenLooks = 15;
+
 using Wanted = ChunkAssemblies::Wanted;
 
 }  // namespace
 
 void Connection::readAsWorker(std::uint32_t events) noexcept {
-  // What comes from now on is a new edge, so where this one is not about the end, to know the socket empty is enough;
-  // that costs less than a receive that finds nothing.
-  bool looksFirst = (events & (EPOLLHUP | EPOLLRDHUP | EPOLLERR)) == 0;
-  Step step = Step::Frame;
-  while (step == Step::Frame) {
-    Lock lock(mutex_);
-    if (isReading_) {
-      mustReadAgain_ = true;
-      return;
-    }
-    if (state_ == State::Ended) return;
-    isReading_ = true;
-    int count = 0;
-    do {
-      mustReadAgain_ = false;
-      lock.unlock();
-      do {
-        step = readFrame(Waiting::Never);
-        if (step == Step::Frame && looksFirst && isDrained(socket_.get())) step = Step::Nothing;
-        looksFirst = false;
-      } while (step == Step::Frame && ++count < framesPerTurn);
-      lock.lock();
-    } while (step == Step::Nothing && mustReadAgain_);
-    endReadingLocked(lock);
-    const Ref<Listener> listener = std::exchange(admittedBy_, nullptr);
-    settle(lock, Delivery::AtOnce);
-    if (listener) listener->admit(*this);
+  Lock lock(mutex_);
+  if (state_ == State::Ended) return;
+  if (isReading_) return muteLocked();
+  isReading_ = true;
+  // Where each edge is told once, the socket has to be emptied.
+  const bool mustEmpty = watchesRoom_;
+  lock.unlock();
+  int count = 0;
+  while (count < framesPerTurn && readFrame(Waiting::Never) == Step::Frame) {
+    count++;
+    if (!mustEmpty && !mayBeMore(events, count)) break;
   }
+  expectsMore_ = count > 1;
+  lock.lock();
+  // Has the workers told of the rest.
+  if (mustEmpty && count == framesPerTurn) isMuted_ = true;
+  endReadingLocked(lock);
+  const Ref<Listener> listener = std::exchange(admittedBy_, nullptr);
+  settle(lock, Delivery::AtOnce);
+  if (listener) listener->admit(*this);
+}
+
+/// Whether to look for another frame. A look that finds nothing costs a fortieth of a round trip, so where a peer waits
+/// for each answer, the workers' next wait does it; only now and then is it seen whether that is still so.
+bool Connection::mayBeMore(std::uint32_t events, int count) noexcept {
+  if (expectsMore_ || count > 1 || (events & (EPOLLHUP | EPOLLRDHUP | EPOLLERR)) != 0) return true;
+  if (turnsUntilLook_-- != 0) return false;
+  turnsUntilLook_ = turnsBetweenLooks;
+  return !isDrained(socket_.get());
 }
 
 /// Stops reading, and lets another thread do it or the workers.
@@ -61,9 +64,11 @@ void Connection::endReadingLocked(Lock&) noexcept {
     closeSocketLocked();
   } else if (Waiter* waiter = waiters_.first()) {
     waiter->isReader = true;
+    muteLocked();
     waiter->wake();
   } else {
     isReading_ = false;
+    unmuteLocked();
     waitForPeerLocked();
   }
 }

@@ -264,7 +264,7 @@ void Connection::waitForSocketLocked() noexcept {
   }
   if (std::exchange(watchesRoom_, true)) return;
   if (isWatched_) {
-    changeWatching(*watch_, socket_.get(), EPOLLIN | EPOLLOUT);
+    changeWatchingLocked();
   } else {
     static_cast<void>(watchLocked());
   }

@@ -31,7 +31,10 @@ void Connection::waitLocked(Lock& lock, Waiter& waiter) noexcept {
   waiters_.add(waiter);
   bool isInTime = true;
   while (!waiter.isDone && state_ != State::Ended && isInTime) {
-    if (!isReading_) isReading_ = waiter.isReader = true;
+    if (!isReading_) {
+      isReading_ = waiter.isReader = true;
+      muteLocked();
+    }
     if (waiter.isReader) {
       isInTime = readUntil(lock, waiter);
       waiter.hasRead = true;
@@ -41,16 +44,7 @@ void Connection::waitLocked(Lock& lock, Waiter& waiter) noexcept {
     }
   }
   waiters_.remove(waiter);
-  if (!waiter.isReader) return;
-  // Workers that came meanwhile went again, and rely on somebody to read what they came for.
-  while (mustReadAgain_ && waiters_.first() == nullptr && state_ != State::Ended) {
-    mustReadAgain_ = false;
-    lock.unlock();
-    while (readFrame(Waiting::Never) == Step::Frame) {
-    }
-    lock.lock();
-  }
-  endReadingLocked(lock);
+  if (waiter.isReader) endReadingLocked(lock);
 }
 
 /// Reads one frame. False when the deadline has passed.

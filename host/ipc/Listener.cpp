@@ -118,7 +118,7 @@ void Listener::open() noexcept {
   if (code == VANTO_ERROR_NONE) {
     watch_ = ListenerWatch::create(*this);
     spare_.reset(fcntl(socket_.descriptor(), F_DUPFD_CLOEXEC, 3));
-    isWatched_ = startWatching(*watch_, socket_.descriptor(), EPOLLIN);
+    isWatched_ = startWatching(*watch_, socket_.descriptor(), EPOLLIN | EPOLLET);
     if (isWatched_) return;
   }
   addEventLocked({Event::Kind::Error, errorObject(code != VANTO_ERROR_NONE ? code : VANTO_ERROR_SYSTEM)});

@@ -93,7 +93,7 @@ State takeOver() noexcept {
   if ((action.sa_flags & SA_SIGINFO) != 0 || action.sa_handler != SIG_DFL) return State::NotOurs;
   Fd event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   const Ref<Termination> termination = Termination::create();
-  if (!event || !startWatching(*termination, event.get(), EPOLLIN)) return State::Untouched;
+  if (!event || !startWatching(*termination, event.get(), EPOLLIN | EPOLLET)) return State::Untouched;
   eventDescriptor.store(event.release(), std::memory_order_relaxed);
   ownProcess.store(getpid(), std::memory_order_relaxed);
   struct sigaction own {};

@@ -59,7 +59,7 @@ struct Client {
           called.raise();
           if (gate != nullptr) gate->wait();
         })) {
-    EXPECT_TRUE(vanto::startWatching(*object, sockets.near(), EPOLLIN));
+    EXPECT_TRUE(vanto::startWatching(*object, sockets.near(), EPOLLIN | EPOLLET));
   }
 
   const Sockets sockets;
@@ -198,14 +198,14 @@ TEST_F(PoolDeathTest, FailsWithoutDescriptors) {
     const rlim_t usual = limit.rlim_cur;
     limit.rlim_cur = 0;
     setrlimit(RLIMIT_NOFILE, &limit);
-    const bool isWatched = vanto::startWatching(*object, sockets.near(), EPOLLIN);
+    const bool isWatched = vanto::startWatching(*object, sockets.near(), EPOLLIN | EPOLLET);
     const int error = errno;
     limit.rlim_cur = usual;
     setrlimit(RLIMIT_NOFILE, &limit);
     EXPECT_FALSE(isWatched);
     EXPECT_EQ(error, EMFILE);
     EXPECT_EQ(object->referenceCount(), 1U);
-    EXPECT_TRUE(vanto::startWatching(*object, sockets.near(), EPOLLIN));
+    EXPECT_TRUE(vanto::startWatching(*object, sockets.near(), EPOLLIN | EPOLLET));
     endProcess();
   });
 }
@@ -233,10 +233,10 @@ TEST_F(PoolDeathTest, WatchesNothingWithoutAThread) {
     {
       const NoThreads noThreads;
       errno = 0;
-      EXPECT_FALSE(vanto::startWatching(*object, sockets.near(), EPOLLIN));
+      EXPECT_FALSE(vanto::startWatching(*object, sockets.near(), EPOLLIN | EPOLLET));
       EXPECT_EQ(errno, EAGAIN);
     }
-    EXPECT_TRUE(vanto::startWatching(*object, sockets.near(), EPOLLIN));
+    EXPECT_TRUE(vanto::startWatching(*object, sockets.near(), EPOLLIN | EPOLLET));
     endProcess();
   });
 }

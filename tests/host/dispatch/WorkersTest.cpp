@@ -32,7 +32,7 @@ constexpr std::uint64_t millisecond = 1'000'000;
 class Watch {
  public:
   explicit Watch(Watching::Function function) : object_(Watching::create(std::move(function))) {
-    EXPECT_TRUE(vanto::startWatching(*object_, sockets_.near(), EPOLLIN));
+    EXPECT_TRUE(vanto::startWatching(*object_, sockets_.near(), EPOLLIN | EPOLLET));
   }
   ~Watch() { stop(); }
   Watch(const Watch&) = delete;
@@ -95,7 +95,7 @@ TEST(Workers, CallAnObjectWhoseDescriptorWasReadableBefore) {
   sockets.send();
   Signal ready;
   const Ref<Watching> object = Watching::create([&](std::uint32_t) { ready.raise(); });
-  ASSERT_TRUE(vanto::startWatching(*object, sockets.near(), EPOLLIN));
+  ASSERT_TRUE(vanto::startWatching(*object, sockets.near(), EPOLLIN | EPOLLET));
   ready.wait();
   vanto::stopWatching(*object, sockets.near());
 }
@@ -103,10 +103,10 @@ TEST(Workers, CallAnObjectWhoseDescriptorWasReadableBefore) {
 TEST(Workers, RefuseADescriptorThatCannotBeWatched) {
   const Ref<Watching> object = Watching::create([](std::uint32_t) {});
   errno = 0;
-  EXPECT_FALSE(vanto::startWatching(*object, -1, EPOLLIN));
+  EXPECT_FALSE(vanto::startWatching(*object, -1, EPOLLIN | EPOLLET));
   EXPECT_EQ(errno, EBADF);
   const vanto::Fd file(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
-  EXPECT_FALSE(vanto::startWatching(*object, file.get(), EPOLLIN));
+  EXPECT_FALSE(vanto::startWatching(*object, file.get(), EPOLLIN | EPOLLET));
   EXPECT_EQ(errno, EPERM);
   EXPECT_EQ(object->referenceCount(), 1U);
 }
@@ -114,7 +114,7 @@ TEST(Workers, RefuseADescriptorThatCannotBeWatched) {
 TEST(Workers, HoldAReferenceToWhatTheyWatch) {
   const Sockets sockets;
   const Ref<Watching> object = Watching::create([](std::uint32_t) {});
-  ASSERT_TRUE(vanto::startWatching(*object, sockets.near(), EPOLLIN));
+  ASSERT_TRUE(vanto::startWatching(*object, sockets.near(), EPOLLIN | EPOLLET));
   EXPECT_EQ(object->referenceCount(), 2U);
   vanto::stopWatching(*object, sockets.near());
   EXPECT_EQ(object->referenceCount(), 1U);
@@ -142,7 +142,7 @@ TEST(Workers, WatchAnObjectAgainAfterItWasStopped) {
   Signal ready;
   const Watch watch([&](std::uint32_t) { ready.raise(); });
   watch.stop();
-  ASSERT_TRUE(vanto::startWatching(watch.object(), watch.sockets().near(), EPOLLIN));
+  ASSERT_TRUE(vanto::startWatching(watch.object(), watch.sockets().near(), EPOLLIN | EPOLLET));
   watch.sockets().send();
   ready.wait();
 }
@@ -159,7 +159,7 @@ TEST(Workers, KeepAStoppedObjectUntilItsCallReturns) {
     leave.wait();
     EXPECT_EQ(held.use_count(), 2);
   });
-  ASSERT_TRUE(vanto::startWatching(*object, sockets.near(), EPOLLIN));
+  ASSERT_TRUE(vanto::startWatching(*object, sockets.near(), EPOLLIN | EPOLLET));
   sockets.send();
   entered.wait();
   vanto::stopWatching(*object, sockets.near());
