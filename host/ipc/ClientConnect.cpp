@@ -91,6 +91,7 @@ vanto_error_code_t receiveFirst(int socket, std::uint64_t deadline, FrameBuffer&
         return VANTO_ERROR_CLOSED;
       case ReceiveResult::Malformed:
         return VANTO_ERROR_PROTOCOL;
+      case ReceiveResult::Cut:
       case ReceiveResult::Failed:
         return VANTO_ERROR_SYSTEM;
     }

@@ -76,9 +76,8 @@ void Connection::endReadingLocked(Lock&) noexcept {
 void Connection::endBecause(vanto_error_code_t code, const char* text) noexcept {
   Afterwards afterwards;
   const Lock lock(mutex_);
-  if (code == VANTO_ERROR_PROTOCOL && state_ != State::Ended) {
-    sendCode(socket_.get(), FrameKind::Goodbye, VANTO_ERROR_PROTOCOL);
-  }
+  // A peer that has closed hears nothing any more.
+  if (code != VANTO_ERROR_CLOSED && state_ != State::Ended) sendCode(socket_.get(), FrameKind::Goodbye, code);
   endLocked(code, afterwards, text);
 }
 
@@ -98,6 +97,9 @@ Connection::Step Connection::readFrame(Waiting waiting) noexcept {
       return Step::Ended;
     case ReceiveResult::Malformed:
       endBecause(VANTO_ERROR_PROTOCOL);
+      return Step::Ended;
+    case ReceiveResult::Cut:
+      endBecause(VANTO_ERROR_SYSTEM, "no room for further descriptors");
       return Step::Ended;
     case ReceiveResult::Failed:
       break;
@@ -183,7 +185,7 @@ bool Connection::takeAnswer(const ReceivedFrame& frame) noexcept {
 }
 
 bool Connection::beginMessageLocked(const FrameHeader& header) noexcept {
-  if (header.id <= lastReceivedId_ || !receiveCredit_.start(header.length)) return false;
+  if (header.id <= lastReceivedId_ || !receiveCredit_.start(header)) return false;
   lastReceivedId_ = header.id;
   return true;
 }

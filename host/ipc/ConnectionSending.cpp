@@ -162,7 +162,7 @@ bool Connection::sendAtOnceLocked(std::unique_ptr<Outgoing>& outgoing) noexcept 
     return false;
   }
   receiveCredit_.attached();
-  if (!isReply) sendCredit_.start(header.length);
+  if (!isReply) sendCredit_.start(header);
   keepSpare(std::move(outgoing));
   return true;
 }
@@ -245,7 +245,7 @@ SendResult Connection::sendPartLocked(Outgoing& outgoing) noexcept {
                                 : sendFrame(socket_.get(), header, body.subspan(outgoing.sent, size), descriptors);
   if (result != SendResult::Sent) return result;
   receiveCredit_.attached();
-  if (isStart && !outgoing.isReply()) sendCredit_.start(body.size());
+  if (isStart && !outgoing.isReply()) sendCredit_.start(header);
   if (std::unique_ptr<Outgoing> finished = queue_.advance(outgoing, size)) keepSpare(std::move(finished));
   return result;
 }
@@ -286,7 +286,7 @@ vanto_error_code_t Connection::answer(MessageObject& message, vanto_object_t obj
   if (state_ != State::Open || isWriteBroken_) return VANTO_ERROR_CLOSED;
   forgetOpenLocked(message);
   // The reply takes the request's credit along, also where its user keeps it on.
-  receiveCredit_.finish(message.size_);
+  receiveCredit_.finish(message.charge_);
   // Who has cancelled would drop the reply.
   if (!message.isCancelled_.load(std::memory_order_relaxed)) {
     submitLocked(std::move(outgoing), afterwards, Retry::ByWorkers);
@@ -299,7 +299,7 @@ void Connection::finish(MessageObject& message) noexcept {
   Afterwards afterwards;
   Lock lock(mutex_);
   forgetOpenLocked(message);
-  if (!message.isAnswered()) receiveCredit_.finish(message.size_);
+  if (!message.isAnswered()) receiveCredit_.finish(message.charge_);
   if (receiveCredit_.isDue()) flushLocked(afterwards, Retry::ByWorkers);
   settle(lock, Delivery::Later);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 #include "ipc/Frame.h"
@@ -11,11 +12,16 @@
 /// fewer bytes than the window are outstanding, so one of any size always gets through in the end. Not thread-safe.
 namespace vanto {
 
-/// What a message of `size` bytes counts in a window of `window` bytes: its size, but no more than half the window, so
-/// that small ones can pass a large one.
-[[nodiscard]] constexpr std::uint64_t chargeOf(std::uint64_t size, std::uint64_t window) noexcept {
-  return std::min(size, (window + 1) / 2);
+/// What a message of `size` bytes with `descriptors` descriptors counts in a window of `window` bytes: its size, and
+/// for each descriptor so much that limits::ipcDescriptorsInHand of them fill the window; but no more than half the
+/// window, so that small ones can pass a large one.
+[[nodiscard]] constexpr std::uint64_t chargeOf(std::uint64_t size, std::size_t descriptors,
+                                               std::uint64_t window) noexcept {
+  const std::uint64_t share = (window + limits::ipcDescriptorsInHand - 1) / limits::ipcDescriptorsInHand;
+  return std::min(size + descriptors * share, (window + 1) / 2);
 }
+// Else the most that one message may carry would count as less than it is.
+static_assert(limits::ipcDescriptors <= limits::ipcDescriptorsInHand / 2);
 
 /// The sender's view.
 class SendCredit {
@@ -27,10 +33,10 @@ class SendCredit {
 
   [[nodiscard]] bool canStart() const noexcept { return messages_ < windowMessages_ && bytes_ < windowBytes_; }
 
-  /// Counts a message of `size` bytes that begins.
-  void start(std::uint64_t size) noexcept {
+  /// Counts a message that begins with `header`.
+  void start(const FrameHeader& header) noexcept {
     messages_++;
-    bytes_ += chargeOf(size, windowBytes_);
+    bytes_ += chargeOf(header.length, header.descriptors, windowBytes_);
   }
 
   /// Takes what a frame gives back. False when that is more than was outstanding.
@@ -54,18 +60,23 @@ class ReceiveCredit {
   static constexpr std::uint32_t windowMessages = limits::ipcSendQueueMessages;
   static constexpr std::uint32_t windowBytes = limits::ipcSendQueueBytes;
 
-  /// Counts a message of `size` bytes that begins. False when its sender had no credit for it.
-  [[nodiscard]] bool start(std::uint64_t size) noexcept {
+  /// What a message that begins with `header` takes up of the window.
+  [[nodiscard]] static constexpr std::uint64_t chargeOf(const FrameHeader& header) noexcept {
+    return vanto::chargeOf(header.length, header.descriptors, windowBytes);
+  }
+
+  /// Counts a message that begins with `header`. False when its sender had no credit for it.
+  [[nodiscard]] bool start(const FrameHeader& header) noexcept {
     if (messages_ >= windowMessages || bytes_ >= windowBytes) return false;
     messages_++;
-    bytes_ += chargeOf(size, windowBytes);
+    bytes_ += chargeOf(header);
     return true;
   }
 
-  /// A message of `size` bytes has been dealt with.
-  void finish(std::uint64_t size) noexcept {
+  /// A message that took up `charge` has been dealt with.
+  void finish(std::uint64_t charge) noexcept {
     owedMessages_++;
-    owedBytes_ += chargeOf(size, windowBytes);
+    owedBytes_ += charge;
   }
 
   /// True when so much is owed that the sender may be waiting for it: it can wait only while a whole window is

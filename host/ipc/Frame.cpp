@@ -12,6 +12,7 @@ namespace vanto {
 namespace {
 
 constexpr std::uint8_t magic[2] = {0x56, 0x53};
+constexpr std::size_t descriptorsPlace = 6;
 
 void store16(std::uint8_t* place, std::uint16_t value) noexcept {
   place[0] = static_cast<std::uint8_t>(value);
@@ -70,7 +71,7 @@ void encodeHeader(const FrameHeader& header, std::uint8_t* bytes) noexcept {
   bytes[2] = wireVersion;
   bytes[3] = static_cast<std::uint8_t>(header.kind);
   store16(bytes + 4, header.flags);
-  store16(bytes + 6, header.descriptors);
+  store16(bytes + descriptorsPlace, header.descriptors);
   store64(bytes + 8, header.id);
   store64(bytes + 16, header.deadline);
   store32(bytes + 24, header.creditMessages);
@@ -82,13 +83,17 @@ bool decodeHeader(const std::uint8_t* bytes, std::size_t size, std::size_t descr
   if (size < frameHeaderBytes || bytes[0] != magic[0] || bytes[1] != magic[1] || bytes[2] != wireVersion) return false;
   header.kind = static_cast<FrameKind>(bytes[3]);
   header.flags = load16(bytes + 4);
-  header.descriptors = load16(bytes + 6);
+  header.descriptors = load16(bytes + descriptorsPlace);
   header.id = load64(bytes + 8);
   header.deadline = load64(bytes + 16);
   header.creditMessages = load32(bytes + 24);
   header.creditBytes = load32(bytes + 28);
   header.length = load64(bytes + 32);
   return header.descriptors == descriptors && isAllowed(header, size - frameHeaderBytes);
+}
+
+std::size_t declaredDescriptors(const std::uint8_t* bytes) noexcept {
+  return load16(bytes + descriptorsPlace);
 }
 
 void encodeGreeting(const Greeting& greeting, std::uint8_t* bytes) noexcept {

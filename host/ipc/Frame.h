@@ -52,6 +52,9 @@ void encodeHeader(const FrameHeader& header, std::uint8_t* bytes) noexcept;
 [[nodiscard]] bool decodeHeader(const std::uint8_t* bytes, std::size_t size, std::size_t descriptors,
                                 FrameHeader& header) noexcept;
 
+/// How many descriptors a header, of frameHeaderBytes bytes that nobody has checked, says that there are.
+[[nodiscard]] std::size_t declaredDescriptors(const std::uint8_t* bytes) noexcept;
+
 inline constexpr std::size_t nonceBytes = 16;
 inline constexpr std::size_t greetingBytes = 28;
 

@@ -138,10 +138,15 @@ ReceiveResult receiveFrame(int socket, Waiting waiting, FrameBuffer& buffer, std
   if (size >= 0) takeControl(message, frame);
   if (size <= 0) return resultOfSize(size);
   const auto length = static_cast<std::size_t>(size);
-  if ((message.msg_flags & (MSG_TRUNC | MSG_CTRUNC)) != 0 ||
-      !decodeHeader(buffer.bytes, length, frame.descriptors.size(), frame.header)) {
+  const bool isCut = (message.msg_flags & MSG_CTRUNC) != 0;
+  const std::size_t received = frame.descriptors.size();
+  // A frame whose list was cut is looked at as if it were whole: what the sender is judged by is what it sent.
+  const std::size_t sent = isCut && length >= frameHeaderBytes ? declaredDescriptors(buffer.bytes) : received;
+  if ((message.msg_flags & MSG_TRUNC) != 0 || !decodeHeader(buffer.bytes, length, sent, frame.header)) {
     return ReceiveResult::Malformed;
   }
+  // There is room for as many as a frame may declare, so who declared all it sent is not to blame.
+  if (isCut) return received < sent ? ReceiveResult::Cut : ReceiveResult::Malformed;
   const std::uint8_t* payload = target != nullptr ? target : buffer.bytes + frameHeaderBytes;
   frame.payload = {payload, length - frameHeaderBytes};
   return ReceiveResult::Frame;

@@ -61,6 +61,7 @@ enum class ReceiveResult : std::uint8_t {
   Nothing,    ///< nothing there, or not until the socket's own timeout, or a signal came
   Ended,      ///< the other side has closed
   Malformed,  ///< a packet that is no frame
+  Cut,        ///< a frame whose descriptors the kernel could not all give to this process
   Failed      ///< errno says why
 };
 

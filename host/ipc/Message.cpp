@@ -18,7 +18,7 @@ MessageObject::MessageObject(Connection& connection, const FrameHeader& header, 
       body_(std::move(body)),
       connection_(Ref<Connection>::share(&connection)),
       id_(header.id),
-      size_(header.length),
+      charge_(ReceiveCredit::chargeOf(header)),
       deadline_(header.deadline != 0 ? deadlineAfter(header.deadline) : UINT64_MAX),
       answer_(header.kind == FrameKind::Request ? Answer::Expected : Answer::None) {
   Activity::began();

@@ -47,7 +47,7 @@ class MessageObject final : public vanto_object {
   const Ref<Connection> connection_;
   const std::uint64_t id_;
   /// What is given back to the sender's window at the end.
-  const std::uint64_t size_;
+  const std::uint64_t charge_;
   /// When the sender stops waiting; UINT64_MAX for never.
   const std::uint64_t deadline_;
   std::atomic<Answer> answer_;

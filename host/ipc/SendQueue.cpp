@@ -9,7 +9,7 @@ namespace vanto {
 namespace {
 
 std::size_t charge(std::size_t size) noexcept {
-  return chargeOf(size, limits::ipcSendQueueBytes);
+  return chargeOf(size, 0, limits::ipcSendQueueBytes);
 }
 
 }  // namespace

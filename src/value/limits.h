@@ -26,7 +26,11 @@ inline constexpr std::size_t ipcInlineBytes = std::size_t{64} << 10;
 inline constexpr std::size_t ipcMessageBytes = std::size_t{64} << 20;
 /// Containers inside containers; the outermost counts 1.
 inline constexpr std::size_t ipcNesting = 128;
+/// Descriptors of one message.
 inline constexpr std::size_t ipcDescriptors = 16;
+/// Descriptors of the messages and requests that one connection has in hand: with so many or more no further message
+/// may begin. Once only their bytes counted; then one client could take all descriptors of a process.
+inline constexpr std::size_t ipcDescriptorsInHand = 64;
 /// Requests on one connection whose replies are outstanding.
 inline constexpr std::size_t ipcPendingReplies = 256;
 /// What may wait to be sent on one connection, and what may be under way to its other end: this many messages, and this

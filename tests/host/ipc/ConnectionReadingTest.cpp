@@ -5,6 +5,7 @@
 
 #include <sys/wait.h>
 
+#include "host/ipc/DescriptorLimit.h"
 #include "host/ipc/IPCFixture.h"
 #include "host/ipc/Peer.h"
 #include "host/ipc/RawPeer.h"
@@ -175,6 +176,53 @@ TEST_F(ConnectionReading, ASenderBeyondItsWindowIsThrownOut) {
     peer.sendObject(FrameKind::Message, 19, text("x"));
     EXPECT_EQ(peer.awaitEnd(), VANTO_ERROR_PROTOCOL);
   }
+}
+
+TEST_F(ConnectionReading, ASenderOfMoreDescriptorsThanItsWindowHoldsIsThrownOut) {
+  Awaited<Held> held;
+  Service slow("org.example.slow", [&](vanto_object_t, vanto_object_t event) {
+    if (vanto_kind(event) == VANTO_KIND_MESSAGE) held.add(Held::share(event));
+  });
+  std::size_t messages = 0;
+  for (const std::size_t count : {std::size_t{1}, limits::ipcDescriptors}) {
+    RawPeer peer = RawPeer::greeted("org.example.slow");
+    const Held array = descriptorsOf(count);
+    const std::vector<int> descriptors(count, 0);
+    std::uint64_t id = 0;
+    for (std::size_t sent = 0; sent < limits::ipcDescriptorsInHand; sent += count) {
+      peer.sendObject(FrameKind::Message, ++id, array, descriptors);
+    }
+    messages += id;
+    EXPECT_EQ(held.await(messages).size(), messages);
+    // Everything is in hand now, so one without descriptors is too much as well.
+    peer.sendObject(FrameKind::Message, ++id, text("x"));
+    EXPECT_EQ(peer.awaitEnd(), VANTO_ERROR_PROTOCOL);
+    EXPECT_EQ(held.count(), messages);
+  }
+}
+
+TEST_F(ConnectionReading, CreditForDescriptorsComesBackWithTheMessage) {
+  RawPeer peer = RawPeer::greeted(name);
+  const Held array = descriptorsOf(2);
+  const std::vector<int> descriptors(2, 0);
+  peer.sendObject(FrameKind::Request, 1, array, descriptors);
+  ASSERT_TRUE(peer.receiveKind(FrameKind::Reply));
+  EXPECT_EQ(peer.header().creditMessages, 1U);
+  EXPECT_EQ(peer.header().creditBytes, (1U << 20) / 64 * 2 + 24);
+}
+
+TEST_F(ConnectionReading, APeerIsNotToBlameForDescriptorsThatThisProcessHasNoRoomFor) {
+  RawPeer peer = RawPeer::greeted(name);
+  peer.sendObject(FrameKind::Request, 1, text("x"));
+  ASSERT_TRUE(peer.receiveKind(FrameKind::Reply));
+  const Held array = descriptorsOf(2);
+  {
+    const DescriptorLimit limit(1);
+    const std::vector<int> descriptors(2, 0);
+    peer.sendObject(FrameKind::Request, 2, array, descriptors);
+    EXPECT_EQ(peer.awaitEnd(), VANTO_ERROR_SYSTEM);
+  }
+  EXPECT_EQ(ends_.await(), (std::vector<vanto_error_code_t>{VANTO_ERROR_SYSTEM}));
 }
 
 TEST_F(ConnectionReading, CreditComesBackBeforeTheWindowIsUsedUp) {

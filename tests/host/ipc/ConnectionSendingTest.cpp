@@ -3,6 +3,7 @@
 #include <map>
 #include <thread>
 
+#include "host/ipc/DescriptorLimit.h"
 #include "host/ipc/IPCFixture.h"
 #include "host/ipc/RawPeer.h"
 #include "value/limits.h"
@@ -167,6 +168,50 @@ TEST(ConnectionSending, TheWindowCountsBytesToo) {
   EXPECT_TRUE(peer->receiveKind(FrameKind::Message));
 }
 
+TEST(ConnectionSending, TheWindowCountsDescriptorsToo) {
+  const RuntimeDirectory directory;
+  RawService service(name);
+  std::optional<RawPeer> peer;
+  std::thread accepting([&] { peer.emplace(service.acceptAndGreet()); });
+  const Held connection = connectTo(name);
+  accepting.join();
+  const Held full = descriptorsOf(limits::ipcDescriptors);
+  constexpr std::size_t most = limits::ipcDescriptorsInHand / limits::ipcDescriptors;
+  for (std::size_t i = 0; i < most; i++) ASSERT_EQ(vanto_send(connection, full, 0), VANTO_ERROR_NONE);
+  ASSERT_EQ(vanto_send(connection, text("x"), 0), VANTO_ERROR_NONE);
+  for (std::size_t i = 0; i < most; i++) ASSERT_TRUE(peer->receiveKind(FrameKind::Message));
+  pollfd set{peer->descriptor(), POLLIN, 0};
+  EXPECT_EQ(poll(&set, 1, 0), 0);
+  const std::size_t size = 8 + 8 * limits::ipcDescriptors;
+  peer->send({.kind = FrameKind::Credit,
+              .creditMessages = 1,
+              .creditBytes = static_cast<std::uint32_t>((1 << 20) / 4 + size)});
+  EXPECT_TRUE(peer->receiveKind(FrameKind::Message));
+}
+
+TEST(ConnectionSending, OneClientsDescriptorsLeaveRoomForThoseOfOthers) {
+  const RuntimeDirectory directory;
+  Awaited<Held> kept;
+  Service service(name, [&](vanto_object_t connection, vanto_object_t event) {
+    if (vanto_kind(event) == VANTO_KIND_MESSAGE && !vanto_message_expects_reply(event)) kept.add(Held::share(event));
+    if (vanto_kind(event) == VANTO_KIND_MESSAGE && vanto_message_expects_reply(event)) {
+      Service::echo(connection, event);
+    }
+  });
+  const Held greedy = connectTo(name);
+  const Held modest = connectTo(name);
+  const Held full = descriptorsOf(limits::ipcDescriptors);
+  const Held one = descriptorsOf(1);
+  EXPECT_EQ(vanto_kind(callWith(modest, text("x"))), VANTO_KIND_STRING);
+  // Half of what the greedy client tries to get taken in.
+  const DescriptorLimit limit(64 * limits::ipcDescriptors / 2);
+  for (int i = 0; i < 64; i++) ASSERT_EQ(vanto_send(greedy, full, 0), VANTO_ERROR_NONE);
+  static_cast<void>(kept.await(limits::ipcDescriptorsInHand / limits::ipcDescriptors));
+  EXPECT_EQ(vanto_kind(callWith(modest, one)), VANTO_KIND_ARRAY);
+  // The rest follows as the first ones are let go.
+  for (int i = 0; i < 64; i++) kept.take().reset();
+}
+
 TEST(ConnectionSending, MoreRepliesThanTheLimitAreNotAwaited) {
   const RuntimeDirectory directory;
   Awaited<Held> requests;
@@ -247,9 +292,7 @@ TEST(ConnectionSending, DescriptorsUnderWayAreNoReasonToGiveUp) {
     if (vanto_kind(event) == VANTO_KIND_MESSAGE) arrived.add(1);
   });
   const Held connection = connectTo(name);
-  const Held null(vanto_fd_create(0));
-  const Held array(vanto_array_create(nullptr, 0));
-  for (int i = 0; i < 16; i++) vanto_array_append_value(array, null);
+  const Held array = descriptorsOf(limits::ipcDescriptors);
   for (int i = 0; i < 200; i++) ASSERT_EQ(vanto_send(connection, array, generous), VANTO_ERROR_NONE);
   EXPECT_EQ(arrived.await(200).size(), 200U);
 }

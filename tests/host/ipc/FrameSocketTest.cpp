@@ -3,11 +3,13 @@
 
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include "host/ipc/DescriptorLimit.h"
 #include "support/OpenDescriptors.h"
 
 namespace vanto::test {
@@ -63,6 +65,37 @@ ReceiveResult resultOf(std::size_t size) {
 TEST(FrameSocket, ClosesTheDescriptorsOfAPacketThatIsNoFrame) {
   EXPECT_EQ(resultOf(frameHeaderBytes), ReceiveResult::Malformed);
   EXPECT_EQ(resultOf(1), ReceiveResult::Malformed);
+}
+
+/// What comes of a message that declares `declared` descriptors and brings `sent`, with room for as many.
+ReceiveResult resultWithRoom(std::size_t declared, std::size_t sent, std::size_t room) {
+  const Pair pair;
+  const std::vector<int> descriptors(sent, pair.one.get());
+  const std::uint8_t body[8] = {};
+  const FrameHeader header{
+      .kind = FrameKind::Message, .descriptors = static_cast<std::uint16_t>(declared), .id = 1, .length = sizeof body};
+  EXPECT_EQ(sendFrame(pair.one.get(), header, body, descriptors), SendResult::Sent);
+  const auto before = openDescriptors();
+  const auto buffer = std::make_unique<FrameBuffer>();
+  ReceiveResult result;
+  {
+    const DescriptorLimit limit(room);
+    ReceivedFrame frame;
+    result = receiveFrame(pair.other.get(), Waiting::Never, *buffer, nullptr, frame);
+  }
+  EXPECT_EQ(openDescriptors(), before);
+  return result;
+}
+
+TEST(FrameSocket, TellsAFrameThatTheKernelCutFromOneThatLies) {
+  EXPECT_EQ(resultWithRoom(3, 3, 3), ReceiveResult::Frame);
+  EXPECT_EQ(resultWithRoom(3, 3, 2), ReceiveResult::Cut);
+  EXPECT_EQ(resultWithRoom(3, 3, 0), ReceiveResult::Cut);
+  EXPECT_EQ(resultWithRoom(3, 2, 3), ReceiveResult::Malformed);
+  EXPECT_EQ(resultWithRoom(2, 3, 3), ReceiveResult::Malformed);
+  // Neither is believed, whatever became of the rest.
+  EXPECT_EQ(resultWithRoom(2, 3, 2), ReceiveResult::Malformed);
+  EXPECT_EQ(resultWithRoom(17, 16, 0), ReceiveResult::Malformed);
 }
 
 TEST(FrameSocket, ClosesTheDescriptorsOfAnEmptyPacket) {

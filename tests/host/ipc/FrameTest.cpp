@@ -62,6 +62,12 @@ TEST(Frame, HeaderHasItsBytesInTheirPlaces) {
   EXPECT_EQ(std::memcmp(bytes, expected, sizeof expected), 0);
 }
 
+TEST(Frame, HeaderTellsItsDescriptorsBeforeItIsChecked) {
+  std::uint8_t bytes[frameHeaderBytes];
+  encodeHeader({.kind = FrameKind{0}, .descriptors = 0x0403}, bytes);
+  EXPECT_EQ(declaredDescriptors(bytes), 0x0403U);
+}
+
 TEST(Frame, HeaderIsReadBack) {
   const FrameHeader header{.kind = FrameKind::Request,
                            .descriptors = 2,

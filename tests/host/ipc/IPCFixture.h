@@ -141,6 +141,14 @@ inline Held data(std::size_t size, unsigned char fill = 'x') {
   return Held(vanto_data_create(bytes.data(), bytes.size()));
 }
 
+/// An array of as many descriptors, all of the standard input.
+inline Held descriptorsOf(std::size_t count) {
+  const Held null(vanto_fd_create(0));
+  Held array(vanto_array_create(nullptr, 0));
+  for (std::size_t i = 0; i < count; i++) vanto_array_append_value(array, null);
+  return array;
+}
+
 /// A new connection, which must come about.
 inline Held connectTo(const char* name) {
   Held connection(vanto_connect(name, nullptr, generous));
