@@ -12,6 +12,12 @@ PlistValue* KorPropertyListCreateFromBytes(PlistData* data) {
 
 PlistData* KorPropertyListCreateBytes(vanto::Object* value, std::int32_t format) {
   VANTO_ASSERT(value != nullptr);
-  if (format != KorPropertyListXMLFormat) return nullptr;
-  return vanto::createPropertyListXML(*value).leak();
+  switch (format) {
+    case KorPropertyListXMLFormat:
+      return vanto::createPropertyListXML(*value).leak();
+    case KorPropertyListBinaryFormat_vanto:
+      return vanto::createPropertyListBinary(*value).leak();
+    default:
+      return nullptr;
+  }
 }
