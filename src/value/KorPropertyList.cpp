@@ -12,12 +12,8 @@ PlistValue* KorPropertyListCreateFromBytes(PlistData* data) {
 
 PlistData* KorPropertyListCreateBytes(vanto::Object* value, std::int32_t format) {
   VANTO_ASSERT(value != nullptr);
-  switch (format) {
-    case KorPropertyListXMLFormat:
-      return vanto::createPropertyListXML(*value).leak();
-    case KorPropertyListBinaryFormat_vanto:
-      return vanto::createPropertyListBinary(*value).leak();
-    default:
-      return nullptr;
-  }
+  vanto::Ref<PlistData> bytes;
+  if (format == KorPropertyListXMLFormat) bytes = vanto::createPropertyListXML(*value);
+  if (format == KorPropertyListBinaryFormat_vanto) bytes = vanto::createPropertyListBinary(*value);
+  return bytes.leak();
 }

@@ -73,8 +73,10 @@ class Reader {
 
   const Byte* readMember(const Byte* at) noexcept;
   const Byte* readKey(const Byte* at, PlistString*& key) noexcept;
+  const Byte* readIndex(const Byte* at, std::uint32_t& index) noexcept;
   const Byte* readValue(const Byte* at, Object*& value) noexcept;
   const Byte* readNumber(const Byte* at, Object*& value) noexcept;
+  [[nodiscard]] std::int64_t loadInteger(const Byte* at, std::size_t bytes) const noexcept;
   const Byte* readReal(const Byte* at, std::uint8_t tag, Object*& value) noexcept;
   const Byte* readString(const Byte* at, Object*& value) noexcept;
   const Byte* readData(const Byte* at, Object*& value) noexcept;
@@ -162,15 +164,19 @@ const Byte* Reader::readMember(const Byte* at) noexcept {
 }
 
 const Byte* Reader::readKey(const Byte* at, PlistString*& key) noexcept {
-  const Byte* const place = at;
   std::uint32_t index = 0;
-  at = source_.readCount(at, index);
-  if (at == nullptr) return nullptr;
-  if (index >= strings_.count()) return source_.fail(place, "expected the index of a string");
-  if (index < current_.nextKey) return source_.fail(place, "expected a key behind the one before");
+  const Byte* behind = readIndex(at, index);
+  if (behind == nullptr) return nullptr;
+  if (index < current_.nextKey) return source_.fail(at, "expected a key behind the one before");
   current_.nextKey = index + 1;
   key = strings_.use(index);
-  return at;
+  return behind;
+}
+
+const Byte* Reader::readIndex(const Byte* at, std::uint32_t& index) noexcept {
+  const Byte* behind = source_.readCount(at, index);
+  if (behind == nullptr || index < strings_.count()) return behind;
+  return source_.fail(at, "expected the index of a string");
 }
 
 const Byte* Reader::readValue(const Byte* at, Object*& value) noexcept {
@@ -205,22 +211,26 @@ const Byte* Reader::readNumber(const Byte* at, Object*& value) noexcept {
   }
   if (source_.remaining(at + 1) < bytes) return source_.failAtEnd();
   if (form.realBytes != 0) return readReal(at + 1, tag, value);
-  std::uint64_t bits = 0;
-  if (source_.remaining(at + 1) >= sizeof bits) [[likely]] {
-    bits = load64(at + 1) << (64 - 8 * bytes);
-  } else {
-    for (std::size_t index = 0; index < bytes; ++index)
-      bits |= std::uint64_t{at[1 + index]} << (64 - 8 * (bytes - index));
-  }
-  // Shifting to the right spreads the sign.
-  const std::int64_t integer = static_cast<std::int64_t>(bits) >> (64 - 8 * bytes);
-  if (binary::integerBytes(integer) != bytes)
-    return source_.fail(at, "expected an integer in as few bytes as it needs");
+  const std::int64_t integer = loadInteger(at + 1, bytes);
+  if (binary::integerBytes(integer) != bytes) return source_.fail(at, "expected an integer in fewer bytes");
   if (integer < form.lowest || integer > form.highest) {
     return source_.fail(at, "expected an integer that its subtype holds");
   }
   value = block_.makeNumber(integer, subtype);
   return at + 1 + bytes;
+}
+
+// The integer in the `bytes` bytes at `at`.
+std::int64_t Reader::loadInteger(const Byte* at, std::size_t bytes) const noexcept {
+  const std::size_t unused = 64 - 8 * bytes;
+  std::uint64_t bits = 0;
+  if (source_.remaining(at) >= sizeof bits) [[likely]] {
+    bits = load64(at) << unused;
+  } else {
+    for (std::size_t index = 0; index < bytes; ++index) bits |= std::uint64_t{at[index]} << (unused + 8 * index);
+  }
+  // Shifting to the right spreads the sign.
+  return static_cast<std::int64_t>(bits) >> unused;
 }
 
 const Byte* Reader::readReal(const Byte* at, std::uint8_t tag, Object*& value) noexcept {
@@ -238,11 +248,9 @@ const Byte* Reader::readReal(const Byte* at, std::uint8_t tag, Object*& value) n
 
 const Byte* Reader::readString(const Byte* at, Object*& value) noexcept {
   std::uint32_t index = 0;
-  const Byte* behind = source_.readCount(at + 1, index);
-  if (behind == nullptr) return nullptr;
-  if (index >= strings_.count()) return source_.fail(at + 1, "expected the index of a string");
-  value = strings_.use(index);
-  return behind;
+  at = readIndex(at + 1, index);
+  if (at != nullptr) value = strings_.use(index);
+  return at;
 }
 
 const Byte* Reader::readData(const Byte* at, Object*& value) noexcept {

@@ -7,7 +7,8 @@
 #include <fstream>
 #include <random>
 #include <string>
-#include <thread>
+
+#include <unistd.h>
 
 #include <VantoService/PlistData.h>
 #include <VantoService/PlistDate.h>
@@ -37,6 +38,16 @@ std::string mistakeInValue(BinaryDocument document) {
   if (mistake.empty()) return mistake;
   const std::size_t space = mistake.find(' ');
   return std::to_string(std::stoul(mistake.substr(0, space)) - 10) + mistake.substr(space);
+}
+
+/// Memory of this process that is there at the moment.
+std::size_t residentBytes() {
+  std::ifstream file("/proc/self/statm");
+  std::size_t total = 0;
+  std::size_t resident = 0;
+  file >> total >> resident;
+  EXPECT_NE(resident, 0U);
+  return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 
 /// A document with everything in it.
@@ -164,8 +175,7 @@ TEST(PropertyListBinaryReader, TakesIntegersInAsFewBytesAsTheyNeedOnly) {
     const std::uint64_t highest = (std::uint64_t{1} << (8 * bytes - 1)) - 1;
     const std::uint64_t lowest = ~highest;
     for (const std::uint64_t value : {std::uint64_t{0}, ~std::uint64_t{0}, highest, lowest}) {
-      EXPECT_EQ(mistakeInValue(BinaryDocument().number(4, bytes + 1, value)),
-                "1 expected an integer in as few bytes as it needs");
+      EXPECT_EQ(mistakeInValue(BinaryDocument().number(4, bytes + 1, value)), "1 expected an integer in fewer bytes");
     }
     EXPECT_EQ(mistakeInValue(BinaryDocument().number(4, bytes, highest)), "");
     EXPECT_EQ(mistakeInValue(BinaryDocument().number(4, bytes, lowest)), "");
@@ -265,6 +275,31 @@ TEST(PropertyListBinaryReader, BelievesNoBytesTwice) {
   for (std::size_t level = 0; level < 500; ++level) nested.array(size - 3 * (level + 1));
   nested.text(std::string(size - 1500, '\1'));
   EXPECT_EQ(mistakeIn(nested), "16 expected no more members than there are bytes for");
+}
+
+TEST(PropertyListBinaryReader, MakesAtMost20TimesTheBytesThatItIsGiven) {
+  constexpr std::size_t count = 2'000'000;
+  constexpr std::size_t room = std::size_t{4} << 20;
+  // Of all values these grow most: two bytes each.
+  for (const char* member : {"\x13\x01", "\x06\x00", "\x07\x00", "\x04\x00"}) {
+    BinaryDocument document({}, 3);
+    const std::string bytes(member, 2);
+    const std::string padding = bytes[0] < 0x10 ? std::string(2, '\0') : "";
+    document.array(count);
+    for (std::size_t index = 0; index < count; ++index) document.text(bytes).text(padding);
+    const std::size_t before = residentBytes();
+    const Ref<PlistValue> value = readDocument(document.bytes());
+    ASSERT_TRUE(value);
+    EXPECT_LE(residentBytes(), before + 20 * document.bytes().size() + room);
+  }
+}
+
+TEST(PropertyListBinaryReader, MakesNothingForClaims) {
+  BinaryDocument document({}, 4);
+  for (std::size_t level = 0; level < 500; ++level) document.array(0xFFFFFF);
+  const std::size_t before = residentBytes();
+  EXPECT_NE(mistakeIn(document), "");
+  EXPECT_LE(residentBytes(), before + (std::size_t{1} << 20));
 }
 
 TEST(PropertyListBinaryReader, TakesUpTo64MiBAndNotOneByteMore) {
