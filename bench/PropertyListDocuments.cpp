@@ -93,10 +93,56 @@ void appendService(std::string& document, std::size_t number) {
   document += name + "</real>\n\t</dict>\n";
 }
 
+void replaceAll(std::string& text, const std::string& from, const std::string& to) {
+  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+    text.replace(at, from.size(), to);
+  }
+}
+
+std::string pathOf(std::size_t number) {
+  return "/opt/example/Host/Contents/VantoServices/EchoService" + std::to_string(number) + ".vanto";
+}
+
+/// The service dictionary as it lies in an Info document.
+std::string serviceDictionary() {
+  const std::string document = info;
+  const std::size_t begin = document.find("<dict>", document.find("<key>VantoService</key>"));
+  return document.substr(begin, document.find("\n\t</dict>", begin) + 9 - begin);
+}
+
 }  // namespace
 
 std::string infoDocument() {
   return std::string(prolog) + info + epilog;
+}
+
+std::string infoDocument(std::size_t number) {
+  std::string document = infoDocument();
+  replaceAll(document, "EchoService", "EchoService" + std::to_string(number));
+  return document;
+}
+
+std::string archiveElement(std::size_t number) {
+  const std::string identifier = "org.example.host.EchoService" + std::to_string(number);
+  const std::string executable = pathOf(number) + "/Contents/Linux/EchoService" + std::to_string(number);
+  std::string element = "<dict><key>_serviceIdentifier</key><string>" + identifier + "</string>";
+  element += "<key>_executablePath</key><string>" + executable + "</string>";
+  element += "<key>_serviceType</key><integer>1</integer><key>_serviceDictionary</key>" + serviceDictionary();
+  element += "<key>_tolvendJobDictionary</key><dict><key>Label</key><string>" + identifier + "</string>";
+  element += "<key>Program</key><string>/usr/libexec/vantoproxy</string><key>ProgramArguments</key><array><string>";
+  element += "/usr/libexec/vantoproxy</string><string>" + executable + "</string></array>";
+  element += "<key>Services</key><dict><key>" + identifier + "</key><dict><key>Listening</key><true/></dict>";
+  element += "</dict><key>Enabled</key><true/><key>MultipleInstances</key><false/>";
+  element += "<key>EnvironmentVariables</key><dict><key>ECHO_LEVEL</key><string>info</string></dict>";
+  return element + "<key>Session</key><string>Application</string></dict></dict>";
+}
+
+std::string archivesDocument(std::size_t count) {
+  std::string document = std::string(prolog) + "<dict>\n";
+  for (std::size_t number = 0; number < count; ++number) {
+    document += "<key>" + pathOf(number) + "</key>" + archiveElement(number) + "\n";
+  }
+  return document + "</dict>\n" + epilog;
 }
 
 std::string listDocument(std::size_t bytes) {

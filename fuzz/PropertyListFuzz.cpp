@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Whatever is read can be written, reads back equal and is then written alike; whatever is refused is refused with a
-// place inside the bytes and a reason.
+// The XML form: whatever is read can be written, reads back equal and is then written alike; whatever is refused is
+// refused with a place inside the bytes and a reason.
 
 #include <cstddef>
 #include <cstdint>
@@ -9,6 +9,8 @@
 #include <span>
 
 #include <VantoService/PropertyList.h>
+
+#include "value/PropertyListReader.h"
 
 namespace {
 
@@ -31,7 +33,7 @@ bool areSame(const PlistData& left, const PlistData& right) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::span<const std::uint8_t> bytes(data, size);
   vanto::PropertyListError error;
-  const vanto::Ref<PlistValue> value = vanto::createPropertyList(bytes, &error);
+  const vanto::Ref<PlistValue> value = vanto::createPropertyListFromXML(bytes, &error);
   if (!value) {
     require(error.line >= 1 && error.line <= countLines(bytes));
     require(error.column >= 1 && error.column <= size + 1);

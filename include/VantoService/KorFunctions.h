@@ -20,8 +20,9 @@
 inline constexpr std::uint32_t KorStringEncodingUTF8 = 0x08000100;
 /// The text encoding of KorStringCreateFromData().
 inline constexpr std::uint32_t KorDataEncodingUTF8 = 4;
-/// The property-list format that KorPropertyListCreateBytes() writes: XML, version 1.0.
+/// The property-list formats that KorPropertyListCreateBytes() writes: XML, version 1.0, and our own binary form.
 inline constexpr std::int32_t KorPropertyListXMLFormat = 100;
+inline constexpr std::int32_t KorPropertyListBinaryFormat = 200;
 /// The path style of KorURLCreateWithFileSystemPath().
 inline constexpr std::int32_t KorURLPOSIXPathStyle = 0;
 
@@ -78,6 +79,6 @@ VANTO_EXPORT bool KorNumberGetValue(PlistNumber* number, KorNumberType subtype, 
 /// they hold none. vanto::createPropertyList() also tells why.
 VANTO_EXPORT PlistValue* KorPropertyListCreateFromBytes(PlistData* data);
 /// The bytes of `value` in the given format, owned by the caller; null for a format other than
-/// KorPropertyListXMLFormat, and for a value that the format cannot carry.
+/// KorPropertyListXMLFormat and KorPropertyListBinaryFormat, and for a value that the format cannot carry.
 VANTO_EXPORT PlistData* KorPropertyListCreateBytes(vanto::Object* value, std::int32_t format);
 }

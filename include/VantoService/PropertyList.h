@@ -15,17 +15,18 @@ namespace vanto {
 
 /// Why bytes are not a property list, or why a value cannot become one.
 struct PropertyListError {
-  /// Where the trouble is, both from 1; columns count bytes, without a byte-order mark. 0 when there is no place, as
-  /// when writing.
+  /// Where the trouble is, both from 1; columns count bytes, without a byte-order mark. The binary form has no lines:
+  /// there the line is 0 and the column counts the bytes of the document. Both are 0 when there is no place, as when
+  /// writing.
   std::size_t line = 0;
   std::size_t column = 0;
   /// What was expected there, or what is wrong, in a few English words without a full stop.
   std::string message;
 };
 
-/// The value that `bytes` hold as an XML property list. It is immutable, and its parts share their memory, which is
-/// freed when the last reference to any of them goes. Null when `bytes` are anything else; `error`, if given, then says
-/// why and is otherwise untouched.
+/// The value that `bytes` hold as a property list, in XML or in the binary form. It is immutable, and its parts share
+/// their memory, which is freed when the last reference to any of them goes. Null when `bytes` are anything else;
+/// `error`, if given, then says why and is otherwise untouched.
 [[nodiscard]] VANTO_EXPORT Ref<PlistValue> createPropertyList(std::span<const std::uint8_t> bytes,
                                                               PropertyListError* error = nullptr);
 
@@ -34,5 +35,12 @@ struct PropertyListError {
 /// it nests deeper than readers accept. `error`, if given, then says why and is otherwise untouched.
 [[nodiscard]] VANTO_EXPORT Ref<PlistData> createPropertyListXML(const Object& value,
                                                                 PropertyListError* error = nullptr);
+
+/// `value` in the compact binary form, which keeps kind, subtype and bits of every value exactly; a mutable value is
+/// written as its kind. The same value gives the same bytes, and no other bytes are read as it. Null when the value
+/// holds an object that is no property-list value or a hole, nests deeper than readers accept, or takes more than 64
+/// MiB. `error`, if given, then says why and is otherwise untouched.
+[[nodiscard]] VANTO_EXPORT Ref<PlistData> createPropertyListBinary(const Object& value,
+                                                                   PropertyListError* error = nullptr);
 
 }  // namespace vanto

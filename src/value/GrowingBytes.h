@@ -50,9 +50,24 @@ class GrowingBytes {
   void grow(std::size_t count) noexcept {
     const std::size_t doubled = 2 * capacity_;
     const std::size_t capacity = doubled > size_ + count ? doubled : size_ + count;
+    if (capacity >= largeCapacity) return moveToLargePages(capacity);
     data_ = static_cast<char*>(Memory::resize(data_, capacity));
     capacity_ = capacity;
   }
+
+  /// Large pages have to be asked for before anything is written, so this is not left to Memory::resize(). The room is
+  /// twice what was wanted: it costs nothing until it is used, and another move would.
+  void moveToLargePages(std::size_t wanted) noexcept {
+    const std::size_t capacity = 2 * wanted;
+    auto* moved = static_cast<char*>(Memory::allocate(capacity));
+    Memory::preferLargePages(moved, capacity);
+    if (size_ != 0) std::memcpy(moved, data_, size_);
+    Memory::free(std::exchange(data_, moved));
+    capacity_ = capacity;
+  }
+
+  /// Smaller memory the C library keeps and uses again, so its pages are there already.
+  static constexpr std::size_t largeCapacity = std::size_t{32} << 20;
 
   char* data_ = nullptr;
   std::size_t size_ = 0;

@@ -12,6 +12,8 @@ PlistValue* KorPropertyListCreateFromBytes(PlistData* data) {
 
 PlistData* KorPropertyListCreateBytes(vanto::Object* value, std::int32_t format) {
   VANTO_ASSERT(value != nullptr);
-  if (format != KorPropertyListXMLFormat) return nullptr;
-  return vanto::createPropertyListXML(*value).leak();
+  vanto::Ref<PlistData> bytes;
+  if (format == KorPropertyListXMLFormat) bytes = vanto::createPropertyListXML(*value);
+  if (format == KorPropertyListBinaryFormat) bytes = vanto::createPropertyListBinary(*value);
+  return bytes.leak();
 }

@@ -24,6 +24,10 @@ struct Memory {
     return resized;
   }
 
+  /// Asks the system to back memory with large pages where it has them, once it is touched. For memory that is about to
+  /// be filled, where the page faults would cost as much as the filling.
+  static void preferLargePages(void* memory, std::size_t size) noexcept;
+
   static void free(void* memory) noexcept { std::free(memory); }
 
   /// Arithmetic on sizes; an overflow ends the process like any other demand that cannot be met.

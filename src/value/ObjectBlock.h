@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 #include <utility>
 
 #include "value/ValueStorage.h"
@@ -69,6 +70,12 @@ class ObjectBlock {
     return ValueStorage::stringInBlock(place, distance(place), text, length);
   }
 
+  /// A string over text that was allocated in this block: valid UTF-8 with a NUL behind it.
+  [[nodiscard]] PlistString* makeString(std::string_view text) noexcept {
+    void* memory = place(sizeof(PlistString));
+    return ValueStorage::stringInBlock(memory, distance(memory), text.data(), text.size());
+  }
+
   /// A data value whose `length` bytes the caller writes to `bytes` before anyone reads them.
   [[nodiscard]] PlistData* makeData(std::size_t length, std::uint8_t*& bytes) noexcept {
     void* contents;
@@ -82,6 +89,13 @@ class ObjectBlock {
   [[nodiscard]] PlistNumber* makeNumber(Value value) noexcept {
     void* memory = place(sizeof(PlistNumber));
     return ValueStorage::numberInBlock(memory, distance(memory), value);
+  }
+
+  /// The same of a subtype, which is one of integers or of reals like the value.
+  template <typename Value>
+  [[nodiscard]] PlistNumber* makeNumber(Value value, KorNumberType subtype) noexcept {
+    void* memory = place(sizeof(PlistNumber));
+    return ValueStorage::numberInBlock(memory, distance(memory), value, subtype);
   }
 
   [[nodiscard]] PlistDate* makeDate(double secondsSince1970) noexcept {

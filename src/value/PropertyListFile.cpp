@@ -98,8 +98,12 @@ std::string describe(const PropertyListFileError& error) {
     case Kind::Malformed:
       break;
   }
-  return "line " + std::to_string(error.contents.line) + ", column " + std::to_string(error.contents.column) + ": " +
-         error.contents.message;
+  const std::string column = std::to_string(error.contents.column);
+  // The binary form has no lines.
+  const std::string place = error.contents.line == 0
+                                ? "byte " + column
+                                : "line " + std::to_string(error.contents.line) + ", column " + column;
+  return place + ": " + error.contents.message;
 }
 
 }  // namespace vanto

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <VantoService/PropertyList.h>
+#include "value/PropertyListReader.h"
 
 #include <string>
 
@@ -386,7 +386,7 @@ const char* Reader::readData(const char* at, Slot slot) noexcept {
 
 }  // namespace
 
-Ref<PlistValue> createPropertyList(std::span<const std::uint8_t> bytes, PropertyListError* error) {
+Ref<PlistValue> createPropertyListFromXML(std::span<const std::uint8_t> bytes, PropertyListError* error) {
   // No bytes may have no place, but a null place is a mistake.
   Reader reader(bytes.empty() ? "" : reinterpret_cast<const char*>(bytes.data()), bytes.size());
   Ref<PlistValue> value = reader.read();

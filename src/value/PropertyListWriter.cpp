@@ -9,6 +9,7 @@
 #include "value/ObjectBlock.h"
 #include "value/PropertyListBase64.h"
 #include "value/PropertyListCharacters.h"
+#include "value/PropertyListProblems.h"
 #include "value/PropertyListScalars.h"
 #include "value/PropertyListScan.h"
 #include "value/WorkStack.h"
@@ -121,7 +122,7 @@ bool Writer::writeNext() {
 }
 
 bool Writer::writeValue(const Object* value) {
-  if (value == nullptr) return fail("an array with a hole cannot be written");
+  if (value == nullptr) return fail(problems::hole);
   switch (value->runtimeClass().typeID) {
     case StringKind:
       return writeString(*static_cast<const PlistString*>(value));
@@ -141,7 +142,7 @@ bool Writer::writeValue(const Object* value) {
     case DateKind:
       return writeDate(*static_cast<const PlistDate*>(value));
     default:
-      return fail("an object that is no property-list value cannot be written");
+      return fail(problems::noValue);
   }
 }
 
@@ -173,7 +174,7 @@ bool Writer::openArray(const PlistArray& array) {
 
 // True, with a problem noted, when no container may be opened here.
 bool Writer::isDeepest() noexcept {
-  return open_.size() == limits::propertyListNesting && !fail("containers nested too deep for readers");
+  return open_.size() == limits::propertyListNesting && !fail(problems::tooDeep);
 }
 
 void Writer::close() {

@@ -73,12 +73,13 @@ struct ValueStorage {
                                     std::size_t length) noexcept {
     return ::new (memory) PlistString(plistStringClass, Object::Storage::InBlock, distance, text, length);
   }
-  static PlistNumber* numberInBlock(void* memory, std::uint32_t distance, std::int64_t value) noexcept {
-    return ::new (memory) PlistNumber(plistNumberClass, Object::Storage::InBlock, distance, KorNumberSInt64Type, value);
+  static PlistNumber* numberInBlock(void* memory, std::uint32_t distance, std::int64_t value,
+                                    KorNumberType subtype = KorNumberSInt64Type) noexcept {
+    return ::new (memory) PlistNumber(plistNumberClass, Object::Storage::InBlock, distance, subtype, value);
   }
-  static PlistNumber* numberInBlock(void* memory, std::uint32_t distance, double value) noexcept {
-    return ::new (memory)
-        PlistNumber(plistNumberClass, Object::Storage::InBlock, distance, KorNumberFloat64Type, value);
+  static PlistNumber* numberInBlock(void* memory, std::uint32_t distance, double value,
+                                    KorNumberType subtype = KorNumberFloat64Type) noexcept {
+    return ::new (memory) PlistNumber(plistNumberClass, Object::Storage::InBlock, distance, subtype, value);
   }
   static PlistData* dataInBlock(void* memory, std::uint32_t distance, const std::uint8_t* bytes,
                                 std::size_t length) noexcept {

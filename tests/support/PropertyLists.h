@@ -54,4 +54,12 @@ inline std::string writtenElement(const Object& value) {
   return document.substr(before.size(), document.size() - before.size() - behind.size());
 }
 
+/// The binary document for a value, or the reason why there is none.
+inline std::string writtenBinary(const Object& value) {
+  PropertyListError error;
+  const Ref<PlistData> data = createPropertyListBinary(value, &error);
+  if (!data) return error.message;
+  return {reinterpret_cast<const char*>(data->bytes().data()), data->length()};
+}
+
 }  // namespace vanto::testing

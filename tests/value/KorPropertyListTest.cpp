@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <VantoService/KorFunctions.h>
+#include <VantoService/PropertyList.h>
 
 #include "support/Values.h"
 
@@ -20,12 +21,26 @@ TEST(KorPropertyList, WritesAndReadsAValue) {
   EXPECT_TRUE(read->isEqual(value));
 }
 
-TEST(KorPropertyList, GivesNothingForOtherFormats) {
-  EXPECT_EQ(KorPropertyListCreateBytes(string("a"), 200), nullptr);
+TEST(KorPropertyList, WritesAndReadsTheBinaryForm) {
+  PlistString* value = string("a\x01");
+  const Ref<PlistData> bytes =
+      Ref<PlistData>::adopt(KorPropertyListCreateBytes(value, KorPropertyListBinaryFormat));
+  ASSERT_TRUE(bytes);
+  EXPECT_TRUE(bytes->isEqual(vanto::createPropertyListBinary(*value).get()));
+  const Ref<PlistValue> read = Ref<PlistValue>::adopt(KorPropertyListCreateFromBytes(bytes.get()));
+  ASSERT_TRUE(read);
+  EXPECT_TRUE(read->isEqual(value));
 }
 
-TEST(KorPropertyList, GivesNothingForWhatXMLCannotCarry) {
+TEST(KorPropertyList, GivesNothingForOtherFormats) {
+  for (const std::int32_t format : {-1, 0, 99, 101, 199, 201}) {
+    EXPECT_EQ(KorPropertyListCreateBytes(string("a"), format), nullptr) << format;
+  }
+}
+
+TEST(KorPropertyList, GivesNothingForWhatAFormatCannotCarry) {
   EXPECT_EQ(KorPropertyListCreateBytes(array({nullptr}), KorPropertyListXMLFormat), nullptr);
+  EXPECT_EQ(KorPropertyListCreateBytes(array({nullptr}), KorPropertyListBinaryFormat), nullptr);
 }
 
 TEST(KorPropertyList, GivesNothingForBytesThatAreNoPropertyList) {

@@ -25,6 +25,18 @@ TEST(Memory, KeepsItsContentsWhenResized) {
   Memory::free(nullptr);
 }
 
+TEST(Memory, MayPreferLargePagesForMemoryOfAnySize) {
+  for (const std::size_t size : {std::size_t{1}, std::size_t{5'000'000}, std::size_t{40'000'000}}) {
+    auto* memory = static_cast<char*>(Memory::allocate(size));
+    memory[0] = 'a';
+    memory[size - 1] = 'z';
+    Memory::preferLargePages(memory, size);
+    EXPECT_EQ(memory[0], size == 1 ? 'z' : 'a');
+    EXPECT_EQ(memory[size - 1], 'z');
+    Memory::free(memory);
+  }
+}
+
 TEST(Memory, AddsAndMultipliesSizes) {
   EXPECT_EQ(Memory::sum(2, 3), 5u);
   EXPECT_EQ(Memory::sum(SIZE_MAX, 0), SIZE_MAX);

@@ -53,6 +53,30 @@ TEST(ObjectBlock, IsFoundFromEveryValueInEveryChunk) {
   block.release();
 }
 
+TEST(ObjectBlock, MakesStringsOverTextThatIsThereAlready) {
+  ObjectBlock& block = ObjectBlock::create(100);
+  auto* text = static_cast<char*>(block.allocate(20'000));
+  std::memcpy(text, "first\0second", 13);
+  const PlistString* first = block.makeString(std::string_view(text, 5));
+  const PlistString* second = block.makeString(std::string_view(text + 6, 6));
+  EXPECT_EQ(first->text(), "first");
+  EXPECT_EQ(second->text(), "second");
+  EXPECT_EQ(second->utf8(), text + 6);
+  EXPECT_EQ(&ObjectBlock::of(*second), &block);
+  block.release();
+}
+
+TEST(ObjectBlock, MakesNumbersOfEverySubtype) {
+  ObjectBlock& block = ObjectBlock::create(100);
+  const PlistNumber* integer = block.makeNumber(std::int64_t{-3}, KorNumberShortType);
+  EXPECT_EQ(integer->subtype(), KorNumberShortType);
+  EXPECT_EQ(integer->int64Value(), -3);
+  const PlistNumber* real = block.makeNumber(0.5, KorNumberFloat32Type);
+  EXPECT_EQ(real->subtype(), KorNumberFloat32Type);
+  EXPECT_EQ(real->doubleValue(), 0.5);
+  block.release();
+}
+
 TEST(ObjectBlock, MakesEveryKindOfValue) {
   ObjectBlock& block = ObjectBlock::create(100);
   std::uint8_t* bytes = nullptr;

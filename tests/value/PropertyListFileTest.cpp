@@ -24,7 +24,9 @@
 
 #include "support/OpenCounter.h"
 #include "support/OpenDescriptors.h"
+#include "support/PropertyLists.h"
 #include "support/TemporaryDirectory.h"
+#include "support/Values.h"
 #include "value/Fd.h"
 #include "value/limits.h"
 
@@ -108,6 +110,16 @@ TEST_F(PropertyListFile, ThatIsMalformedTellsWhere) {
   EXPECT_EQ(error.contents.line, 2U);
   EXPECT_EQ(error.contents.column, 1U);
   EXPECT_EQ(describe(error), "line 2, column 1: expected a value");
+}
+
+TEST_F(PropertyListFile, InTheBinaryFormIsRead) {
+  const PlistString* text = testing::string("text");
+  write(testing::writtenBinary(*text));
+  const Ref<PlistValue> value = createPropertyListFromFile(AT_FDCWD, path().c_str());
+  ASSERT_TRUE(value);
+  EXPECT_TRUE(value->isEqual(text));
+  write("\xF5values\x02");
+  EXPECT_EQ(describe(errorFor(path())), "byte 9: expected more bytes");
 }
 
 TEST_F(PropertyListFile, ThatIsEmptyIsMalformed) {

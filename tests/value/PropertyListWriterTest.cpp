@@ -155,6 +155,7 @@ TEST_F(PropertyListWriter, WritesTextsOfAnyLength) {
     expectRoundTrip(*string(std::string(length, 'x') + "\r" + std::string(length / 2, 'y')));
   }
   expectRoundTrip(*string(std::string(3'000'000, '<')));
+  expectRoundTrip(*string(std::string(40'000'000, 'x') + "<"));
 }
 
 TEST_F(PropertyListWriter, WritesDataOfAnyLength) {
