@@ -5,17 +5,22 @@
 
 #include <sys/types.h>
 
-/// How many connections a process accepts: so many of one user, and together three quarters of its descriptors. Any
-/// thread.
+/// What one user may have this process hold: so many connections, all users together as many as three quarters of its
+/// descriptors; and so many bytes of messages in chunks. Any thread.
 namespace vanto {
 
-struct ConnectionLimit {
+struct UserLimit {
   /// Counts a connection of `user`. False, with nothing counted, when there are too many already.
-  [[nodiscard]] static bool take(uid_t user) noexcept;
-  static void giveBack(uid_t user) noexcept;
+  [[nodiscard]] static bool takeConnection(uid_t user) noexcept;
+  static void giveConnectionBack(uid_t user) noexcept;
 
-  /// Sets how many one user may have, in place of limits::ipcConnectionsPerUser.
-  static void setPerUser(std::size_t count) noexcept;
+  /// Counts `bytes`, at most limits::ipcMessageBytes, of a message in chunks. False, with nothing counted, when there
+  /// would be more than limits::ipcChunkedBytesPerUser.
+  [[nodiscard]] static bool takeBytes(uid_t user, std::size_t bytes) noexcept;
+  static void giveBytesBack(uid_t user, std::size_t bytes) noexcept;
+
+  /// Sets how many connections one user may have, in place of limits::ipcConnectionsPerUser.
+  static void setConnections(std::size_t count) noexcept;
 };
 
 }  // namespace vanto
