@@ -10,7 +10,7 @@
 #include "host/ipc/IPCFixture.h"
 #include "host/ipc/Peer.h"
 #include "host/ipc/RawPeer.h"
-#include "ipc/ConnectionLimit.h"
+#include "ipc/UserLimit.h"
 #include "support/OpenDescriptors.h"
 
 namespace vanto::test {
@@ -154,7 +154,7 @@ TEST(Listener, AnswersThatOfferAnotherVersionAreRefused) {
 TEST(Listener, AdmitsSoManyConnectionsOfOneUser) {
   const RuntimeDirectory directory;
   Service service(name);
-  ConnectionLimit::setPerUser(3);
+  UserLimit::setConnections(3);
   std::vector<Held> connections;
   for (int i = 0; i < 3; i++) connections.push_back(connectTo(name));
   EXPECT_EQ(codeOf(Held(vanto_connect(name, nullptr, generous))), VANTO_ERROR_FULL);
@@ -164,13 +164,13 @@ TEST(Listener, AdmitsSoManyConnectionsOfOneUser) {
   do again = Held(vanto_connect(name, nullptr, generous));
   while (codeOf(again) == VANTO_ERROR_FULL);
   EXPECT_STREQ(vanto_string_get_text(callWith(again, text("x"))), "x");
-  ConnectionLimit::setPerUser(limits::ipcConnectionsPerUser);
+  UserLimit::setConnections(limits::ipcConnectionsPerUser);
 }
 
 TEST(Listener, APeerThatDoesNotAnswerTakesAPlaceUntilItGoes) {
   const RuntimeDirectory directory;
   const Service service(name);
-  ConnectionLimit::setPerUser(1);
+  UserLimit::setConnections(1);
   {
     RawPeer silent = RawPeer::connectTo(name);
     ASSERT_TRUE(silent.receive());
@@ -179,7 +179,7 @@ TEST(Listener, APeerThatDoesNotAnswerTakesAPlaceUntilItGoes) {
   Held next;
   do next = Held(vanto_connect(name, nullptr, generous));
   while (codeOf(next) == VANTO_ERROR_FULL);
-  ConnectionLimit::setPerUser(limits::ipcConnectionsPerUser);
+  UserLimit::setConnections(limits::ipcConnectionsPerUser);
   EXPECT_STREQ(vanto_string_get_text(callWith(next, text("x"))), "x");
 }
 
