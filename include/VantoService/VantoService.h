@@ -11,6 +11,7 @@
 #include <VantoService/TemporaryScope.h>
 #include <VantoService/VantoServiceBundle.h>
 #include <VantoService/VantoServiceConstants.h>
+#include <VantoService/VantoServiceDiscovery.h>
 #include <VantoService/VantoServiceMain.h>
 #include <VantoService/dispatch.h>
 #include <VantoService/vanto.h>

@@ -5,6 +5,7 @@
 
 #include <VantoService/Bundle.h>
 #include <VantoService/PlistArray.h>
+#include <VantoService/PlistData.h>
 #include <VantoService/PlistDictionary.h>
 #include <VantoService/PlistString.h>
 #include <VantoService/dispatch.h>
@@ -34,6 +35,10 @@ class VANTO_EXPORT VantoServiceBundle : public vanto::Object {
   /// The service bundle in the directory at `path`; null unless the path's extension is "vanto", a bundle is there, and
   /// its Info dictionary has an entry "VantoService". Nothing is logged. A temporary.
   [[nodiscard]] static VantoServiceBundle* VantoServiceBundleAtPath(PlistString* path);
+
+  /// The service bundle that an executable at `path` belongs to: VantoServiceBundleAtPath() of the bundle that
+  /// bundleForBinaryImagePath() gives; null where either gives none. A temporary.
+  [[nodiscard]] static VantoServiceBundle* VantoServiceBundleFromExecutableAtPath(PlistString* path);
 
   /// An object for the process's main bundle, whatever that bundle holds; null when there is none. A temporary.
   [[nodiscard]] static VantoServiceBundle* VantoServiceBundleForMainExecutable();
@@ -71,6 +76,17 @@ class VANTO_EXPORT VantoServiceBundle : public vanto::Object {
   /// The value when it is an array, else null.
   [[nodiscard]] PlistArray* arrayForServiceDictionaryKey(PlistString* key);
 
+  /// What the service manager has to know to run the service. Null for a service without identifier or executable path,
+  /// which cannot be a job. An immutable dictionary, except in an object restored from an archive, which answers with
+  /// what the archive had: test it with as<PlistDictionary>().
+  [[nodiscard]] vanto::Object* tolvendJobDictionary();
+
+  /// The job dictionary as an XML property list, written anew at each call. Null when there is no job dictionary, when
+  /// an archive had something else in its place, and when XML cannot carry it. A temporary.
+  [[nodiscard]] PlistData* tolvendJobPropertyListData();
+  /// The same as text.
+  [[nodiscard]] PlistString* tolvendJobPropertyListString();
+
  private:
   /// How tests look at the fields.
   friend struct vanto::test::VantoServiceBundleFields;
@@ -83,6 +99,8 @@ class VANTO_EXPORT VantoServiceBundle : public vanto::Object {
   void computeExecutablePath();
   void computeServiceType();
   void computeServiceDictionary();
+  void computeJobDictionary();
+  [[nodiscard]] vanto::Ref<PlistDictionary> createJobDictionary();
 
   // Each lazy field stands before its guard: 0 not computed, -1 computed.
 

@@ -29,6 +29,7 @@ LEAKS = {
     "host/ipc/ObjectInterface.cpp": (1, "a C function that creates hands its reference to the caller"),
     "src/value/BundleMain.cpp": (1, "the process keeps its main bundle"),
     "src/value/KorFunctions.cpp": (1, "a plain function that creates hands its reference to the caller"),
+    "src/value/KorBundle.cpp": (3, "plain functions that create or copy hand their references to the caller"),
     "src/value/KorPropertyList.cpp": (2, "a plain function that creates hands its reference to the caller"),
 }
 

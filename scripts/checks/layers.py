@@ -12,6 +12,7 @@ SOURCE = {"value", "bundle", "job", "archive", "runtime"}
 PUBLIC = {
     "VantoServiceBundle.h": "bundle",
     "VantoServiceConstants.h": "bundle",
+    "VantoServiceDiscovery.h": "bundle",
     "VantoServiceRuntime.h": "runtime",
     "VantoServiceMain.h": "runtime",
     "VantoService.h": "callers",

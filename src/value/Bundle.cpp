@@ -39,8 +39,9 @@ bool isRegularFile(const char* path) noexcept {
 /// The Info dictionary of the bundle directory at `path`, and in `layout` where it was found. A layout is passed over
 /// only when its file does not exist: a damaged bundle is no bundle, not one of another layout.
 Ref<PlistDictionary> readInfo(std::string_view path, BundleLayout& layout) {
+  const std::string_view extension = PathText::extension(path);
   for (const BundlePlaces& places : vanto::bundlePlaces) {
-    if (places.layout == BundleLayout::Framework && PathText::extension(path) != "framework") continue;
+    if (!vanto::isLayoutFor(places.layout, extension)) continue;
     vanto::PropertyListFileError error;
     const Ref<PlistValue> value =
         vanto::createPropertyListFromFile(AT_FDCWD, BundlePath::inside(path, places.info).c_str(), &error);

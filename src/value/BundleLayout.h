@@ -31,4 +31,12 @@ inline constexpr std::array<BundlePlaces, 3> bundlePlaces{{
   return bundlePlaces[static_cast<std::size_t>(layout)];
 }
 
+/// The extension of directories that may have the framework layout.
+inline constexpr std::string_view frameworkExtension = "framework";
+
+/// True when a directory with that extension may have that layout.
+[[nodiscard]] constexpr bool isLayoutFor(BundleLayout layout, std::string_view extension) noexcept {
+  return layout != BundleLayout::Framework || extension == frameworkExtension;
+}
+
 }  // namespace vanto
