@@ -17,44 +17,48 @@ const vanto::Class& tolven_data::classDescriptor() noexcept {
   return descriptor;
 }
 
-tolven_data::tolven_data(tolven_data_kind_t kind, Content content) noexcept
-    : Object(classDescriptor()), kind_(kind), content_(std::move(content)) {}
+template <typename T>
+tolven_data::tolven_data(tolven_data_kind_t kind, std::in_place_type_t<T> type) noexcept
+    : Object(classDescriptor()), kind_(kind), content_(type) {}
 
-tolven_data::Owned tolven_data::create(tolven_data_kind_t kind) {
-  Content content;
+template <typename T>
+tolven_data::Owned tolven_data::createWith(tolven_data_kind_t kind) noexcept {
+  return Owned::adopt(new (allocate(sizeof(tolven_data))) tolven_data(kind, std::in_place_type<T>));
+}
+
+tolven_data::Owned tolven_data::create(tolven_data_kind_t kind) noexcept {
   switch (kind) {
     case TOLVEN_DATA_DICTIONARY:
-      content = Entries();
-      break;
+      return createWith<Entries>(kind);
     case TOLVEN_DATA_ARRAY:
-      content = Elements();
-      break;
+      return createWith<Elements>(kind);
     case TOLVEN_DATA_INTEGER:
-      content = std::int64_t{0};
-      break;
+      return createWith<std::int64_t>(kind);
     case TOLVEN_DATA_REAL:
-      content = 0.0;
-      break;
+      return createWith<double>(kind);
     case TOLVEN_DATA_BOOL:
-      content = false;
-      break;
+      return createWith<bool>(kind);
     case TOLVEN_DATA_STRING:
-      content = std::string();
-      break;
+      return createWith<std::string>(kind);
     case TOLVEN_DATA_OPAQUE:
-      break;
+      return createWith<std::monostate>(kind);
     default:
       return nullptr;
   }
-  return Owned::adopt(new (allocate(sizeof(tolven_data))) tolven_data(kind, std::move(content)));
 }
 
 void tolven_data::destroy(Object& self) noexcept {
+  auto& node = static_cast<tolven_data&>(self);
+  // Only what holds other nodes ends others.
+  if (node.kind_ > TOLVEN_DATA_ARRAY) return node.free();
   if (vanto::EndingObjects::postponed(self)) return;
   const vanto::EndingObjects ending;
-  auto& node = static_cast<tolven_data&>(self);
-  node.~tolven_data();
-  deallocate(&node);
+  node.free();
+}
+
+void tolven_data::free() noexcept {
+  this->~tolven_data();
+  deallocate(this);
 }
 
 void tolven_data::setBytes(std::span<const std::uint8_t> bytes) {
@@ -66,8 +70,12 @@ void tolven_data::setBytes(std::span<const std::uint8_t> bytes) {
 
 void tolven_data::setElement(Elements& elements, std::size_t index, Owned element) {
   if (element) take(*element);
-  if (index >= elements.size()) elements.resize(index + 1);
-  elements[index] = std::move(element);
+  if (index == elements.size()) {
+    elements.push_back(std::move(element));
+  } else {
+    if (index > elements.size()) elements.resize(index + 1);
+    elements[index] = std::move(element);
+  }
 }
 
 void tolven_data::setEntry(Entries& entries, std::string_view key, Owned value) {

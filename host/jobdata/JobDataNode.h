@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -31,7 +32,7 @@ struct tolven_data : public vanto::Object {
   [[nodiscard]] static const vanto::Class& classDescriptor() noexcept;
 
   /// Null for a kind that is not made.
-  [[nodiscard]] static Owned create(tolven_data_kind_t kind);
+  [[nodiscard]] static Owned create(tolven_data_kind_t kind) noexcept;
 
   [[nodiscard]] tolven_data_kind_t kind() const noexcept { return kind_; }
 
@@ -57,9 +58,13 @@ struct tolven_data : public vanto::Object {
  private:
   using Content = std::variant<std::monostate, std::int64_t, double, bool, std::string, Elements, Entries, Bytes>;
 
-  tolven_data(tolven_data_kind_t kind, Content content) noexcept;
+  template <typename T>
+  tolven_data(tolven_data_kind_t kind, std::in_place_type_t<T> type) noexcept;
   ~tolven_data() = default;
+  template <typename T>
+  [[nodiscard]] static Owned createWith(tolven_data_kind_t kind) noexcept;
   static void destroy(vanto::Object& self) noexcept;
+  void free() noexcept;
   /// Marks a node that goes into this one.
   void take(tolven_data& node) const noexcept;
 

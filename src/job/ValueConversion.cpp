@@ -28,6 +28,10 @@ KorTypeID kindOf(Object* value) noexcept {
   return value == nullptr ? KorTypeID{NoKind} : KorGetTypeID(value);
 }
 
+Node convertData(PlistData* data, const ConversionForm& form) {
+  return form.makeData(KorDataGetBytePtr(data), KorDataGetLength(data));
+}
+
 Node convertNumber(PlistNumber* number, const ConversionForm& form) {
   const KorNumberType subtype = KorNumberGetType(number);
   if (isAmong(integerSubtypes, subtype)) {
@@ -100,28 +104,40 @@ class Conversion {
  private:
   /// Opens a container; false for what is none.
   [[nodiscard]] bool opens(Object* value) {
-    if (kindOf(value) == KorArrayGetTypeID()) {
-      open_.emplace_back(*as<PlistArray>(value), form_.makeArray());
-      return true;
+    switch (kindOf(value)) {
+      case ArrayKind:
+        makeRoom();
+        open_.emplace_back(*as<PlistArray>(value), form_.makeArray());
+        return true;
+      case DictionaryKind:
+        makeRoom();
+        open_.emplace_back(*as<PlistDictionary>(value), form_.makeDictionary());
+        return true;
+      default:
+        return false;
     }
-    if (kindOf(value) == KorDictionaryGetTypeID()) {
-      open_.emplace_back(*as<PlistDictionary>(value), form_.makeDictionary());
-      return true;
-    }
-    return false;
+  }
+
+  void makeRoom() {
+    // Few values are deeper. Leaves alone, such as keys, need no room at all.
+    constexpr std::size_t usualDepth = 4;
+    if (open_.capacity() == 0) open_.reserve(usualDepth);
   }
 
   [[nodiscard]] Node leaf(Object* value) const {
-    const KorTypeID kind = kindOf(value);
-    if (kind == KorStringGetTypeID()) return form_.makeString(ConvertedText(*as<PlistString>(value)).utf8);
-    if (kind == KorBooleanGetTypeID()) return form_.makeBoolean(KorBooleanGetValue(as<PlistBoolean>(value)));
-    if (kind == KorDataGetTypeID()) {
-      auto* data = as<PlistData>(value);
-      return form_.makeData(KorDataGetBytePtr(data), KorDataGetLength(data));
+    switch (kindOf(value)) {
+      case StringKind:
+        return form_.makeString(ConvertedText(*as<PlistString>(value)).utf8);
+      case BooleanKind:
+        return form_.makeBoolean(KorBooleanGetValue(as<PlistBoolean>(value)));
+      case DataKind:
+        return convertData(as<PlistData>(value), form_);
+      case NumberKind:
+        return convertNumber(as<PlistNumber>(value), form_);
+      default:
+        form_.reportKind();
+        return nullptr;
     }
-    if (kind == KorNumberGetTypeID()) return convertNumber(as<PlistNumber>(value), form_);
-    form_.reportKind();
-    return nullptr;
   }
 
   const ConversionForm& form_;
