@@ -72,7 +72,9 @@ class VANTO_EXPORT VantoServiceBundle : public vanto::Object {
   /// The value when it is an array, else null.
   [[nodiscard]] PlistArray* arrayForServiceDictionaryKey(PlistString* key);
 
-  // JOBDICT-DECLARATION
+  /// What the service manager has to know to run the service. Null for a service without identifier or executable path,
+  /// which cannot be a job. An immutable dictionary, except in an object restored from an archive, which answers with
+  /// what the archive had: test it with as<PlistDictionary>().
   [[nodiscard]] vanto::Object* tolvendJobDictionary();
 
   /// The job dictionary as job data: a new tree at each call, which the caller owns and frees with tolven_data_free().

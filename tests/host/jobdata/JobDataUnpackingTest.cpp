@@ -2,16 +2,14 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/ipc/MemoryLimit.h"
 #include "jobdata/JobDataPacking.h"
 #include "support/JobData.h"
+#include "support/SampleFiles.h"
 #include "value/limits.h"
 
 namespace vanto::testing {
@@ -19,25 +17,13 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-struct Sample {
-  std::string name;
-  Bytes bytes;
-};
-
 /// The samples whose names begin with `verdict`.
-std::vector<Sample> samples(const std::string& verdict) {
-  std::vector<Sample> found;
-  for (const auto& entry : std::filesystem::directory_iterator(VANTO_JOB_DATA_SAMPLES)) {
-    const std::string name = entry.path().filename();
-    if (!name.starts_with(verdict)) continue;
-    std::ifstream file(entry.path(), std::ios::binary);
-    found.push_back({name, Bytes(std::istreambuf_iterator<char>(file), {})});
-  }
-  return found;
+std::vector<test::SampleFile> samples(std::string_view verdict) {
+  return test::sampleFiles(VANTO_JOB_DATA_SAMPLES, verdict);
 }
 
 TEST(JobDataUnpacking, TakesEverySampleToAcceptAndPacksItToTheSameBytes) {
-  const std::vector<Sample> accepted = samples("accept-");
+  const std::vector<test::SampleFile> accepted = samples("accept-");
   ASSERT_GT(accepted.size(), 15U);
   for (const auto& [name, bytes] : accepted) {
     const OwnedJobData data = unpack(bytes);
@@ -47,7 +33,7 @@ TEST(JobDataUnpacking, TakesEverySampleToAcceptAndPacksItToTheSameBytes) {
 }
 
 TEST(JobDataUnpacking, RefusesEverySampleToRefuse) {
-  const std::vector<Sample> refused = samples("refuse-");
+  const std::vector<test::SampleFile> refused = samples("refuse-");
   ASSERT_GT(refused.size(), 30U);
   for (const auto& [name, bytes] : refused) EXPECT_FALSE(unpack(bytes)) << name;
 }
