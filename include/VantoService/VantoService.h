@@ -2,7 +2,7 @@
 #pragma once
 
 /// Everything a C++ caller of the library needs. C programs include <VantoService/vanto.h>,
-/// <VantoService/VantoServiceMain.h> and <VantoService/KorRunLoop.h>.
+/// <VantoService/tolven_data.h>, <VantoService/VantoServiceMain.h> and <VantoService/KorRunLoop.h>.
 
 #include <VantoService/Bundle.h>
 #include <VantoService/KorFunctions.h>
@@ -14,4 +14,5 @@
 #include <VantoService/VantoServiceDiscovery.h>
 #include <VantoService/VantoServiceMain.h>
 #include <VantoService/dispatch.h>
+#include <VantoService/tolven_data.h>
 #include <VantoService/vanto.h>

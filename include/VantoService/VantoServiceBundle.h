@@ -9,6 +9,7 @@
 #include <VantoService/PlistDictionary.h>
 #include <VantoService/PlistString.h>
 #include <VantoService/dispatch.h>
+#include <VantoService/tolven_data.h>
 #include <VantoService/vanto.h>
 
 namespace vanto::test {
@@ -87,6 +88,21 @@ class VANTO_EXPORT VantoServiceBundle : public vanto::Object {
   /// The same as text.
   [[nodiscard]] PlistString* tolvendJobPropertyListString();
 
+  /// The job dictionary as job data: a new tree at each call, which the caller owns and frees with tolven_data_free().
+  /// Null, with a line on the standard error, when there is no job dictionary. What cannot be converted inside it is
+  /// left out, with a line for each.
+  [[nodiscard]] tolven_data_t tolvendJobTolvenData();
+  /// `array`, in practice one of job dictionaries, as job data, which the caller owns. A value of any other kind is
+  /// converted by its kind.
+  [[nodiscard]] static tolven_data_t createTolvenDataFromArray(vanto::Object* array);
+
+  /// The job dictionary as an IPC object, made once and never freed, not even with this object. Null, with a line in
+  /// the log, when there is no job dictionary. What cannot be converted inside it is left out, with a line for each.
+  [[nodiscard]] vanto_object_t vantoJobData();
+  /// `array`, in practice one of job dictionaries, as an IPC object, of which the caller owns a reference. A value of
+  /// any other kind is converted by its kind.
+  [[nodiscard]] static vanto_object_t createVantoJobsArrayFromArray(vanto::Object* array);
+
  private:
   /// How tests look at the fields.
   friend struct vanto::test::VantoServiceBundleFields;
@@ -101,6 +117,7 @@ class VANTO_EXPORT VantoServiceBundle : public vanto::Object {
   void computeServiceDictionary();
   void computeJobDictionary();
   [[nodiscard]] vanto::Ref<PlistDictionary> createJobDictionary();
+  void computeVantoJobData();
 
   // Each lazy field stands before its guard: 0 not computed, -1 computed.
 

@@ -27,6 +27,7 @@ LEAKS = {
     "host/ipc/DictionaryKey.h": (1, "a key is copied as plain memory"),
     "host/ipc/DictionaryObject.cpp": (2, "entries are moved as plain memory"),
     "host/ipc/ObjectInterface.cpp": (1, "a C function that creates hands its reference to the caller"),
+    "host/jobdata/JobDataInterface.cpp": (2, "a C function that makes hands its reference to the caller"),
     "src/value/BundleMain.cpp": (1, "the process keeps its main bundle"),
     "src/value/KorFunctions.cpp": (1, "a plain function that creates hands its reference to the caller"),
     "src/value/KorBundle.cpp": (3, "plain functions that create or copy hand their references to the caller"),

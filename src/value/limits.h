@@ -55,4 +55,13 @@ inline constexpr std::size_t ipcDescriptionNesting = 16;
 /// A socket file name; the limit of the file systems.
 inline constexpr std::size_t ipcSocketNameBytes = 255;
 
+// Job data.
+/// A job as bytes.
+inline constexpr std::size_t jobDataBytes = std::size_t{1} << 20;
+/// Containers inside containers in a job as bytes; the outermost counts 1. That of messages, in which jobs travel too.
+inline constexpr std::size_t jobDataNesting = ipcNesting;
+/// The description of job data for people.
+inline constexpr std::size_t jobDataDescriptionBytes = ipcDescriptionBytes;
+inline constexpr std::size_t jobDataDescriptionNesting = ipcDescriptionNesting;
+
 }  // namespace vanto::limits

@@ -5,10 +5,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/ipc/BalancedTest.h"
@@ -16,6 +14,7 @@
 #include "host/ipc/MemoryLimit.h"
 #include "host/ipc/SampleObjects.h"
 #include "ipc/Codec.h"
+#include "support/SampleFiles.h"
 #include "value/limits.h"
 
 using vanto::decodeObject;
@@ -24,6 +23,7 @@ using vanto::Fd;
 using vanto::Ref;
 using vanto::test::CodecSample;
 using vanto::test::own;
+using vanto::test::SampleFile;
 
 namespace limits = vanto::limits;
 
@@ -31,21 +31,9 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-struct NamedContent {
-  std::string name;
-  Bytes content;
-};
-
 /// The samples whose names begin with `verdict`.
-std::vector<NamedContent> samples(const std::string& verdict) {
-  std::vector<NamedContent> found;
-  for (const auto& entry : std::filesystem::directory_iterator(VANTO_CODEC_SAMPLES)) {
-    const std::string name = entry.path().filename();
-    if (!name.starts_with(verdict)) continue;
-    std::ifstream file(entry.path(), std::ios::binary);
-    found.push_back({name, Bytes(std::istreambuf_iterator<char>(file), {})});
-  }
-  return found;
+std::vector<SampleFile> samples(std::string_view verdict) {
+  return vanto::test::sampleFiles(VANTO_CODEC_SAMPLES, verdict);
 }
 
 Ref<vanto_object> decode(const Bytes& body) {
@@ -88,7 +76,7 @@ class DecoderTest : public vanto::test::BalancedTest {
 };
 
 TEST_F(DecoderTest, TakesEverySampleToAcceptAndEncodesItToTheSameBytes) {
-  const std::vector<NamedContent> accepted = samples("accept-");
+  const std::vector<SampleFile> accepted = samples("accept-");
   ASSERT_GT(accepted.size(), 25U);
   for (const auto& [name, content] : accepted) {
     const CodecSample sample(content);
@@ -101,7 +89,7 @@ TEST_F(DecoderTest, TakesEverySampleToAcceptAndEncodesItToTheSameBytes) {
 }
 
 TEST_F(DecoderTest, RefusesEverySampleToRefuse) {
-  const std::vector<NamedContent> refused = samples("refuse-");
+  const std::vector<SampleFile> refused = samples("refuse-");
   ASSERT_GT(refused.size(), 60U);
   for (const auto& [name, content] : refused) {
     const CodecSample sample(content);

@@ -95,8 +95,8 @@ class FakeHost {
   /// Performs the work that waits on queues until there is none.
   void performWork();
 
-  /// All calls so far, in their order. Functions of IPC values (strings, dictionaries, …) are the real ones and leave
-  /// no trace.
+  /// All calls so far, in their order. Functions of IPC values (strings, dictionaries, …) and of job data are the real
+  /// ones and leave no trace.
   [[nodiscard]] std::vector<FakeCall> calls() const;
   /// The same as texts.
   [[nodiscard]] std::vector<std::string> lines() const;
