@@ -37,6 +37,18 @@ struct Class {
   /// class compares identity.
   bool (*isEqual)(const Object& self, const Object& other) noexcept;
 
+  // What instances of some classes can do besides.
+
+  /// Makes what stands for an instance in a cache archive, or null when nothing does. Null: the superclass's; where no
+  /// class has it, instances cannot be archived.
+  Ref<Object> (*archiveForCache)(Object& self) = nullptr;
+  /// Makes an instance from what archiveForCache made, or null. Null: no instances can be made in this way. Not
+  /// inherited, since a superclass would make an instance of itself.
+  Ref<Object> (*initWithArchive)(Object* archive) = nullptr;
+  /// Makes the indented description at a level, the outermost of which is 0. Null: the superclass's; where no class has
+  /// it, instances are described on their line.
+  Ref<PlistString> (*descriptionWithIndent)(const Object& self, std::size_t level) = nullptr;
+
   [[nodiscard]] VANTO_EXPORT bool isKindOf(const Class& ancestor) const noexcept;
 };
 

@@ -5,10 +5,12 @@
 /// <VantoService/tolven_data.h>, <VantoService/VantoServiceMain.h> and <VantoService/KorRunLoop.h>.
 
 #include <VantoService/Bundle.h>
+#include <VantoService/IndentedDescription.h>
 #include <VantoService/KorFunctions.h>
 #include <VantoService/KorRunLoop.h>
 #include <VantoService/PropertyList.h>
 #include <VantoService/TemporaryScope.h>
+#include <VantoService/VantoServiceArchiver.h>
 #include <VantoService/VantoServiceBundle.h>
 #include <VantoService/VantoServiceConstants.h>
 #include <VantoService/VantoServiceDiscovery.h>

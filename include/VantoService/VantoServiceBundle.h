@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include <VantoService/Bundle.h>
@@ -12,6 +13,9 @@
 #include <VantoService/tolven_data.h>
 #include <VantoService/vanto.h>
 
+namespace vanto {
+class IndentedDescription;
+}
 namespace vanto::test {
 struct VantoServiceBundleFields;
 }
@@ -103,13 +107,32 @@ class VANTO_EXPORT VantoServiceBundle : public vanto::Object {
   /// any other kind is converted by its kind.
   [[nodiscard]] static vanto_object_t createVantoJobsArrayFromArray(vanto::Object* array);
 
+  /// What stands for this object in a cache archive: those of identifier, executable path, service dictionary and job
+  /// dictionary that it has, and the service type always. Computes them all; docs/formats/cache-archive.md lists the
+  /// keys. The dictionaries are the object's own, not copies. A temporary.
+  [[nodiscard]] PlistMutableDictionary* archiveForCache();
+
+  /// A new object with the values of `archive`, whatever their kinds, and without a bundle: bundle() is a broken
+  /// invariant, and what the archive lacks stays missing for good. An archive that is no dictionary counts as an empty
+  /// one. Touches no file.
+  [[nodiscard]] static vanto::Ref<VantoServiceBundle> initWithArchive(vanto::Object* archive);
+
+  /// Several lines for people, in which what lies inside is indented by four blanks more for each level; the outermost
+  /// level is 0. Computes what it prints. description() is the same at level 0. A temporary.
+  [[nodiscard]] PlistString* descriptionWithIndent(std::size_t level);
+
  private:
+  /// Prints _bundle, which no operation shows where it is missing.
+  friend class vanto::IndentedDescription;
   /// How tests look at the fields.
   friend struct vanto::test::VantoServiceBundleFields;
 
   explicit VantoServiceBundle(Bundle* bundle) noexcept;
   static void destroy(vanto::Object& self) noexcept;
   void dealloc() noexcept;
+  static vanto::Ref<PlistString> createDescription(const vanto::Object& self);
+  static vanto::Ref<vanto::Object> createArchive(vanto::Object& self);
+  static vanto::Ref<vanto::Object> createFromArchive(vanto::Object* archive);
 
   void computeIdentifier();
   void computeExecutablePath();
@@ -141,4 +164,10 @@ class VANTO_EXPORT VantoServiceBundle : public vanto::Object {
   /// The job as an IPC object, with the references that the object never gives back.
   vanto_object_t _vantoJobData = nullptr;
   dispatch_once_t _vantoJobDataPredicate = 0;
+
+  // What an archive gave as identifier and path when that was no string. Kept like all that it gave; no getter shows
+  // it.
+
+  vanto::Ref<vanto::Object> _otherServiceIdentifier;
+  vanto::Ref<vanto::Object> _otherExecutablePath;
 };

@@ -10,6 +10,8 @@ HOST = {"dispatch", "ipc", "jobdata", "process", "sandbox", "signing"}
 SOURCE = {"value", "bundle", "job", "archive", "runtime"}
 # Public headers that belong to a layer above value; VantoService.h holds them all and is for callers only.
 PUBLIC = {
+    "IndentedDescription.h": "archive",
+    "VantoServiceArchiver.h": "archive",
     "VantoServiceBundle.h": "bundle",
     "VantoServiceConstants.h": "bundle",
     "VantoServiceDiscovery.h": "bundle",
@@ -24,7 +26,7 @@ USES = {
     "archive": {"archive", "bundle", "value"},
     "runtime": {"runtime", "bundle", "value"},
     "host": {"host", "value"},
-    "programs": {"programs", "host", "callers", "value", "bundle", "runtime"},
+    "programs": {"programs", "host", "callers", "value", "bundle", "archive", "runtime"},
 }
 
 

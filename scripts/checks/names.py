@@ -12,6 +12,7 @@ from symbols import defined, demangled
 INTERFACE = re.compile(
     r"(Bundle|_?Kor|myKor|kVex|Pellmo|Plist|_?Qel|Vanto|Vex|dispatch_|sandbox_|tolven_data|vanto_)\w*(::|\(|$)"
     r"|(framework)?[bB]undleForBinaryImagePath\("
+    r"|(archived(Array|Dictionary)|(array|dictionary)WithArchiveOfClass|descriptionWithIndent)\("
     r"|(_vanto_main|audit_token_to_au32|connectionEvaluator|gCRAnnotations)$")
 DECORATION = re.compile(r"^(typeinfo( name)?|vtable|VTT|guard variable|(non-)?virtual thunk) (for|to) ")
 

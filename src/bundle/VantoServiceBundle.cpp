@@ -6,6 +6,8 @@
 #include <VantoService/VantoServiceConstants.h>
 
 #include "value/Assertion.h"
+#include "value/Description.h"
+#include "value/EndingObjects.h"
 #include "value/PathText.h"
 #include "value/ValueStorage.h"
 
@@ -14,7 +16,15 @@ using vanto::Ref;
 
 const vanto::Class& VantoServiceBundle::classDescriptor() noexcept {
   static constexpr vanto::Class descriptor{
-      "VantoServiceBundle", &vanto::objectClass, vanto::NoKind, &destroy, nullptr, nullptr,
+      .name = "VantoServiceBundle",
+      .superclass = &vanto::objectClass,
+      .typeID = vanto::NoKind,
+      .destroy = &destroy,
+      .createDescription = &createDescription,
+      .isEqual = nullptr,
+      .archiveForCache = &createArchive,
+      .initWithArchive = &createFromArchive,
+      .descriptionWithIndent = &vanto::Description::createIndented,
   };
   return descriptor;
 }
@@ -27,6 +37,9 @@ Ref<VantoServiceBundle> VantoServiceBundle::initWithBundle(Bundle* bundle) {
 }
 
 void VantoServiceBundle::destroy(Object& self) noexcept {
+  // An archive can have put a service bundle where another one keeps a value, and so on.
+  if (vanto::EndingObjects::postponed(self)) return;
+  const vanto::EndingObjects ending;
   auto& service = static_cast<VantoServiceBundle&>(self);
   service.dealloc();
   service.~VantoServiceBundle();
@@ -37,9 +50,15 @@ void VantoServiceBundle::dealloc() noexcept {
   // The order is part of the interface. _vantoJobData keeps its references.
   _bundle = nullptr;
   _executablePath = nullptr;
+  _otherExecutablePath = nullptr;
   _serviceIdentifier = nullptr;
+  _otherServiceIdentifier = nullptr;
   _tolvendJobDictionary = nullptr;
   _serviceDictionary = nullptr;
+}
+
+Ref<PlistString> VantoServiceBundle::createDescription(const Object& self) {
+  return vanto::Description::createIndented(self, 0);
 }
 
 VantoServiceBundle* VantoServiceBundle::VantoServiceBundleAtPath(PlistString* path) {

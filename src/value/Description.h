@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
+
 #include <VantoService/Object.h>
 #include <VantoService/PlistString.h>
 
@@ -16,6 +18,10 @@ struct Description {
   [[nodiscard]] static Ref<PlistString> createOfUnknown(const Object& object);
   /// `[a, b]` of an array and `{key = value, key = value}` of a dictionary.
   [[nodiscard]] static Ref<PlistString> createOfContainer(const Object& container);
+
+  /// The block of lines of a container or a service bundle at an indentation level. As the descriptionWithIndent of a
+  /// class it lets all blocks of one text be made by one walk, which uses no stack for what lies inside what.
+  [[nodiscard]] static Ref<PlistString> createIndented(const Object& object, std::size_t level);
 };
 
 }  // namespace vanto

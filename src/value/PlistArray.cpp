@@ -24,7 +24,10 @@ constinit const Class plistArrayClass{"PlistArray",
                                       ArrayKind,
                                       &ValueStorage::destroyArray,
                                       &Description::createOfContainer,
-                                      &ContainerEquality::areEqual};
+                                      &ContainerEquality::areEqual,
+                                      nullptr,
+                                      nullptr,
+                                      &Description::createIndented};
 
 void ValueStorage::destroyArray(Object& self) noexcept {
   if (EndingObjects::postponed(self)) return;

@@ -48,7 +48,10 @@ constinit const Class plistDictionaryClass{"PlistDictionary",
                                            DictionaryKind,
                                            &ValueStorage::destroyDictionary,
                                            &Description::createOfContainer,
-                                           &ContainerEquality::areEqual};
+                                           &ContainerEquality::areEqual,
+                                           nullptr,
+                                           nullptr,
+                                           &Description::createIndented};
 
 void ValueStorage::destroyDictionary(Object& self) noexcept {
   if (EndingObjects::postponed(self)) return;
