@@ -34,6 +34,17 @@ constexpr dispatch_once_t done = -1;
 constexpr const char* everyKey[] = {"_serviceIdentifier", "_executablePath", "_serviceDictionary",
                                     "_tolvendJobDictionary", "_serviceType"};
 
+/// Each property that an archive holds is computed, and the job as an IPC object is not.
+void expectComputed(VantoServiceBundle& service) {
+  const VantoServiceBundleFields fields{service};
+  EXPECT_EQ(fields.identifierPredicate(), done);
+  EXPECT_EQ(fields.executablePathPredicate(), done);
+  EXPECT_EQ(fields.serviceTypePredicate(), done);
+  EXPECT_EQ(fields.serviceDictionaryPredicate(), done);
+  EXPECT_EQ(fields.jobDictionaryPredicate(), done);
+  EXPECT_EQ(fields.jobDataPredicate(), 0);
+}
+
 /// A directory for bundles, and a temporary-object scope.
 class BundleArchive : public ::testing::Test {
  protected:
@@ -76,13 +87,7 @@ TEST_F(BundleArchive, HoldsTheObjectsOwnValuesUnderFiveKeys) {
 TEST_F(BundleArchive, ComputesEveryArchivedPropertyAndNoOther) {
   VantoServiceBundle* service = fullService();
   static_cast<void>(service->archiveForCache());
-  const VantoServiceBundleFields fields{*service};
-  EXPECT_EQ(fields.identifierPredicate(), done);
-  EXPECT_EQ(fields.executablePathPredicate(), done);
-  EXPECT_EQ(fields.serviceTypePredicate(), done);
-  EXPECT_EQ(fields.serviceDictionaryPredicate(), done);
-  EXPECT_EQ(fields.jobDictionaryPredicate(), done);
-  EXPECT_EQ(fields.jobDataPredicate(), 0);
+  expectComputed(*service);
 }
 
 TEST_F(BundleArchive, IsNewAndMutableOnEveryCall) {
@@ -162,13 +167,8 @@ TEST_F(BundleArchive, SharesWhatItRestores) {
 void expectEmpty(VantoServiceBundle& service) {
   const VantoServiceBundleFields fields{service};
   EXPECT_FALSE(fields.bundle());
-  EXPECT_EQ(fields.identifierPredicate(), done);
-  EXPECT_EQ(fields.executablePathPredicate(), done);
-  EXPECT_EQ(fields.serviceTypePredicate(), done);
-  EXPECT_EQ(fields.serviceDictionaryPredicate(), done);
-  EXPECT_EQ(fields.jobDictionaryPredicate(), done);
-  EXPECT_EQ(fields.jobDataPredicate(), 0);
   EXPECT_EQ(fields.jobData(), nullptr);
+  expectComputed(service);
   EXPECT_EQ(service.identifier(), nullptr);
   EXPECT_EQ(service.executablePath(), nullptr);
   EXPECT_EQ(service.serviceDictionary(), nullptr);
