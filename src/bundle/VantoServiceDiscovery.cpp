@@ -20,9 +20,10 @@ struct CloseDirectory {
   void operator()(DIR* directory) const noexcept { closedir(directory); }
 };
 
-/// The directory URL that a search for the bundle of an executable ends with; null when the executable is in no bundle.
+/// Which of the directories above an executable a search ends with.
 enum class Wanted : unsigned char { Bundle, Framework };
 
+/// The URL of that directory. Null when there is none, and when the executable is in no bundle at all.
 Ref<KorURL> createDirectoryURL(PlistString* executable, Wanted wanted) {
   const auto file = Ref<KorURL>::adopt(KorURLCreateWithFileSystemPath(executable, KorURLPOSIXPathStyle, false));
   if (!file) return nullptr;

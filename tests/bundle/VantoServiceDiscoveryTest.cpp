@@ -91,8 +91,8 @@ class ServiceBundles : public ::testing::Test {
   [[nodiscard]] std::string entry(std::string_view name) const {
     return host_.servicesPath() + "/" + std::string(name);
   }
-  /// The services that are listed while `change` runs as soon as the entry `name` is read, the first
-  /// one for an empty name.
+  /// The services that are listed while `change` runs as soon as the entry `name` is read; for an empty name, the first
+  /// entry.
   [[nodiscard]] Names servicesWhenReading(std::string_view name, std::function<void()> change) const {
     bool isDone = false;
     onEntry() = [&, name](std::string_view read) {
