@@ -233,6 +233,12 @@ VANTO_EXPORT void vanto_connection_set_queue(vanto_object_t connection, vanto_qu
 VANTO_EXPORT void vanto_connection_resume(vanto_object_t connection);
 
 /**
+ * True when a service can listen under `name`: it is not empty, valid UTF-8, and short enough for the name of a socket
+ * file, which has at most 255 bytes; all but letters, digits, '.', '-' and '_' take three of them. Null is no name.
+ */
+VANTO_EXPORT bool vanto_service_name_is_valid(const char* name);
+
+/**
  * Connects to the service `name`, looked for in the session, user and system domain in this order, and exchanges
  * greetings with it. Blocks up to `timeout`. A connection, or an error object. Starts no thread.
  */

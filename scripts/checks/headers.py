@@ -15,7 +15,7 @@ C = [["gcc", "-std=c11"], ["clang", "-std=c11"]]
 
 def compile_alone(root, compiler, path):
     language = "c" if "c11" in compiler[1] else "c++"
-    command = [*compiler, *WARNINGS, "-fsyntax-only", "-x", language, "-", "-Iinclude", "-Isrc", "-Ihost"]
+    command = [*compiler, *WARNINGS, "-fsyntax-only", "-x", language, "-", "-Iinclude", "-Isrc", "-Ihost", "-Iprograms"]
     # The declaration behind it, because C does not know an empty file.
     program = f'#include "{root / path}"\ntypedef int nothing_else;\n'
     result = subprocess.run(command, cwd=root, input=program, capture_output=True, text=True)
@@ -27,7 +27,7 @@ def compile_alone(root, compiler, path):
 
 def problems(root):
     work = []
-    for path in files(root, ["include", "src", "host"], {".h"}):
+    for path in files(root, ["include", "src", "host", "programs"], {".h"}):
         work += [(compiler, path) for compiler in CXX]
         if path.parts[0] == "include" and path.name in C_HEADERS:
             work += [(compiler, path) for compiler in C]
@@ -44,6 +44,7 @@ def problems(root):
 GOOD = {
     "include/VantoService/vanto.h": "#pragma once\n#include <stdbool.h>\nbool vanto_f(void);\n",
     "src/value/Fd.h": "#pragma once\n#include <VantoService/vanto.h>\n",
+    "programs/vanto/C.h": '#pragma once\n#include "value/Fd.h"\n',
     "host/ipc/A.h": '#pragma once\n#include "value/Fd.h"\n',
 }
 BAD = {

@@ -6,6 +6,7 @@ import re
 from checking import files, run, text
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
+PROGRAMS = {"vanto"}
 HOST = {"dispatch", "ipc", "jobdata", "process", "sandbox", "signing"}
 SOURCE = {"value", "bundle", "job", "archive", "runtime"}
 # Public headers that belong to a layer above value; VantoService.h holds them all and is for callers only.
@@ -41,6 +42,8 @@ def layer_of_include(quote, name):
         return PUBLIC.get(rest, "value") if folder == "VantoService" else None
     if folder in HOST:
         return "host"
+    if folder in PROGRAMS:
+        return "programs"
     return folder if rest else "a file without its folder"
 
 
@@ -64,7 +67,7 @@ GOOD = {
     "src/runtime/Main.cpp": '#include "value/platform/ipc.h"\n#include <VantoService/VantoServiceBundle.h>\n',
     "host/ipc/Frame.cpp": '#include "ipc/Frame.h"\n#include "dispatch/Workers.h"\n#include "value/Fd.h"\n',
     "include/VantoService/Bundle.h": "#include <VantoService/KorURL.h>\n",
-    "programs/tool/main.cpp": '#include "ipc/Codec.h"\n#include <VantoService/VantoService.h>\n',
+    "programs/vanto/main.cpp": '#include "vanto/Console.h"\n#include "ipc/Codec.h"\n#include <VantoService/VantoService.h>\n',
 }
 BAD = {
     "value uses bundle": ({"src/value/A.cpp": '#include "bundle/Keys.h"\n'}, "value includes bundle/Keys.h"),
@@ -75,6 +78,7 @@ BAD = {
     "host uses runtime": ({"host/ipc/A.cpp": '#include "runtime/Entry.h"\n'}, "host includes runtime/Entry.h"),
     "source uses tests": ({"host/ipc/A.cpp": '#include "support/Log.h"\n'}, "which is support"),
     "no folder": ({"src/value/A.cpp": '#include "Fd.h"\n'}, "without its folder"),
+    "host uses a program": ({"host/ipc/A.cpp": '#include "vanto/Console.h"\n'}, "which is programs"),
     "private header in an example": ({"examples/a.cpp": '#include "value/Fd.h"\n'}, "which is not installed"),
     "private header in a public one": (
         {"include/VantoService/A.h": '#include "value/Fd.h"\n'}, "which is not installed"),

@@ -6,11 +6,13 @@ import re
 from checking import files, run, text
 
 # Sources that nothing of their own can be tested of, and why.
-WITHOUT_TEST = {}
+WITHOUT_TEST = {
+    "programs/vanto/main.cpp": "the tests of the whole program run it",
+}
 
 
 def test_of(path):
-    """src/value/X.cpp -> tests/value/XTest.cpp, host/ipc/X.cpp -> tests/host/ipc/XTest.cpp"""
+    """src/value/X.cpp -> tests/value/XTest.cpp, host/ipc/X.cpp -> tests/host/ipc/XTest.cpp, and so for programs"""
     folders = path.parts[1:-1] if path.parts[0] == "src" else path.parts[:-1]
     return "/".join(["tests", *folders, path.stem + "Test.cpp"])
 
@@ -27,7 +29,7 @@ def listed(root, path):
 
 def problems(root):
     found = []
-    for path in files(root, ["src", "host"], {".cpp"}):
+    for path in files(root, ["src", "host", "programs"], {".cpp"}):
         if path.as_posix() not in WITHOUT_TEST and not (root / test_of(path)).is_file():
             found.append(f"{path}: has no test file {test_of(path)}")
     for path in files(root, ["src", "host", "tests", "programs", "bench", "fuzz", "examples"], {".c", ".cpp"}):
@@ -51,6 +53,8 @@ BAD = {
         {"src/value/C.cpp": "", "src/value/CMakeLists.txt": "A.cpp C.cpp"}, "no test file tests/value/CTest.cpp"),
     "no host test": (
         {"host/ipc/C.cpp": "", "host/ipc/CMakeLists.txt": "B.cpp C.cpp"}, "no test file tests/host/ipc/CTest.cpp"),
+    "no test of a program": (
+        {"programs/vanto/C.cpp": "", "programs/vanto/CMakeLists.txt": "C.cpp"}, "no test file tests/programs/vanto/CTest.cpp"),
     "test not built": ({"tests/value/DTest.cpp": ""}, "tests/value/DTest.cpp: is in no build list"),
     "source not built": (
         {"src/value/E.cpp": "", "tests/value/ETest.cpp": "", "tests/value/CMakeLists.txt": "ATest.cpp ETest.cpp"},

@@ -114,6 +114,10 @@ void vanto_connection_resume(vanto_object_t connection) {
   if (object != nullptr) object->resume();
 }
 
+bool vanto_service_name_is_valid(const char* name) {
+  return name != nullptr && *name != '\0';
+}
+
 vanto_object_t vanto_connect(const char* name, vanto_queue_t queue, uint64_t) {
   if (!called("vanto_connect", {textOf(name), queue == nullptr ? "null" : "queue " + queue->label})) {
     return errorObject(VANTO_ERROR_SYSTEM).leak();

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vanto/Finding.h"
+
+namespace vanto::tool {
+
+const char* nameOf(Severity severity) noexcept {
+  switch (severity) {
+    case Severity::Note:
+      return "note";
+    case Severity::Warning:
+      return "warning";
+    case Severity::Error:
+      break;
+  }
+  return "error";
+}
+
+std::string Finding::line(const std::string& severityText) const {
+  const std::string place = key.empty() ? file : file + ": " + key;
+  return place + ": " + severityText + ": " + problem + "; " + remedy;
+}
+
+}  // namespace vanto::tool

@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include <VantoService/vanto.h>
+
+namespace vanto::tool {
+
+/// An IPC object for people: a visible line for each object, with its kind, `Label: string "org.example.echo"`; what a
+/// container holds below it.
+[[nodiscard]] std::string ipcTree(vanto_object_t object, std::size_t level = 0);
+
+}  // namespace vanto::tool

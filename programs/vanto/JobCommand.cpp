@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vanto/JobCommand.h"
+
+#include <optional>
+
+#include <VantoService/PlistArray.h>
+#include <VantoService/VantoServiceBundle.h>
+
+#include "vanto/DocumentForm.h"
+#include "vanto/InfoFile.h"
+#include "vanto/IpcTree.h"
+#include "vanto/JobDataTree.h"
+#include "vanto/ServicePath.h"
+#include "vanto/ServiceSearch.h"
+#include "vanto/VisibleText.h"
+
+namespace vanto::tool {
+namespace {
+
+/// The job of the bundle at `path`; null with a problem.
+PlistDictionary* jobAt(const std::string& path, std::string& problem) {
+  const Ref<PlistString> text = PlistString::create(path);
+  VantoServiceBundle* service = text ? VantoServiceBundle::VantoServiceBundleAtPath(text.get()) : nullptr;
+  auto* job = service == nullptr ? nullptr : as<PlistDictionary>(service->tolvendJobDictionary());
+  if (service == nullptr) {
+    problem = whyNoService(path);
+    if (problem.empty()) problem = visible(path) + ": changed while it was read; try again";
+  } else if (job == nullptr) {
+    problem = visible(path) + ": has no job, for want of an identifier or an executable; vanto lint says more";
+  }
+  return job;
+}
+
+std::string jobDataText(Object& value) {
+  const tolven_data_t data = VantoServiceBundle::createTolvenDataFromArray(&value);
+  std::string text = jobDataTree(data);
+  tolven_data_free(data);
+  return text;
+}
+
+std::string ipcText(Object& value) {
+  const vanto_object_t object = VantoServiceBundle::createVantoJobsArrayFromArray(&value);
+  std::string text = ipcTree(object);
+  vanto_release(object);
+  return text;
+}
+
+std::optional<std::string> textOf(Object& value, JobForm form, std::string& problem) {
+  switch (form) {
+    case JobForm::JobData:
+      return jobDataText(value);
+    case JobForm::Ipc:
+      return ipcText(value);
+    case JobForm::Binary:
+      return writeDocument(value, DocumentForm::Binary, problem);
+    case JobForm::Json:
+      return writeDocument(value, DocumentForm::Json, problem);
+    case JobForm::Xml:
+      break;
+  }
+  std::optional<std::string> document = writeDocument(value, DocumentForm::Xml, problem);
+  return document ? visibleXml(*document) : document;
+}
+
+}  // namespace
+
+ExitStatus JobCommand::run(Console& console) const {
+  if (form == JobForm::Binary && console.output().isTerminal) {
+    console.complain("a binary property list is not for a terminal; redirect it to a file or a pipe");
+    return ExitStatus::Failed;
+  }
+  ServiceSearch search;
+  search.add(bundles);
+  for (const std::string& problem : search.problems()) console.complain(problem);
+  ExitStatus status = search.problems().empty() ? ExitStatus::Fine : ExitStatus::Failed;
+  const bool isOne = bundles.size() == 1 && ServicePath::extension(bundles.front()) == "vanto";
+  const Ref<PlistMutableArray> jobs = PlistMutableArray::create();
+  std::string problem;
+  for (const std::string& path : search.paths()) {
+    if (PlistDictionary* job = jobAt(path, problem)) {
+      jobs->append(job);
+    } else {
+      console.complain(problem);
+      status = worse(status, ExitStatus::Found);
+    }
+  }
+  if (isOne && jobs->count() == 0) return status;
+  const std::optional<std::string> text = textOf(isOne ? *jobs->at(0) : *jobs, form, problem);
+  if (text) {
+    console.print(*text);
+    return status;
+  }
+  console.complain(problem);
+  return ExitStatus::Failed;
+}
+
+}  // namespace vanto::tool

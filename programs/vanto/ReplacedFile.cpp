@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: Apache-2.0
+// The new contents are written to a file without a name, which vanishes with this process whatever ends it, and are on
+// the disk before the file gets a name. Since a name that exists cannot be given to it at once, it gets a temporary one
+// first, beside the old file, and is then renamed. A process that is killed between those two calls leaves a whole file
+// behind under the temporary name; the next one that writes the same file takes it away. Of two that write at the same
+// time, one wins. File systems without files that have no name are served by a file that is named from the start.
+#include "vanto/ReplacedFile.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "value/Fd.h"
+#include "vanto/VisibleText.h"
+
+namespace vanto::tool {
+namespace {
+
+struct Free {
+  void operator()(char* text) const noexcept { std::free(text); }
+};
+
+/// Where the file is to be, links resolved.
+struct Place {
+  std::string directory;
+  std::string name;
+};
+
+Place placeOf(const std::string& path) {
+  const std::unique_ptr<char, Free> resolved(realpath(path.c_str(), nullptr));
+  const std::string real = resolved ? resolved.get() : path;
+  const std::size_t slash = real.rfind('/');
+  if (slash == real.npos) return {".", real};
+  return {slash == 0 ? "/" : real.substr(0, slash), real.substr(slash + 1)};
+}
+
+/// 0, or errno.
+int writeAll(int file, std::string_view bytes) noexcept {
+  while (!bytes.empty()) {
+    const ssize_t written = write(file, bytes.data(), bytes.size());
+    if (written < 0 && errno != EINTR) return errno;
+    if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return fsync(file) == 0 ? 0 : errno;
+}
+
+/// The replacement of one file. Takes the temporary name away where it does not come to a good end.
+class Replacement {
+ public:
+  explicit Replacement(Place place) : place_(std::move(place)), temporary_("." + place_.name + ".vanto-new") {}
+  ~Replacement() {
+    if (isNamed_) unlinkat(directory_.get(), temporary_.c_str(), 0);
+  }
+  Replacement(const Replacement&) = delete;
+  Replacement& operator=(const Replacement&) = delete;
+
+  /// 0, or errno.
+  int perform(std::string_view bytes, mode_t mode) {
+    directory_.reset(open(place_.directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!directory_) return errno;
+    if (const int error = openTemporary(); error != 0) return error;
+    if (const int error = writeAll(file_.get(), bytes); error != 0) return error;
+    if (fchmod(file_.get(), mode) != 0) return errno;
+    if (const int error = nameTemporary(); error != 0) return error;
+    if (renameat(directory_.get(), temporary_.c_str(), directory_.get(), place_.name.c_str()) != 0) return errno;
+    isNamed_ = false;
+    return fsync(directory_.get()) == 0 ? 0 : errno;
+  }
+
+ private:
+  int openTemporary() {
+    file_.reset(openat(directory_.get(), ".", O_WRONLY | O_TMPFILE | O_CLOEXEC, 0600));
+    if (file_) return 0;
+    if (errno != EOPNOTSUPP && errno != EISDIR && errno != ENOENT && errno != EINVAL) return errno;
+    temporary_ += "-" + std::to_string(getpid());
+    file_.reset(openat(directory_.get(), temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    isNamed_ = static_cast<bool>(file_);
+    return isNamed_ ? 0 : errno;
+  }
+
+  int nameTemporary() {
+    if (isNamed_) return 0;
+    const std::string file = "/proc/self/fd/" + std::to_string(file_.get());
+    // What stands under the name was left behind.
+    unlinkat(directory_.get(), temporary_.c_str(), 0);
+    if (linkat(AT_FDCWD, file.c_str(), directory_.get(), temporary_.c_str(), AT_SYMLINK_FOLLOW) != 0) return errno;
+    isNamed_ = true;
+    return 0;
+  }
+
+  Place place_;
+  std::string temporary_;
+  Fd directory_;
+  Fd file_;
+  bool isNamed_ = false;
+};
+
+/// The permissions that a file gets when it is made.
+mode_t modeOfNewFiles() noexcept {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666 & ~mask;
+}
+
+}  // namespace
+
+std::string replaceFile(const std::string& path, std::string_view bytes) {
+  const std::string name = visible(path);
+  struct stat status {};
+  const bool exists = stat(path.c_str(), &status) == 0;
+  if (exists && !S_ISREG(status.st_mode)) return name + ": is no regular file; to write to a pipe, use - and >";
+  const mode_t mode = exists ? status.st_mode & 07777 : modeOfNewFiles();
+  const int error = Replacement(placeOf(path)).perform(bytes, mode);
+  if (error == 0) return {};
+  return name + ": cannot be written: " + std::strerror(error) + (exists ? "; the old file is as it was" : "");
+}
+
+}  // namespace vanto::tool

@@ -1,0 +1,49 @@
+# SPDX-License-Identifier: Apache-2.0
+# Completion of vanto(1) for bash.
+
+_vanto() {
+  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command="" index
+  COMPREPLY=()
+  for ((index = 1; index < COMP_CWORD; index++)); do
+    case ${COMP_WORDS[index]} in
+      -*) ;;
+      *)
+        command=${COMP_WORDS[index]}
+        break
+        ;;
+    esac
+  done
+  if [ "$command" = cache ]; then
+    if [ $((index + 1)) -lt "$COMP_CWORD" ]; then
+      command="cache ${COMP_WORDS[index + 1]}"
+    fi
+  fi
+  case $before in
+    --format | -f)
+      mapfile -t COMPREPLY < <(compgen -W "xml binary json job-data ipc" -- "$word")
+      return
+      ;;
+    --to | -t)
+      mapfile -t COMPREPLY < <(compgen -W "xml binary json" -- "$word")
+      return
+      ;;
+  esac
+  local words=""
+  case $command in
+    "") words="list show job lint cache plist --help --version" ;;
+    cache) words="write show check --help" ;;
+    list | lint | "cache show" | "cache check") words="--json --help" ;;
+    show) words="--json --description --help" ;;
+    job) words="--format --help" ;;
+    plist) words="--to --output --help" ;;
+    *) words="--help" ;;
+  esac
+  case $command,$word in
+    ,* | cache,* | *,-*) mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word") ;;
+    *)
+      compopt -o filenames 2>/dev/null
+      mapfile -t COMPREPLY < <(compgen -f -- "$word")
+      ;;
+  esac
+}
+complete -F _vanto vanto

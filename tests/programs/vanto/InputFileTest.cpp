@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vanto/InputFile.h"
+
+#include <fstream>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "support/TemporaryDirectory.h"
+
+namespace vanto::tool {
+namespace {
+
+TEST(InputFile, IsReadWhole) {
+  const test::TemporaryDirectory directory;
+  const std::string contents(200'000, 'x');
+  std::ofstream(directory / "file") << contents;
+  std::string problem;
+  EXPECT_EQ(readInput(directory / "file", problem), contents);
+  EXPECT_EQ(readInput("/proc/self/comm", problem).has_value(), true);
+}
+
+TEST(InputFile, NamesWhatCannotBeRead) {
+  const test::TemporaryDirectory directory;
+  std::string problem;
+  EXPECT_FALSE(readInput(directory / "a\nb", problem));
+  EXPECT_EQ(problem, directory.path() + "/a\\nb: cannot be opened: No such file or directory");
+  EXPECT_FALSE(readInput(directory.path(), problem));
+  EXPECT_EQ(problem, directory.path() + ": cannot be read: Is a directory");
+}
+
+TEST(InputFile, HasALimit) {
+  const test::TemporaryDirectory directory;
+  const std::string path = directory / "large";
+  std::ofstream(path).close();
+  ASSERT_EQ(truncate(path.c_str(), off_t{64} << 20), 0);
+  std::string problem;
+  EXPECT_TRUE(readInput(path, problem));
+  ASSERT_EQ(truncate(path.c_str(), (off_t{64} << 20) + 1), 0);
+  EXPECT_FALSE(readInput(path, problem));
+  EXPECT_NE(problem.find("64 MiB"), problem.npos);
+  EXPECT_FALSE(readInput("/dev/zero", problem));
+}
+
+TEST(InputFile, IsStandardInputForADash) {
+  EXPECT_EQ(nameOfInput("-"), "standard input");
+  EXPECT_EQ(nameOfInput("./-"), "./-");
+}
+
+}  // namespace
+}  // namespace vanto::tool

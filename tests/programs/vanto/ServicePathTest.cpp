@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vanto/ServicePath.h"
+
+#include <gtest/gtest.h>
+
+namespace vanto::tool {
+namespace {
+
+TEST(ServicePath, HasAnExtensionBehindTheLastDotOfItsLastComponent) {
+  EXPECT_EQ(ServicePath::extension("/a/b.vanto"), "vanto");
+  EXPECT_EQ(ServicePath::extension("/a/b.vanto//"), "vanto");
+  EXPECT_EQ(ServicePath::extension("/a.vanto/b"), "");
+  EXPECT_EQ(ServicePath::extension("b.c.d"), "d");
+  EXPECT_EQ(ServicePath::extension("/"), "");
+  EXPECT_EQ(ServicePath::extension(""), "");
+}
+
+TEST(ServicePath, HasALastComponent) {
+  EXPECT_EQ(ServicePath::name("/a/b.vanto/"), "b.vanto");
+  EXPECT_EQ(ServicePath::name("b"), "b");
+  EXPECT_EQ(ServicePath::name("/"), "/");
+}
+
+TEST(ServicePath, LosesSlashesAtItsEndButNotTheRoot) {
+  EXPECT_EQ(ServicePath::trimmed("/a//"), "/a");
+  EXPECT_EQ(ServicePath::trimmed("//"), "/");
+  EXPECT_EQ(ServicePath::trimmed(""), "");
+}
+
+}  // namespace
+}  // namespace vanto::tool
