@@ -23,8 +23,7 @@ TEST(KorPropertyList, WritesAndReadsAValue) {
 
 TEST(KorPropertyList, WritesAndReadsTheBinaryForm) {
   PlistString* value = string("a\x01");
-  const Ref<PlistData> bytes =
-      Ref<PlistData>::adopt(KorPropertyListCreateBytes(value, KorPropertyListBinaryFormat));
+  const Ref<PlistData> bytes = Ref<PlistData>::adopt(KorPropertyListCreateBytes(value, KorPropertyListBinaryFormat));
   ASSERT_TRUE(bytes);
   EXPECT_TRUE(bytes->isEqual(vanto::createPropertyListBinary(*value).get()));
   const Ref<PlistValue> read = Ref<PlistValue>::adopt(KorPropertyListCreateFromBytes(bytes.get()));
