@@ -27,6 +27,18 @@ inline void require(bool condition) {
   if (!condition) std::abort();
 }
 
+/// The two converters, which say of each value that they cannot convert it; a dictionary comes out as one.
+/// vantoJobData() is left out, since it never frees what it makes.
+inline void convertJob(VantoServiceBundle& service) {
+  Object* job = service.tolvendJobDictionary();
+  const tolven_data_t tree = service.tolvendJobTolvenData();
+  require(as<PlistDictionary>(job) == nullptr || tolven_data_get_kind(tree) == TOLVEN_DATA_DICTIONARY);
+  tolven_data_free(tree);
+  const vanto_object_t object = VantoServiceBundle::createVantoJobsArrayFromArray(job);
+  require(as<PlistDictionary>(job) == nullptr || vanto_kind(object) == VANTO_KIND_DICTIONARY);
+  vanto_release(object);
+}
+
 /// Hands what a service bundle holds to everything that reads it, and holds the answers against one another.
 inline void consume(VantoServiceBundle& service) {
   const TemporaryScope scope;

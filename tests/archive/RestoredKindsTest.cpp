@@ -93,6 +93,7 @@ void expectOnlyStrings(const char* key, PlistString* (VantoServiceBundle::*gette
     EXPECT_EQ((service->*getter)(), as<PlistString>(sample.value));
     EXPECT_EQ(service->archiveForCache()->valueForKey(key), (service->*getter)());
     consume(*service);
+    convertJob(*service);
   }
 }
 
@@ -115,6 +116,7 @@ TEST(RestoredKinds, OfTheServiceDictionaryAreShownAsTheyAreAndReadWhenTheyAreDic
     EXPECT_EQ(service->serviceType(), VantoServiceTypeNone);
     EXPECT_EQ(service->archiveForCache()->valueForKey("_serviceDictionary"), sample.value);
     consume(*service);
+    convertJob(*service);
   }
 }
 
@@ -127,6 +129,7 @@ TEST(RestoredKinds, OfTheJobDictionaryAreShownAsTheyAreAndWrittenWhenTheyAreDict
     EXPECT_EQ(service->tolvendJobPropertyListString() != nullptr, as<PlistDictionary>(sample.value) != nullptr);
     EXPECT_EQ(service->archiveForCache()->valueForKey("_tolvendJobDictionary"), sample.value);
     consume(*service);
+    convertJob(*service);
   }
 }
 
@@ -138,6 +141,7 @@ TEST(RestoredKinds, OfTheServiceTypeCountWhenTheyAreNumbers) {
     EXPECT_EQ(service->serviceType(), type == nullptr ? 0 : type->int64Value());
     EXPECT_EQ(service->isSystemService(), sample.name.starts_with("number of subtype"));
     consume(*service);
+    convertJob(*service);
   }
 }
 
@@ -154,6 +158,7 @@ TEST(RestoredKinds, OfAllFiveValuesAtOnceDoNotDisturbOneAnother) {
     EXPECT_EQ(service->serviceDictionary(), sample.value);
     EXPECT_EQ(service->tolvendJobDictionary(), sample.value);
     consume(*service);
+    convertJob(*service);
   }
 }
 
@@ -183,6 +188,7 @@ TEST(RestoredKinds, OfEachServiceKeyAreReadByTheAccessorsOfTheirKind) {
       EXPECT_EQ(service->arrayForServiceDictionaryKey(key), as<PlistArray>(sample.value));
       EXPECT_EQ(service->serviceType(), VantoServiceTypeNone);
       consume(*service);
+      convertJob(*service);
     }
   }
 }
