@@ -4,6 +4,7 @@
 #include "ipc/Activity.h"
 #include "ipc/ClientConnect.h"
 #include "ipc/Connection.h"
+#include "ipc/ConnectionLimit.h"
 #include "ipc/Listener.h"
 #include "ipc/Message.h"
 
@@ -128,6 +129,10 @@ bool vanto_peer_identity(vanto_object_t connection, vanto_identity_t* identity) 
 
 void vanto_handle_service(void*, void*, vanto_peer_evaluator_t evaluator) {
   Listener::setEvaluator(evaluator);
+}
+
+void vanto_set_connections_per_user(size_t count) {
+  vanto::ConnectionLimit::setPerUser(count);
 }
 
 void vanto_track_activity() {
