@@ -5,6 +5,8 @@
 #include <cstring>
 #include <utility>
 
+#include "dispatch/Workers.h"
+
 namespace vanto {
 
 namespace {
@@ -15,8 +17,8 @@ bool isReply(const FrameHeader& header) noexcept {
 
 /// Puts the payload where it belongs, unless it was received there.
 void append(ChunkAssembly& assembly, std::span<const std::uint8_t> payload) noexcept {
-  std::uint8_t* place = assembly.bytes.get() + assembly.filled;
-  if (assembly.bytes != nullptr && payload.data() != place) std::memcpy(place, payload.data(), payload.size());
+  std::uint8_t* place = assembly.bytes != nullptr ? assembly.bytes.get() + assembly.filled : nullptr;
+  if (place != nullptr && payload.data() != place) std::memcpy(place, payload.data(), payload.size());
   assembly.filled += payload.size();
 }
 
@@ -28,12 +30,17 @@ std::vector<ChunkAssembly>::iterator ChunkAssemblies::find(std::uint64_t id, boo
   });
 }
 
-bool ChunkAssemblies::start(ReceivedFrame& frame, Wanted wanted) {
+bool ChunkAssemblies::start(ReceivedFrame& frame, Wanted wanted, BodyRoom room) {
   const auto isOfReply = [](const ChunkAssembly& assembly) {
     return isReply(assembly.header);
   };
   if (isReply(frame.header) && std::any_of(assemblies_.begin(), assemblies_.end(), isOfReply)) return false;
-  ChunkAssembly assembly{frame.header, nullptr, 0, std::move(frame.descriptors)};
+  ChunkAssembly assembly;
+  assembly.header = frame.header;
+  assembly.descriptors = std::move(frame.descriptors);
+  assembly.room = std::move(room);
+  // Of how long the rest takes to come the sender's deadline knows nothing.
+  if (frame.header.deadline != 0) assembly.deadline = deadlineAfter(frame.header.deadline);
   // Not filled: pages that no chunk has come for yet cost nothing.
   if (wanted == Wanted::Yes) assembly.bytes = std::make_unique_for_overwrite<std::uint8_t[]>(frame.header.length);
   append(assembly, frame.payload);
@@ -53,6 +60,14 @@ bool ChunkAssemblies::add(const ReceivedFrame& frame, std::optional<ChunkAssembl
   assemblies_.erase(found);
   latest_ = 0;
   return true;
+}
+
+void ChunkAssemblies::drop(std::uint64_t id) noexcept {
+  const auto found = find(id, false);
+  if (found == assemblies_.end()) return;
+  found->bytes.reset();
+  found->descriptors.clear();
+  found->room = {};
 }
 
 std::uint8_t* ChunkAssemblies::target() const noexcept {

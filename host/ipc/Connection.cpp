@@ -25,9 +25,9 @@
 #include <sys/socket.h>
 
 #include "ipc/Activity.h"
-#include "ipc/ConnectionLimit.h"
 #include "ipc/Message.h"
 #include "ipc/PeerCredentials.h"
+#include "ipc/UserLimit.h"
 #include "value/ValueStorage.h"
 #include "value/limits.h"
 
@@ -239,7 +239,9 @@ void Connection::endLocked(vanto_error_code_t code, Afterwards& afterwards, cons
   if (state_ == State::AwaitingAnswer) afterwards.lettingGo = this;
   if (state_ == State::Closing) code = VANTO_ERROR_CANCELLED;
   state_ = State::Ended;
-  while (PendingCall* call = pending_.first()) resolveLocked(*call, errorObject(code, text));
+  // For a call VANTO_ERROR_FULL would mean that nothing of it was sent.
+  const vanto_error_code_t codeOfCalls = code == VANTO_ERROR_FULL ? VANTO_ERROR_CLOSED : code;
+  while (PendingCall* call = pending_.first()) resolveLocked(*call, errorObject(codeOfCalls, text));
   while (firstOpen_ != nullptr) {
     firstOpen_->isCancelled_.store(true, std::memory_order_release);
     forgetOpenLocked(*firstOpen_);
@@ -249,7 +251,7 @@ void Connection::endLocked(vanto_error_code_t code, Afterwards& afterwards, cons
   afterwards.outgoing = queue_.takeAll();
   afterwards.handshake = std::move(handshake_);
   if (std::exchange(isSending_, false)) afterwards.endedActivities++;
-  if (std::exchange(isCounted_, false)) ConnectionLimit::giveBack(peer_.effectiveUser);
+  if (std::exchange(isCounted_, false)) UserLimit::giveConnectionBack(peer_.effectiveUser);
   waiters_.finishAll(Waiter::For::Room);
   closeSocketLocked();
   afterwards.watch = std::move(watch_);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "dispatch/Workers.h"
+#include "ipc/BodyRoom.h"
 #include "ipc/ChunkAssembly.h"
 #include "ipc/Credit.h"
 #include "ipc/Endpoint.h"
@@ -55,7 +56,7 @@ class Connection final : public Endpoint {
   [[nodiscard]] static Ref<Connection> createForClient(Fd socket, const ProcessFacts& peer, const Greeting& greeting,
                                                        Ref<dispatch_queue_s> queue) noexcept;
   /// The end of a service that has sent the greeting: waits for the answer, and gives itself to the listener then.
-  /// It is then counted by ConnectionLimit, which it takes over in any case.
+  /// It is then counted by UserLimit, which it takes over in any case.
   static void accept(Fd socket, const ProcessFacts& peer, std::unique_ptr<Handshake> handshake,
                      Ref<dispatch_queue_s> queue) noexcept;
 
@@ -128,8 +129,8 @@ class Connection final : public Endpoint {
   [[nodiscard]] bool takeChunk(ReceivedFrame& frame) noexcept;
   [[nodiscard]] bool takeCancelLocked(const FrameHeader& header) noexcept;
   [[nodiscard]] bool takeBody(const FrameHeader& header, std::span<const std::uint8_t> body,
-                              std::vector<Fd>& descriptors) noexcept;
-  void takeMessage(const FrameHeader& header, Ref<vanto_object> body) noexcept;
+                              std::vector<Fd>& descriptors, BodyRoom room) noexcept;
+  void takeMessage(const FrameHeader& header, Ref<vanto_object> body, BodyRoom room) noexcept;
   void takeReply(const FrameHeader& header, Ref<vanto_object> body) noexcept;
   [[nodiscard]] bool isPeer(const FrameSender& sender) const noexcept;
   [[nodiscard]] bool beginMessageLocked(const FrameHeader& header) noexcept;
@@ -151,6 +152,7 @@ class Connection final : public Endpoint {
   void noteProgressLocked() noexcept;
   [[nodiscard]] vanto_error_code_t answer(MessageObject& message, vanto_object_t object) noexcept;
   void finish(MessageObject& message) noexcept;
+  void giveCreditBack(std::uint64_t charge) noexcept;
   void forgetOpenLocked(MessageObject& message) noexcept;
 
   // ConnectionWaiting.cpp: threads that wait.
@@ -175,7 +177,7 @@ class Connection final : public Endpoint {
   bool isBlocked_ = false;
   /// Nobody reads any more what is sent.
   bool isWriteBroken_ = false;
-  /// Counted by ConnectionLimit.
+  /// Counted by UserLimit.
   bool isCounted_ = false;
   /// Counted by Activity, since something waits to be sent.
   bool isSending_ = false;

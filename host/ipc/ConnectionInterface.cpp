@@ -4,9 +4,9 @@
 #include "ipc/Activity.h"
 #include "ipc/ClientConnect.h"
 #include "ipc/Connection.h"
-#include "ipc/ConnectionLimit.h"
 #include "ipc/Listener.h"
 #include "ipc/Message.h"
+#include "ipc/UserLimit.h"
 
 // The C interface of listeners, connections and messages, and of references, which mean more there than for other
 // objects. What callers pass is tested here.
@@ -132,7 +132,7 @@ void vanto_handle_service(void*, void*, vanto_peer_evaluator_t evaluator) {
 }
 
 void vanto_set_connections_per_user(size_t count) {
-  vanto::ConnectionLimit::setPerUser(count);
+  vanto::UserLimit::setConnections(count);
 }
 
 void vanto_track_activity() {

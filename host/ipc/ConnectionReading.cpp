@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <optional>
@@ -147,7 +148,8 @@ bool Connection::take(ReceivedFrame& frame) noexcept {
       return true;
     case FrameKind::Goodbye: {
       const std::uint32_t code = load32(frame.payload.data());
-      endLocked(code == VANTO_ERROR_PROTOCOL ? VANTO_ERROR_PROTOCOL : VANTO_ERROR_CLOSED, afterwards);
+      const bool isTold = code == VANTO_ERROR_PROTOCOL || code == VANTO_ERROR_FULL;
+      endLocked(isTold ? static_cast<vanto_error_code_t>(code) : VANTO_ERROR_CLOSED, afterwards);
       return true;
     }
     default:
@@ -169,7 +171,7 @@ bool Connection::takeAnswer(const ReceivedFrame& frame) noexcept {
   const vanto_error_code_t code = checkAnswerLocked(frame, answer);
   if (code != VANTO_ERROR_NONE) {
     lock.unlock();
-    endBecause(code);
+    endBecause(code, code == VANTO_ERROR_SYSTEM ? "no room for further descriptors" : nullptr);
     return true;
   }
   peer_.realUser = frame.sender.uid;
@@ -190,7 +192,7 @@ vanto_error_code_t Connection::checkAnswerLocked(const ReceivedFrame& frame, con
   }
   ProcessFacts now = peer_;
   if (!readProcessFacts(now)) {
-    return errno == EMFILE || errno == ENFILE ? VANTO_ERROR_FULL : VANTO_ERROR_PROTOCOL;
+    return errno == EMFILE || errno == ENFILE ? VANTO_ERROR_SYSTEM : VANTO_ERROR_PROTOCOL;
   }
   const bool isSame = now.startTime == peer_.startTime && now.realUser == peer_.realUser &&
                       readExecutable(peer_.pid) == handshake_->executable && isRunning(handshake_->process);
@@ -211,31 +213,46 @@ bool Connection::takeCreditLocked(const FrameHeader& header, Afterwards& afterwa
 }
 
 bool Connection::takeStart(ReceivedFrame& frame, Wanted wanted) noexcept {
-  if (frame.header.length > frame.payload.size()) return assemblies_.start(frame, wanted);
-  return wanted == Wanted::No || takeBody(frame.header, frame.payload, frame.descriptors);
+  if (frame.header.length <= frame.payload.size()) {
+    return wanted == Wanted::No || takeBody(frame.header, frame.payload, frame.descriptors, {});
+  }
+  BodyRoom room;
+  if (wanted == Wanted::Yes) room = BodyRoom::take(peer_.effectiveUser, frame.header.length);
+  if (wanted == Wanted::No || room) return assemblies_.start(frame, wanted, std::move(room));
+  // To wait instead would let a body that never goes on hold up those of its sender's other processes.
+  endBecause(VANTO_ERROR_FULL, "too many large messages of one user");
+  return true;
 }
 
 bool Connection::takeChunk(ReceivedFrame& frame) noexcept {
   std::optional<ChunkAssembly> completed;
   if (!assemblies_.add(frame, completed)) return false;
-  if (!completed || completed->bytes == nullptr) return true;
-  return takeBody(completed->header, completed->body(), completed->descriptors);
+  if (!completed) return true;
+  FrameHeader& header = completed->header;
+  if (completed->bytes == nullptr) {
+    // One that was dropped has been dealt with; replies have no credit.
+    if (header.kind != FrameKind::Reply) giveCreditBack(ReceiveCredit::chargeOf(header));
+    return true;
+  }
+  const std::uint64_t now = monotonicNow();
+  if (header.deadline != 0) header.deadline = std::max(completed->deadline, now + 1) - now;
+  return takeBody(header, completed->body(), completed->descriptors, std::move(completed->room));
 }
 
-bool Connection::takeBody(const FrameHeader& header, std::span<const std::uint8_t> body,
-                          std::vector<Fd>& descriptors) noexcept {
+bool Connection::takeBody(const FrameHeader& header, std::span<const std::uint8_t> body, std::vector<Fd>& descriptors,
+                          BodyRoom room) noexcept {
   Ref<vanto_object> object = decodeObject(body, descriptors);
   if (!object) return false;
   if (header.kind == FrameKind::Reply) {
     takeReply(header, std::move(object));
   } else {
-    takeMessage(header, std::move(object));
+    takeMessage(header, std::move(object), std::move(room));
   }
   return true;
 }
 
-void Connection::takeMessage(const FrameHeader& header, Ref<vanto_object> body) noexcept {
-  Ref<MessageObject> message = MessageObject::create(*this, header, std::move(body));
+void Connection::takeMessage(const FrameHeader& header, Ref<vanto_object> body, BodyRoom room) noexcept {
+  Ref<MessageObject> message = MessageObject::create(*this, header, std::move(body), std::move(room));
   // Should the connection have ended meanwhile, the message goes when the lock is free again.
   const Lock lock(mutex_);
   if (state_ != State::Open) return;
@@ -254,6 +271,7 @@ void Connection::takeReply(const FrameHeader& header, Ref<vanto_object> body) no
 
 bool Connection::takeCancelLocked(const FrameHeader& header) noexcept {
   if (header.id > lastReceivedId_) return false;
+  assemblies_.drop(header.id);
   for (MessageObject* message = firstOpen_; message != nullptr; message = message->nextOpen_) {
     if (message->id_ == header.id) message->isCancelled_.store(true, std::memory_order_release);
   }

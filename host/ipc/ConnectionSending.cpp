@@ -306,6 +306,13 @@ void Connection::finish(MessageObject& message) noexcept {
   settle(lock, Delivery::Later);
 }
 
+void Connection::giveCreditBack(std::uint64_t charge) noexcept {
+  Afterwards afterwards;
+  const Lock lock(mutex_);
+  receiveCredit_.finish(charge);
+  if (receiveCredit_.isDue()) flushLocked(afterwards, isWatched_ ? Retry::ByWorkers : Retry::ByCaller);
+}
+
 void Connection::forgetOpenLocked(MessageObject& message) noexcept {
   if (message.previousOpen_ == nullptr && firstOpen_ != &message) return;
   (message.previousOpen_ != nullptr ? message.previousOpen_->nextOpen_ : firstOpen_) = message.nextOpen_;

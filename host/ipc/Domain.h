@@ -13,8 +13,9 @@ enum class Domain : std::uint8_t { Session, User, System };
 /// Where a client looks, in this order.
 inline constexpr Domain domainsInOrder[] = {Domain::Session, Domain::User, Domain::System};
 
-/// Opens the directory of a domain. None when it does not exist, or is not such that its owner alone can change it:
-/// this user, or for the system's domain root too. Symbolic links are not followed below the user's run-time directory.
+/// Opens the directory of a domain. None when it does not exist, or others than its owner can change it, or, for the
+/// session and the user's domain, its owner is not this user. Symbolic links are not followed below the user's run-time
+/// directory.
 [[nodiscard]] Fd openDomain(Domain domain) noexcept;
 
 /// The same for the user's own domain, whose directories are made where they do not exist; none with errno.

@@ -15,8 +15,8 @@
 
 #include "ipc/Activity.h"
 #include "ipc/Connection.h"
-#include "ipc/ConnectionLimit.h"
 #include "ipc/PeerCredentials.h"
+#include "ipc/UserLimit.h"
 #include "process/PendingPeer.h"
 #include "process/Termination.h"
 #include "value/ValueStorage.h"
@@ -212,10 +212,10 @@ void Listener::receive(Fd socket) noexcept {
   ProcessFacts facts;
   if (!enableSenderCredentials(socket.get()) || !readPeerCredentials(socket.get(), facts)) return;
   const uid_t user = facts.effectiveUser;
-  if (!ConnectionLimit::take(user)) return sendCode(socket.get(), FrameKind::Refusal, VANTO_ERROR_FULL);
+  if (!UserLimit::takeConnection(user)) return sendCode(socket.get(), FrameKind::Refusal, VANTO_ERROR_FULL);
   const vanto_error_code_t code = greet(socket, facts);
   if (code == VANTO_ERROR_NONE) return;
-  ConnectionLimit::giveBack(user);
+  UserLimit::giveConnectionBack(user);
   sendCode(socket.get(), FrameKind::Refusal, static_cast<std::uint32_t>(code));
 }
 

@@ -13,9 +13,11 @@ namespace vanto {
 constinit const Class MessageObject::messageClass{"MessageObject",         &ipcObjectClass, 0,
                                                   &MessageObject::destroy, nullptr,         nullptr};
 
-MessageObject::MessageObject(Connection& connection, const FrameHeader& header, Ref<vanto_object> body) noexcept
+MessageObject::MessageObject(Connection& connection, const FrameHeader& header, Ref<vanto_object> body,
+                             BodyRoom room) noexcept
     : vanto_object(messageClass, objectKind),
       body_(std::move(body)),
+      room_(std::move(room)),
       connection_(Ref<Connection>::share(&connection)),
       id_(header.id),
       charge_(ReceiveCredit::chargeOf(header)),
@@ -31,10 +33,10 @@ MessageObject::~MessageObject() {
   if (reasons_.load(std::memory_order_relaxed) != 0) Activity::ended();
 }
 
-Ref<MessageObject> MessageObject::create(Connection& connection, const FrameHeader& header,
-                                         Ref<vanto_object> body) noexcept {
+Ref<MessageObject> MessageObject::create(Connection& connection, const FrameHeader& header, Ref<vanto_object> body,
+                                         BodyRoom room) noexcept {
   void* memory = allocate(sizeof(MessageObject));
-  return Ref<MessageObject>::adopt(new (memory) MessageObject(connection, header, std::move(body)));
+  return Ref<MessageObject>::adopt(new (memory) MessageObject(connection, header, std::move(body), std::move(room)));
 }
 
 void MessageObject::destroy(Object& self) noexcept {

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "ipc/BodyRoom.h"
 #include "ipc/Frame.h"
 #include "ipc/IPCObject.h"
 
@@ -17,7 +18,7 @@ class MessageObject final : public vanto_object {
   static constexpr vanto_kind_t objectKind = VANTO_KIND_MESSAGE;
 
   [[nodiscard]] static Ref<MessageObject> create(Connection& connection, const FrameHeader& header,
-                                                 Ref<vanto_object> body) noexcept;
+                                                 Ref<vanto_object> body, BodyRoom room) noexcept;
 
   [[nodiscard]] vanto_object* body() const noexcept { return body_.get(); }
   [[nodiscard]] bool expectsReply() const noexcept {
@@ -36,7 +37,7 @@ class MessageObject final : public vanto_object {
   friend class Connection;
   enum class Answer : std::uint8_t { None, Expected, Given };
 
-  MessageObject(Connection& connection, const FrameHeader& header, Ref<vanto_object> body) noexcept;
+  MessageObject(Connection& connection, const FrameHeader& header, Ref<vanto_object> body, BodyRoom room) noexcept;
   ~MessageObject();
   static void destroy(Object& self) noexcept;
   static const Class messageClass;
@@ -47,6 +48,8 @@ class MessageObject final : public vanto_object {
   void drop(std::uint8_t reason) noexcept;
 
   const Ref<vanto_object> body_;
+  /// That of a body that came in chunks.
+  const BodyRoom room_;
   /// Kept alive, not open.
   const Ref<Connection> connection_;
   const std::uint64_t id_;

@@ -80,7 +80,11 @@ Fd openProcess(const ProcessFacts& facts) noexcept {
 bool isRunning(const Fd& process) noexcept {
   // Readable once the process has ended.
   pollfd set{process.get(), POLLIN, 0};
-  return process && poll(&set, 1, 0) == 0;
+  int count = -1;
+  // A signal can interrupt even a poll that does not wait.
+  while (process && (count = poll(&set, 1, 0)) < 0 && errno == EINTR) {
+  }
+  return count == 0;
 }
 
 std::uint64_t readStartTime(pid_t pid) noexcept {

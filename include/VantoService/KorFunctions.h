@@ -18,6 +18,8 @@
 
 /// The text encoding of KorStringGetCString().
 inline constexpr std::uint32_t KorStringEncodingUTF8 = 0x08000100;
+/// The text encoding of KorStringCreateFromData().
+inline constexpr std::uint32_t KorDataEncodingUTF8 = 4;
 /// The property-list format that KorPropertyListCreateBytes() writes: XML, version 1.0.
 inline constexpr std::int32_t KorPropertyListXMLFormat = 100;
 /// The path style of KorURLCreateWithFileSystemPath().
@@ -47,6 +49,10 @@ VANTO_EXPORT KorTypeID KorDateGetTypeID();
 /// Copies the text with a NUL behind it into `buffer` of `size` bytes. False, with `buffer` untouched, when it does not
 /// fit, when the text contains NUL, and for another encoding than KorStringEncodingUTF8.
 VANTO_EXPORT bool KorStringGetCString(PlistString* string, char* buffer, std::size_t size, std::uint32_t encoding);
+
+/// The text whose bytes `data` holds, owned by the caller. Null for null, for bytes that are no UTF-8, and for another
+/// encoding than KorDataEncodingUTF8.
+VANTO_EXPORT PlistString* KorStringCreateFromData(PlistData* data, std::uint32_t encoding);
 
 VANTO_EXPORT bool KorBooleanGetValue(PlistBoolean* boolean);
 

@@ -160,7 +160,11 @@ typedef enum vanto_error_code {
    * listening sockets were handed over to the process.
    */
   VANTO_ERROR_TOO_LARGE = 8,
-  /** A bounded queue is full: too many messages wait to be sent, or too many replies are outstanding. */
+  /**
+   * A bounded queue is full: too many messages wait to be sent, or too many replies are outstanding. As the last event
+   * of a connection: one end would have held too many large messages of the other one's user; calls outstanding then
+   * get VANTO_ERROR_CLOSED.
+   */
   VANTO_ERROR_FULL = 9,
   /** The peer speaks no protocol version that this library knows. */
   VANTO_ERROR_VERSION = 10,
@@ -170,7 +174,7 @@ typedef enum vanto_error_code {
   VANTO_ERROR_NAME = 12,
   /** The service dropped the request without an answer. */
   VANTO_ERROR_NO_REPLY = 13,
-  /** A system call failed; the text names it. */
+  /** A system call failed, or this process may have no more descriptors; the text tells which. */
   VANTO_ERROR_SYSTEM = 14,
   /** No code of its own: the largest that an error can carry. */
   VANTO_ERROR_LARGEST = 0x7fffffff
@@ -227,8 +231,10 @@ VANTO_EXPORT vanto_object_t vanto_connection_create_listener(const char* name, v
 /**
  * Sets the function that gets the events of a listener or connection, before it is resumed. `release`, which may be
  * null, is called once with `context`, when the last event was delivered or another function is set, and never while
- * the function runs. Events of a connection: messages,
- * and last an error when it ends (VANTO_ERROR_CLOSED when the peer closed it).
+ * the function runs; at once when the last event was delivered already, or when `connection` is no listener or
+ * connection. A null `function` takes away the one there was: events then go nowhere, and `context` stays the caller's,
+ * `release` is not called for it. Events of a connection: messages, and last an error when it ends (VANTO_ERROR_CLOSED
+ * when the peer closed it).
  */
 VANTO_EXPORT void vanto_connection_set_event_function(vanto_object_t connection, vanto_event_function_t function,
                                                       void* context, vanto_context_release_t release);

@@ -24,11 +24,11 @@ LEAKS = {
     "host/process/Files.cpp": (3, "plain functions that create hand their references to the caller"),
     "host/ipc/ArrayObject.cpp": (1, "an array keeps plain pointers to its elements"),
     "host/ipc/ConnectionInterface.cpp": (1, "a C function that creates hands its reference to the caller"),
-    "host/ipc/ConnectionInterface.cpp": (1, "a C function that creates hands its reference to the caller"),
     "host/ipc/DictionaryKey.h": (1, "a key is copied as plain memory"),
     "host/ipc/DictionaryObject.cpp": (2, "entries are moved as plain memory"),
     "host/ipc/ObjectInterface.cpp": (1, "a C function that creates hands its reference to the caller"),
     "src/value/BundleMain.cpp": (1, "the process keeps its main bundle"),
+    "src/value/KorFunctions.cpp": (1, "a plain function that creates hands its reference to the caller"),
     "src/value/KorPropertyList.cpp": (2, "a plain function that creates hands its reference to the caller"),
 }
 

@@ -95,6 +95,13 @@ bool KorStringGetCString(PlistString* string, char* buffer, std::size_t size, st
   return true;
 }
 
+PlistString* KorStringCreateFromData(PlistData* data, std::uint32_t encoding) {
+  if (data == nullptr || encoding != KorDataEncodingUTF8) return nullptr;
+  VANTO_ASSERT(is<PlistData>(data));
+  const auto bytes = data->bytes();
+  return PlistString::create({reinterpret_cast<const char*>(bytes.data()), bytes.size()}).leak();
+}
+
 bool KorBooleanGetValue(PlistBoolean* boolean) {
   VANTO_ASSERT(is<PlistBoolean>(boolean));
   return boolean->value();

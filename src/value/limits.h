@@ -24,6 +24,9 @@ inline constexpr std::size_t logTextBytes = std::size_t{8} << 10;
 /// Encoded messages up to this size travel in one frame, larger ones in chunks of at most this size.
 inline constexpr std::size_t ipcInlineBytes = std::size_t{64} << 10;
 inline constexpr std::size_t ipcMessageBytes = std::size_t{64} << 20;
+/// What the messages in chunks of one user hold over all connections, from their first frame until they were dealt
+/// with: as much as sixteen of the largest. Once each connection had a bound of its own only.
+inline constexpr std::size_t ipcChunkedBytesPerUser = std::size_t{1} << 30;
 /// Containers inside containers; the outermost counts 1.
 inline constexpr std::size_t ipcNesting = 128;
 /// Descriptors of one message.

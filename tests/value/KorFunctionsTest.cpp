@@ -23,6 +23,10 @@ constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 constexpr std::int64_t greatest = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t least = std::numeric_limits<std::int64_t>::min();
 
+Ref<PlistData> data(std::string_view text) {
+  return PlistData::create({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+}
+
 TEST(KorFunctions, RetainAndRelease) {
   const Ref<PlistString> text = PlistString::create("a");
   EXPECT_EQ(KorRetain(text.get()), text.get());
@@ -52,6 +56,22 @@ TEST(KorFunctions, CopyStringsIntoABuffer) {
   EXPECT_TRUE(KorStringGetCString(text, buffer, 6, KorStringEncodingUTF8));
   EXPECT_TRUE(KorStringGetCString(string(""), buffer, 1, KorStringEncodingUTF8));
   EXPECT_STREQ(buffer, "");
+}
+
+TEST(KorFunctions, MakeAStringOfBytesInUTF8) {
+  const auto bytes = data("Grün");
+  PlistString* text = KorStringCreateFromData(bytes.get(), KorDataEncodingUTF8);
+  ASSERT_NE(text, nullptr);
+  EXPECT_EQ(text->text(), "Grün");
+  KorRelease(text);
+}
+
+TEST(KorFunctions, MakeNoStringOfOtherBytes) {
+  const auto bytes = data("Gr\xfcn");
+  EXPECT_EQ(KorStringCreateFromData(bytes.get(), KorDataEncodingUTF8), nullptr);
+  EXPECT_EQ(KorStringCreateFromData(nullptr, KorDataEncodingUTF8), nullptr);
+  const auto empty = PlistData::create({});
+  EXPECT_EQ(KorStringCreateFromData(empty.get(), KorStringEncodingUTF8), nullptr);
 }
 
 TEST(KorFunctions, LeaveTheBufferAloneWhenAStringDoesNotFit) {

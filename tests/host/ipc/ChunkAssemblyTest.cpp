@@ -106,6 +106,31 @@ TEST(ChunkAssembly, HoldsNoBytesOfABodyThatNobodyWants) {
   EXPECT_EQ(completed->bytes, nullptr);
 }
 
+TEST(ChunkAssembly, DropsTheRestOfARequestThatNobodyWantsAnyMore) {
+  const auto body = bodyOf(inlineBytes + 10);
+  ChunkAssemblies assemblies;
+  std::optional<ChunkAssembly> completed;
+  ReceivedFrame request = first(FrameKind::Request, 1, body);
+  request.descriptors.emplace_back(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  const int descriptor = request.descriptors[0].get();
+  ReceivedFrame reply = first(FrameKind::Reply, 1, body);
+  ASSERT_TRUE(assemblies.start(reply, Wanted::Yes));
+  ASSERT_TRUE(assemblies.start(request, Wanted::Yes, BodyRoom::take(4741, limits::ipcChunkedBytesPerUser)));
+  assemblies.drop(2);
+  EXPECT_GE(fcntl(descriptor, F_GETFD), 0);
+  assemblies.drop(1);
+  EXPECT_LT(fcntl(descriptor, F_GETFD), 0);
+  EXPECT_TRUE(BodyRoom::take(4741, 1));
+  EXPECT_EQ(assemblies.target(), nullptr);
+  ASSERT_TRUE(assemblies.add(chunk(1, body, inlineBytes, 10), completed));
+  ASSERT_TRUE(completed);
+  EXPECT_EQ(completed->bytes, nullptr);
+  completed.reset();
+  ASSERT_TRUE(assemblies.add(chunk(1, body, inlineBytes, 10, frameIsOfReply), completed));
+  ASSERT_TRUE(completed);
+  EXPECT_TRUE(std::ranges::equal(completed->body(), body));
+}
+
 TEST(ChunkAssembly, OffersThePlaceOfTheNextChunk) {
   const auto body = bodyOf(3 * inlineBytes + 1);
   ChunkAssemblies assemblies;

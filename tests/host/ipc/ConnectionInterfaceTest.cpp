@@ -183,6 +183,23 @@ TEST(ConnectionInterface, AContextThatFindsNoPlaceIsLetGo) {
   EXPECT_EQ(released, 1);
 }
 
+TEST(ConnectionInterface, ANullFunctionTakesAwayTheOneThereWasAndNoContext) {
+  const Held listener(vanto_connection_create_listener(echo, nullptr));
+  int released = 0;
+  int kept = 0;
+  const auto function = [](vanto_object_t, vanto_object_t, void*) {
+  };
+  const auto count = [](void* number) {
+    ++*static_cast<int*>(number);
+  };
+  vanto_connection_set_event_function(listener, function, &released, count);
+  EXPECT_EQ(released, 0);
+  vanto_connection_set_event_function(listener, nullptr, &kept, count);
+  EXPECT_EQ(released, 1);
+  vanto_connection_set_event_function(nullptr, nullptr, &kept, count);
+  EXPECT_EQ(kept, 0);
+}
+
 TEST(ConnectionInterface, BothEndsKnowEachOther) {
   const RuntimeDirectory directory;
   Service service(echo);

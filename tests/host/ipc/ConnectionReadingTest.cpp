@@ -5,10 +5,12 @@
 
 #include <sys/wait.h>
 
+#include "dispatch/Workers.h"
 #include "host/ipc/DescriptorLimit.h"
 #include "host/ipc/IPCFixture.h"
 #include "host/ipc/Peer.h"
 #include "host/ipc/RawPeer.h"
+#include "ipc/BodyRoom.h"
 #include "support/OpenDescriptors.h"
 
 namespace vanto::test {
@@ -258,6 +260,107 @@ TEST_F(ConnectionReading, CreditComesBackBeforeTheWindowIsUsedUp) {
   while (peer.receive() && peer.header().kind != FrameKind::Reply) {
   }
   EXPECT_EQ(peer.header().id, 2001U);
+}
+
+/// Sends the first frame of a message of `size` bytes.
+void beginMessage(RawPeer& peer, std::size_t size) {
+  const std::vector<std::uint8_t> part(limits::ipcInlineBytes);
+  peer.send({.kind = FrameKind::Message, .id = 1, .length = size}, part);
+}
+
+/// Whether a second message of a peer is answered; what it sent before was taken in then.
+bool isServed(RawPeer& peer) {
+  peer.sendObject(FrameKind::Request, 2, text("taken?"));
+  return peer.receiveKind(FrameKind::Reply);
+}
+
+TEST_F(ConnectionReading, LargeMessagesOfOneUserHaveABoundOverAllConnections) {
+  std::vector<RawPeer> peers;
+  for (std::size_t begun = 0; begun < limits::ipcChunkedBytesPerUser; begun += limits::ipcMessageBytes) {
+    peers.push_back(RawPeer::greeted(name));
+    beginMessage(peers.back(), limits::ipcMessageBytes);
+    ASSERT_TRUE(isServed(peers.back()));
+  }
+  {
+    RawPeer peer = RawPeer::greeted(name);
+    beginMessage(peer, limits::ipcInlineBytes + 8);
+    EXPECT_EQ(peer.awaitEnd(), VANTO_ERROR_FULL);
+  }
+  EXPECT_EQ(ends_.await(1), (std::vector<vanto_error_code_t>{VANTO_ERROR_FULL}));
+  peers.pop_back();
+  static_cast<void>(ends_.await(2));
+  RawPeer peer = RawPeer::greeted(name);
+  beginMessage(peer, limits::ipcInlineBytes + 8);
+  EXPECT_TRUE(isServed(peer));
+}
+
+TEST_F(ConnectionReading, ALargeMessageTakesRoomUntilItWasDealtWith) {
+  Awaited<Held> held;
+  Service slow("org.example.slow", [&](vanto_object_t connection, vanto_object_t event) {
+    if (vanto_kind(event) != VANTO_KIND_MESSAGE) return;
+    if (vanto_message_expects_reply(event)) return Service::echo(connection, event);
+    held.add(Held::share(event));
+  });
+  const Held large = data(100'000);
+  const BodyRoom others = BodyRoom::take(geteuid(), limits::ipcChunkedBytesPerUser - 150'000);
+  const Held first = connectTo("org.example.slow");
+  ASSERT_EQ(vanto_send(first, large, generous), VANTO_ERROR_NONE);
+  // When this is answered, the handler holds the only reference.
+  EXPECT_EQ(vanto_kind(callWith(first, text("x"))), VANTO_KIND_STRING);
+  Awaited<vanto_error_code_t> lastEvents;
+  const Held second = connectTo("org.example.slow");
+  vanto_connection_set_event_handler(second,
+                                     [&](vanto_object_t, vanto_object_t event) { lastEvents.add(codeOf(event)); });
+  vanto_connection_resume(second);
+  // The call may not be taken for one of which nothing was sent.
+  EXPECT_EQ(codeOf(callWith(second, large)), VANTO_ERROR_CLOSED);
+  EXPECT_EQ(lastEvents.await(), (std::vector<vanto_error_code_t>{VANTO_ERROR_FULL}));
+  held.take().reset();
+  const Held third = connectTo("org.example.slow");
+  ASSERT_EQ(vanto_send(third, large, generous), VANTO_ERROR_NONE);
+  EXPECT_TRUE(vanto_equal(vanto_message_get_body(held.take()), large));
+}
+
+TEST_F(ConnectionReading, ARequestThatIsCancelledOnItsWayIsNotDelivered) {
+  std::atomic<int> delivered{0};
+  Service service("org.example.counting", [&](vanto_object_t connection, vanto_object_t event) {
+    if (vanto_kind(event) == VANTO_KIND_MESSAGE) delivered++;
+    Service::echo(connection, event);
+  });
+  RawPeer peer = RawPeer::greeted("org.example.counting");
+  EncodedObject body;
+  ASSERT_EQ(body.encode(data(100'000)), VANTO_ERROR_NONE);
+  const std::size_t size = body.bytes().size();
+  peer.send({.kind = FrameKind::Request, .id = 1, .length = size}, body.bytes().first(limits::ipcInlineBytes));
+  peer.send({.kind = FrameKind::Cancel, .id = 1});
+  peer.send({.kind = FrameKind::Chunk, .id = 1}, body.bytes().subspan(limits::ipcInlineBytes));
+  peer.sendObject(FrameKind::Request, 2, text("x"));
+  ASSERT_TRUE(peer.receiveKind(FrameKind::Reply));
+  EXPECT_EQ(peer.header().id, 2U);
+  EXPECT_EQ(delivered, 1);
+  EXPECT_EQ(peer.header().creditMessages, 2U);
+  EXPECT_EQ(peer.header().creditBytes, size + 16);
+}
+
+TEST_F(ConnectionReading, TheDeadlineOfALargeRequestRunsFromItsFirstFrame) {
+  Awaited<bool> late;
+  Service service("org.example.deadline", [&](vanto_object_t, vanto_object_t event) {
+    if (vanto_kind(event) == VANTO_KIND_MESSAGE) late.add(vanto_message_is_cancelled(event));
+  });
+  EncodedObject body;
+  ASSERT_EQ(body.encode(data(100'000)), VANTO_ERROR_NONE);
+  for (const std::uint64_t deadline : {std::uint64_t{20'000'000}, generous}) {
+    RawPeer peer = RawPeer::greeted("org.example.deadline");
+    peer.send({.kind = FrameKind::Request, .id = 1, .deadline = deadline, .length = body.bytes().size()},
+              body.bytes().first(limits::ipcInlineBytes));
+    // When this is delivered, that frame was read.
+    peer.sendObject(FrameKind::Message, 2, text("x"));
+    static_cast<void>(late.take());
+    const std::uint64_t end = monotonicNow() + 20'000'000;
+    while (monotonicNow() < end) std::this_thread::yield();
+    peer.send({.kind = FrameKind::Chunk, .id = 1}, body.bytes().subspan(limits::ipcInlineBytes));
+    EXPECT_EQ(late.take(), deadline != generous);
+  }
 }
 
 TEST_F(ConnectionReading, HalfAMessageLeavesNothingBehind) {

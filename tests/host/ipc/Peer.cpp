@@ -283,7 +283,11 @@ int answer(int socket, const char* nonce) {
     nonce = end + 1;
   }
   peer.sendGreeting(FrameKind::Answer, greeting, frameHasNonce);
-  peer.sendObject(FrameKind::Request, 1, text("x"));
+  EncodedObject body;
+  EXPECT_EQ(body.encode(text("x")), VANTO_ERROR_NONE);
+  // By now the service may have dropped this client.
+  const FrameHeader header{.kind = FrameKind::Request, .id = 1, .length = body.bytes().size()};
+  static_cast<void>(sendFrame(peer.descriptor(), header, body.bytes(), {}));
   bool isServed = false;
   std::uint32_t code = 0;
   while (!isServed && peer.receive()) {

@@ -2,14 +2,15 @@
 #include "ipc/PeerCredentials.h"
 
 #include <cerrno>
-
-#include <unistd.h>
+#include <csignal>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include "host/ipc/DescriptorLimit.h"
 #include "ipc/FrameSocket.h"
@@ -95,6 +96,24 @@ TEST(PeerCredentials, TellsThatThereAreNoDescriptors) {
   EXPECT_EQ(errno, EMFILE);
   EXPECT_FALSE(readProcessFacts(facts));
   EXPECT_EQ(errno, EMFILE);
+}
+
+TEST(PeerCredentials, AProcessRunsHoweverManySignalsCome) {
+  const Pair pair;
+  const Fd own = openPeerProcess(pair.one.get(), {});
+  struct sigaction before {};
+  struct sigaction interrupting {};
+  interrupting.sa_handler = [](int) {
+  };
+  ASSERT_EQ(sigaction(SIGALRM, &interrupting, &before), 0);
+  const itimerval often{{0, 20}, {0, 20}};
+  ASSERT_EQ(setitimer(ITIMER_REAL, &often, nullptr), 0);
+  int count = 0;
+  while (count < 200'000 && isRunning(own)) count++;
+  const itimerval never{};
+  ASSERT_EQ(setitimer(ITIMER_REAL, &never, nullptr), 0);
+  ASSERT_EQ(sigaction(SIGALRM, &before, nullptr), 0);
+  EXPECT_EQ(count, 200'000);
 }
 
 TEST(PeerCredentials, AProcessThatIsGoneHasNoFacts) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ipc/ConnectionLimit.h"
+#include "ipc/UserLimit.h"
 
 #include <mutex>
 #include <new>
@@ -14,10 +14,11 @@ namespace vanto {
 
 namespace {
 
-/// The connections of one user. Kept for the life of the process: there are no more of them than users.
+/// What one user has. Kept for the life of the process: there are no more of them than users.
 struct UserCount {
   uid_t user;
-  std::size_t count;
+  std::size_t connections;
+  std::size_t bytes;
   UserCount* next;
 };
 
@@ -30,7 +31,7 @@ UserCount& countOf(uid_t user) noexcept {
   for (UserCount* it = firstCount; it != nullptr; it = it->next) {
     if (it->user == user) return *it;
   }
-  firstCount = new (Memory::allocate(sizeof(UserCount))) UserCount{user, 0, firstCount};
+  firstCount = new (Memory::allocate(sizeof(UserCount))) UserCount{user, 0, 0, firstCount};
   return *firstCount;
 }
 
@@ -42,25 +43,38 @@ std::size_t largestTotal() noexcept {
 
 }  // namespace
 
-bool ConnectionLimit::take(uid_t user) noexcept {
+bool UserLimit::takeConnection(uid_t user) noexcept {
   const std::size_t largest = largestTotal();
   const std::lock_guard lock(mutex);
   UserCount& count = countOf(user);
-  if (count.count >= perUser || total >= largest) return false;
-  count.count++;
+  if (count.connections >= perUser || total >= largest) return false;
+  count.connections++;
   total++;
   Activity::connectionOpened();
   return true;
 }
 
-void ConnectionLimit::giveBack(uid_t user) noexcept {
+void UserLimit::giveConnectionBack(uid_t user) noexcept {
   const std::lock_guard lock(mutex);
-  countOf(user).count--;
+  countOf(user).connections--;
   total--;
   Activity::connectionClosed();
 }
 
-void ConnectionLimit::setPerUser(std::size_t count) noexcept {
+bool UserLimit::takeBytes(uid_t user, std::size_t bytes) noexcept {
+  const std::lock_guard lock(mutex);
+  UserCount& count = countOf(user);
+  if (bytes > limits::ipcChunkedBytesPerUser - count.bytes) return false;
+  count.bytes += bytes;
+  return true;
+}
+
+void UserLimit::giveBytesBack(uid_t user, std::size_t bytes) noexcept {
+  const std::lock_guard lock(mutex);
+  countOf(user).bytes -= bytes;
+}
+
+void UserLimit::setConnections(std::size_t count) noexcept {
   const std::lock_guard lock(mutex);
   perUser = count;
 }
