@@ -146,6 +146,9 @@ TEST(Listener, AsksForTheNonceOfAJudgedPeer) {
 Fd createShared() {
   Fd created(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
   EXPECT_TRUE(enableSenderCredentials(created.get()));
+  // What never comes is a failure, not a wait without end.
+  const timeval longest{60, 0};
+  EXPECT_EQ(setsockopt(created.get(), SOL_SOCKET, SO_RCVTIMEO, &longest, sizeof longest), 0);
   return created;
 }
 
