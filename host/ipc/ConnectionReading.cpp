@@ -190,12 +190,15 @@ vanto_error_code_t Connection::checkAnswerLocked(const ReceivedFrame& frame, con
       std::memcmp(answer.nonce, handshake_->greeting.nonce, nonceBytes) != 0) {
     return VANTO_ERROR_PROTOCOL;
   }
+  const bool wasRunning = isRunning(handshake_->process);
+  // Makes room for what is opened to look once more; from here on the start time tells that it is the same process.
+  handshake_->process.reset();
   ProcessFacts now = peer_;
   if (!readProcessFacts(now)) {
     return errno == EMFILE || errno == ENFILE ? VANTO_ERROR_SYSTEM : VANTO_ERROR_PROTOCOL;
   }
   const bool isSame = now.startTime == peer_.startTime && now.realUser == peer_.realUser &&
-                      readExecutable(peer_.pid) == handshake_->executable && isRunning(handshake_->process);
+                      readExecutable(peer_.pid) == handshake_->executable && wasRunning;
   return isSame ? VANTO_ERROR_NONE : VANTO_ERROR_PROTOCOL;
 }
 
