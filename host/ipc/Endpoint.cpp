@@ -150,16 +150,17 @@ bool Endpoint::deliverOne() noexcept {
 void Endpoint::run(Event& event, Ref<EventHandler> handler) noexcept {
   const bool isCounted = event.kind != Event::Kind::Message;
   if (isCounted) Activity::began();
-  // While exit() takes the process apart nothing that a handler needs is certain to be there.
-  if (!Activity::isOver()) call(event, handler.get());
+  call(event, handler.get());
   // Its context may be let go with it, by another function of the user.
   handler = nullptr;
   if (isCounted) Activity::ended();
 }
 
 void Endpoint::call(Event& event, const EventHandler* handler) noexcept {
-  if (event.kind == Event::Kind::Reply) return event.function(event.object.get(), event.context);
-  if (handler != nullptr) handler->call(this, event.object.get());
+  // While exit() takes the process apart nothing that a handler needs is certain to be there.
+  const bool mayCall = !Activity::isOver();
+  if (mayCall && event.kind == Event::Kind::Reply) event.function(event.object.get(), event.context);
+  if (mayCall && event.kind != Event::Kind::Reply && handler != nullptr) handler->call(this, event.object.get());
   if (event.kind == Event::Kind::Message) static_cast<MessageObject*>(event.object.get())->wasDelivered();
   if (event.kind == Event::Kind::Connection) static_cast<Connection*>(event.object.get())->wasDelivered();
   if (event.kind == Event::Kind::Error) endDelivery();
