@@ -19,7 +19,6 @@
 #include <VantoService/vanto.h>
 
 #include "IPCPeers.h"
-#include "ipc/ConnectionLimit.h"
 
 namespace vanto::bench {
 namespace {
@@ -51,7 +50,7 @@ std::int64_t residentBytes() {
 
 /// Answers a dictionary with itself, and anything else with the memory that this process holds.
 [[noreturn]] void serveVanto(int ready) {
-  ConnectionLimit::setPerUser(2 * manyConnections);
+  vanto_set_connections_per_user(2 * manyConnections);
   vanto_object_t listener = vanto_connection_create_listener(serviceName, nullptr);
   vanto_connection_set_event_handler(listener, [](vanto_object_t, vanto_object_t connection) {
     vanto_connection_set_event_function(

@@ -2,21 +2,31 @@
 #include "ipc/Activity.h"
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
+
+#include <VantoService/dispatch.h>
 
 namespace vanto {
 
 namespace {
 
-constinit std::atomic<std::size_t> handCount{0};
+/// Set in the count once the process ends, so that one operation tells whether something began in time.
+constexpr std::uint64_t over = std::uint64_t{1} << 63;
+
+constinit std::atomic<std::uint64_t> handCount{0};
 constinit std::atomic<std::size_t> connectionCount{0};
 constinit std::atomic<bool> tracked{false};
 constinit std::atomic<bool> ending{false};
-constinit std::atomic<bool> hasEnded{false};
 
-void endProcess() noexcept {
-  // exit() must run once; who comes second returns to what it was doing while the process ends.
-  if (!hasEnded.exchange(true)) std::exit(0);
+/// Where the process ends. Made before it is asked to, and kept.
+constinit dispatch_once_t endingGuard = 0;
+constinit dispatch_queue_t endingQueue = nullptr;
+
+void endIfIdle(void*) noexcept {
+  // Something may have begun since this was submitted; when that ends, so is this once more.
+  std::uint64_t idle = 0;
+  if (handCount.compare_exchange_strong(idle, over)) std::exit(0);
 }
 
 }  // namespace
@@ -27,7 +37,8 @@ void Activity::began() noexcept {
 }
 
 void Activity::ended() noexcept {
-  if (handCount.fetch_sub(1) == 1 && ending.load()) endProcess();
+  // Not here: the caller may hold locks, and be called by a handler.
+  if (handCount.fetch_sub(1) == 1 && ending.load()) dispatch_queue_submit(endingQueue, nullptr, &endIfIdle);
 }
 
 void Activity::connectionOpened() noexcept {
@@ -51,14 +62,19 @@ bool Activity::isEnding() noexcept {
 }
 
 void Activity::endWhenIdle() noexcept {
-  // Held while the flag is set, so that a thread that finishes something just then does not end the process twice.
+  // Held while the flag is set, so that somebody finds nothing in hand after that.
   began();
+  dispatch_once(&endingGuard, [] { endingQueue = dispatch_queue_create("end of the process", nullptr); });
   ending.store(true);
   ended();
 }
 
 std::size_t Activity::inHand() noexcept {
-  return handCount.load();
+  return static_cast<std::size_t>(handCount.load() & ~over);
+}
+
+bool Activity::isOver() noexcept {
+  return (handCount.load(std::memory_order_relaxed) & over) != 0;
 }
 
 std::size_t Activity::openConnections() noexcept {

@@ -3,8 +3,8 @@
 
 #include <cstddef>
 
-/// What the process has in hand: open connections, messages that are being dealt with, and what is still to be sent.
-/// Any thread.
+/// What the process has in hand: open connections, messages that are being dealt with, handlers that run, and what is
+/// still to be sent. Any thread, with or without locks.
 namespace vanto {
 
 struct Activity {
@@ -21,8 +21,11 @@ struct Activity {
 
   /// True once the process was asked to end: nothing new is taken into hand any more.
   [[nodiscard]] static bool isEnding() noexcept;
-  /// Ends the process with status 0 as soon as nothing is in hand.
+  /// Ends the process with status 0 as soon as nothing is in hand. exit() is called by a worker that does nothing else,
+  /// so no handler is interrupted by it.
   static void endWhenIdle() noexcept;
+  /// True once exit() is about to be called: what was not in hand by then must not begin any more.
+  [[nodiscard]] static bool isOver() noexcept;
 
   [[nodiscard]] static std::size_t inHand() noexcept;
   [[nodiscard]] static std::size_t openConnections() noexcept;

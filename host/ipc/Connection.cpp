@@ -109,7 +109,8 @@ void Connection::resume() noexcept {
   if (isResumed_) return;
   isResumed_ = true;
   if (state_ == State::Open && !watchLocked()) endLocked(VANTO_ERROR_SYSTEM, afterwards, "epoll_ctl failed");
-  settle(lock, Delivery::AtOnce);
+  // Events are for the queue's thread, and the caller may hold what its handler needs.
+  settle(lock, Delivery::Later);
 }
 
 ProcessFacts Connection::peer() noexcept {

@@ -11,6 +11,7 @@
 #include "ipc/Endpoint.h"
 #include "ipc/FrameSocket.h"
 #include "ipc/Listener.h"
+#include "ipc/PeerCredentials.h"
 #include "ipc/PendingCalls.h"
 #include "ipc/SendQueue.h"
 #include "ipc/Waiter.h"
@@ -39,9 +40,10 @@ class ConnectionWatch final : public Watched {
 struct Handshake {
   Greeting greeting;
   Ref<Listener> listener;
-  /// Whether an evaluator has admitted the client. Then what follows is known of its process, and must still hold.
+  /// Whether the client was admitted for its code. Then what follows is known of its process, and must still hold.
   bool isValidated = false;
   Fd process;
+  ExecutableFile executable;
   std::uint64_t deadline = UINT64_MAX;
 };
 
@@ -122,6 +124,7 @@ class Connection final : public Endpoint {
   void endBecause(vanto_error_code_t code, const char* text = nullptr) noexcept;
   [[nodiscard]] bool take(ReceivedFrame& frame) noexcept;
   [[nodiscard]] bool takeAnswer(const ReceivedFrame& frame) noexcept;
+  [[nodiscard]] vanto_error_code_t checkAnswerLocked(const ReceivedFrame& frame, const Greeting& answer) noexcept;
   [[nodiscard]] bool takeStart(ReceivedFrame& frame, ChunkAssemblies::Wanted wanted) noexcept;
   [[nodiscard]] bool takeChunk(ReceivedFrame& frame) noexcept;
   [[nodiscard]] bool takeCancelLocked(const FrameHeader& header) noexcept;
@@ -136,8 +139,7 @@ class Connection final : public Endpoint {
   // ConnectionSending.cpp: frames that leave.
   [[nodiscard]] std::unique_ptr<Outgoing> takeSpare() noexcept;
   void keepSpare(std::unique_ptr<Outgoing> outgoing) noexcept;
-  [[nodiscard]] vanto_error_code_t waitForRoomLocked(Lock& lock, const Outgoing& outgoing,
-                                                     std::uint64_t timeout) noexcept;
+  [[nodiscard]] vanto_error_code_t waitForRoomLocked(Lock& lock, const Outgoing& outgoing, Waiter& waiter) noexcept;
   [[nodiscard]] bool hasRoomLocked(const Outgoing& outgoing) const noexcept;
   void submitLocked(std::unique_ptr<Outgoing> outgoing, Afterwards& afterwards, Retry retry) noexcept;
   [[nodiscard]] bool sendAtOnceLocked(std::unique_ptr<Outgoing>& outgoing) noexcept;

@@ -6,6 +6,7 @@
 #include "ipc/Connection.h"
 #include "ipc/Listener.h"
 #include "ipc/Message.h"
+#include "ipc/UserLimit.h"
 
 // The C interface of listeners, connections and messages, and of references, which mean more there than for other
 // objects. What callers pass is tested here.
@@ -128,6 +129,10 @@ bool vanto_peer_identity(vanto_object_t connection, vanto_identity_t* identity) 
 
 void vanto_handle_service(void*, void*, vanto_peer_evaluator_t evaluator) {
   Listener::setEvaluator(evaluator);
+}
+
+void vanto_set_connections_per_user(size_t count) {
+  vanto::UserLimit::setConnections(count);
 }
 
 void vanto_track_activity() {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <optional>
 #include <utility>
@@ -165,17 +166,13 @@ bool Connection::takeAnswer(const ReceivedFrame& frame) noexcept {
     return false;
   }
   Afterwards afterwards;
-  const Lock lock(mutex_);
+  Lock lock(mutex_);
   if (state_ != State::AwaitingAnswer) return true;
-  if (handshake_->isValidated) {
-    ProcessFacts now = peer_;
-    const bool isSame = frame.header.flags == frameHasNonce && frame.sender.uid == peer_.realUser &&
-                        std::memcmp(answer.nonce, handshake_->greeting.nonce, nonceBytes) == 0 &&
-                        readProcessFacts(now) && now.startTime == peer_.startTime && now.realUser == peer_.realUser &&
-                        isRunning(handshake_->process);
-    if (!isSame) return false;
-  } else if (frame.header.flags != 0) {
-    return false;
+  const vanto_error_code_t code = checkAnswerLocked(frame, answer);
+  if (code != VANTO_ERROR_NONE) {
+    lock.unlock();
+    endBecause(code, code == VANTO_ERROR_SYSTEM ? "no room for further descriptors" : nullptr);
+    return true;
   }
   peer_.realUser = frame.sender.uid;
   peer_.realGroup = frame.sender.gid;
@@ -184,6 +181,25 @@ bool Connection::takeAnswer(const ReceivedFrame& frame) noexcept {
   admittedBy_ = handshake_->listener;
   afterwards.handshake = std::move(handshake_);
   return true;
+}
+
+/// Whether a client that was judged is still the one that it was.
+vanto_error_code_t Connection::checkAnswerLocked(const ReceivedFrame& frame, const Greeting& answer) noexcept {
+  if (!handshake_->isValidated) return frame.header.flags == 0 ? VANTO_ERROR_NONE : VANTO_ERROR_PROTOCOL;
+  if (frame.header.flags != frameHasNonce || frame.sender.uid != peer_.realUser ||
+      std::memcmp(answer.nonce, handshake_->greeting.nonce, nonceBytes) != 0) {
+    return VANTO_ERROR_PROTOCOL;
+  }
+  const bool wasRunning = isRunning(handshake_->process);
+  // Makes room for what is opened to look once more; from here on the start time tells that it is the same process.
+  handshake_->process.reset();
+  ProcessFacts now = peer_;
+  if (!readProcessFacts(now)) {
+    return errno == EMFILE || errno == ENFILE ? VANTO_ERROR_SYSTEM : VANTO_ERROR_PROTOCOL;
+  }
+  const bool isSame = now.startTime == peer_.startTime && now.realUser == peer_.realUser &&
+                      readExecutable(peer_.pid) == handshake_->executable && wasRunning;
+  return isSame ? VANTO_ERROR_NONE : VANTO_ERROR_PROTOCOL;
 }
 
 bool Connection::beginMessageLocked(const FrameHeader& header) noexcept {

@@ -48,9 +48,10 @@ vanto_error_code_t Connection::send(vanto_object_t message, std::uint64_t timeou
   outgoing->kind = FrameKind::Message;
   vanto_error_code_t code = outgoing->body.encode(message);
   if (code != VANTO_ERROR_NONE) return code;
+  Waiter waiter(Waiter::For::Room, timeout, timeout == 0 ? 0 : deadlineOf(timeout));
   Afterwards afterwards;
   Lock lock(mutex_);
-  code = waitForRoomLocked(lock, *outgoing, timeout);
+  code = waitForRoomLocked(lock, *outgoing, waiter);
   if (code == VANTO_ERROR_NONE) {
     static_cast<void>(submitLocked(std::move(outgoing), afterwards, Retry::ByWorkers));
     if (isWriteBroken_) code = VANTO_ERROR_CLOSED;
@@ -66,12 +67,13 @@ Ref<vanto_object> Connection::call(vanto_object_t message, std::uint64_t timeout
   if (code != VANTO_ERROR_NONE) return errorObject(code);
   const std::uint64_t deadline = deadlineOf(timeout);
   outgoing->deadline = deadline;
-  Waiter waiter(Waiter::For::Reply, timeout, deadline);
+  Waiter waiter(Waiter::For::Room, timeout, deadline);
   PendingCall pending{.waiter = &waiter};
   Afterwards afterwards;
   Lock lock(mutex_);
-  code = waitForRoomLocked(lock, *outgoing, timeout);
+  code = waitForRoomLocked(lock, *outgoing, waiter);
   if (code == VANTO_ERROR_NONE) {
+    waiter.continueFor(Waiter::For::Reply);
     pending.id = nextId_;
     pending_.add(pending);
     submitLocked(std::move(outgoing), afterwards, isReading_ || isWatched_ ? Retry::ByWorkers : Retry::ByCaller);
@@ -79,6 +81,7 @@ Ref<vanto_object> Connection::call(vanto_object_t message, std::uint64_t timeout
     if (!waiter.isDone) {
       if (auto unsent = queue_.takeUnsent(pending.id)) afterwards.outgoing.append(std::move(unsent));
       pending_.remove(pending);
+      waiters_.finishAll(Waiter::For::Room);
       code = VANTO_ERROR_TIMED_OUT;
     }
   }
@@ -129,12 +132,11 @@ bool Connection::hasRoomLocked(const Outgoing& outgoing) const noexcept {
   return queue_.hasRoomFor(outgoing.size()) && (outgoing.kind != FrameKind::Request || !pending_.isFull());
 }
 
-vanto_error_code_t Connection::waitForRoomLocked(Lock& lock, const Outgoing& outgoing, std::uint64_t timeout) noexcept {
-  Waiter waiter(Waiter::For::Room, timeout, timeout == 0 ? 0 : deadlineOf(timeout));
+vanto_error_code_t Connection::waitForRoomLocked(Lock& lock, const Outgoing& outgoing, Waiter& waiter) noexcept {
   while (state_ == State::Open && !isWriteBroken_) {
     if (hasRoomLocked(outgoing)) return VANTO_ERROR_NONE;
-    waiter.isDone = waiter.isReader = false;
-    if (timeout != 0) waitLocked(lock, waiter);
+    waiter.continueFor(Waiter::For::Room);
+    if (waiter.timeout != 0) waitLocked(lock, waiter);
     if (!waiter.isDone) return state_ == State::Open ? VANTO_ERROR_FULL : VANTO_ERROR_CLOSED;
   }
   return VANTO_ERROR_CLOSED;

@@ -37,11 +37,11 @@ void Connection::waitLocked(Lock& lock, Waiter& waiter) noexcept {
     }
     if (waiter.isReader) {
       isInTime = readUntil(lock, waiter);
-      waiter.hasRead = true;
     } else {
       sleepUntil(lock, waiter);
       isInTime = remainingUntil(waiter.deadline) != 0;
     }
+    waiter.hasWaited = true;
   }
   waiters_.remove(waiter);
   if (waiter.isReader) endReadingLocked(lock);
@@ -49,8 +49,8 @@ void Connection::waitLocked(Lock& lock, Waiter& waiter) noexcept {
 
 /// Reads one frame. False when the deadline has passed.
 bool Connection::readUntil(Lock& lock, const Waiter& waiter) noexcept {
-  // The socket's own timeout is right for the first frame only, and does for most.
-  const bool polls = isBlocked_ || waiter.timeout == 0 || (waiter.hasRead && waiter.deadline != UINT64_MAX);
+  // The socket's own timeout is right for the first wait only, and does for most.
+  const bool polls = isBlocked_ || waiter.timeout == 0 || (waiter.hasWaited && waiter.deadline != UINT64_MAX);
   if (polls) pollUntil(lock, waiter.deadline);
   lock.unlock();
   if (!polls) setReceiveTimeout(waiter.timeout);

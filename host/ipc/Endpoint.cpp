@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "dispatch/Workers.h"
+#include "ipc/Activity.h"
 #include "ipc/Connection.h"
 #include "ipc/ErrorObject.h"
 #include "ipc/Listener.h"
@@ -141,13 +142,25 @@ bool Endpoint::deliverOne() noexcept {
     isOver_ = true;
   }
   lock.unlock();
-  run(event, handler.get());
+  run(event, std::move(handler));
   return true;
 }
 
-void Endpoint::run(Event& event, const EventHandler* handler) noexcept {
-  if (event.kind == Event::Kind::Reply) return event.function(event.object.get(), event.context);
-  if (handler != nullptr) handler->call(this, event.object.get());
+/// The process does not end before this returns: a message is in hand anyway, everything else is from here on.
+void Endpoint::run(Event& event, Ref<EventHandler> handler) noexcept {
+  const bool isCounted = event.kind != Event::Kind::Message;
+  if (isCounted) Activity::began();
+  call(event, handler.get());
+  // Its context may be let go with it, by another function of the user.
+  handler = nullptr;
+  if (isCounted) Activity::ended();
+}
+
+void Endpoint::call(Event& event, const EventHandler* handler) noexcept {
+  // While exit() takes the process apart nothing that a handler needs is certain to be there.
+  const bool mayCall = !Activity::isOver();
+  if (mayCall && event.kind == Event::Kind::Reply) event.function(event.object.get(), event.context);
+  if (mayCall && event.kind != Event::Kind::Reply && handler != nullptr) handler->call(this, event.object.get());
   if (event.kind == Event::Kind::Message) static_cast<MessageObject*>(event.object.get())->wasDelivered();
   if (event.kind == Event::Kind::Connection) static_cast<Connection*>(event.object.get())->wasDelivered();
   if (event.kind == Event::Kind::Error) endDelivery();

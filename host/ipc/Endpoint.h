@@ -52,7 +52,7 @@ class Endpoint : public vanto_object {
   Endpoint(const Class& runtimeClass, vanto_kind_t kind, Ref<dispatch_queue_s> queue) noexcept;
   ~Endpoint() = default;
 
-  /// Where delivery runs: at once if the queue is idle, or later in any case.
+  /// Where delivery runs: at once if the queue is idle, for a worker; or later in any case, for a thread of the user.
   enum class Delivery : std::uint8_t { AtOnce, Later };
 
   /// Queues an event. After the last one nothing but replies is taken.
@@ -79,7 +79,8 @@ class Endpoint : public vanto_object {
  private:
   static void drain(void* context) noexcept;
   [[nodiscard]] bool deliverOne() noexcept;
-  void run(Event& event, const EventHandler* handler) noexcept;
+  void run(Event& event, Ref<EventHandler> handler) noexcept;
+  void call(Event& event, const EventHandler* handler) noexcept;
   void endDelivery() noexcept;
   [[nodiscard]] std::size_t deliverableLocked() const noexcept;
   [[nodiscard]] dispatch_queue_t queueLocked() noexcept;

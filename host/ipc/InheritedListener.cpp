@@ -11,20 +11,19 @@
 #include <sys/socket.h>
 
 #include "ipc/SocketName.h"
+#include "value/limits.h"
 
 namespace vanto {
 
 namespace {
 
 constexpr int firstInherited = 3;
-/// More than this no manager has reason to hand over.
-constexpr int maximumInherited = 64;
 
 /// What was handed over, in order.
 struct Inheritance {
   int count = 0;
   bool wasRead = false;
-  bool isTaken[maximumInherited] = {};
+  bool isTaken[limits::ipcInheritedListeners] = {};
   /// The text of LISTEN_FDNAMES; kept for the life of the process.
   const char* names = "";
 };
@@ -44,11 +43,12 @@ int numberIn(const char* variable) noexcept {
 void readEnvironment() noexcept {
   if (std::exchange(inheritance.wasRead, true)) return;
   const int count = numberIn("LISTEN_FDS");
-  if (numberIn("LISTEN_PID") == getpid() && count > 0 && count <= maximumInherited) {
+  if (numberIn("LISTEN_PID") == getpid() && count > 0) {
     inheritance.count = count;
     const char* names = getenv("LISTEN_FDNAMES");
     if (names != nullptr) inheritance.names = strdup(names);
-    for (int i = 0; i < count; i++) fcntl(firstInherited + i, F_SETFD, FD_CLOEXEC);
+    const auto last = static_cast<unsigned>(firstInherited - 1) + static_cast<unsigned>(count);
+    static_cast<void>(close_range(firstInherited, last, CLOSE_RANGE_CLOEXEC));
   }
   for (const char* variable : {"LISTEN_FDS", "LISTEN_PID", "LISTEN_FDNAMES", "LISTEN_PIDFDID"}) unsetenv(variable);
 }
@@ -86,15 +86,17 @@ bool isFor(int index, std::string_view name) {
 
 }  // namespace
 
-Fd takeInheritedListener(std::string_view name) noexcept {
+vanto_error_code_t takeInheritedListener(std::string_view name, Fd& listener) noexcept {
   const std::lock_guard lock(mutex);
   readEnvironment();
+  if (inheritance.count > limits::ipcInheritedListeners) return VANTO_ERROR_TOO_LARGE;
   for (int i = 0; i < inheritance.count; i++) {
     if (inheritance.isTaken[i] || !isFor(i, name) || !isListener(firstInherited + i)) continue;
     inheritance.isTaken[i] = true;
-    return Fd(firstInherited + i);
+    listener.reset(firstInherited + i);
+    break;
   }
-  return {};
+  return VANTO_ERROR_NONE;
 }
 
 }  // namespace vanto

@@ -17,6 +17,7 @@
 #include "ipc/Connection.h"
 #include "ipc/PeerCredentials.h"
 #include "ipc/UserLimit.h"
+#include "process/PendingPeer.h"
 #include "process/Termination.h"
 #include "value/ValueStorage.h"
 #include "value/limits.h"
@@ -32,18 +33,39 @@ constinit std::atomic<vanto_peer_evaluator_t> peerEvaluator{nullptr};
 
 constinit std::mutex listMutex;
 constinit Listener* firstListener = nullptr;
+/// The process was asked to end: nothing listens any more.
+constinit bool hasStopped = false;
+
+/// Guards what follows, also while it is tried.
+constinit std::mutex terminationMutex;
 constinit bool awaitsTermination = false;
 
-/// What the evaluator thinks of a client, about whom everything it may ask is looked up first.
-bool isAdmitted(vanto_peer_evaluator_t evaluator, ProcessFacts& facts, Handshake& handshake) noexcept {
-  handshake.isValidated = true;
-  if (!readProcessFacts(facts) || !isRunning(handshake.process)) return false;
-  const TemporaryScope scope;
-  return evaluator(makeAuditToken(facts));
+bool isOutOfDescriptors() noexcept {
+  return errno == EMFILE || errno == ENFILE;
 }
 
 bool makeNonce(std::uint8_t* nonce) noexcept {
   return getrandom(nonce, nonceBytes, 0) == static_cast<ssize_t>(nonceBytes);
+}
+
+/// Has the client judged, about whom everything that can be told is looked up first. An evaluator that does not look at
+/// the client's code believes what it was told; for one that does, all of this has to be known and to hold.
+vanto_error_code_t judge(vanto_peer_evaluator_t evaluator, int socket, ProcessFacts& facts,
+                         Handshake& handshake) noexcept {
+  if (!readProcessFacts(facts) && isOutOfDescriptors()) return VANTO_ERROR_FULL;
+  Fd process = openPeerProcess(socket, facts);
+  if (!process && isOutOfDescriptors()) return VANTO_ERROR_FULL;
+  const PendingPeer pending(facts.pid);
+  handshake.executable = readExecutable(facts.pid);
+  {
+    const TemporaryScope scope;
+    if (!evaluator(makeAuditToken(facts))) return VANTO_ERROR_REFUSED;
+  }
+  if (!pending.wasCodeAsked()) return VANTO_ERROR_NONE;
+  if (facts.startTime == 0 || !isRunning(process)) return VANTO_ERROR_REFUSED;
+  handshake.isValidated = true;
+  handshake.process = std::move(process);
+  return makeNonce(handshake.greeting.nonce) ? VANTO_ERROR_NONE : VANTO_ERROR_SYSTEM;
 }
 
 SendResult sendGreeting(int socket, const Handshake& handshake) noexcept {
@@ -103,14 +125,16 @@ void Listener::resume() noexcept {
   if (std::exchange(isResumed_, true)) return;
   lock.unlock();
   // Before anybody can connect: a process that answers can also be asked to end.
-  join();
+  const bool mayListen = join();
   lock.lock();
+  if (!mayListen) stopLocked();
   if (!isClosed_) open();
   const bool isOpen = !isClosed_;
   const bool delivers = beginDeliveryLocked();
   lock.unlock();
   if (!isOpen) leave();
-  if (delivers) deliver(Delivery::AtOnce);
+  // Events are for the queue's thread, and the caller may hold what its handler needs.
+  if (delivers) deliver(Delivery::Later);
 }
 
 void Listener::open() noexcept {
@@ -121,7 +145,8 @@ void Listener::open() noexcept {
     isWatched_ = startWatching(*watch_, socket_.descriptor(), EPOLLIN | EPOLLET);
     if (isWatched_) return;
   }
-  addEventLocked({Event::Kind::Error, errorObject(code != VANTO_ERROR_NONE ? code : VANTO_ERROR_SYSTEM)});
+  const char* text = code == VANTO_ERROR_TOO_LARGE ? "too many listening sockets were handed over" : nullptr;
+  addEventLocked({Event::Kind::Error, errorObject(code != VANTO_ERROR_NONE ? code : VANTO_ERROR_SYSTEM, text)});
   stopLocked();
 }
 
@@ -199,9 +224,8 @@ vanto_error_code_t Listener::greet(Fd& socket, const ProcessFacts& facts) noexce
   auto handshake = std::make_unique<Handshake>();
   ProcessFacts peer = facts;
   if (const vanto_peer_evaluator_t evaluator = peerEvaluator.load(std::memory_order_acquire)) {
-    handshake->process = openPeerProcess(socket.get());
-    if (!isAdmitted(evaluator, peer, *handshake)) return VANTO_ERROR_REFUSED;
-    if (!makeNonce(handshake->greeting.nonce)) return VANTO_ERROR_SYSTEM;
+    const vanto_error_code_t verdict = judge(evaluator, socket.get(), peer, *handshake);
+    if (verdict != VANTO_ERROR_NONE) return verdict;
   }
   handshake->greeting.windowMessages = ReceiveCredit::windowMessages;
   handshake->greeting.windowBytes = ReceiveCredit::windowBytes;
@@ -250,16 +274,19 @@ void Listener::closeSocketLocked() noexcept {
   spare_.reset();
 }
 
-/// Listed, it stops accepting when the process is asked to end.
-void Listener::join() noexcept {
-  std::unique_lock lock(listMutex);
+/// Listed, it stops accepting when the process is asked to end. False when it was already.
+bool Listener::join() noexcept {
+  {
+    const std::lock_guard lock(terminationMutex);
+    if (!awaitsTermination) awaitsTermination = onTermination(&Listener::stopAll, nullptr);
+  }
+  const std::lock_guard lock(listMutex);
+  if (hasStopped) return false;
   next_ = firstListener;
   if (firstListener != nullptr) firstListener->previous_ = this;
   firstListener = this;
   isListed_ = true;
-  const bool isFirst = !std::exchange(awaitsTermination, true);
-  lock.unlock();
-  if (isFirst) onTermination(&Listener::stopAll, nullptr);
+  return true;
 }
 
 void Listener::leave() noexcept {
@@ -272,6 +299,7 @@ void Listener::leave() noexcept {
 void Listener::stopAll(void*) noexcept {
   {
     const std::lock_guard listLock(listMutex);
+    hasStopped = true;
     for (Listener* listener = firstListener; listener != nullptr; listener = listener->next_) {
       const std::lock_guard lock(listener->mutex_);
       if (!listener->isClosed_) listener->stopLocked();

@@ -63,7 +63,7 @@ class Listener final : public Endpoint {
   void closeSocketLocked() noexcept;
 
   static void stopAll(void* unused) noexcept;
-  void join() noexcept;
+  [[nodiscard]] bool join() noexcept;
   void leave() noexcept;
 
   const std::string name_;

@@ -22,14 +22,15 @@ MessageObject::MessageObject(Connection& connection, const FrameHeader& header, 
       id_(header.id),
       charge_(ReceiveCredit::chargeOf(header)),
       deadline_(header.deadline != 0 ? deadlineAfter(header.deadline) : UINT64_MAX),
-      answer_(header.kind == FrameKind::Request ? Answer::Expected : Answer::None) {
+      answer_(header.kind == FrameKind::Request ? Answer::Expected : Answer::None),
+      reasons_(header.kind == FrameKind::Request ? undelivered | unanswered : undelivered) {
   Activity::began();
 }
 
 MessageObject::~MessageObject() {
   if (expectsReply()) static_cast<void>(reply(errorObject(VANTO_ERROR_NO_REPLY).get()));
   connection_->finish(*this);
-  leaveHand();
+  if (reasons_.load(std::memory_order_relaxed) != 0) Activity::ended();
 }
 
 Ref<MessageObject> MessageObject::create(Connection& connection, const FrameHeader& header, Ref<vanto_object> body,
@@ -56,17 +57,18 @@ vanto_error_code_t MessageObject::reply(vanto_object* object) noexcept {
     // Nothing was sent, so another reply may be.
     answer_.store(Answer::Expected, std::memory_order_release);
   } else {
-    leaveHand();
+    drop(unanswered);
   }
   return code;
 }
 
 void MessageObject::wasDelivered() noexcept {
-  if (answer_.load(std::memory_order_acquire) == Answer::None) leaveHand();
+  // Where nobody has kept it, it is about to go, and leaves hand then.
+  if (referenceCount() != 1) drop(undelivered);
 }
 
-void MessageObject::leaveHand() noexcept {
-  if (isInHand_.exchange(false, std::memory_order_acq_rel)) Activity::ended();
+void MessageObject::drop(std::uint8_t reason) noexcept {
+  if (reasons_.fetch_and(static_cast<std::uint8_t>(~reason), std::memory_order_acq_rel) == reason) Activity::ended();
 }
 
 }  // namespace vanto

@@ -30,7 +30,7 @@ class MessageObject final : public vanto_object {
   /// Answers it; the object says with what.
   [[nodiscard]] vanto_error_code_t reply(vanto_object* object) noexcept;
 
-  /// The handler has returned: a message that expects no reply was dealt with.
+  /// The handler has returned: a message that is answered, or expects no reply, was dealt with.
   void wasDelivered() noexcept;
 
  private:
@@ -41,7 +41,11 @@ class MessageObject final : public vanto_object {
   ~MessageObject();
   static void destroy(Object& self) noexcept;
   static const Class messageClass;
-  void leaveHand() noexcept;
+
+  // Why the process shall not end yet.
+  static constexpr std::uint8_t undelivered = 1;
+  static constexpr std::uint8_t unanswered = 2;
+  void drop(std::uint8_t reason) noexcept;
 
   const Ref<vanto_object> body_;
   /// That of a body that came in chunks.
@@ -55,8 +59,8 @@ class MessageObject final : public vanto_object {
   const std::uint64_t deadline_;
   std::atomic<Answer> answer_;
   std::atomic<bool> isCancelled_{false};
-  /// Whether the process shall not end before this was dealt with.
-  std::atomic<bool> isInHand_{true};
+  /// As long as there is one, Activity counts the message.
+  std::atomic<std::uint8_t> reasons_;
   /// Requests that a cancellation may still reach; the connection's lock guards these two.
   MessageObject* nextOpen_ = nullptr;
   MessageObject* previousOpen_ = nullptr;

@@ -4,10 +4,14 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "process/StartTime.h"
 
@@ -54,12 +58,23 @@ bool readPeerCredentials(int socket, ProcessFacts& facts) noexcept {
   return true;
 }
 
-Fd openPeerProcess(int socket) noexcept {
+Fd openPeerProcess(int socket, const ProcessFacts& facts) noexcept {
   int descriptor = -1;
   socklen_t size = sizeof descriptor;
   // The descriptor is close-on-exec from birth.
-  if (getsockopt(socket, SOL_SOCKET, peerPidDescriptorOption, &descriptor, &size) != 0) return {};
-  return Fd(descriptor);
+  if (getsockopt(socket, SOL_SOCKET, peerPidDescriptorOption, &descriptor, &size) == 0) return Fd(descriptor);
+  return errno == ENOPROTOOPT ? openProcess(facts) : Fd();
+}
+
+Fd openProcess(const ProcessFacts& facts) noexcept {
+  // The descriptor is close-on-exec from birth. The process may be another one that got the same id, but its start time
+  // tells: who has both is pinned from here on.
+  errno = ESRCH;
+  if (facts.pid <= 0 || facts.startTime == 0) return {};
+  Fd process(static_cast<int>(syscall(SYS_pidfd_open, facts.pid, 0)));
+  if (!process) return {};
+  errno = ESRCH;
+  return readStartTime(facts.pid) == facts.startTime ? std::move(process) : Fd();
 }
 
 bool isRunning(const Fd& process) noexcept {
@@ -78,9 +93,18 @@ std::uint64_t readStartTime(pid_t pid) noexcept {
 }
 
 bool readProcessFacts(ProcessFacts& facts) noexcept {
+  facts.startTime = 0;
+  errno = ESRCH;
   if (facts.pid <= 0 || !readRealOwner(facts)) return false;
   facts.startTime = readStartTime(facts.pid);
   return facts.startTime != 0;
+}
+
+ExecutableFile readExecutable(pid_t pid) noexcept {
+  char path[64];
+  std::snprintf(path, sizeof path, "/proc/%d/exe", pid);
+  struct stat facts;
+  return stat(path, &facts) == 0 ? ExecutableFile{facts.st_dev, facts.st_ino} : ExecutableFile{};
 }
 
 }  // namespace vanto

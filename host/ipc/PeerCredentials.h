@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <sys/types.h>
+
 #include "process/AuditToken.h"
 #include "value/Fd.h"
 
@@ -15,8 +17,12 @@ namespace vanto {
 /// in a foreign namespace, has id 0. False with errno.
 [[nodiscard]] bool readPeerCredentials(int socket, ProcessFacts& facts) noexcept;
 
-/// A descriptor of the peer's process; none with errno where the kernel gives none.
-[[nodiscard]] Fd openPeerProcess(int socket) noexcept;
+/// A descriptor of the peer's process, about which `facts` are known; none with errno where the kernel gives none, or
+/// the process is gone.
+[[nodiscard]] Fd openPeerProcess(int socket, const ProcessFacts& facts) noexcept;
+
+/// A descriptor of the process that `facts` name with its id and start time; none with errno when it is gone.
+[[nodiscard]] Fd openProcess(const ProcessFacts& facts) noexcept;
 
 /// Whether the process of a descriptor still runs.
 [[nodiscard]] bool isRunning(const Fd& process) noexcept;
@@ -24,7 +30,19 @@ namespace vanto {
 /// When the process `pid` started, in clock ticks since boot; 0 when that cannot be told.
 [[nodiscard]] std::uint64_t readStartTime(pid_t pid) noexcept;
 
-/// Reads real user and group and the start time of the process `facts.pid`. False when it is gone.
+/// Reads real user and group and the start time of the process `facts.pid`. False with errno when it is gone,
+/// has no id here, or cannot be looked at (EMFILE and ENFILE for want of a descriptor); the start time is 0 then.
 [[nodiscard]] bool readProcessFacts(ProcessFacts& facts) noexcept;
+
+/// Which file a process executes.
+struct ExecutableFile {
+  dev_t device = 0;
+  ino_t inode = 0;
+
+  [[nodiscard]] bool operator==(const ExecutableFile&) const noexcept = default;
+};
+
+/// The one that the process `pid` executes now; none, 0, where that may not be seen, as by a confined process.
+[[nodiscard]] ExecutableFile readExecutable(pid_t pid) noexcept;
 
 }  // namespace vanto

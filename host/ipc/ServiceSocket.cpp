@@ -89,7 +89,8 @@ Fd connectToSocket(int directory, const char* file, std::uint64_t timeout) noexc
 vanto_error_code_t ServiceSocket::open(std::string_view name) noexcept {
   const std::string file = socketFileName(name);
   if (file.empty()) return VANTO_ERROR_NAME;
-  socket_ = takeInheritedListener(name);
+  const vanto_error_code_t code = takeInheritedListener(name, socket_);
+  if (code != VANTO_ERROR_NONE) return code;
   if (!socket_) return bindNew(file);
   // Clients are told who called this last; before, that was who made the socket.
   const int flags = fcntl(socket_.get(), F_GETFL);

@@ -16,7 +16,7 @@ namespace vanto {
 class ServiceSocket {
  public:
   /// Has the socket of `name` listen. VANTO_ERROR_IN_USE when somebody else listens there, VANTO_ERROR_NAME,
-  /// VANTO_ERROR_SYSTEM with errno.
+  /// VANTO_ERROR_TOO_LARGE when too many sockets were handed over, VANTO_ERROR_SYSTEM with errno.
   [[nodiscard]] vanto_error_code_t open(std::string_view name) noexcept;
 
   [[nodiscard]] int descriptor() const noexcept { return socket_.get(); }

@@ -17,15 +17,21 @@ struct Waiter {
   Waiter(For what, std::uint64_t longest, std::uint64_t end) noexcept
       : waitsFor(what), timeout(longest), deadline(end) {}
 
-  const For waitsFor;
+  /// Waits for something else next, until the same time.
+  void continueFor(For what) noexcept {
+    waitsFor = what;
+    isDone = isReader = false;
+  }
+
+  For waitsFor;
   /// How long it waits, and until when; UINT64_MAX for ever.
   const std::uint64_t timeout;
   const std::uint64_t deadline;
   bool isDone = false;
   /// This thread reads the socket, for itself and for all others.
   bool isReader = false;
-  /// It has read already since it began to wait.
-  bool hasRead = false;
+  /// It has waited already, so that less than `timeout` is left.
+  bool hasWaited = false;
   Ref<vanto_object> result;
   /// Counts wake-ups.
   std::atomic<std::uint32_t> wakes{0};

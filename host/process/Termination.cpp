@@ -105,16 +105,17 @@ State takeOver() noexcept {
 
 }  // namespace
 
-void onTermination(void (*function)(void*), void* context) noexcept {
+bool onTermination(void (*function)(void*), void* context) noexcept {
   {
     const std::lock_guard lock(mutex);
     if (state == State::Untouched) state = takeOver();
     if (state == State::Watching) {
       listeners = ::new (Memory::allocate(sizeof(Listener))) Listener{function, context, listeners};
     }
-    if (state != State::Terminating) return;
+    if (state != State::Terminating) return state != State::Untouched;
   }
   function(context);
+  return true;
 }
 
 }  // namespace vanto

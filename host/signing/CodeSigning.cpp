@@ -5,6 +5,9 @@
 // releasing what these functions hand out costs nothing.
 #include "value/platform/signing.h"
 
+#include <VantoService/PlistNumber.h>
+
+#include "process/PendingPeer.h"
 #include "value/ValueStorage.h"
 
 struct VexErrors {
@@ -28,7 +31,10 @@ VexStatus refuse(VexErrors** errors) noexcept {
 
 constinit PlistString* const kVexGuestAttributePid = &pidAttribute;
 
-VexStatus VexCodeCopyGuestWithAttributes(VexCode*, PlistDictionary*, std::uint32_t, VexCode**) {
+VexStatus VexCodeCopyGuestWithAttributes(VexCode*, PlistDictionary* attributes, std::uint32_t, VexCode**) {
+  const PlistNumber* pid =
+      attributes != nullptr ? vanto::as<PlistNumber>(attributes->valueForKey(kVexGuestAttributePid)) : nullptr;
+  if (pid != nullptr) vanto::PendingPeer::noteCodeAsked(static_cast<pid_t>(pid->int64Value()));
   return VexStatusUnavailable;
 }
 

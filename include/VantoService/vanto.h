@@ -155,7 +155,10 @@ typedef enum vanto_error_code {
   VANTO_ERROR_CANCELLED = 6,
   /** The peer broke the protocol; the connection is closed. */
   VANTO_ERROR_PROTOCOL = 7,
-  /** A message beyond a limit of size, nesting or descriptors; nothing of it was sent. */
+  /**
+   * A message beyond a limit of size, nesting or descriptors; nothing of it was sent. Or, of a listener: too many
+   * listening sockets were handed over to the process.
+   */
   VANTO_ERROR_TOO_LARGE = 8,
   /**
    * A bounded queue is full: too many messages wait to be sent, or too many replies are outstanding. As the last event
@@ -191,8 +194,22 @@ VANTO_EXPORT const char* vanto_error_text(vanto_error_code_t code);
 /** Times are durations in nanoseconds from the call on. */
 #define VANTO_WAIT_FOREVER UINT64_MAX
 
-/** A serial dispatch queue (see dispatch.h); null stands for a queue of the connection's own. */
+/**
+ * A serial dispatch queue: runs its work items one at a time, on threads of the library. In C++ the same as a
+ * dispatch_queue_t (see dispatch.h). Null stands for a queue of the connection's own.
+ */
 typedef struct dispatch_queue_s* vanto_queue_t;
+
+/** A new queue, owned by the caller; `label` is copied and names it to people. Null when it is null. Starts no thread.
+ */
+VANTO_EXPORT vanto_queue_t vanto_queue_create(const char* label);
+/** Adds a reference and returns `queue`, which may be null. */
+VANTO_EXPORT vanto_queue_t vanto_queue_retain(vanto_queue_t queue);
+/**
+ * Drops a reference; `queue` may be null. A queue lives as long as a listener or connection uses it, or it still has
+ * work.
+ */
+VANTO_EXPORT void vanto_queue_release(vanto_queue_t queue);
 
 /** Receives the events of a listener or connection on its queue, one at a time. Both objects are borrowed. */
 typedef void (*vanto_event_function_t)(vanto_object_t connection, vanto_object_t event, void* context);
@@ -294,7 +311,12 @@ typedef struct audit_token {
   uint32_t val[8];
 } audit_token_t;
 
-/** Who is at the other end of a connection, as the kernel attested it when the connection was made. */
+/**
+ * Who is at the other end of a connection, as the kernel attested it when the connection was made. The start time of
+ * the process in the token is not attested: it was read before an evaluator judged the peer, or else is read when it is
+ * first asked for, and is 0 when the peer is gone by then or in a foreign pid namespace. A process that got the same id
+ * meanwhile has a start time of its own.
+ */
 typedef struct vanto_identity {
   pid_t pid;
   uid_t uid;
@@ -310,7 +332,12 @@ VANTO_EXPORT void audit_token_to_au32(audit_token_t token, uid_t* audit_uid, uid
                                       uid_t* real_uid, gid_t* real_gid, pid_t* pid, uint32_t* session,
                                       uint32_t* terminal);
 
-/** Decides whether the peer with this audit token may connect. */
+/**
+ * Decides whether the peer with this audit token may connect. The token of a peer that is gone, or of a foreign pid
+ * namespace (process id 0), holds what is known: no start time. When the code of the peer was asked for before the
+ * answer is true, the runtime admits the peer only if its process is known and still the same when it answers the
+ * greeting.
+ */
 typedef bool (*vanto_peer_evaluator_t)(audit_token_t token);
 
 /**
@@ -319,6 +346,13 @@ typedef bool (*vanto_peer_evaluator_t)(audit_token_t token);
  * before any listener is resumed.
  */
 VANTO_EXPORT void vanto_handle_service(void* reserved, void* reserved_too, vanto_peer_evaluator_t evaluator);
+
+/**
+ * Sets how many connections one user may have open to the listeners of this process, 1,024 unless set; 0 admits
+ * nobody. Who is beyond it gets VANTO_ERROR_FULL; connections that are open stay. All users together may have as many
+ * as three quarters of the process's descriptors. Any thread, at any time.
+ */
+VANTO_EXPORT void vanto_set_connections_per_user(size_t count);
 
 /** Has the runtime count this process's activity: while there is none, a service manager may ask it to go. */
 VANTO_EXPORT void vanto_track_activity(void);

@@ -52,6 +52,8 @@ inline constexpr std::size_t ipcSealedDataBytes = std::size_t{1} << 30;
 /// The description of an object for people: its length, and the containers inside containers that it shows.
 inline constexpr std::size_t ipcDescriptionBytes = std::size_t{8} << 10;
 inline constexpr std::size_t ipcDescriptionNesting = 16;
+/// Listening sockets that a manager hands over. More than this no manager has reason to.
+inline constexpr int ipcInheritedListeners = 64;
 /// A socket file name; the limit of the file systems.
 inline constexpr std::size_t ipcSocketNameBytes = 255;
 

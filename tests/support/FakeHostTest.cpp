@@ -252,6 +252,20 @@ TEST_F(FakeHostTest, AsksTheEvaluatorAboutEachClient) {
   EXPECT_EQ(asked, (std::vector<pid_t>{1, 2}));
 }
 
+TEST_F(FakeHostTest, WritesDownHowManyConnectionsAUserMayHave) {
+  vanto_set_connections_per_user(7);
+  EXPECT_EQ(host_.lines(), (Lines{"vanto_set_connections_per_user(7)"}));
+}
+
+TEST_F(FakeHostTest, MakesQueuesForCallersInC) {
+  const vanto_queue_t queue = vanto_queue_create("in C");
+  EXPECT_EQ(vanto_queue_retain(queue), queue);
+  vanto_queue_release(queue);
+  vanto_queue_release(queue);
+  EXPECT_EQ(host_.lines(), (Lines{"dispatch_queue_create(in C, null)", "dispatch_queue_retain(in C)",
+                                  "dispatch_queue_release(in C)", "dispatch_queue_release(in C)"}));
+}
+
 TEST_F(FakeHostTest, OpensATemporaryScopeForTheEvaluator) {
   listen(&admit);
   static Ref<PlistString> temporary;

@@ -1,12 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ipc/Activity.h"
 
+#include <thread>
+
+#include "dispatch/Workers.h"
 #include "host/ipc/IPCFixture.h"
+#include "support/Signal.h"
 
 namespace vanto::test {
 namespace {
 
 constexpr const char* name = "org.example.activity";
+
+/// Waits until so much is in hand. Handlers are counted as long as they run, a little longer than a test can tell.
+void awaitInHand(std::size_t count) {
+  const std::uint64_t end = deadlineAfter(generous);
+  while (Activity::inHand() != count && monotonicNow() < end) std::this_thread::yield();
+  EXPECT_EQ(Activity::inHand(), count);
+}
 
 TEST(Activity, CountsRequestsUntilTheyAreAnswered) {
   const RuntimeDirectory directory;
@@ -15,14 +26,58 @@ TEST(Activity, CountsRequestsUntilTheyAreAnswered) {
     if (vanto_kind(event) == VANTO_KIND_MESSAGE) requests.add(Held::share(event));
   });
   const Held connection = connectTo(name);
-  const std::size_t before = Activity::inHand();
+  awaitInHand(0);
   Awaited<int> replies;
   vanto_call_async(connection, text("x"), generous, [&](vanto_object_t) { replies.add(1); });
   vanto_object_t request = requests.await().at(0);
-  EXPECT_EQ(Activity::inHand(), before + 1);
+  EXPECT_EQ(Activity::inHand(), 1U);
   vanto_reply(request, text("y"));
-  EXPECT_EQ(Activity::inHand(), before);
   static_cast<void>(replies.await());
+  awaitInHand(0);
+}
+
+TEST(Activity, CountsHandlersAsLongAsTheyRun) {
+  const RuntimeDirectory directory;
+  Awaited<Held> requests;
+  testing::Signal leave;
+  Service service(name, [&](vanto_object_t connection, vanto_object_t event) {
+    if (vanto_kind(event) != VANTO_KIND_MESSAGE) return;
+    Service::echo(connection, event);
+    requests.add(Held::share(event));
+    leave.wait();
+  });
+  const Held connection = connectTo(name);
+  // Answered, and kept or not.
+  for (const bool isKept : {true, false}) {
+    EXPECT_STREQ(vanto_string_get_text(callWith(connection, text("x"))), "x");
+    Held request = requests.take();
+    if (!isKept) request.reset();
+    EXPECT_EQ(Activity::inHand(), 1U);
+    leave.raise();
+    awaitInHand(0);
+  }
+  // A message that expects no answer is in hand no longer than its handler runs, though it is kept.
+  EXPECT_EQ(vanto_send(connection, text("x"), 0), VANTO_ERROR_NONE);
+  const Held message = requests.take();
+  EXPECT_EQ(Activity::inHand(), 1U);
+  leave.raise();
+  awaitInHand(0);
+}
+
+TEST(Activity, CountsFunctionsOfCallsAsLongAsTheyRun) {
+  const RuntimeDirectory directory;
+  const Service service(name);
+  const Held connection = connectTo(name);
+  Awaited<std::size_t> counts;
+  testing::Signal leave;
+  vanto_call_async(connection, text("x"), generous, [&](vanto_object_t) {
+    counts.add(0);
+    leave.wait();
+  });
+  static_cast<void>(counts.await());
+  awaitInHand(1);
+  leave.raise();
+  awaitInHand(0);
 }
 
 TEST(Activity, CountsOpenConnections) {

@@ -32,7 +32,9 @@ static void receiveConnection(vanto_object_t listener, vanto_object_t event, voi
 
 int runServiceAndClientInC(void) {
   static struct service service;
-  vanto_object_t listener = vanto_connection_create_listener("org.example.in-c", NULL);
+  vanto_queue_t queue = vanto_queue_create("in C");
+  vanto_object_t listener = vanto_connection_create_listener("org.example.in-c", queue);
+  vanto_queue_release(queue);
   vanto_connection_set_event_function(listener, receiveConnection, &service, NULL);
   vanto_connection_resume(listener);
   vanto_object_t connection = vanto_connect("org.example.in-c", NULL, 60000000000);

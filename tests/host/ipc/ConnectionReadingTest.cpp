@@ -113,6 +113,24 @@ TEST_F(ConnectionReading, CreditForNothingEndsTheConnection) {
   }
 }
 
+TEST_F(ConnectionReading, TheEndOfWhatAPeerSendsEndsTheConnection) {
+  for (std::size_t count = 1; count <= 3; count++) {
+    RawPeer peer = RawPeer::greeted(name);
+    peer.sendObject(FrameKind::Request, 1, text("x"));
+    // With the frame, or when that was dealt with.
+    if (count == 3) {
+      EXPECT_TRUE(peer.receiveKind(FrameKind::Reply));
+    }
+    if (count == 1) {
+      EXPECT_EQ(shutdown(peer.descriptor(), SHUT_WR), 0);
+    } else {
+      EXPECT_EQ(::send(peer.descriptor(), "", 0, MSG_NOSIGNAL), 0);
+    }
+    EXPECT_EQ(peer.awaitEnd(), 0U);
+    EXPECT_EQ(ends_.await(count).at(count - 1), VANTO_ERROR_CLOSED);
+  }
+}
+
 TEST_F(ConnectionReading, AGoodbyeEndsTheConnection) {
   for (const std::uint32_t code : {std::uint32_t{VANTO_ERROR_PROTOCOL}, std::uint32_t{VANTO_ERROR_NONE}}) {
     RawPeer peer = RawPeer::greeted(name);

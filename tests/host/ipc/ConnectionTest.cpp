@@ -62,8 +62,11 @@ TEST(Connection, ClosesThoughItsPeerNeverReads) {
                                      [&](vanto_object_t, vanto_object_t event) { events.add(codeOf(event)); });
   vanto_connection_resume(connection);
   EXPECT_EQ(vanto_send(connection, data(10 << 20), 0), VANTO_ERROR_NONE);
+  const std::uint64_t start = monotonicNow();
   vanto_close(connection);
   EXPECT_EQ(events.await(), (std::vector<vanto_error_code_t>{VANTO_ERROR_CANCELLED}));
+  EXPECT_GE(monotonicNow() - start, limits::ipcClosingNanoseconds);
+  EXPECT_LT(monotonicNow() - start, limits::ipcClosingNanoseconds * 8 / 5);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "dispatch/Workers.h"
 #include "host/ipc/IPCFixture.h"
 #include "host/ipc/RawPeer.h"
+#include "value/limits.h"
 
 namespace vanto::test {
 namespace {
@@ -30,6 +31,70 @@ TEST(ConnectionWaiting, ACallEndsAtItsDeadline) {
     EXPECT_EQ(codeOf(callWith(connection, text("x"), timeout)), VANTO_ERROR_TIMED_OUT);
     EXPECT_GE(monotonicNow() - start, timeout);
   }
+}
+
+/// Lets the time pass until `end`.
+void passUntil(std::uint64_t end) {
+  while (monotonicNow() < end) std::this_thread::yield();
+}
+
+TEST(ConnectionWaiting, ACallThatReadsForAnotherOneEndsAtItsDeadline) {
+  const RuntimeDirectory directory;
+  Keeper keeper;
+  const Held connection = connectTo(name);
+  std::thread first([&] { EXPECT_STREQ(vanto_string_get_text(callWith(connection, text("x"))), "x"); });
+  vanto_object_t answered = keeper.requests.await().at(0);
+  const std::uint64_t start = monotonicNow();
+  std::thread second([&] {
+    EXPECT_EQ(codeOf(callWith(connection, text("y"), 600 * millisecond)), VANTO_ERROR_TIMED_OUT);
+    EXPECT_GE(monotonicNow() - start, 600 * millisecond);
+    EXPECT_LT(monotonicNow() - start, 900 * millisecond);
+  });
+  static_cast<void>(keeper.requests.await(2));
+  passUntil(start + 450 * millisecond);
+  // From here on the second one reads.
+  vanto_reply(answered, text("x"));
+  first.join();
+  second.join();
+}
+
+/// Fills the outstanding calls of a connection.
+void fillCalls(vanto_object_t connection, std::size_t count) {
+  for (std::size_t i = 0; i < count; i++) {
+    ASSERT_NE(vanto_call_async(connection, text("x"), generous, [](vanto_object_t) {}), 0U);
+  }
+}
+
+TEST(ConnectionWaiting, ACallThatHasWaitedForRoomEndsAtItsDeadline) {
+  const RuntimeDirectory directory;
+  Keeper keeper;
+  const Held connection = connectTo(name);
+  fillCalls(connection, limits::ipcPendingReplies);
+  vanto_object_t answered = keeper.requests.await(limits::ipcPendingReplies).at(0);
+  const std::uint64_t start = monotonicNow();
+  std::thread waiting([&] {
+    EXPECT_EQ(codeOf(callWith(connection, text("y"), 600 * millisecond)), VANTO_ERROR_TIMED_OUT);
+    EXPECT_GE(monotonicNow() - start, 600 * millisecond);
+    EXPECT_LT(monotonicNow() - start, 900 * millisecond);
+  });
+  passUntil(start + 450 * millisecond);
+  vanto_reply(answered, text("x"));
+  waiting.join();
+}
+
+TEST(ConnectionWaiting, ACallThatEndsAtItsDeadlineMakesRoomForTheNext) {
+  const RuntimeDirectory directory;
+  Keeper keeper;
+  const Held connection = connectTo(name);
+  fillCalls(connection, limits::ipcPendingReplies - 1);
+  const std::uint64_t start = monotonicNow();
+  std::thread first(
+      [&] { EXPECT_EQ(codeOf(callWith(connection, text("x"), 300 * millisecond)), VANTO_ERROR_TIMED_OUT); });
+  static_cast<void>(keeper.requests.await(limits::ipcPendingReplies));
+  // There is no room for this one before the first one gives up, which is no frame that wakes who reads.
+  EXPECT_EQ(codeOf(callWith(connection, text("y"), 600 * millisecond)), VANTO_ERROR_TIMED_OUT);
+  EXPECT_LT(monotonicNow() - start, 900 * millisecond);
+  first.join();
 }
 
 TEST(ConnectionWaiting, AnAsynchronousCallEndsAtItsDeadline) {

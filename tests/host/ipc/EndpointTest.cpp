@@ -95,6 +95,34 @@ TEST(Endpoint, EventsOfOneConnectionComeOneAtATime) {
   EXPECT_FALSE(overlapped);
 }
 
+TEST(Endpoint, WhatWaitsForAConnectionToBeResumedComesOnAnotherThread) {
+  const RuntimeDirectory directory;
+  Service service(name, [](vanto_object_t connection, vanto_object_t event) {
+    if (vanto_kind(event) != VANTO_KIND_MESSAGE) return;
+    for (int i = 0; i < 2; i++) EXPECT_EQ(vanto_send(connection, text("news"), 0), VANTO_ERROR_NONE);
+    Service::echo(connection, event);
+  });
+  const Held connection = connectTo(name);
+  Awaited<std::thread::id> threads;
+  vanto_connection_set_event_handler(connection, [&](vanto_object_t, vanto_object_t event) {
+    if (vanto_kind(event) == VANTO_KIND_MESSAGE) threads.add(std::this_thread::get_id());
+  });
+  EXPECT_STREQ(vanto_string_get_text(callWith(connection, text("x"))), "x");
+  vanto_connection_resume(connection);
+  for (const std::thread::id thread : threads.await(2)) EXPECT_NE(thread, std::this_thread::get_id());
+  vanto_close(connection);
+}
+
+TEST(Endpoint, TheErrorOfAListenerComesOnAnotherThread) {
+  const RuntimeDirectory directory;
+  const Held listener(vanto_connection_create_listener("", nullptr));
+  Awaited<std::thread::id> threads;
+  vanto_connection_set_event_handler(listener,
+                                     [&](vanto_object_t, vanto_object_t) { threads.add(std::this_thread::get_id()); });
+  vanto_connection_resume(listener);
+  EXPECT_NE(threads.await().at(0), std::this_thread::get_id());
+}
+
 TEST(Endpoint, RepliesComeBeforeAConnectionIsResumed) {
   const RuntimeDirectory directory;
   Service service(name, [](vanto_object_t connection, vanto_object_t event) {

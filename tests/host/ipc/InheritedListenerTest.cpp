@@ -9,6 +9,7 @@
 #include "host/ipc/IPCFixture.h"
 #include "host/ipc/Peer.h"
 #include "host/ipc/RawPeer.h"
+#include "value/limits.h"
 
 namespace vanto::test {
 namespace {
@@ -23,21 +24,6 @@ Fd createListener(const RuntimeDirectory& directory, const char* name, int type 
   EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   EXPECT_EQ(listen(listener.get(), 5), 0);
   return listener;
-}
-
-/// What a manager does in the child: the sockets from 3 on, and the variables.
-auto handOver(const std::vector<int>& sockets, const char* names, bool hasRightPid = true) {
-  return [sockets, names, hasRightPid] {
-    int next = 3;
-    for (const int socket : sockets) {
-      const int copy = fcntl(socket, F_DUPFD, 200);
-      dup2(copy, next++);
-      close(copy);
-    }
-    setenv("LISTEN_FDS", std::to_string(sockets.size()).c_str(), 1);
-    setenv("LISTEN_PID", std::to_string(getpid() + (hasRightPid ? 0 : 1)).c_str(), 1);
-    if (names != nullptr) setenv("LISTEN_FDNAMES", names, 1);
-  };
 }
 
 void expectInherited(const std::vector<int>& sockets, const char* names, const char* expected, bool hasRightPid = true,
@@ -83,6 +69,32 @@ TEST(InheritedListener, IsForTheProcessThatIsNamed) {
   const RuntimeDirectory directory;
   const Fd one = createListener(directory, "one");
   expectInherited({one.get()}, "one", "-1 -1", false);
+}
+
+TEST(InheritedListener, MayBeOneOfSoManyAndNotMore) {
+  const RuntimeDirectory directory;
+  const Fd one = createListener(directory, "one");
+  std::vector<int> sockets(limits::ipcInheritedListeners, one.get());
+  std::string names(limits::ipcInheritedListeners - 1, ':');
+  expectInherited(sockets, (names + "one").c_str(),
+                  (std::to_string(3 + limits::ipcInheritedListeners - 1) + " -1").c_str());
+  sockets.push_back(one.get());
+  names = ":" + names + "one";
+  const Process child({"inherit", "one", "two"}, {}, handOver(sockets, names.c_str()));
+  EXPECT_EQ(child.line(), "too many");
+  EXPECT_EQ(child.line(), "cleared");
+  // Programs that it executes get none of them either.
+  EXPECT_EQ(child.line(), "close-on-exec");
+  EXPECT_EQ(child.await(), "exit status 0");
+}
+
+TEST(InheritedListener, TooManyEndTheListenerAndNoNameIsBound) {
+  const RuntimeDirectory directory;
+  const Fd one = createListener(directory, "one");
+  const std::vector<int> sockets(limits::ipcInheritedListeners + 1, one.get());
+  const Process child({"listen", "another"}, {}, handOver(sockets, nullptr));
+  EXPECT_EQ(child.line(), std::to_string(VANTO_ERROR_TOO_LARGE) + " too many listening sockets were handed over");
+  EXPECT_NE(access(directory.socketPath("another").c_str(), F_OK), 0);
 }
 
 TEST(InheritedListener, MustBeAListenerOfTheRightType) {

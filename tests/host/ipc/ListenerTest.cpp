@@ -1,37 +1,60 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ipc/Listener.h"
 
+#include <algorithm>
 #include <atomic>
+#include <filesystem>
 #include <thread>
 
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sched.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
+#include <VantoService/PlistDictionary.h>
+#include <VantoService/PlistNumber.h>
+
+#include "dispatch/Workers.h"
 #include "host/ipc/IPCFixture.h"
 #include "host/ipc/Peer.h"
 #include "host/ipc/RawPeer.h"
-#include "ipc/UserLimit.h"
 #include "support/OpenDescriptors.h"
+#include "value/limits.h"
+#include "value/platform/signing.h"
 
 namespace vanto::test {
 namespace {
 
 constexpr const char* name = "org.example.listener";
 
-/// What the evaluator of the running test was asked, and what it answers.
+/// What the evaluator of the running test was asked, and what it does and answers.
 Awaited<audit_token_t>* asked = nullptr;
 std::atomic<bool> admits{true};
+std::atomic<bool> asksForCode{true};
 
 bool evaluate(audit_token_t token) {
   if (asked != nullptr) asked->add(token);
+  if (!asksForCode) return admits;
+  const auto pid = static_cast<std::int32_t>(token.val[0]);
+  PlistNumber* number = PlistNumber::create(KorNumberSInt32Type, &pid).asTemporary();
+  const PlistDictionary::Entry entry{kVexGuestAttributePid, number};
+  PlistDictionary* attributes = PlistDictionary::create({&entry, 1}).asTemporary();
+  VexCode* code = nullptr;
+  static_cast<void>(VexCodeCopyGuestWithAttributes(nullptr, attributes, 0, &code));
   return admits;
 }
 
 /// An evaluator for the length of a test.
 class Evaluated {
  public:
-  explicit Evaluated(bool answer) {
+  enum class Asks : std::uint8_t { ForCode, ForNothing };
+
+  explicit Evaluated(bool answer, Asks asks = Asks::ForCode) {
     admits = answer;
+    asksForCode = asks == Asks::ForCode;
     asked = &tokens;
     vanto_handle_service(nullptr, nullptr, evaluate);
   }
@@ -119,22 +142,145 @@ TEST(Listener, AsksForTheNonceOfAJudgedPeer) {
   EXPECT_EQ(service.connections.count(), 1U);
 }
 
-TEST(Listener, RefusesAPeerThatIsGoneWhenItIsJudged) {
+/// A socket that another process connects and this one sees the other end's frames on.
+Fd createShared() {
+  Fd created(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+  EXPECT_TRUE(enableSenderCredentials(created.get()));
+  // What never comes is a failure, not a wait without end.
+  const timeval longest{60, 0};
+  EXPECT_EQ(setsockopt(created.get(), SOL_SOCKET, SO_RCVTIMEO, &longest, sizeof longest), 0);
+  return created;
+}
+
+/// Has a client die in the backlog of a service that comes later and judges it. The service's first frame to it.
+RawPeer judgeDeadClient(const char* evaluation) {
+  RawService backlog(name);
+  Fd shared = createShared();
+  const Process client({"change-as-client", "die-at-once", std::to_string(shared.get()), name}, {shared.get()});
+  EXPECT_EQ(client.await(), "signal 9");
+  const Process service({"serve-judged", evaluation, name}, {}, handOver({backlog.descriptor()}, name));
+  EXPECT_EQ(service.line(), "ready");
+  RawPeer peer(std::move(shared));
+  EXPECT_TRUE(peer.receive());
+  return peer;
+}
+
+TEST(Listener, RefusesAPeerThatIsGoneWhenItIsJudgedByItsCode) {
   const RuntimeDirectory directory;
-  Evaluated evaluated(true);
-  std::optional<Process> child;
-  {
-    // The client is dead before anybody accepts.
-    RawService backlog("org.example.backlog");
-    child.emplace(std::vector<std::string>{"die-as-client", "connected", "org.example.backlog"});
-    EXPECT_EQ(child->await(), "signal 9");
-    const RawPeer accepted = backlog.accept();
-    ProcessFacts facts;
-    ASSERT_TRUE(readPeerCredentials(accepted.descriptor(), facts));
-    EXPECT_FALSE(readProcessFacts(facts));
-    EXPECT_FALSE(isRunning(openPeerProcess(accepted.descriptor())));
+  const RawPeer peer = judgeDeadClient("by-code");
+  EXPECT_EQ(peer.header().kind, FrameKind::Refusal);
+  EXPECT_EQ(peer.code(), VANTO_ERROR_REFUSED);
+}
+
+TEST(Listener, LeavesAPeerThatIsGoneToAnEvaluatorThatAsksForNothing) {
+  const RuntimeDirectory directory;
+  const RawPeer peer = judgeDeadClient("by-nothing");
+  EXPECT_EQ(peer.header().kind, FrameKind::Greeting);
+  EXPECT_EQ(peer.header().flags, 0);
+}
+
+TEST(Listener, DropsAPeerThatDiesBeforeItsAnswerIsRead) {
+  const RuntimeDirectory directory;
+  const Process service({"serve-judged", "by-code", name});
+  ASSERT_EQ(service.line(), "ready");
+  // Waited for by its parent, or still to be seen in the table of processes.
+  for (const bool isAwaited : {false, true}) {
+    Gate gate;
+    Fd shared = createShared();
+    const Process client({"change-as-client", "die", std::to_string(shared.get()), name}, {shared.get()},
+                         [&] { gate.becomeInput(); });
+    ASSERT_EQ(client.line(), "greeted");
+    service.signal(SIGSTOP);
+    service.awaitState(WSTOPPED);
+    gate.open();
+    client.awaitState(WEXITED);
+    if (isAwaited) {
+      EXPECT_EQ(client.await(), "signal 9");
+    }
+    service.signal(SIGCONT);
+    EXPECT_EQ(RawPeer(std::move(shared)).awaitEnd(), VANTO_ERROR_PROTOCOL);
   }
-  EXPECT_EQ(evaluated.tokens.count(), 0U);
+}
+
+TEST(Listener, DropsAPeerThatExecutesAnotherProgramBeforeItAnswers) {
+  const RuntimeDirectory directory;
+  const TemporaryDirectory programs;
+  const std::string other = programs / "other";
+  std::filesystem::copy_file(VANTO_IPC_PEER, other);
+  const Process service({"serve-judged", "by-code", name});
+  ASSERT_EQ(service.line(), "ready");
+  for (const bool isOther : {false, true}) {
+    Gate gate;
+    const Fd shared = createShared();
+    const Process client(
+        {"change-as-client", "execute", std::to_string(shared.get()), name, isOther ? other : VANTO_IPC_PEER},
+        {shared.get()}, [&] { gate.becomeInput(); });
+    ASSERT_EQ(client.line(), "greeted");
+    gate.open();
+    EXPECT_EQ(client.line(), isOther ? std::to_string(VANTO_ERROR_PROTOCOL) : "served");
+  }
+}
+
+TEST(Listener, AsksForNoNonceWhereTheEvaluatorAsksForNothing) {
+  const RuntimeDirectory directory;
+  Evaluated evaluated(true, Evaluated::Asks::ForNothing);
+  const Service service(name);
+  RawPeer peer = RawPeer::connectTo(name);
+  ASSERT_TRUE(peer.receive());
+  EXPECT_EQ(peer.header().flags, 0);
+  EXPECT_STREQ(vanto_string_get_text(callWith(connectTo(name), text("x"))), "x");
+  EXPECT_EQ(evaluated.tokens.count(), 2U);
+}
+
+/// Has the kernel say that it does not know the option that gives a descriptor of the peer's process.
+void denyPeerProcess() {
+  constexpr std::uint32_t option = 77;
+  sock_filter filter[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                          BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_getsockopt, 0, 3),
+                          BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[2])),
+                          BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, option, 0, 1),
+                          BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOPROTOOPT),
+                          BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+  const sock_fprog program{static_cast<unsigned short>(std::size(filter)), filter};
+  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
+    _exit(125);
+  }
+}
+
+TEST(Listener, JudgesPeersWhereTheKernelGivesNoDescriptorOfThem) {
+  const RuntimeDirectory directory;
+  const Process service({"serve-judged", "by-code", name}, {}, denyPeerProcess);
+  ASSERT_EQ(service.line(), "ready");
+  RawPeer peer = RawPeer::connectTo(name);
+  ASSERT_TRUE(peer.receive());
+  EXPECT_EQ(peer.header().flags, frameHasNonce);
+  EXPECT_STREQ(vanto_string_get_text(callWith(connectTo(name), text("x"))), "x");
+}
+
+/// Makes a process that sees no process but itself; the one that was forked waits for it.
+void enterProcessNamespace() {
+  if (unshare(CLONE_NEWPID) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWPID) != 0) _exit(124);
+  const pid_t child = fork();
+  if (child == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    return;
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  _exit(0);
+}
+
+TEST(Listener, LeavesPeersOfAForeignNamespaceToTheEvaluator) {
+  const RuntimeDirectory directory;
+  for (const bool isByCode : {false, true}) {
+    const Process service({"serve-judged", isByCode ? "by-code" : "by-nothing", name}, {}, enterProcessNamespace);
+    if (service.line() != "ready") GTEST_SKIP() << "a process may not make a namespace here";
+    const Held connection(vanto_connect(name, nullptr, generous));
+    EXPECT_EQ(codeOf(connection), isByCode ? VANTO_ERROR_REFUSED : VANTO_ERROR_NONE);
+    if (!isByCode) {
+      EXPECT_STREQ(vanto_string_get_text(callWith(connection, text("x"))), "x");
+    }
+  }
 }
 
 TEST(Listener, AnswersThatOfferAnotherVersionAreRefused) {
@@ -154,7 +300,7 @@ TEST(Listener, AnswersThatOfferAnotherVersionAreRefused) {
 TEST(Listener, AdmitsSoManyConnectionsOfOneUser) {
   const RuntimeDirectory directory;
   Service service(name);
-  UserLimit::setConnections(3);
+  vanto_set_connections_per_user(3);
   std::vector<Held> connections;
   for (int i = 0; i < 3; i++) connections.push_back(connectTo(name));
   EXPECT_EQ(codeOf(Held(vanto_connect(name, nullptr, generous))), VANTO_ERROR_FULL);
@@ -164,13 +310,16 @@ TEST(Listener, AdmitsSoManyConnectionsOfOneUser) {
   do again = Held(vanto_connect(name, nullptr, generous));
   while (codeOf(again) == VANTO_ERROR_FULL);
   EXPECT_STREQ(vanto_string_get_text(callWith(again, text("x"))), "x");
-  UserLimit::setConnections(limits::ipcConnectionsPerUser);
+  vanto_set_connections_per_user(0);
+  EXPECT_EQ(codeOf(Held(vanto_connect(name, nullptr, generous))), VANTO_ERROR_FULL);
+  EXPECT_STREQ(vanto_string_get_text(callWith(again, text("x"))), "x");
+  vanto_set_connections_per_user(limits::ipcConnectionsPerUser);
 }
 
 TEST(Listener, APeerThatDoesNotAnswerTakesAPlaceUntilItGoes) {
   const RuntimeDirectory directory;
   const Service service(name);
-  UserLimit::setConnections(1);
+  vanto_set_connections_per_user(1);
   {
     RawPeer silent = RawPeer::connectTo(name);
     ASSERT_TRUE(silent.receive());
@@ -179,22 +328,25 @@ TEST(Listener, APeerThatDoesNotAnswerTakesAPlaceUntilItGoes) {
   Held next;
   do next = Held(vanto_connect(name, nullptr, generous));
   while (codeOf(next) == VANTO_ERROR_FULL);
-  UserLimit::setConnections(limits::ipcConnectionsPerUser);
+  vanto_set_connections_per_user(limits::ipcConnectionsPerUser);
   EXPECT_STREQ(vanto_string_get_text(callWith(next, text("x"))), "x");
 }
 
 TEST(Listener, APeerThatDoesNotAnswerIsGivenUpAfterAWhile) {
   const RuntimeDirectory directory;
   Service service(name);
+  const std::uint64_t start = monotonicNow();
   RawPeer silent = RawPeer::connectTo(name);
   ASSERT_TRUE(silent.receive());
   EXPECT_FALSE(silent.receive());
+  EXPECT_GE(monotonicNow() - start, limits::ipcGreetingNanoseconds);
+  EXPECT_LT(monotonicNow() - start, limits::ipcGreetingNanoseconds * 8 / 5);
   EXPECT_EQ(service.connections.count(), 0U);
 }
 
-TEST(Listener, TurnsClientsAwayWhenThereAreNoDescriptors) {
-  const RuntimeDirectory directory;
-  const Process child({"serve", name}, {}, [] {
+/// Connects to a service until it has no descriptors left.
+void exhaust(std::vector<std::string> arguments) {
+  const Process child(std::move(arguments), {}, [] {
     // Those of the standard streams, the listener, the workers, and no more than a few.
     const rlimit few{16, 16};
     setrlimit(RLIMIT_NOFILE, &few);
@@ -215,6 +367,16 @@ TEST(Listener, TurnsClientsAwayWhenThereAreNoDescriptors) {
   do next = Held(vanto_connect(name, nullptr, generous));
   while (codeOf(next) == VANTO_ERROR_FULL);
   EXPECT_STREQ(vanto_string_get_text(callWith(next, text("y"))), "y");
+}
+
+TEST(Listener, TurnsClientsAwayWhenThereAreNoDescriptors) {
+  const RuntimeDirectory directory;
+  exhaust({"serve", name});
+}
+
+TEST(Listener, TurnsClientsAwayWhenThereAreNoDescriptorsToJudgeThem) {
+  const RuntimeDirectory directory;
+  exhaust({"serve-judged", "by-code", name});
 }
 
 TEST(Listener, TellsWhenItsNameIsInUse) {
@@ -314,6 +476,64 @@ TEST(Listener, AServiceFinishesWhatItHoldsWhenAskedToEnd) {
   EXPECT_EQ(child.await(), "exit status 0");
   close(gate[0]);
   close(gate[1]);
+}
+
+TEST(Listener, AHandlerThatRunsReturnsBeforeTheProcessEnds) {
+  const RuntimeDirectory directory;
+  for (const std::string what : {"message", "connection", "reply"}) {
+    Gate gate;
+    const Process child({"end-during", what, name}, {}, [&] { gate.becomeInput(); });
+    Held connection;
+    Awaited<std::string> replies;
+    if (what == "reply") {
+      // It calls itself.
+      std::vector<std::string> lines{child.line(), child.line()};
+      std::sort(lines.begin(), lines.end());
+      ASSERT_EQ(lines, (std::vector<std::string>{"entered", "ready"}));
+    } else {
+      ASSERT_EQ(child.line(), "ready");
+      connection = connectTo(name);
+      vanto_call_async(connection, text("x"), generous, [&](vanto_object_t reply) {
+        replies.add(vanto_kind(reply) == VANTO_KIND_STRING ? vanto_string_get_text(reply) : "error");
+      });
+      ASSERT_EQ(child.line(), "entered");
+    }
+    child.signal(SIGTERM);
+    ASSERT_EQ(child.line(), "ending") << what;
+    if (what == "message") {
+      EXPECT_EQ(replies.await().at(0), "x");
+    }
+    gate.open();
+    EXPECT_EQ(child.line(), "left") << what;
+    EXPECT_EQ(child.await(), "exit status 0");
+    if (connection) static_cast<void>(replies.await());
+  }
+}
+
+TEST(Listener, IsClosedFromTheStartInAProcessThatWasAskedToEnd) {
+  const RuntimeDirectory directory;
+  Gate gate;
+  const Process child({"listen-too-late", name, "org.example.late"}, {}, [&] { gate.becomeInput(); });
+  ASSERT_EQ(child.line(), "ready");
+  const Held connection = connectTo(name);
+  Awaited<int> replies;
+  vanto_call_async(connection, text("x"), generous, [&](vanto_object_t) { replies.add(0); });
+  ASSERT_EQ(child.line(), "got one");
+  child.signal(SIGTERM);
+  ASSERT_EQ(child.line(), "resumed");
+  EXPECT_EQ(codeOf(Held(vanto_connect("org.example.late", nullptr, generous))), VANTO_ERROR_NO_SERVICE);
+  gate.open();
+  static_cast<void>(replies.await());
+  EXPECT_EQ(child.await(), "exit status 0");
+}
+
+TEST(Listener, AwaitsItsEndThoughAnEarlierOneCouldNot) {
+  const RuntimeDirectory directory;
+  const Process child({"listen-twice", name});
+  ASSERT_EQ(child.line(), std::to_string(VANTO_ERROR_SYSTEM) + " ready");
+  EXPECT_STREQ(vanto_string_get_text(callWith(connectTo(name), text("x"))), "x");
+  child.signal(SIGTERM);
+  EXPECT_EQ(child.await(), "exit status 0");
 }
 
 TEST(Listener, AnIdleServiceEndsAtOnceWhenAskedTo) {

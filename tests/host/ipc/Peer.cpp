@@ -1,17 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // The other process of the tests. Its first argument says what it does; it reports lines on its standard output.
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <thread>
 
+#include <sys/resource.h>
+
+#include <VantoService/PlistDictionary.h>
+#include <VantoService/PlistNumber.h>
 #include <VantoService/dispatch.h>
 
 #include "host/ipc/IPCFixture.h"
 #include "host/ipc/RawPeer.h"
+#include "ipc/Activity.h"
 #include "ipc/InheritedListener.h"
+#include "value/limits.h"
+#include "value/platform/signing.h"
 
 namespace vanto::test {
 namespace {
@@ -122,14 +131,190 @@ int serveUntilTerminated(const char* name) {
 
 /// Prints what of the environment's listeners a process gets for a name.
 int inherit(const char* name, const char* other) {
-  const Fd one = takeInheritedListener(name);
-  const Fd two = takeInheritedListener(other);
-  report(std::to_string(one.get()) + " " + std::to_string(two.get()));
+  Fd one;
+  Fd two;
+  const vanto_error_code_t code = takeInheritedListener(name, one);
+  EXPECT_EQ(takeInheritedListener(other, two), code);
+  const bool isTooMany = code == VANTO_ERROR_TOO_LARGE;
+  report(isTooMany ? "too many" : std::to_string(one.get()) + " " + std::to_string(two.get()));
   report(getenv("LISTEN_FDS") == nullptr && getenv("LISTEN_PID") == nullptr && getenv("LISTEN_FDNAMES") == nullptr
              ? "cleared"
              : "left");
-  report(one && fcntl(one.get(), F_GETFD) == FD_CLOEXEC ? "close-on-exec" : "");
+  const int last = isTooMany ? 3 + limits::ipcInheritedListeners : one.get();
+  report(last >= 0 && fcntl(last, F_GETFD) == FD_CLOEXEC ? "close-on-exec" : "");
   return 0;
+}
+
+/// A listener by itself: reports its error.
+int listenOnly(const char* name) {
+  static Awaited<int> errors;
+  const Held listener(vanto_connection_create_listener(name, nullptr));
+  vanto_connection_set_event_handler(listener, [](vanto_object_t, vanto_object_t event) {
+    if (vanto_kind(event) != VANTO_KIND_ERROR) return;
+    report(std::to_string(vanto_error_get_code(event)) + " " + vanto_error_get_text(event));
+    errors.add(0);
+  });
+  vanto_connection_resume(listener);
+  static_cast<void>(errors.await());
+  return 0;
+}
+
+std::atomic<bool> asksForCode{false};
+
+/// Admits everybody, whatever the facility says of their code.
+bool admit(audit_token_t token) {
+  if (!asksForCode) return true;
+  const std::int32_t pid = static_cast<std::int32_t>(token.val[0]);
+  PlistNumber* number = PlistNumber::create(KorNumberSInt32Type, &pid).asTemporary();
+  const PlistDictionary::Entry entry{kVexGuestAttributePid, number};
+  PlistDictionary* attributes = PlistDictionary::create({&entry, 1}).asTemporary();
+  VexCode* code = nullptr;
+  static_cast<void>(VexCodeCopyGuestWithAttributes(nullptr, attributes, 0, &code));
+  return true;
+}
+
+/// The same as serve() with an evaluator, which asks for the code of its clients or does not.
+int serveJudged(std::string_view evaluation, const char* name) {
+  asksForCode = evaluation == "by-code";
+  vanto_handle_service(nullptr, nullptr, admit);
+  return serve(name);
+}
+
+/// Waits until a byte comes on the standard input.
+void awaitGate() {
+  char byte = 0;
+  while (read(STDIN_FILENO, &byte, 1) < 0 && errno == EINTR) {
+  }
+}
+
+/// Inside a handler when the process is asked to end: goes on until the test lets it.
+void linger() {
+  report("ending");
+  awaitGate();
+  report("left");
+}
+
+void lingerUntilAsked() {
+  report("entered");
+  while (!Activity::isEnding()) std::this_thread::yield();
+  linger();
+}
+
+/// A service that is asked to end while a handler of some kind runs.
+int endDuring(std::string_view what, const char* name) {
+  const bool isListenerEvent = what == "connection";
+  const bool isReply = what == "reply";
+  static Held listener(vanto_connection_create_listener(name, nullptr));
+  vanto_connection_set_event_handler(listener, [isListenerEvent, isReply](vanto_object_t, vanto_object_t event) {
+    if (isListenerEvent) return lingerUntilAsked();
+    vanto_connection_set_queue(event, nullptr);
+    vanto_connection_set_event_handler(event, [isReply](vanto_object_t, vanto_object_t message) {
+      if (vanto_kind(message) != VANTO_KIND_MESSAGE) return;
+      if (isReply) return static_cast<void>(vanto_reply(message, text("x")));
+      report("entered");
+      while (!Activity::isEnding()) std::this_thread::yield();
+      vanto_reply(message, text("x"));
+      linger();
+    });
+    vanto_connection_resume(event);
+  });
+  vanto_connection_resume(listener);
+  static Held connection;
+  if (isReply) {
+    connection = Held(vanto_connect(name, nullptr, generous));
+    vanto_call_async(connection, text("x"), generous, [](vanto_object_t) { lingerUntilAsked(); });
+  }
+  report("ready");
+  dispatch_main();
+}
+
+/// A service that resumes a second listener after it was asked to end.
+int listenTooLate(const char* name, const char* other) {
+  static Awaited<Held> requests;
+  static Service* service = new Service(name, [](vanto_object_t, vanto_object_t event) {
+    if (vanto_kind(event) != VANTO_KIND_MESSAGE) return;
+    requests.add(Held::share(event));
+    report("got one");
+  });
+  report(service != nullptr ? "ready" : "");
+  while (!Activity::isEnding()) std::this_thread::yield();
+  static Service* late = new Service(other);
+  report(late != nullptr ? "resumed" : "");
+  awaitGate();
+  vanto_reply(requests.take(), text("x"));
+  dispatch_main();
+}
+
+/// A service whose first listener found no descriptors.
+int listenTwice(const char* name) {
+  rlimit limit;
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit none{0, limit.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  static Service* first = new Service(name);
+  setrlimit(RLIMIT_NOFILE, &limit);
+  static Service* second = new Service(name);
+  report(std::to_string(first->errors.await().at(0)) + (second != nullptr ? " ready" : ""));
+  dispatch_main();
+}
+
+/// Connects a socket that somebody else has too.
+RawPeer connectShared(int socket, const char* name) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::snprintf(address.sun_path, sizeof address.sun_path, "%s/vanto/user/%s", getenv("XDG_RUNTIME_DIR"), name);
+  EXPECT_EQ(connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  return RawPeer(Fd(socket));
+}
+
+std::string textOf(const Greeting& greeting) {
+  std::string result;
+  for (const std::uint8_t byte : greeting.nonce) result += std::to_string(byte) + ",";
+  return result;
+}
+
+/// Answers a greeting whose nonce somebody else was told.
+int answer(int socket, const char* nonce) {
+  RawPeer peer{Fd(socket)};
+  Greeting greeting{.windowMessages = 256, .windowBytes = 1 << 20};
+  for (std::uint8_t& byte : greeting.nonce) {
+    char* end = nullptr;
+    byte = static_cast<std::uint8_t>(std::strtoul(nonce, &end, 10));
+    nonce = end + 1;
+  }
+  peer.sendGreeting(FrameKind::Answer, greeting, frameHasNonce);
+  EncodedObject body;
+  EXPECT_EQ(body.encode(text("x")), VANTO_ERROR_NONE);
+  // By now the service may have dropped this client.
+  const FrameHeader header{.kind = FrameKind::Request, .id = 1, .length = body.bytes().size()};
+  static_cast<void>(sendFrame(peer.descriptor(), header, body.bytes(), {}));
+  bool isServed = false;
+  std::uint32_t code = 0;
+  while (!isServed && peer.receive()) {
+    isServed = peer.header().kind == FrameKind::Reply;
+    if (peer.header().kind == FrameKind::Goodbye) code = peer.code();
+  }
+  report(isServed ? "served" : std::to_string(code));
+  return 0;
+}
+
+/// A client that is another one, or dead, when it answers.
+int changeAsClient(std::string_view change, int socket, const char* name, const char* program) {
+  const int inherited = fcntl(socket, F_DUPFD, 100);
+  RawPeer peer = connectShared(socket, name);
+  if (change == "die-at-once") die();
+  EXPECT_TRUE(peer.receive());
+  EXPECT_EQ(peer.header().flags, frameHasNonce);
+  Greeting greeting;
+  EXPECT_TRUE(decodeGreeting(peer.payload().data(), greeting));
+  report("greeted");
+  awaitGate();
+  if (change == "execute") {
+    execl(program, program, "answer", std::to_string(inherited).c_str(), textOf(greeting).c_str(), nullptr);
+    return 1;
+  }
+  peer.sendGreeting(FrameKind::Answer, greeting, frameHasNonce);
+  die();
 }
 
 int run(int count, char** arguments) {
@@ -140,6 +325,15 @@ int run(int count, char** arguments) {
   if (mode == "serve") return serve(arguments[2]);
   if (mode == "client") return client(arguments[2]);
   if (mode == "serve-until-terminated") return serveUntilTerminated(arguments[2]);
+  if (mode == "listen") return listenOnly(arguments[2]);
+  if (mode == "serve-judged") return serveJudged(arguments[2], arguments[3]);
+  if (mode == "end-during") return endDuring(arguments[2], arguments[3]);
+  if (mode == "listen-too-late") return listenTooLate(arguments[2], arguments[3]);
+  if (mode == "listen-twice") return listenTwice(arguments[2]);
+  if (mode == "answer") return answer(std::atoi(arguments[2]), arguments[3]);
+  if (mode == "change-as-client") {
+    return changeAsClient(arguments[2], std::atoi(arguments[3]), arguments[4], count > 5 ? arguments[5] : nullptr);
+  }
   if (mode == "inherit") return inherit(arguments[2], arguments[3]);
   return 99;
 }

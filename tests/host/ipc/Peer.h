@@ -61,6 +61,13 @@ class Process {
     return text;
   }
 
+  /// Waits until it is stopped (WSTOPPED), or has ended (WEXITED) and is still there to be looked at.
+  void awaitState(int states) const {
+    siginfo_t information{};
+    while (waitid(P_PID, static_cast<id_t>(child_), &information, states | WNOWAIT) != 0 && errno == EINTR) {
+    }
+  }
+
   /// Waits for its end.
   [[nodiscard]] std::string await() const {
     int status = 0;
@@ -75,5 +82,38 @@ class Process {
   mutable pid_t child_ = 0;
   Fd output_;
 };
+
+/// What another process waits for on its standard input until it is opened.
+class Gate {
+ public:
+  Gate() {
+    int ends[2];
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    theirs_.reset(ends[0]);
+    ours_.reset(ends[1]);
+  }
+  /// In the child.
+  void becomeInput() const { dup2(theirs_.get(), STDIN_FILENO); }
+  void open() const { EXPECT_EQ(write(ours_.get(), "x", 1), 1); }
+
+ private:
+  Fd theirs_;
+  Fd ours_;
+};
+
+/// What a manager does in the child: the sockets from 3 on, and the variables.
+inline auto handOver(const std::vector<int>& sockets, const char* names, bool hasRightPid = true) {
+  return [sockets, names, hasRightPid] {
+    int next = 3;
+    for (const int socket : sockets) {
+      const int copy = fcntl(socket, F_DUPFD, 200);
+      dup2(copy, next++);
+      close(copy);
+    }
+    setenv("LISTEN_FDS", std::to_string(sockets.size()).c_str(), 1);
+    setenv("LISTEN_PID", std::to_string(getpid() + (hasRightPid ? 0 : 1)).c_str(), 1);
+    if (names != nullptr) setenv("LISTEN_FDNAMES", names, 1);
+  };
+}
 
 }  // namespace vanto::test

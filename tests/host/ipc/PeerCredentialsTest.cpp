@@ -1,15 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ipc/PeerCredentials.h"
 
+#include <cerrno>
 #include <csignal>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "host/ipc/DescriptorLimit.h"
 #include "ipc/FrameSocket.h"
 
 namespace vanto::test {
@@ -42,25 +45,62 @@ TEST(PeerCredentials, NameTheProcessAtTheOtherEnd) {
 }
 
 TEST(PeerCredentials, AreNotToBeHadOfOtherDescriptors) {
-  ProcessFacts facts;
+  ProcessFacts facts{};
   EXPECT_FALSE(readPeerCredentials(0, facts));
   EXPECT_FALSE(readPeerCredentials(-1, facts));
-  EXPECT_FALSE(openPeerProcess(-1));
+  EXPECT_FALSE(openPeerProcess(-1, facts));
   EXPECT_FALSE(enableSenderCredentials(-1));
 }
 
 TEST(PeerCredentials, AProcessRunsUntilItEnds) {
   const Pair pair;
-  const Fd own = openPeerProcess(pair.one.get());
+  const Fd own = openPeerProcess(pair.one.get(), {});
   ASSERT_TRUE(own);
   EXPECT_EQ(fcntl(own.get(), F_GETFD), FD_CLOEXEC);
   EXPECT_TRUE(isRunning(own));
   EXPECT_FALSE(isRunning(Fd()));
 }
 
+TEST(PeerCredentials, AProcessIsOpenedByItsIdAndStartTime) {
+  ProcessFacts facts{};
+  facts.pid = getpid();
+  EXPECT_FALSE(openProcess(facts));
+  ASSERT_TRUE(readProcessFacts(facts));
+  const Fd own = openProcess(facts);
+  EXPECT_TRUE(isRunning(own));
+  EXPECT_EQ(fcntl(own.get(), F_GETFD), FD_CLOEXEC);
+  // Another process that got the same id.
+  facts.startTime++;
+  EXPECT_FALSE(openProcess(facts));
+  EXPECT_EQ(errno, ESRCH);
+  facts.pid = 0;
+  EXPECT_FALSE(openProcess(facts));
+}
+
+TEST(PeerCredentials, AProcessExecutesAFile) {
+  struct stat file;
+  ASSERT_EQ(stat("/proc/self/exe", &file), 0);
+  EXPECT_EQ(readExecutable(getpid()), (ExecutableFile{file.st_dev, file.st_ino}));
+  EXPECT_EQ(readExecutable(0), ExecutableFile{});
+}
+
+TEST(PeerCredentials, TellsThatThereAreNoDescriptors) {
+  ProcessFacts facts{};
+  facts.pid = getpid();
+  facts.startTime = readStartTime(getpid());
+  const Pair pair;
+  const DescriptorLimit none(0);
+  EXPECT_FALSE(openProcess(facts));
+  EXPECT_EQ(errno, EMFILE);
+  EXPECT_FALSE(openPeerProcess(pair.one.get(), facts));
+  EXPECT_EQ(errno, EMFILE);
+  EXPECT_FALSE(readProcessFacts(facts));
+  EXPECT_EQ(errno, EMFILE);
+}
+
 TEST(PeerCredentials, AProcessRunsHoweverManySignalsCome) {
   const Pair pair;
-  const Fd own = openPeerProcess(pair.one.get());
+  const Fd own = openPeerProcess(pair.one.get(), {});
   struct sigaction before {};
   struct sigaction interrupting {};
   interrupting.sa_handler = [](int) {
@@ -83,6 +123,7 @@ TEST(PeerCredentials, AProcessThatIsGoneHasNoFacts) {
   ProcessFacts facts{};
   facts.pid = child;
   EXPECT_FALSE(readProcessFacts(facts));
+  EXPECT_NE(errno, EMFILE);
   EXPECT_EQ(readStartTime(child), 0U);
   facts.pid = 0;
   EXPECT_FALSE(readProcessFacts(facts));

@@ -120,6 +120,7 @@ class RawService {
   ~RawService() { socket_.close(); }
 
   /// The next client, not greeted yet.
+  [[nodiscard]] int descriptor() const { return socket_.descriptor(); }
   [[nodiscard]] RawPeer accept() {
     pollfd set{socket_.descriptor(), POLLIN, 0};
     EXPECT_EQ(poll(&set, 1, 60'000), 1);

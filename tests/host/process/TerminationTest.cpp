@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,13 +33,17 @@ void raiseSignal(void* signal) {
   static_cast<Signal*>(signal)->raise();
 }
 
+void awaitTermination(void (*function)(void*), void* context) {
+  if (!vanto::onTermination(function, context)) _exit(9);
+}
+
 TEST(TerminationDeathTest, CallsEachFunctionOnAWorker) {
   EXPECT_EXIT(
       {
         static Signal first;
         static Signal second;
-        vanto::onTermination(&raiseSignal, &first);
-        vanto::onTermination(&raiseSignal, &second);
+        awaitTermination(&raiseSignal, &first);
+        awaitTermination(&raiseSignal, &second);
         kill(getpid(), SIGTERM);
         first.wait();
         second.wait();
@@ -52,7 +57,7 @@ TEST(TerminationDeathTest, CallsAFunctionOnce) {
       {
         static Signal called;
         static int calls = 0;
-        vanto::onTermination(
+        awaitTermination(
             [](void*) {
               ++calls;
               called.raise();
@@ -63,7 +68,7 @@ TEST(TerminationDeathTest, CallsAFunctionOnce) {
         kill(getpid(), SIGTERM);
         // Whoever comes late is told at once.
         static Signal late;
-        vanto::onTermination(&raiseSignal, &late);
+        awaitTermination(&raiseSignal, &late);
         late.wait();
         _exit(calls);
       },
@@ -83,7 +88,7 @@ TEST(TerminationDeathTest, LeavesAnActionOfTheProgramAlone) {
   EXPECT_EXIT(
       {
         std::signal(SIGTERM, [](int) { _exit(7); });
-        vanto::onTermination([](void*) { _exit(1); }, nullptr);
+        awaitTermination([](void*) { _exit(1); }, nullptr);
         std::raise(SIGTERM);
       },
       ExitedWithCode(7), "");
@@ -93,7 +98,7 @@ TEST(TerminationDeathTest, LeavesAnIgnoredSignalIgnored) {
   EXPECT_EXIT(
       {
         std::signal(SIGTERM, SIG_IGN);
-        vanto::onTermination([](void*) { _exit(1); }, nullptr);
+        awaitTermination([](void*) { _exit(1); }, nullptr);
         EXPECT_EQ(vanto::Pool::shared().workerCount(), 0U);
         std::raise(SIGTERM);
         struct sigaction action;
@@ -106,7 +111,7 @@ TEST(TerminationDeathTest, LeavesAnIgnoredSignalIgnored) {
 TEST(TerminationDeathTest, BlocksNoSignal) {
   EXPECT_EXIT(
       {
-        vanto::onTermination([](void*) {}, nullptr);
+        awaitTermination([](void*) {}, nullptr);
         sigset_t set;
         sigprocmask(SIG_SETMASK, nullptr, &set);
         _exit(sigismember(&set, SIGTERM) == 0 ? 0 : 1);
@@ -119,7 +124,7 @@ TEST(TerminationDeathTest, DoesNotInterruptASystemCallForGood) {
       {
         static int ends[2];
         if (pipe(ends) != 0) _exit(1);
-        vanto::onTermination([](void*) { static_cast<void>(write(ends[1], "x", 1)); }, nullptr);
+        awaitTermination([](void*) { static_cast<void>(write(ends[1], "x", 1)); }, nullptr);
         kill(getpid(), SIGTERM);
         char byte;
         // Interrupted or not, the read goes on until there is something to read.
@@ -132,7 +137,7 @@ TEST(TerminationDeathTest, DoesNotInterruptASystemCallForGood) {
 TEST(TerminationDeathTest, EndsAForkedChildButNotItsParent) {
   EXPECT_EXIT(
       {
-        vanto::onTermination([](void*) { _exit(1); }, nullptr);
+        awaitTermination([](void*) { _exit(1); }, nullptr);
         const pid_t child = fork();
         if (child == 0) {
           for (;;) pause();
@@ -151,10 +156,29 @@ TEST(TerminationDeathTest, EndsAForkedChildButNotItsParent) {
 }
 #endif
 
+TEST(TerminationDeathTest, CanBeTriedAgainWhenThereWasNoDescriptor) {
+  EXPECT_EXIT(
+      {
+        static Signal called;
+        rlimit limit;
+        getrlimit(RLIMIT_NOFILE, &limit);
+        rlimit none = limit;
+        none.rlim_cur = 0;
+        setrlimit(RLIMIT_NOFILE, &none);
+        if (vanto::onTermination(&raiseSignal, &called)) _exit(1);
+        setrlimit(RLIMIT_NOFILE, &limit);
+        awaitTermination(&raiseSignal, &called);
+        kill(getpid(), SIGTERM);
+        called.wait();
+        _exit(0);
+      },
+      ExitedWithCode(0), "");
+}
+
 TEST(TerminationDeathTest, LeavesTheDefaultActionToAnExecutedProgram) {
   EXPECT_EXIT(
       {
-        vanto::onTermination([](void*) { _exit(1); }, nullptr);
+        awaitTermination([](void*) { _exit(1); }, nullptr);
         execl("/bin/sh", "sh", "-c", "kill -TERM $$; exit 3", nullptr);
       },
       KilledBySignal(SIGTERM), "");

@@ -234,6 +234,10 @@ void vanto_handle_service(void* reserved, void* reserved_too, vanto_peer_evaluat
   state.evaluator = evaluator;
 }
 
+void vanto_set_connections_per_user(size_t count) {
+  record("vanto_set_connections_per_user", {std::to_string(count)});
+}
+
 void vanto_track_activity() {
   record("vanto_track_activity");
 }
