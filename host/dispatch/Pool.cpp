@@ -249,7 +249,15 @@ bool Pool::claimParked() noexcept {
 }
 
 Pool::Role Pool::rejoin(Origin origin) noexcept {
-  if (watchersIn(watch_.load()) < 2 || !runnable_.isEmpty()) {
+  std::uint64_t watch = watch_.load();
+  while (watchersIn(watch) < 2 && runnable_.isEmpty()) {
+    // An idle process has two workers waiting; as soon as it is busy again, one is enough.
+    const bool isSomebodyWaiting = waitingIn(watch) != 0;
+    if (watch_.compare_exchange_weak(watch, watch + (isSomebodyWaiting ? oneMonitoring : oneWaiting))) {
+      return isSomebodyWaiting ? Role::Monitoring : Role::Waiting;
+    }
+  }
+  if (!runnable_.isEmpty()) {
     watch_.fetch_add(oneWaiting);
     return Role::Waiting;
   }
