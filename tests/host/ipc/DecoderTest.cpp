@@ -11,9 +11,9 @@
 
 #include "host/ipc/BalancedTest.h"
 #include "host/ipc/CodecSample.h"
-#include "host/ipc/MemoryLimit.h"
 #include "host/ipc/SampleObjects.h"
 #include "ipc/Codec.h"
+#include "support/MemoryLimit.h"
 #include "support/SampleFiles.h"
 #include "value/limits.h"
 

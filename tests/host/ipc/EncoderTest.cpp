@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "host/ipc/BalancedTest.h"
-#include "host/ipc/MemoryLimit.h"
 #include "host/ipc/SampleObjects.h"
 #include "ipc/Codec.h"
+#include "support/MemoryLimit.h"
 #include "value/limits.h"
 
 using vanto::EncodedObject;

@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "host/ipc/MemoryLimit.h"
 #include "jobdata/JobDataPacking.h"
 #include "support/JobData.h"
+#include "support/MemoryLimit.h"
 #include "support/SampleFiles.h"
 #include "value/limits.h"
 
