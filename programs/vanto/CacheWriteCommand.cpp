@@ -46,9 +46,9 @@ ExitStatus archive(Console& console, const ServiceSearch& search, CacheDocument&
     if (service != nullptr) {
       cache.bundles.push_back(path);
       services->append(service->archiveForCache());
-    } else if (const std::string reason = whyNoService(path); !reason.empty()) {
+    } else {
       progress.hide();
-      console.complain(reason);
+      console.complain(whyNotTaken(path));
       status = ExitStatus::Found;
     }
     progress.advance();
