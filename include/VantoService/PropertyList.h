@@ -32,7 +32,8 @@ struct PropertyListError {
 
 /// `value` as an XML property list. Null when XML cannot carry the value: it holds an object that is no property-list
 /// value, a hole, a character that XML does not allow, or a date outside the years 1 to 9999 or between two seconds; or
-/// it nests deeper than readers accept. `error`, if given, then says why and is otherwise untouched.
+/// it nests deeper than readers accept, or takes more than 64 MiB. `error`, if given, then says why and is otherwise
+/// untouched.
 [[nodiscard]] VANTO_EXPORT Ref<PlistData> createPropertyListXML(const Object& value,
                                                                 PropertyListError* error = nullptr);
 

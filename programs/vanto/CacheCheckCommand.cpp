@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/CacheCheckCommand.h"
 
-#include <filesystem>
 #include <optional>
 #include <set>
 #include <system_error>
@@ -30,7 +29,7 @@ std::vector<std::string> absolutePlaces(const std::vector<std::string>& places) 
   std::vector<std::string> result;
   for (const std::string& place : places) {
     std::error_code error;
-    result.push_back(std::filesystem::absolute(ServicePath::trimmed(place), error));
+    result.push_back(ServicePath::absolute(place, error));
   }
   return result;
 }

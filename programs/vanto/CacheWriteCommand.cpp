@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/CacheWriteCommand.h"
 
-#include <filesystem>
 #include <optional>
 #include <system_error>
 
@@ -28,7 +27,7 @@ ExitStatus fail(Console& console, const std::string& problem) {
 /// Absolute, so that the cache can be read from anywhere. Empty with a problem.
 std::string absolutePlace(const std::string& place, std::string& problem) {
   std::error_code error;
-  std::string path = std::filesystem::absolute(ServicePath::trimmed(place), error);
+  std::string path = ServicePath::absolute(place, error);
   if (error) problem = visible(place) + ": " + error.message();
   if (!PlistString::create(path)) problem = visible(place) + ": the path is not UTF-8, which a cache needs";
   return path;
@@ -46,9 +45,9 @@ ExitStatus archive(Console& console, const ServiceSearch& search, CacheDocument&
     if (service != nullptr) {
       cache.bundles.push_back(path);
       services->append(service->archiveForCache());
-    } else if (const std::string reason = whyNoService(path); !reason.empty()) {
+    } else {
       progress.hide();
-      console.complain(reason);
+      console.complain(whyNotTaken(path));
       status = ExitStatus::Found;
     }
     progress.advance();

@@ -18,11 +18,12 @@ class Columns {
  public:
   /// Makes the columns wide enough for `row`.
   void fit(const Row& row);
-  /// Makes column `index` at least this wide.
+  /// Makes column `index` at least this wide, within reason.
   void fit(std::size_t index, std::size_t columns);
 
   /// `row` as a line, without a line end: two blanks between columns, none at its end. On a terminal the last cell is
-  /// cut in its middle where the line would be too long.
+  /// cut in its middle where the line would be too long, and each other one where it would take more than half of the
+  /// line.
   [[nodiscard]] std::string line(const Row& row, const Display& display) const;
 
  private:

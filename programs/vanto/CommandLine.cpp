@@ -3,8 +3,10 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
@@ -64,8 +66,16 @@ class CommandLine {
       console_.print(output.str());
       return ExitStatus::Fine;
     }
-    console_.complain(visible(error.what()) + "; see vanto --help");
+    console_.complain(unknownCommand(error).value_or(visible(error.what())) + "; see vanto --help");
     return ExitStatus::Failed;
+  }
+
+  /// CLI11 only finds that a command is missing where there is one it does not know.
+  std::optional<std::string> unknownCommand(const CLI::ParseError& error) const {
+    const std::vector<std::string> rest = app_.remaining(true);
+    const bool isCommand = !rest.empty() && !rest.front().empty() && rest.front().front() != '-';
+    if (dynamic_cast<const CLI::RequiredError*>(&error) == nullptr || !isCommand) return std::nullopt;
+    return visible(rest.front()) + ": there is no such command";
   }
 
   template <typename Command>

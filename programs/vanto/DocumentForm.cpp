@@ -27,22 +27,26 @@ bool looksLikeJson(std::string_view document) noexcept {
          std::string_view("{[\"-0123456789tfn").find(document[first]) != std::string_view::npos;
 }
 
-/// Finds the value that a writer refuses: the deepest one that it also refuses alone.
+/// Finds the first value in `value` that a writer refuses by itself. Containers are refused for what is in them or for
+/// the size of the whole, which has no place.
 bool findRefused(Object* value, Writer writer, const KeyPath& where, KeyPath& found) {
-  if (value != nullptr && writer(*value, nullptr)) return false;
-  found = where;
   if (auto* array = as<PlistArray>(value)) {
     for (std::size_t index = 0; index < array->count(); ++index) {
       if (findRefused(array->at(index), writer, where.element(index), found)) return true;
     }
-  } else if (auto* dictionary = as<PlistDictionary>(value)) {
+    return false;
+  }
+  if (auto* dictionary = as<PlistDictionary>(value)) {
     PlistDictionary::Cursor cursor(*dictionary);
     PlistDictionary::Entry entry{};
     while (cursor.next(entry)) {
       const KeyPath inside = where.key(entry.key->text());
       if (findRefused(entry.key, writer, inside, found) || findRefused(entry.value, writer, inside, found)) return true;
     }
+    return false;
   }
+  if (value != nullptr && writer(*value, nullptr)) return false;
+  found = where;
   return true;
 }
 

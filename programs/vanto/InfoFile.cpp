@@ -38,7 +38,7 @@ void read(InfoFile& info) {
     return;
   }
   std::string problem;
-  const std::optional<std::string> bytes = readInput(info.path, problem);
+  const std::optional<std::string> bytes = readInput(info.path, problem, InputKind::RegularFile);
   if (!bytes) {
     info.problem = problem.substr(visible(info.path).size() + 2);
     return;
@@ -86,6 +86,11 @@ std::string whyNoService(const std::string& path) {
   const InfoFile info = InfoFile::of(path);
   if (!info.dictionary) return info.complaint();
   return visible(info.path) + ": VantoService: is missing; without it the bundle is no service";
+}
+
+std::string whyNotTaken(const std::string& path) {
+  const std::string reason = whyNoService(path);
+  return reason.empty() ? visible(path) + ": changed while it was read; try again" : reason;
 }
 
 }  // namespace vanto::tool

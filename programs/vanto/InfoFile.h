@@ -28,4 +28,7 @@ struct InfoFile {
 /// Why the directory at `path` is no service bundle, visible; the path stands in front. Empty when it is one.
 [[nodiscard]] std::string whyNoService(const std::string& path);
 
+/// The same for a directory that was none a moment ago. Never empty.
+[[nodiscard]] std::string whyNotTaken(const std::string& path);
+
 }  // namespace vanto::tool

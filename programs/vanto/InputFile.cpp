@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "value/Fd.h"
@@ -23,17 +24,24 @@ std::nullopt_t fail(std::string& problem, const std::string& path, const std::st
   return std::nullopt;
 }
 
+bool isRegular(int descriptor) noexcept {
+  struct stat status {};
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
 }  // namespace
 
 std::string nameOfInput(const std::string& path) {
   return path == "-" ? "standard input" : visible(path);
 }
 
-std::optional<std::string> readInput(const std::string& path, std::string& problem) {
+std::optional<std::string> readInput(const std::string& path, std::string& problem, InputKind kind) {
   Fd file;
   if (path != "-") {
-    file.reset(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+    const int flags = kind == InputKind::RegularFile ? O_NONBLOCK : 0;
+    file.reset(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | flags));
     if (!file) return fail(problem, path, std::string("cannot be opened: ") + std::strerror(errno));
+    if (kind == InputKind::RegularFile && !isRegular(file.get())) return fail(problem, path, "is no regular file");
   }
   const int descriptor = path == "-" ? STDIN_FILENO : file.get();
   std::string contents;

@@ -44,11 +44,8 @@ std::string objectText(vanto_object_t object) {
   return description ? visible(description.get()) : "(nothing)";
 }
 
-void appendObject(std::string& text, const std::string& name, vanto_object_t object, std::size_t level) {
-  text.append(level * 2, ' ');
-  if (!name.empty()) text += name + ": ";
-  text += objectText(object);
-  text += '\n';
+void appendObject(TreeText& text, const std::string& name, vanto_object_t object, std::size_t level) {
+  if (!text.add(level, (name.empty() ? name : name + ": ") + objectText(object))) return;
   if (vanto_kind(object) == VANTO_KIND_DICTIONARY) {
     Entries entries;
     static_cast<void>(vanto_dictionary_apply(
@@ -60,7 +57,7 @@ void appendObject(std::string& text, const std::string& name, vanto_object_t obj
         &entries));
     for (const auto& [key, value] : entries) appendObject(text, visible(key), value, level + 1);
   } else if (vanto_kind(object) == VANTO_KIND_ARRAY) {
-    for (std::size_t index = 0; index < vanto_array_get_count(object); ++index) {
+    for (std::size_t index = 0; index < vanto_array_get_count(object) && !text.isFull(); ++index) {
       appendObject(text, "[" + std::to_string(index) + "]", vanto_array_get_value(object, index), level + 1);
     }
   }
@@ -68,10 +65,9 @@ void appendObject(std::string& text, const std::string& name, vanto_object_t obj
 
 }  // namespace
 
-std::string ipcTree(vanto_object_t object, std::size_t level) {
-  std::string text;
+std::string ipcTree(vanto_object_t object, std::size_t level, TreeText text) {
   appendObject(text, "", object, level);
-  return text;
+  return text.take();
 }
 
 }  // namespace vanto::tool

@@ -23,8 +23,7 @@ PlistDictionary* jobAt(const std::string& path, std::string& problem) {
   VantoServiceBundle* service = text ? VantoServiceBundle::VantoServiceBundleAtPath(text.get()) : nullptr;
   auto* job = service == nullptr ? nullptr : as<PlistDictionary>(service->tolvendJobDictionary());
   if (service == nullptr) {
-    problem = whyNoService(path);
-    if (problem.empty()) problem = visible(path) + ": changed while it was read; try again";
+    problem = whyNotTaken(path);
   } else if (job == nullptr) {
     problem = visible(path) + ": has no job, for want of an identifier or an executable; vanto lint says more";
   }
@@ -62,6 +61,21 @@ std::optional<std::string> textOf(Object& value, JobForm form, std::string& prob
   return document ? visibleXml(*document) : document;
 }
 
+/// Those of the jobs that the form can carry. The others are told, with the bundle whose job it is.
+Ref<PlistMutableArray> createCarried(const PlistArray& jobs, const std::vector<std::string>& paths, JobForm form,
+                                     Console& console) {
+  Ref<PlistMutableArray> carried = PlistMutableArray::create();
+  std::string problem;
+  for (std::size_t index = 0; index < jobs.count(); ++index) {
+    if (textOf(*jobs.at(index), form, problem)) {
+      carried->append(jobs.at(index));
+    } else {
+      console.complain(visible(paths[index]) + ": its job is left out: " + problem);
+    }
+  }
+  return carried;
+}
+
 }  // namespace
 
 ExitStatus JobCommand::run(Console& console) const {
@@ -75,22 +89,28 @@ ExitStatus JobCommand::run(Console& console) const {
   ExitStatus status = search.problems().empty() ? ExitStatus::Fine : ExitStatus::Failed;
   const bool isOne = bundles.size() == 1 && ServicePath::extension(bundles.front()) == "vanto";
   const Ref<PlistMutableArray> jobs = PlistMutableArray::create();
+  std::vector<std::string> paths;
   std::string problem;
   for (const std::string& path : search.paths()) {
     if (PlistDictionary* job = jobAt(path, problem)) {
       jobs->append(job);
+      paths.push_back(path);
     } else {
       console.complain(problem);
       status = worse(status, ExitStatus::Found);
     }
   }
   if (isOne && jobs->count() == 0) return status;
-  const std::optional<std::string> text = textOf(isOne ? *jobs->at(0) : *jobs, form, problem);
+  std::optional<std::string> text = textOf(isOne ? *jobs->at(0) : *jobs, form, problem);
+  if (!text && !isOne) {
+    status = worse(status, ExitStatus::Found);
+    text = textOf(*createCarried(*jobs, paths, form, console), form, problem);
+  }
   if (text) {
     console.print(*text);
     return status;
   }
-  console.complain(problem);
+  console.complain(isOne ? visible(paths.front()) + ": " + problem : problem);
   return ExitStatus::Failed;
 }
 

@@ -10,16 +10,16 @@ namespace vanto::tool {
 namespace {
 
 struct Place {
-  std::string& text;
+  TreeText& text;
   std::size_t level;
 };
 
-void appendNode(std::string& text, const std::string& name, tolven_data_t node, std::size_t level);
+void appendNode(TreeText& text, const std::string& name, tolven_data_t node, std::size_t level);
 
 bool appendEntry(const char* key, tolven_data_t value, void* context) {
   const auto& place = *static_cast<Place*>(context);
   appendNode(place.text, visible(key), value, place.level);
-  return true;
+  return !place.text.isFull();
 }
 
 std::string bytesText(tolven_data_t node) {
@@ -51,25 +51,21 @@ std::string nodeText(tolven_data_t node) {
   }
 }
 
-void appendNode(std::string& text, const std::string& name, tolven_data_t node, std::size_t level) {
-  text.append(level * 2, ' ');
-  if (!name.empty()) text += name + ": ";
-  text += nodeText(node);
-  text += '\n';
+void appendNode(TreeText& text, const std::string& name, tolven_data_t node, std::size_t level) {
+  if (!text.add(level, (name.empty() ? name : name + ": ") + nodeText(node))) return;
   Place place{text, level + 1};
-  // A walk that always goes on has no news.
+  // The text itself knows whether it is full.
   static_cast<void>(tolven_data_dict_apply(node, appendEntry, &place));
-  for (std::size_t index = 0; index < tolven_data_array_get_count(node); ++index) {
+  for (std::size_t index = 0; index < tolven_data_array_get_count(node) && !text.isFull(); ++index) {
     appendNode(text, "[" + std::to_string(index) + "]", tolven_data_array_get_index(node, index), level + 1);
   }
 }
 
 }  // namespace
 
-std::string jobDataTree(tolven_data_t data, std::size_t level) {
-  std::string text;
+std::string jobDataTree(tolven_data_t data, std::size_t level, TreeText text) {
   appendNode(text, "", data, level);
-  return text;
+  return text.take();
 }
 
 }  // namespace vanto::tool

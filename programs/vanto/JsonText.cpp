@@ -13,6 +13,7 @@
 #include <VantoService/PlistNumber.h>
 #include <VantoService/PlistString.h>
 
+#include "vanto/Indentation.h"
 #include "vanto/JsonReader.h"
 #include "vanto/JsonWords.h"
 #include "vanto/LeafText.h"
@@ -22,6 +23,8 @@ namespace vanto::tool {
 namespace {
 
 using nlohmann::json;
+
+constexpr std::size_t indentation = 2;
 
 /// Makes JSON of values. Steps give none for what JSON cannot carry, and leave the reason in `problem_`.
 class Writer {
@@ -149,7 +152,10 @@ std::string reasonOf(const std::string& message) {
 
 std::string jsonText(const Object& value, JsonProblem& problem) {
   const std::optional<json> tree = Writer(problem).valueOf(const_cast<Object*>(&value), KeyPath());
-  return tree ? visibleJson(tree->dump(2, ' ', false)) + "\n" : std::string();
+  if (!tree) return {};
+  // Blanks can make a text hundreds of times as long as the document it was made of.
+  const bool isTooDeep = indentsBeyond(const_cast<Object*>(&value), indentation);
+  return visibleJson(tree->dump(isTooDeep ? -1 : static_cast<int>(indentation), ' ', false)) + "\n";
 }
 
 Ref<PlistValue> createFromJson(std::string_view text, JsonProblem& problem) {

@@ -88,9 +88,9 @@ ExitStatus forEachService(Console& console, const ServiceSearch& search, Take ta
     const TemporaryScope scope;
     if (VantoServiceBundle* service = serviceAt(path)) {
       take(*service, path);
-    } else if (const std::string reason = whyNoService(path); !reason.empty()) {
+    } else {
       if (progress) progress->hide();
-      console.complain(reason);
+      console.complain(whyNotTaken(path));
       status = ExitStatus::Found;
     }
     if (progress) progress->advance();

@@ -28,7 +28,6 @@ void Progress::advance() {
 void Progress::hide() {
   if (isShown_) console_.note("\r\x1b[K");
   isShown_ = false;
-  nextShow_ = {};
 }
 
 void Progress::show() {

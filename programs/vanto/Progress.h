@@ -21,7 +21,7 @@ class Progress {
 
   /// One more of the total is done.
   void advance();
-  /// Takes the line away, so that something else can be said; the next step brings it back.
+  /// Takes the line away, so that something else can be said; a later step brings it back.
   void hide();
 
  private:

@@ -21,6 +21,9 @@
 namespace vanto::tool {
 namespace {
 
+/// Another one that writes the same file can take our temporary name for one that was left behind.
+constexpr int mostAttempts = 100;
+
 struct Free {
   void operator()(char* text) const noexcept { std::free(text); }
 };
@@ -115,7 +118,11 @@ std::string replaceFile(const std::string& path, std::string_view bytes) {
   const bool exists = stat(path.c_str(), &status) == 0;
   if (exists && !S_ISREG(status.st_mode)) return name + ": is no regular file; to write to a pipe, use - and >";
   const mode_t mode = exists ? status.st_mode & 07777 : modeOfNewFiles();
-  const int error = Replacement(placeOf(path)).perform(bytes, mode);
+  int error = 0;
+  for (int attempt = 0; attempt < mostAttempts; ++attempt) {
+    error = Replacement(placeOf(path)).perform(bytes, mode);
+    if (error != ENOENT && error != EEXIST) break;
+  }
   if (error == 0) return {};
   return name + ": cannot be written: " + std::strerror(error) + (exists ? "; the old file is as it was" : "");
 }

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "vanto/DocumentForm.h"
+#include "vanto/Indentation.h"
 #include "vanto/InfoFile.h"
 #include "vanto/ServicePath.h"
 #include "vanto/ServiceSummary.h"
@@ -83,6 +84,18 @@ ExitStatus printJson(Console& console, VantoServiceBundle& service) {
   return ExitStatus::Fine;
 }
 
+ExitStatus printDescription(Console& console, VantoServiceBundle& service) {
+  constexpr std::size_t blanksPerLevel = 4;
+  // The service dictionary may lie in the job too, in part.
+  if (indentsBeyond(service.serviceDictionary(), blanksPerLevel)) {
+    console.complain(visible(service.bundle()->bundlePath()->text()) +
+                     ": its description would be blanks above all, more than 64 MiB of them; vanto show --json has it");
+    return ExitStatus::Failed;
+  }
+  console.print(visibleLines(service.description()->text()));
+  return ExitStatus::Fine;
+}
+
 }  // namespace
 
 ExitStatus ShowCommand::run(Console& console) const {
@@ -93,11 +106,8 @@ ExitStatus ShowCommand::run(Console& console) const {
     return ExitStatus::Failed;
   }
   if (isJson) return printJson(console, *service);
-  if (isDescription) {
-    console.print(visibleLines(service->description()->text()));
-  } else {
-    print(console, *service);
-  }
+  if (isDescription) return printDescription(console, *service);
+  print(console, *service);
   return ExitStatus::Fine;
 }
 

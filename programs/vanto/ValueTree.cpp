@@ -42,17 +42,34 @@ bool isFilled(Object* value) noexcept {
   return (array != nullptr && array->count() != 0) || (dictionary != nullptr && dictionary->count() != 0);
 }
 
-void appendEntry(std::string& text, const std::string& name, Object* value, std::size_t level) {
-  text.append(level * 2, ' ');
-  text += name;
-  text += ':';
-  if (isFilled(value)) {
-    text += '\n';
-    text += treeOf(value, level + 1);
-  } else {
-    text += ' ';
-    text += leafLine(value);
-    text += '\n';
+void appendMembers(TreeText& text, Object* value, std::size_t level);
+
+void appendEntry(TreeText& text, const std::string& name, Object* value, std::size_t level) {
+  if (!isFilled(value)) {
+    text.add(level, name + ": " + leafLine(value));
+  } else if (text.add(level, name + ':')) {
+    appendMembers(text, value, level + 1);
+  }
+}
+
+std::string keyName(const PlistString& key) {
+  const bool needsQuotes = key.text().empty() || key.text().find_first_of(":\" ") != std::string_view::npos;
+  return needsQuotes ? quoted(key.text()) : visible(key.text());
+}
+
+/// What a container holds.
+void appendMembers(TreeText& text, Object* value, std::size_t level) {
+  if (auto* array = as<PlistArray>(value)) {
+    for (std::size_t index = 0; index < array->count() && !text.isFull(); ++index) {
+      appendEntry(text, "[" + std::to_string(index) + "]", array->at(index), level);
+    }
+    return;
+  }
+  auto* dictionary = as<PlistDictionary>(value);
+  const PlistArray* keys = dictionary->allKeys();
+  for (std::size_t index = 0; index < keys->count() && !text.isFull(); ++index) {
+    const auto* key = as<PlistString>(keys->at(index));
+    appendEntry(text, keyName(*key), dictionary->valueForKey(key), level);
   }
 }
 
@@ -69,24 +86,13 @@ std::string leafLine(Object* value) {
   return visible(value->description()->text());
 }
 
-std::string treeOf(Object* value, std::size_t level) {
-  std::string text;
-  if (!isFilled(value)) return std::string(level * 2, ' ') + leafLine(value) + '\n';
-  if (auto* array = as<PlistArray>(value)) {
-    for (std::size_t index = 0; index < array->count(); ++index) {
-      appendEntry(text, "[" + std::to_string(index) + "]", array->at(index), level);
-    }
-    return text;
+std::string treeOf(Object* value, std::size_t level, TreeText text) {
+  if (isFilled(value)) {
+    appendMembers(text, value, level);
+  } else {
+    text.add(level, leafLine(value));
   }
-  auto* dictionary = as<PlistDictionary>(value);
-  const PlistArray* keys = dictionary->allKeys();
-  for (Object* element : keys->elements()) {
-    const auto* key = as<PlistString>(element);
-    const bool needsQuotes = key->text().empty() || key->text().find_first_of(":\" ") != std::string_view::npos;
-    const std::string name = needsQuotes ? quoted(key->text()) : visible(key->text());
-    appendEntry(text, name, dictionary->valueForKey(key), level);
-  }
-  return text;
+  return text.take();
 }
 
 }  // namespace vanto::tool

@@ -53,6 +53,7 @@ class Writer {
   bool openDictionary(const PlistDictionary& dictionary);
   bool openArray(const PlistArray& array);
   bool isDeepest() noexcept;
+  bool isTooLarge() noexcept;
   void close();
   void sortEntries(std::size_t first) noexcept;
 
@@ -96,9 +97,17 @@ bool Writer::write(const Object& value) {
   output_.advanceTo(output_.reserve(4096) + ObjectBlock::dataHeadroom);
   output_.append(prolog);
   bool done = writeValue(&value);
-  while (done && !open_.isEmpty()) done = writeNext();
-  if (done) output_.append(epilog);
-  return done;
+  // Indentation can make a document hundreds of times as long as what it holds, so this does not wait for the end.
+  while (done && !open_.isEmpty()) done = writeNext() && !isTooLarge();
+  if (!done) return false;
+  output_.append(epilog);
+  return !isTooLarge();
+}
+
+// True, with a problem noted, when no reader accepts a document of that length.
+bool Writer::isTooLarge() noexcept {
+  const std::size_t length = output_.size() - ObjectBlock::dataHeadroom;
+  return length > limits::propertyListFileBytes && !fail(problems::tooLarge);
 }
 
 Ref<PlistData> Writer::takeData() noexcept {

@@ -13,6 +13,7 @@
 #include <VantoService/PlistDate.h>
 #include <VantoService/TemporaryScope.h>
 
+#include "support/Nesting.h"
 #include "support/PropertyLists.h"
 #include "support/Values.h"
 #include "value/PropertyListCharacters.h"
@@ -214,6 +215,22 @@ TEST_F(PropertyListWriter, NestsToTheLimitAndNotOneDeeper) {
     EXPECT_EQ(written(*array({value})), "containers nested too deep for readers");
     EXPECT_EQ(written(*dictionary({{string("k"), value}})), "containers nested too deep for readers");
   }
+}
+
+TEST_F(PropertyListWriter, WritesAsMuchAsReadersAcceptAndNotOneByteMore) {
+  const std::size_t rest = written(*string("")).size();
+  const std::string text(limits::propertyListFileBytes - rest + 1, 'x');
+  const std::string largest = written(*string(std::string_view(text).substr(1)));
+  EXPECT_EQ(largest.size(), limits::propertyListFileBytes);
+  EXPECT_EQ(mistakeIn(largest), "");
+  EXPECT_EQ(written(*string(text)), "a value that takes more than 64 MiB cannot be written");
+}
+
+TEST_F(PropertyListWriter, EndsEarlyWhereIndentationAloneWouldBeTooMuch) {
+  // Half a million values of a few bytes each, five hundred containers deep.
+  const std::vector<Object*> elements(std::size_t{1} << 19, PlistBoolean::of(true));
+  const Ref<Object> value = nestedContainers(500, *PlistArray::create(elements).asTemporary());
+  EXPECT_EQ(written(*value), "a value that takes more than 64 MiB cannot be written");
 }
 
 TEST_F(PropertyListWriter, RefusesAContainerThatHoldsItself) {

@@ -57,6 +57,14 @@ TEST_F(CacheCheckCommandTest, LooksForNewServicesWhereItIsTold) {
   EXPECT_EQ(runTool({"cache", "check", file_, directory_ / "more"}).status, ExitStatus::Found);
 }
 
+TEST_F(CacheCheckCommandTest, TakesAPlaceForTheSameHoweverItIsWritten) {
+  for (const char* detour : {"", "/", "/.", "//./"}) {
+    EXPECT_EQ(runTool({"cache", "write", file_, directory_.path() + detour}).status, ExitStatus::Fine);
+    const ToolRun run = runTool({"cache", "check", file_, directory_.path()});
+    EXPECT_EQ(run.status, ExitStatus::Fine) << detour << run.output;
+  }
+}
+
 TEST_F(CacheCheckCommandTest, FailsForWhatCannotBeRead) {
   EXPECT_EQ(runTool({"cache", "check", directory_ / "none"}).status, ExitStatus::Failed);
   EXPECT_EQ(runTool({"cache", "check", file_, directory_ / "none"}).status, ExitStatus::Failed);

@@ -42,8 +42,23 @@ TEST(Columns, CutsTheLastCellOnATerminalOnly) {
 
 TEST(Columns, LetsALineWrapRatherThanCutItToAStump) {
   Columns columns;
-  const Row row{std::string(100, 'i'), std::string(10, 'x')};
-  EXPECT_EQ(columns.line(row, plainTerminal).size(), 112U);
+  const Row row{std::string(9, 'i'), std::string(9, 'x')};
+  EXPECT_EQ(columns.line(row, {true, false, 12}), "ii…iiiii  xx…xxxxx");
+}
+
+TEST(Columns, LeavesHalfOfATerminalToTheOtherCells) {
+  Columns columns;
+  const Row longest{std::string(100, 'i'), "b"};
+  columns.fit(longest);
+  EXPECT_EQ(columns.line(longest, plainTerminal), std::string(13, 'i') + "…" + std::string(26, 'i') + "  b");
+  EXPECT_EQ(columns.line({"a", "b"}, plainTerminal), "a" + std::string(41, ' ') + "b");
+  EXPECT_EQ(columns.line(longest, {}), std::string(100, 'i') + "  b");
+}
+
+TEST(Columns, AreNoWiderForOneCellOfManyBytes) {
+  Columns columns;
+  columns.fit({std::string(std::size_t{1} << 20, 'i'), "b"});
+  EXPECT_EQ(columns.line({"a", "b"}, {}), "a" + std::string(201, ' ') + "b");
 }
 
 TEST(Columns, PrintATable) {

@@ -33,6 +33,13 @@ TEST(CommandLine, PrintsHelpOfTheProgramAndOfEachCommand) {
   }
 }
 
+TEST(CommandLine, NamesACommandThatThereIsNot) {
+  EXPECT_EQ(runTool({"lits", "x"}).messages, "vanto: lits: there is no such command; see vanto --help\n");
+  EXPECT_EQ(runTool({"cache", "\x1b"}).messages, "vanto: \\x1b: there is no such command; see vanto --help\n");
+  EXPECT_EQ(runTool({"list"}).messages, "vanto: PLACE is required; see vanto --help\n");
+  EXPECT_EQ(runTool({"lits"}).status, ExitStatus::Failed);
+}
+
 TEST(CommandLine, PrintsTheVersion) {
   const ToolRun run = runTool({"--version"});
   EXPECT_EQ(run.status, ExitStatus::Fine);

@@ -68,5 +68,15 @@ TEST_F(DocumentFormTest, NamesTheKeyOfWhatItCannotCarry) {
   EXPECT_TRUE(unwritable(date, DocumentForm::Xml).starts_with("the outermost value: "));
 }
 
+TEST_F(DocumentFormTest, NamesNoKeyOfWhatIsTooLargeAsAWhole) {
+  Object* half = string(std::string(std::size_t{40} << 20, 'x'));
+  for (const DocumentForm form : {DocumentForm::Xml, DocumentForm::Binary}) {
+    // Other strings, since the binary form has each only once.
+    Object* other = string(std::string(std::size_t{40} << 20, 'y'));
+    EXPECT_EQ(unwritable(array({half, other}), form),
+              "the outermost value: a value that takes more than 64 MiB cannot be written");
+  }
+}
+
 }  // namespace
 }  // namespace vanto::tool

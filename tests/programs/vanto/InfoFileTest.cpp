@@ -66,6 +66,8 @@ TEST_F(InfoFileTest, SaysWhyABundleIsNoService) {
   BundleBuilder good(place, "Good.vanto");
   good.service().build();
   EXPECT_EQ(whyNoService(good.path()), "");
+  EXPECT_EQ(whyNotTaken(good.path()), good.path() + ": changed while it was read; try again");
+  EXPECT_EQ(whyNotTaken(place + "/None.vanto"), place + "/None.vanto: No such file or directory");
   EXPECT_EQ(whyNoService(place + "/None.vanto"), place + "/None.vanto: No such file or directory");
   std::ofstream(place + "/File.vanto").close();
   EXPECT_EQ(whyNoService(place + "/File.vanto"), place + "/File.vanto: is no directory");

@@ -44,6 +44,16 @@ TEST(InputFile, HasALimit) {
   EXPECT_FALSE(readInput("/dev/zero", problem));
 }
 
+TEST(InputFile, WaitsForNobodyWhereItIsToBeARegularFile) {
+  const test::TemporaryDirectory directory;
+  ASSERT_EQ(mkfifo((directory / "pipe").c_str(), 0600), 0);
+  std::string problem;
+  EXPECT_FALSE(readInput(directory / "pipe", problem, InputKind::RegularFile));
+  EXPECT_EQ(problem, directory.path() + "/pipe: is no regular file");
+  std::ofstream(directory / "file") << "x";
+  EXPECT_EQ(readInput(directory / "file", problem, InputKind::RegularFile), "x");
+}
+
 TEST(InputFile, IsStandardInputForADash) {
   EXPECT_EQ(nameOfInput("-"), "standard input");
   EXPECT_EQ(nameOfInput("./-"), "./-");

@@ -60,6 +60,22 @@ TEST_F(JobCommandTest, NeverHidesJobsBehindBundlesWithoutOne) {
   EXPECT_NE(shortened(run.messages).find("vanto: DIR/Z.vanto/Contents/Info.plist:1:1: "), run.messages.npos);
 }
 
+TEST_F(JobCommandTest, NeverHidesJobsBehindOneThatTheFormCannotCarry) {
+  BundleBuilder(directory_.path(), "\x1b.vanto").identifier("b").executable("b").service().build();
+  const ToolRun run = runTool({"job", directory_.path()});
+  EXPECT_EQ(run.status, ExitStatus::Found);
+  EXPECT_NE(run.output.find("<string>org.example.a</string>"), run.output.npos) << run.output;
+  EXPECT_EQ(run.output.find("<string>b</string>"), run.output.npos) << run.output;
+  EXPECT_EQ(shortened(run.messages),
+            "vanto: DIR/\\x1b.vanto: its job is left out: ProgramArguments[1]: a string with a character that XML does "
+            "not allow cannot be written\n");
+
+  const ToolRun alone = runTool({"job", directory_ / "\x1b.vanto"});
+  EXPECT_EQ(alone.status, ExitStatus::Failed);
+  EXPECT_EQ(alone.output, "");
+  EXPECT_TRUE(shortened(alone.messages).starts_with("vanto: DIR/\\x1b.vanto: ProgramArguments[1]: ")) << alone.messages;
+}
+
 TEST_F(JobCommandTest, PrintsNothingForOneBundleWithoutAJob) {
   BundleBuilder(directory_.path(), "A.vanto").service().build();
   const ToolRun run = runTool({"job", bundle_.path()});

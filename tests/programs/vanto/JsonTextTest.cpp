@@ -10,6 +10,7 @@
 #include <VantoService/PlistDate.h>
 #include <VantoService/TemporaryScope.h>
 
+#include "support/Nesting.h"
 #include "support/PropertyLists.h"
 #include "support/Values.h"
 
@@ -134,6 +135,15 @@ TEST_F(JsonText, TellsOfBadTextWithoutRepeatingItsControlCharacters) {
     EXPECT_NE(problem.message, "");
     for (const char c : problem.message) EXPECT_TRUE(c >= ' ' && c <= '~') << problem.message;
   }
+}
+
+TEST_F(JsonText, HasNoIndentationWhereThatWouldBeMostOfIt) {
+  const std::vector<Object*> elements(std::size_t{1} << 16, PlistBoolean::of(true));
+  const Ref<PlistArray> wide = PlistArray::create(elements);
+  EXPECT_EQ(json(array({wide.get()})).find('\n'), 1U);
+  const std::string text = json(nestedContainers(512, *wide).get());
+  EXPECT_EQ(text.find('\n'), std::string::npos);
+  EXPECT_LT(text.size(), std::size_t{1} << 20);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -112,6 +113,20 @@ TEST_F(ReplacedFile, StaysAsItWasWhenThereIsNoRoom) {
   EXPECT_EQ(outcome.lines,
             std::vector<std::string>{path_ + ": cannot be written: File too large; the old file is as it was"});
   EXPECT_EQ(contentsOf(path_), "old");
+  EXPECT_EQ(countOfFiles(), 1U);
+}
+
+TEST_F(ReplacedFile, IsThatOfOneOfManyWhoWriteAtOnce) {
+  write(path_, "old");
+  const auto writeOften = [this](char letter) {
+    for (int count = 0; count < 100; ++count) EXPECT_EQ(replaceFile(path_, std::string(5000, letter)), "");
+  };
+  {
+    const std::jthread one(writeOften, 'a');
+    const std::jthread other(writeOften, 'b');
+  }
+  const std::string contents = contentsOf(path_);
+  EXPECT_TRUE(contents == std::string(5000, 'a') || contents == std::string(5000, 'b')) << contents;
   EXPECT_EQ(countOfFiles(), 1U);
 }
 

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/ServicePath.h"
 
+#include <filesystem>
+#include <system_error>
+
 #include <gtest/gtest.h>
 
 namespace vanto::tool {
@@ -25,6 +28,18 @@ TEST(ServicePath, LosesSlashesAtItsEndButNotTheRoot) {
   EXPECT_EQ(ServicePath::trimmed("/a//"), "/a");
   EXPECT_EQ(ServicePath::trimmed("//"), "/");
   EXPECT_EQ(ServicePath::trimmed(""), "");
+}
+
+TEST(ServicePath, IsAbsoluteInOneWayOnly) {
+  std::error_code error;
+  const std::string here = std::filesystem::current_path();
+  for (const char* path : {".", "./", ".//./"}) EXPECT_EQ(ServicePath::absolute(path, error), here) << path;
+  for (const char* path : {"a/b", "./a//b/", "a/./b/."}) EXPECT_EQ(ServicePath::absolute(path, error), here + "/a/b");
+  EXPECT_EQ(ServicePath::absolute("//a/../b", error), "/a/../b");
+  EXPECT_EQ(ServicePath::absolute("/", error), "/");
+  EXPECT_FALSE(error);
+  EXPECT_EQ(ServicePath::absolute("", error), "");
+  EXPECT_TRUE(error);
 }
 
 }  // namespace

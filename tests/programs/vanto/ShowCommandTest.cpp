@@ -68,6 +68,20 @@ TEST_F(ShowCommandTest, PrintsTheLibrarysDescription) {
   EXPECT_NE(run.output.find(" service identifier =  org.example.a\n"), run.output.npos);
 }
 
+TEST_F(ShowCommandTest, PrintsNoDescriptionThatIsMostlyBlanks) {
+  std::string deep = "<true/>";
+  for (int count = 0; count < 16; ++count) deep += deep;
+  for (int level = 0; level < 500; ++level) deep = "<array>" + deep + "</array>";
+  BundleBuilder(directory_.path(), "B.vanto").identifier("b").serviceEntry("_MultipleInstances", deep).build();
+  const ToolRun run = runTool({"show", "--description", directory_ / "B.vanto"});
+  EXPECT_EQ(run.status, ExitStatus::Failed);
+  EXPECT_EQ(run.output, "");
+  EXPECT_EQ(
+      shortened(run.messages),
+      "vanto: DIR/B.vanto: its description would be blanks above all, more than 64 MiB of them; vanto show --json "
+      "has it\n");
+}
+
 TEST_F(ShowCommandTest, FailsWhereThereIsNoService) {
   EXPECT_EQ(shortened(runTool({"show", directory_ / "none"}).messages), "vanto: DIR/none: No such file or directory\n");
   EXPECT_EQ(shortened(runTool({"show", directory_.path()}).messages),

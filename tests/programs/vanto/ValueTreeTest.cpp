@@ -59,5 +59,12 @@ TEST(ValueTree, ShowsHolesAndDeepValues) {
   EXPECT_EQ(std::count(tree.begin(), tree.end(), '\n'), 512);
 }
 
+TEST(ValueTree, EndsWhereTheTextIsFull) {
+  const TemporaryScope scope;
+  const char* element = "<dict><key>a</key><array><true/><true/></array><key>b</key><true/></dict>";
+  EXPECT_EQ(treeOf(readElement(element).get(), 0, TreeText(16)),
+            "a:\n  [0]: true\n(cut off here: the rest would make this more than 0 MiB)\n");
+}
+
 }  // namespace
 }  // namespace vanto::tool
