@@ -37,7 +37,8 @@ Failure failed(int error, const char* reason) noexcept {
 }  // namespace
 
 Failure setProcessState() noexcept {
-  // Refused to the leader of a process group only, and a leader has what is wanted: a group of its own.
+  // Away from the manager's terminal, into which a service could type. Refused to the leader of a process group only,
+  // and a leader has the least that is wanted: a group of its own.
   systemCall(SYS_setsid);
   systemCall(SYS_umask, fileModeMask);
   if (const int error = clearSignals()) return failed(error, "the signals cannot be reset");
