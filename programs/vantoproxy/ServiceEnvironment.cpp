@@ -25,6 +25,12 @@ constexpr std::string_view decided[] = {"LISTEN_FDS"sv,     "LISTEN_FDNAMES"sv, 
 constexpr char defaultPath[] = "PATH=/usr/local/bin:/usr/bin:/bin";
 constexpr std::string_view listenPidPrefix = "LISTEN_PID=";
 
+/// Not starts_with(), behind which the C++ library's exceptions stand.
+bool isOfLocale(std::string_view name) noexcept {
+  constexpr std::string_view prefix = "LC_";
+  return name.size() >= prefix.size() && std::string_view(name.data(), prefix.size()) == prefix;
+}
+
 template <std::size_t count>
 bool isIn(const std::string_view (&names)[count], std::string_view name) noexcept {
   for (const std::string_view each : names) {
@@ -48,7 +54,7 @@ bool isForService(const char* entry, const char* list, const Handover& handover)
   if (isIn(decided, name)) return handover.listeners > 0 && (name == "LISTEN_FDS" || name == "LISTEN_FDNAMES");
   // Programs take an empty path for the working directory.
   if (name == "PATH" && *valueOf(entry) == '\0') return false;
-  return isIn(kept, name) || name.starts_with("LC_") || isListed(list, name);
+  return isIn(kept, name) || isOfLocale(name) || isListed(list, name);
 }
 
 }  // namespace
