@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -28,7 +29,8 @@ TEST(Failure, IsRecordedInEightBytesAndThenSaidInOneLine) {
   const testing::ChildOutcome outcome = testing::runInChild([](const testing::ChildReport& report) {
     int record[2];
     int message[2];
-    ASSERT_EQ(pipe(record) | pipe(message), 0);
+    // Not blocking, so that a pipe that is not closed is an error.
+    ASSERT_EQ(pipe2(record, O_NONBLOCK) | pipe(message), 0);
     dup2(message[1], STDERR_FILENO);
     vanto::report({ExecStage::State, 70000, "is wrong", "mend it"}, "/a", record[1]);
     unsigned char bytes[16];
