@@ -17,13 +17,15 @@ void waitWhileEqual(const std::atomic<std::uint32_t>& word, std::uint32_t expect
                     std::uint64_t nanoseconds) noexcept {
   constexpr std::uint64_t second = 1'000'000'000;
 #ifdef __SANITIZE_THREAD__
-  // The thread sanitizer puts signal handlers off until a call that it knows, which the futex is not.
-  constexpr std::uint64_t longest = second / 20;
-  if (nanoseconds > longest) nanoseconds = longest;
-  poll(nullptr, 0, 0);
+  // A signal ends only a wait with a limit, whatever the flags of its handler.
+  if (nanoseconds == waitForever) nanoseconds = 3600 * second;
 #endif
   const timespec limit{static_cast<time_t>(nanoseconds / second), static_cast<long>(nanoseconds % second)};
   syscall(SYS_futex, &word, FUTEX_WAIT_PRIVATE, expected, nanoseconds == waitForever ? nullptr : &limit, nullptr, 0);
+#ifdef __SANITIZE_THREAD__
+  // The thread sanitizer puts a handler off until the next call that it knows.
+  poll(nullptr, 0, 0);
+#endif
 }
 
 void wakeOne(const std::atomic<std::uint32_t>& word) noexcept {
