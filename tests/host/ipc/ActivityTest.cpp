@@ -12,7 +12,8 @@ namespace {
 
 constexpr const char* name = "org.example.activity";
 
-/// Waits until so much is in hand. Handlers are counted as long as they run, a little longer than a test can tell.
+/// Waits until so much is in hand. Handlers are counted as long as they run, a little longer than a test can tell; that
+/// of the listener may only begin when the client is connected already.
 void awaitInHand(std::size_t count) {
   const std::uint64_t end = deadlineAfter(generous);
   while (Activity::inHand() != count && monotonicNow() < end) std::this_thread::yield();
@@ -30,7 +31,7 @@ TEST(Activity, CountsRequestsUntilTheyAreAnswered) {
   Awaited<int> replies;
   vanto_call_async(connection, text("x"), generous, [&](vanto_object_t) { replies.add(1); });
   vanto_object_t request = requests.await().at(0);
-  EXPECT_EQ(Activity::inHand(), 1U);
+  awaitInHand(1);
   vanto_reply(request, text("y"));
   static_cast<void>(replies.await());
   awaitInHand(0);
@@ -52,14 +53,14 @@ TEST(Activity, CountsHandlersAsLongAsTheyRun) {
     EXPECT_STREQ(vanto_string_get_text(callWith(connection, text("x"))), "x");
     Held request = requests.take();
     if (!isKept) request.reset();
-    EXPECT_EQ(Activity::inHand(), 1U);
+    awaitInHand(1);
     leave.raise();
     awaitInHand(0);
   }
   // A message that expects no answer is in hand no longer than its handler runs, though it is kept.
   EXPECT_EQ(vanto_send(connection, text("x"), 0), VANTO_ERROR_NONE);
   const Held message = requests.take();
-  EXPECT_EQ(Activity::inHand(), 1U);
+  awaitInHand(1);
   leave.raise();
   awaitInHand(0);
 }
