@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace vanto::manager {
+
+/// Why a client got no service: how far its start came, and what ended it.
+struct StartFailure {
+  /// In the order of a start. The names are those that clients and people are told.
+  enum class Stage : std::uint8_t {
+    Held,         ///< "held": its owner does not let it start
+    Pause,        ///< "pause": it failed before and is not started again yet
+    Limit,        ///< "limit": too many instances
+    Resources,    ///< "resources": the manager could not make a process for it
+    Proxy,        ///< "proxy": the proxy could not be executed
+    Call,         ///< "call", and so on: the stages of the proxy
+    Handover,
+    Descriptors,
+    ProcessState,
+    Executable,
+    Execution,
+    Listening,    ///< "listening": it ended, or time passed, before it listened
+    Greeting,     ///< "greeting": it ended before it greeted a client
+    Serving,      ///< "serving": it ended by a failure later on; clients who wait are not told
+    Removed       ///< "removed": its job was unloaded
+  };
+
+  Stage stage = Stage::Resources;
+  /// An errno value, or 0.
+  int error = 0;
+  /// How the process ended, where it did: one of the two, the other is -1.
+  int exitStatus = -1;
+  int signal = -1;
+  /// For how long the next start is put off from `time` on, in nanoseconds; 0 when it may be at once.
+  std::uint64_t pause = 0;
+  /// CLOCK_MONOTONIC in nanoseconds.
+  std::uint64_t time = 0;
+};
+
+/// The word for a stage.
+[[nodiscard]] const char* stageName(StartFailure::Stage stage) noexcept;
+
+/// One line for clients and people, without the name of the service, such as
+/// "executable: No such file or directory (error 2)" or "greeting: ended by signal 11 (Segmentation fault) …".
+[[nodiscard]] std::string failureText(const StartFailure& failure);
+
+}  // namespace vanto::manager
