@@ -176,6 +176,8 @@ typedef enum vanto_error_code {
   VANTO_ERROR_NO_REPLY = 13,
   /** A system call failed, or this process may have no more descriptors; the text tells which. */
   VANTO_ERROR_SYSTEM = 14,
+  /** The service could not be started; where its manager has told why, the text does. */
+  VANTO_ERROR_START = 15,
   /** No code of its own: the largest that an error can carry. */
   VANTO_ERROR_LARGEST = 0x7fffffff
 } vanto_error_code_t;
@@ -257,7 +259,9 @@ VANTO_EXPORT bool vanto_service_name_is_valid(const char* name);
 
 /**
  * Connects to the service `name`, looked for in the session, user and system domain in this order, and exchanges
- * greetings with it. Blocks up to `timeout`. A connection, or an error object. Starts no thread.
+ * greetings with it. Blocks up to `timeout`, also for a service that nobody has started yet or that accepts nobody. A
+ * connection, or an error object; who was refused gets the text of the service or of its manager, if it gave one. Starts
+ * no thread.
  */
 VANTO_EXPORT vanto_object_t vanto_connect(const char* name, vanto_queue_t queue, uint64_t timeout);
 
@@ -354,7 +358,11 @@ VANTO_EXPORT void vanto_handle_service(void* reserved, void* reserved_too, vanto
  */
 VANTO_EXPORT void vanto_set_connections_per_user(size_t count);
 
-/** Has the runtime count this process's activity: while there is none, a service manager may ask it to go. */
+/**
+ * Has the runtime count this process's activity. A service that its manager has started tells it when there was none for
+ * a while: no connection, no request and no handler. The manager may then let the process go, which exits with status 0;
+ * no client is lost by that. Any thread, at any time; once is enough.
+ */
 VANTO_EXPORT void vanto_track_activity(void);
 
 #ifdef __cplusplus

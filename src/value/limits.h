@@ -41,6 +41,8 @@ inline constexpr std::size_t ipcPendingReplies = 256;
 /// it.
 inline constexpr std::size_t ipcSendQueueMessages = 256;
 inline constexpr std::size_t ipcSendQueueBytes = std::size_t{1} << 20;
+/// The text of a refusal.
+inline constexpr std::size_t ipcRefusalTextBytes = 1024;
 inline constexpr std::uint64_t ipcGreetingNanoseconds = 5'000'000'000;
 /// How long a connection that its user has closed goes on sending what was queued, and a process that ends waits for a
 /// peer that takes nothing of it.

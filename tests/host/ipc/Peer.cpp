@@ -18,7 +18,7 @@
 #include "host/ipc/IPCFixture.h"
 #include "host/ipc/RawPeer.h"
 #include "ipc/Activity.h"
-#include "ipc/InheritedListener.h"
+#include "ipc/InheritedSockets.h"
 #include "value/limits.h"
 #include "value/platform/signing.h"
 
@@ -133,8 +133,8 @@ int serveUntilTerminated(const char* name) {
 int inherit(const char* name, const char* other) {
   Fd one;
   Fd two;
-  const vanto_error_code_t code = takeInheritedListener(name, one);
-  EXPECT_EQ(takeInheritedListener(other, two), code);
+  const vanto_error_code_t code = takeInheritedSocket(name, InheritedSocket::Listening, one);
+  EXPECT_EQ(takeInheritedSocket(other, InheritedSocket::Listening, two), code);
   const bool isTooMany = code == VANTO_ERROR_TOO_LARGE;
   report(isTooMany ? "too many" : std::to_string(one.get()) + " " + std::to_string(two.get()));
   report(getenv("LISTEN_FDS") == nullptr && getenv("LISTEN_PID") == nullptr && getenv("LISTEN_FDNAMES") == nullptr
