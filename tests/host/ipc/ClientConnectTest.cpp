@@ -2,17 +2,23 @@
 #include "ipc/ClientConnect.h"
 
 #include <atomic>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/un.h>
 
+#include "dispatch/Workers.h"
 #include "host/ipc/IPCFixture.h"
 #include "host/ipc/RawPeer.h"
 #include "ipc/Domain.h"
+#include "ipc/Refusal.h"
 #include "value/Fd.h"
 
 namespace vanto::test {
@@ -108,6 +114,90 @@ TEST(ClientConnect, GivesTheCodeOfARefusal) {
     EXPECT_EQ(codeOf(connectToService(name, nullptr, generous).get()), expected);
     refusing.join();
   }
+}
+
+TEST(ClientConnect, GivesTheTextOfARefusal) {
+  const RuntimeDirectory directory;
+  RawService service(name);
+  for (const std::string sent : {"org.example.connect: not started: held", ""}) {
+    std::thread refusing([&] { sendRefusal(service.accept().descriptor(), VANTO_ERROR_START, sent); });
+    const Ref<vanto_object> refused = connectToService(name, nullptr, generous);
+    refusing.join();
+    EXPECT_EQ(codeOf(refused.get()), VANTO_ERROR_START);
+    EXPECT_STREQ(vanto_error_get_text(refused.get()), sent.empty() ? "the service could not be started" : sent.c_str());
+  }
+}
+
+TEST(ClientConnect, DoesNotTryAgainWhenItIsRefused) {
+  const RuntimeDirectory directory;
+  RawService service(name);
+  // Even with what it gives itself when nobody greets it.
+  std::thread refusing([&] { sendRefusal(service.accept().descriptor(), VANTO_ERROR_CLOSED, "no"); });
+  const Ref<vanto_object> refused = connectToService(name, nullptr, generous);
+  refusing.join();
+  EXPECT_EQ(codeOf(refused.get()), VANTO_ERROR_CLOSED);
+  EXPECT_STREQ(vanto_error_get_text(refused.get()), "no");
+}
+
+TEST(ClientConnect, TakesNoTextThatIsNone) {
+  const RuntimeDirectory directory;
+  RawService service(name);
+  for (const std::string& sent : {std::string("a\0b", 3), std::string("\xFF")}) {
+    std::thread refusing([&] {
+      std::vector<std::uint8_t> payload{15, 0, 0, 0};
+      payload.insert(payload.end(), sent.begin(), sent.end());
+      service.accept().send({.kind = FrameKind::Refusal}, payload);
+    });
+    EXPECT_EQ(codeOf(connectToService(name, nullptr, generous).get()), VANTO_ERROR_PROTOCOL);
+    refusing.join();
+  }
+}
+
+/// A service whose queue of clients is full, since it accepts nobody.
+class FullService {
+ public:
+  FullService() {
+    EXPECT_EQ(listen(service_.descriptor(), 0), 0);
+    waiting_ = connectToSocket(openDomain(Domain::User).get(), name, UINT64_MAX);
+    EXPECT_TRUE(waiting_);
+  }
+
+ private:
+  RawService service_{name};
+  Fd waiting_;
+};
+
+constexpr std::uint64_t bound = 50'000'000;
+
+TEST(ClientConnect, EndsAtItsTimeoutWhenNobodyAccepts) {
+  const RuntimeDirectory directory;
+  const FullService service;
+  const std::uint64_t start = monotonicNow();
+  EXPECT_EQ(codeOf(connectToService(name, nullptr, bound).get()), VANTO_ERROR_TIMED_OUT);
+  EXPECT_GE(monotonicNow() - start, bound);
+  EXPECT_LT(monotonicNow() - start, 20 * bound);
+  EXPECT_EQ(codeOf(connectToService(name, nullptr, 0).get()), VANTO_ERROR_TIMED_OUT);
+}
+
+TEST(ClientConnect, SignalsDoNotStretchItsTimeout) {
+  const RuntimeDirectory directory;
+  const FullService service;
+  struct sigaction action {};
+  struct sigaction before {};
+  action.sa_handler = [](int) {
+  };
+  ASSERT_EQ(sigaction(SIGALRM, &action, &before), 0);
+  // Each interrupts the call long before its timeout.
+  const timeval often{0, 5'000};
+  const itimerval timer{often, often};
+  ASSERT_EQ(setitimer(ITIMER_REAL, &timer, nullptr), 0);
+  const std::uint64_t start = monotonicNow();
+  EXPECT_EQ(codeOf(connectToService(name, nullptr, bound).get()), VANTO_ERROR_TIMED_OUT);
+  EXPECT_GE(monotonicNow() - start, bound);
+  EXPECT_LT(monotonicNow() - start, 20 * bound);
+  const itimerval never{};
+  setitimer(ITIMER_REAL, &never, nullptr);
+  sigaction(SIGALRM, &before, nullptr);
 }
 
 TEST(ClientConnect, LeavesAServiceThatSpeaksAnotherVersion) {

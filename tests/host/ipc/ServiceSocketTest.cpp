@@ -14,6 +14,8 @@
 
 #include "dispatch/Workers.h"
 #include "host/ipc/IPCFixture.h"
+#include "host/ipc/ManagerEnd.h"
+#include "host/ipc/Peer.h"
 #include "ipc/Domain.h"
 #include "ipc/PeerCredentials.h"
 
@@ -175,6 +177,28 @@ TEST(ServiceSocket, ConnectingToAFullQueueEndsAtItsTimeout) {
     EXPECT_EQ(remainingUntil(deadline), 0U);
   }
   socket.close();
+}
+
+std::string openInChild(const std::vector<int>& sockets, const char* names) {
+  const Process child({"open-socket", name}, {}, handOver(sockets, names));
+  const std::string line = child.line();
+  return line == "connection" ? line + " " + child.line() : line;
+}
+
+TEST(ServiceSocket, KnowsWhereItComesFrom) {
+  const RuntimeDirectory directory;
+  EXPECT_EQ(openInChild({}, nullptr), "own");
+  const Fd listener = createListener(directory, "other");
+  EXPECT_EQ(openInChild({listener.get()}, name), "inherited");
+}
+
+TEST(ServiceSocket, AConnectionHandedOverIsAsIfJustAccepted) {
+  const RuntimeDirectory directory;
+  const SocketPair pair(SOCK_SEQPACKET | SOCK_NONBLOCK);
+  const timeval timeout{5, 0};
+  ASSERT_EQ(setsockopt(pair.near.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout), 0);
+  EXPECT_EQ(openInChild({pair.near.get()}, name), "connection as accepted");
+  EXPECT_NE(access(directory.socketPath(name).c_str(), F_OK), 0);
 }
 
 }  // namespace
