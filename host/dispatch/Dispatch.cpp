@@ -17,8 +17,8 @@ namespace {
 using vanto::Pool;
 using vanto::WorkItem;
 
-/// How often a thread that waits for its item tries to get a worker made where there was none to be had, or, as the only
-/// one, looks for what another thread has left it.
+/// How often a thread that waits for its item tries to get a worker made where there was none to be had, or, as the
+/// only one, looks for what another thread has left it.
 constexpr std::uint64_t retryNanoseconds = 10'000'000;
 
 void submit(dispatch_queue_s& queue, WorkItem& item, Pool::Urgency urgency) noexcept {

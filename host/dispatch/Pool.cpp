@@ -22,8 +22,8 @@
 // monitor that finds events nobody has taken waits in the epoll set as well, so that the number of active workers
 // follows the load.
 //
-// A program may want no thread but its own. No worker is then ever made: the main thread, once it has joined, is in turn
-// waiting and active, as any worker is that could not get another one to monitor.
+// A program may want no thread but its own. No worker is then ever made: the main thread, once it has joined, is in
+// turn waiting and active, as any worker is that could not get another one to monitor.
 #include "dispatch/Pool.h"
 
 #include <algorithm>

@@ -43,8 +43,8 @@ class Pool {
   /// until the next call of start() that succeeds.
   void serve(dispatch_queue_s& queue, Urgency urgency) noexcept;
 
-  /// Runs a queue that waits for a worker on the calling thread, which is the only worker and waits for something. False
-  /// when there is none.
+  /// Runs a queue that waits for a worker on the calling thread, which is the only worker and waits for something.
+  /// False when there is none.
   [[nodiscard]] bool runQueueInPlace() noexcept;
 
   /// Makes the calling thread a worker for good.

@@ -63,11 +63,11 @@ void Activity::connectionClosed() noexcept {
 void Activity::track() noexcept {
   if (isTracked()) return;
   noteEnd();
-  tracked.store(true, std::memory_order_release);
+  tracked.store(true);
 }
 
 bool Activity::isTracked() noexcept {
-  return tracked.load(std::memory_order_acquire);
+  return tracked.load();
 }
 
 std::uint64_t Activity::idleSince() noexcept {

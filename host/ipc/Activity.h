@@ -20,8 +20,8 @@ struct Activity {
   static void track() noexcept;
   [[nodiscard]] static bool isTracked() noexcept;
 
-  /// When the last of all that is counted ended (CLOCK_MONOTONIC, nanoseconds), or tracking began; UINT64_MAX while there
-  /// is a connection or something in hand, and where nothing is tracked.
+  /// When the last of all that is counted ended (CLOCK_MONOTONIC, nanoseconds), or tracking began; UINT64_MAX while
+  /// there is a connection or something in hand, and where nothing is tracked.
   [[nodiscard]] static std::uint64_t idleSince() noexcept;
 
   /// True once the process was asked to end: nothing new is taken into hand any more.

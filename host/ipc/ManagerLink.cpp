@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Whether the process is idle is seen by one timer that looks, and sets itself anew for the time when the process may be
-// idle at the earliest; nothing else touches it while clients come and go. So it goes off once in the time after which
-// the process says that it is idle, and once more when it does become idle. Having said so, it stays off until there is
-// a reason to look again: a client, or an order to leave that came too late.
+// Whether the process is idle is seen by one timer that looks, and sets itself anew for the time when the process may
+// be idle at the earliest; nothing else touches it while clients come and go. So it goes off once in the time after
+// which the process says that it is idle, and once more when it does become idle. Having said so, it stays off until
+// there is a reason to look again: a client, or an order to leave that came too late.
 #include "ipc/ManagerLink.h"
 
+#include <algorithm>
 #include <mutex>
 #include <new>
 #include <utility>
@@ -26,9 +27,7 @@ constinit std::atomic<bool> ManagerLink::hasAsked_{false};
 /// Watched for the life of the process.
 class ManagerLink::Watch final : public Watched {
  public:
-  [[nodiscard]] static Ref<Watch> create() noexcept {
-    return Ref<Watch>::adopt(::new (allocate(sizeof(Watch))) Watch);
-  }
+  [[nodiscard]] static Ref<Watch> create() noexcept { return Ref<Watch>::adopt(::new (allocate(sizeof(Watch))) Watch); }
 
  private:
   static constexpr Class watchClass{"ManagerLink", &objectClass, NoKind, nullptr, nullptr, nullptr};
@@ -40,17 +39,22 @@ class ManagerLink::Watch final : public Watched {
 
 namespace {
 
+/// Between two looks, however impatient the manager is.
+constexpr std::uint64_t shortestPause = 1'000'000;
+
 /// Guards the beginning.
 constinit std::mutex mutex;
 constinit bool wasSought = false;
-/// Never closed; what follows is written before it is.
+/// Never closed; the reactions are written before it is.
 constinit std::atomic<int> descriptor{-1};
 constinit ManagerLink::Reactions reactions{};
-constinit Watched* watch = nullptr;
+/// Set once it is watched, which it is for good.
+constinit std::atomic<Watched*> watch{nullptr};
 
 constinit std::atomic<bool> saidListening{false};
 constinit std::atomic<std::uint32_t> openListeners{0};
-/// After so many nanoseconds without activity the process is idle; 0 for never.
+/// After so many nanoseconds without activity the process is idle; 0 for never. Sequentially consistent, as tracking
+/// is: who sets the one last finds the other.
 constinit std::atomic<std::uint64_t> idlePeriod{0};
 
 int link() noexcept {
@@ -63,20 +67,20 @@ void say(ManagerRecordKind kind) noexcept {
 }
 
 void lookAfter(std::uint64_t nanoseconds) noexcept {
-  setTimer(*watch, deadlineAfter(nanoseconds));
+  setTimer(*watch.load(), deadlineAfter(std::max(nanoseconds, shortestPause)));
 }
 
 void startClock() noexcept {
-  const std::uint64_t period = idlePeriod.load(std::memory_order_relaxed);
-  if (link() >= 0 && period != 0 && Activity::isTracked()) lookAfter(period);
+  const std::uint64_t period = idlePeriod.load();
+  if (watch.load() != nullptr && period != 0 && Activity::isTracked()) lookAfter(period);
 }
 
 void take(ManagerRecordKind kind, std::uint64_t value) noexcept {
   if (kind == ManagerRecordKind::Settings) {
-    idlePeriod.store(value, std::memory_order_relaxed);
+    idlePeriod.store(value);
     startClock();
   }
-  const std::uint64_t period = idlePeriod.load(std::memory_order_relaxed);
+  const std::uint64_t period = idlePeriod.load();
   if (kind != ManagerRecordKind::Leave || period == 0 || !Activity::isTracked() || Activity::isEnding()) return;
   // Too late an order is answered by being idle once more, after all of that time.
   if (!reactions.leaveIfIdle(period)) startClock();
@@ -90,9 +94,12 @@ void ManagerLink::begin(const Reactions& theReactions) noexcept {
   if (!std::exchange(wasSought, true)) found = takeManagerLink().release();
   if (found < 0 || link() >= 0) return;
   reactions = theReactions;
-  if (watch == nullptr) watch = Watch::create().leak();
+  const Ref<Watch> created = Watch::create();
   descriptor.store(found, std::memory_order_release);
-  if (!startWatching(*watch, found, EPOLLIN | EPOLLRDHUP | EPOLLET)) descriptor.store(-1, std::memory_order_release);
+  if (!startWatching(*created, found, EPOLLIN | EPOLLRDHUP | EPOLLET)) return descriptor.store(-1);
+  watch.store(created.get());
+  // The settings may have been read already.
+  startClock();
 }
 
 void ManagerLink::listenerStarted() noexcept {
@@ -118,7 +125,7 @@ void ManagerLink::restartClock() noexcept {
 
 /// Tells the manager when the process is idle, or looks again when it may be.
 void ManagerLink::look() noexcept {
-  const std::uint64_t period = idlePeriod.load(std::memory_order_relaxed);
+  const std::uint64_t period = idlePeriod.load();
   if (period == 0 || Activity::isEnding()) return;
   const std::uint64_t since = Activity::idleSince();
   if (since == UINT64_MAX) return lookAfter(period);
@@ -141,7 +148,6 @@ void ManagerLink::read() noexcept {
       case ManagerRecordResult::Nothing:
         return;
       case ManagerRecordResult::Ended:
-        stopWatching(*watch, link());
         return reactions.lost();
     }
   }

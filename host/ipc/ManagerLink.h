@@ -4,8 +4,8 @@
 #include <atomic>
 #include <cstdint>
 
-/// The service's end of the link to the manager that started it, as docs/formats/manager.md describes it. Without such a
-/// link nothing here does anything. Any thread, with or without locks.
+/// The service's end of the link to the manager that started it, as docs/formats/manager.md describes it. Without such
+/// a link nothing here does anything. Any thread, with or without locks.
 namespace vanto {
 
 struct ManagerLink {
@@ -13,8 +13,8 @@ struct ManagerLink {
   struct Reactions {
     /// The manager is gone.
     void (*lost)() noexcept;
-    /// Has the process leave if it has been idle for so many nanoseconds and nothing has been accepted meanwhile. False,
-    /// with nothing changed, when it has not.
+    /// Has the process leave if it has been idle for so many nanoseconds and nothing has been accepted meanwhile.
+    /// False, with nothing changed, when it has not.
     bool (*leaveIfIdle)(std::uint64_t nanoseconds) noexcept;
   };
 

@@ -17,8 +17,9 @@ namespace vanto {
 /// manager has started for one connection, that connection in its place. Not thread-safe.
 class ServiceSocket {
  public:
-  /// Has the socket of `name` listen, unless there is a connection for it. VANTO_ERROR_IN_USE when somebody else listens there, VANTO_ERROR_NAME,
-  /// VANTO_ERROR_TOO_LARGE when too many sockets were handed over, VANTO_ERROR_SYSTEM with errno.
+  /// Has the socket of `name` listen, unless there is a connection for it. VANTO_ERROR_IN_USE when somebody else
+  /// listens there, VANTO_ERROR_NAME, VANTO_ERROR_TOO_LARGE when too many sockets were handed over, VANTO_ERROR_SYSTEM
+  /// with errno.
   [[nodiscard]] vanto_error_code_t open(std::string_view name) noexcept;
 
   /// Whether it came from a manager.

@@ -259,9 +259,8 @@ VANTO_EXPORT bool vanto_service_name_is_valid(const char* name);
 
 /**
  * Connects to the service `name`, looked for in the session, user and system domain in this order, and exchanges
- * greetings with it. Blocks up to `timeout`, also for a service that nobody has started yet or that accepts nobody. A
- * connection, or an error object; who was refused gets the text of the service or of its manager, if it gave one. Starts
- * no thread.
+ * greetings with it. Blocks up to `timeout`. A connection, or an error object, whose text is that of the refusal where
+ * one came with a text. Starts no thread.
  */
 VANTO_EXPORT vanto_object_t vanto_connect(const char* name, vanto_queue_t queue, uint64_t timeout);
 
@@ -358,11 +357,7 @@ VANTO_EXPORT void vanto_handle_service(void* reserved, void* reserved_too, vanto
  */
 VANTO_EXPORT void vanto_set_connections_per_user(size_t count);
 
-/**
- * Has the runtime count this process's activity. A service that its manager has started tells it when there was none for
- * a while: no connection, no request and no handler. The manager may then let the process go, which exits with status 0;
- * no client is lost by that. Any thread, at any time; once is enough.
- */
+/** Has the runtime count this process's activity: while there is none, a service manager may ask it to go. */
 VANTO_EXPORT void vanto_track_activity(void);
 
 #ifdef __cplusplus

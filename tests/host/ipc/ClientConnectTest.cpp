@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -12,10 +11,10 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
-#include <sys/un.h>
 
 #include "dispatch/Workers.h"
 #include "host/ipc/IPCFixture.h"
+#include "host/ipc/ManagerEnd.h"
 #include "host/ipc/RawPeer.h"
 #include "ipc/Domain.h"
 #include "ipc/Refusal.h"
@@ -26,22 +25,10 @@ namespace {
 
 constexpr const char* name = "org.example.connect";
 
-/// A socket of `type` that somebody else has bound, and listens on, under the name of a service.
-Fd foreignListener(const RuntimeDirectory& directory, int type) {
-  EXPECT_TRUE(openOrCreateUserDomain());
-  Fd listener(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::snprintf(address.sun_path, sizeof address.sun_path, "%s", directory.socketPath(name).c_str());
-  EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  EXPECT_EQ(type == SOCK_DGRAM ? 0 : listen(listener.get(), 1), 0);
-  return listener;
-}
-
 TEST(ClientConnect, FindsNoServiceWhereASocketOfAnotherTypeHasItsName) {
   for (const int type : {SOCK_STREAM, SOCK_DGRAM}) {
     const RuntimeDirectory directory;
-    const Fd listener = foreignListener(directory, type);
+    const Fd listener = createListener(directory, name, type);
     EXPECT_EQ(codeOf(connectToService(name, nullptr, generous).get()), VANTO_ERROR_NO_SERVICE);
   }
 }

@@ -299,6 +299,19 @@ TEST(Listener, AnIdleServiceEndsAtOnceWhenAskedTo) {
   EXPECT_NE(access(directory.socketPath(name).c_str(), F_OK), 0);
 }
 
+TEST(Listener, ServesInAProcessWithOneThread) {
+  const RuntimeDirectory directory;
+  const Process child({"serve-alone", name});
+  ASSERT_EQ(child.line(), "ready");
+  const Held connection = connectTo(name);
+  const Held other = connectTo(name);
+  EXPECT_STREQ(vanto_string_get_text(callWith(other, text("x"))), "x");
+  EXPECT_EQ(codeOf(callWith(connection, text("threads"))), VANTO_ERROR_NONE);
+  EXPECT_EQ(child.line(), "no more");
+  child.signal(SIGTERM);
+  EXPECT_EQ(child.await(), "exit status 0");
+}
+
 TEST(Listener, AHandlerThatThrowsAbortsTheProcess) {
   const RuntimeDirectory directory;
   const Process child({"serve", name});

@@ -18,7 +18,7 @@
 /// What a manager has and does, for tests of what services make of it.
 namespace vanto::test {
 
-/// A listening socket as a manager makes it, bound in the user's domain.
+/// A listening socket as a manager makes it, bound in the user's domain; or one of another type.
 inline Fd createListener(const RuntimeDirectory& directory, const char* name, int type = SOCK_SEQPACKET) {
   EXPECT_TRUE(openOrCreateUserDomain());
   Fd listener(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
@@ -26,7 +26,7 @@ inline Fd createListener(const RuntimeDirectory& directory, const char* name, in
   address.sun_family = AF_UNIX;
   std::snprintf(address.sun_path, sizeof address.sun_path, "%s", directory.socketPath(name).c_str());
   EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  EXPECT_EQ(listen(listener.get(), 5), 0);
+  EXPECT_EQ(type == SOCK_DGRAM ? 0 : listen(listener.get(), 5), 0);
   return listener;
 }
 

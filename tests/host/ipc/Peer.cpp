@@ -5,6 +5,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -15,6 +17,7 @@
 #include <VantoService/PlistNumber.h>
 #include <VantoService/dispatch.h>
 
+#include "dispatch/Pool.h"
 #include "host/ipc/IPCFixture.h"
 #include "host/ipc/RawPeer.h"
 #include "ipc/Activity.h"
@@ -80,6 +83,14 @@ int dieAsClient(std::string_view step, const char* name) {
   die();
 }
 
+std::ptrdiff_t threadCount() {
+  const std::filesystem::directory_iterator tasks("/proc/self/task");
+  return std::distance(begin(tasks), end(tasks));
+}
+
+/// Before the service was made.
+std::ptrdiff_t threadsAtStart = 0;
+
 /// A service that answers what it is asked, "slow" a second request later, and ends on request.
 int serve(const char* name) {
   static Held waiting;
@@ -95,11 +106,21 @@ int serve(const char* name) {
       waiting.reset();
     }
     if (asked == "throw") throw 1;
+    if (asked == "threads") report(threadCount() == threadsAtStart ? "no more" : "more");
     if (asked == "stop listening") vanto_close(service->listener());
     Service::echo(connection, event);
   });
   report(service != nullptr ? "ready" : "");
   dispatch_main();
+}
+
+/// The same on one thread.
+int serveAlone(const char* name) {
+  // The thread sanitizer makes one of its own with the first of the program.
+  std::thread([] {}).join();
+  threadsAtStart = threadCount();
+  Pool::shared().useOnlyMainThread();
+  return serve(name);
 }
 
 /// The same for a service that tracks its activity.
@@ -374,6 +395,7 @@ int run(int count, char** arguments) {
   if (mode == "die") return dieAsService(arguments[2], arguments[3]);
   if (mode == "die-as-client") return dieAsClient(arguments[2], arguments[3]);
   if (mode == "serve") return serve(arguments[2]);
+  if (mode == "serve-alone") return serveAlone(arguments[2]);
   if (mode == "serve-tracked") return serveTracked(arguments[2]);
   if (mode == "serve-and-tell") return serveAndTell(arguments[2], count > 3 ? arguments[3] : nullptr);
   if (mode == "inherit-others") return inheritOthers(arguments[2]);
