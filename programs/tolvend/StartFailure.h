@@ -10,21 +10,21 @@ namespace vanto::manager {
 struct StartFailure {
   /// In the order of a start. The names are those that clients and people are told.
   enum class Stage : std::uint8_t {
-    Held,         ///< "held": its owner does not let it start
-    Pause,        ///< "pause": it failed before and is not started again yet
-    Limit,        ///< "limit": too many instances
-    Resources,    ///< "resources": the manager could not make a process for it
-    Proxy,        ///< "proxy": the proxy could not be executed
-    Call,         ///< "call", and so on: the stages of the proxy
+    Held,       ///< "held": its owner does not let it start
+    Pause,      ///< "pause": it failed before and is not started again yet
+    Limit,      ///< "limit": too many instances
+    Resources,  ///< "resources": the manager could not make a process for it
+    Proxy,      ///< "proxy": the proxy could not be executed
+    Call,       ///< "call", and so on: the stages of the proxy
     Handover,
     Descriptors,
     ProcessState,
     Executable,
     Execution,
-    Listening,    ///< "listening": it ended, or time passed, before it listened
-    Greeting,     ///< "greeting": it ended before it greeted a client
-    Serving,      ///< "serving": it ended by a failure later on; clients who wait are not told
-    Removed       ///< "removed": its job was unloaded
+    Listening,  ///< "listening": it ended, or time passed, before it listened
+    Greeting,   ///< "greeting": it ended before it greeted a client
+    Serving,    ///< "serving": it ended by a failure later on; clients who wait are not told
+    Removed     ///< "removed": its job was unloaded
   };
 
   Stage stage = Stage::Resources;
