@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "tolvend/StartFailure.h"
+
 namespace vanto::manager {
 
 /// Names one process of a job to its life cycle; never 0, and never used again.
@@ -44,11 +46,17 @@ struct InstanceRecord {
   /// It has failed already; its end is none of its own.
   bool hasFailed = false;
 
-  [[nodiscard]] State state() const noexcept {
-    if (isAsked || saidStopped || hasFailed) return State::Stopping;
-    return saidListening || seemsToAccept ? State::Running : State::Starting;
-  }
+  [[nodiscard]] State state() const noexcept;
+  /// Which stage of its life a failure at this moment is one of: Listening, Greeting or Serving.
+  [[nodiscard]] StartFailure::Stage stage() const noexcept;
+  /// A failure of it at `now`, without a reason.
+  [[nodiscard]] StartFailure failure(std::uint64_t now) const noexcept;
 };
+
+/// Whether a process that nobody asked to end failed by ending so.
+[[nodiscard]] inline bool isCrash(Ending ending) noexcept {
+  return ending.kind == Ending::Kind::Signalled || ending.value != 0;
+}
 
 /// The word for a state that people are told: "starting" and so on.
 [[nodiscard]] const char* stateName(InstanceRecord::State state) noexcept;

@@ -99,16 +99,16 @@ class LifeCycle {
 
   [[nodiscard]] State state() const noexcept;
   /// True when no process of it is left.
-  [[nodiscard]] bool isEmpty() const noexcept;
+  [[nodiscard]] bool isEmpty() const noexcept { return instances_.empty(); }
   /// The process that accepts or is going to; 0 for none.
-  [[nodiscard]] InstanceId current() const noexcept;
+  [[nodiscard]] InstanceId current() const noexcept { return current_; }
   /// When the next start may be, while it pauses.
-  [[nodiscard]] std::uint64_t earliestStart() const noexcept;
+  [[nodiscard]] std::uint64_t earliestStart() const noexcept { return pauseUntil_; }
   /// Processes made, and starts and runs that failed, since it began.
-  [[nodiscard]] std::uint64_t starts() const noexcept;
-  [[nodiscard]] std::uint64_t failures() const noexcept;
+  [[nodiscard]] std::uint64_t starts() const noexcept { return starts_; }
+  [[nodiscard]] std::uint64_t failures() const noexcept { return failures_; }
   /// The last failure, or null.
-  [[nodiscard]] const StartFailure* lastFailure() const noexcept;
+  [[nodiscard]] const StartFailure* lastFailure() const noexcept { return failures_ == 0 ? nullptr : &failure_; }
   /// The instances whose processes have not ended, the oldest first. Until the next call of anything that is not const.
   [[nodiscard]] const std::vector<InstanceRecord>& instances() const noexcept { return instances_; }
 
@@ -128,13 +128,18 @@ class LifeCycle {
   [[nodiscard]] bool mayStart() const noexcept;
   [[nodiscard]] bool shallWatch() const noexcept;
   [[nodiscard]] std::uint64_t nextDeadline() const noexcept;
+  [[nodiscard]] Appearance appearance() const noexcept;
   void spawn(std::uint64_t now);
   /// Notes a failure and how long the pause after it is, and tells those who wait when they shall not go on waiting.
   void fail(StartFailure failure, std::uint64_t pause, std::uint64_t now);
-  void failedRun(InstanceRecord& instance, StartFailure failure, std::uint64_t now);
+  /// The same for a process that was executed: the pause grows with each failure.
+  void failRun(const InstanceRecord& instance, StartFailure failure, std::uint64_t now);
   void tellPause(std::uint64_t now);
+  void forgetFailures() noexcept;
+  /// Asks it to end, unless that was done.
   void askToEnd(InstanceRecord& instance, std::uint64_t now);
   void askAllToEnd(std::uint64_t now);
+  /// Finds out whether a process that has not said that it listens does.
   void lookAtWaiting(InstanceRecord& instance, std::uint64_t now);
   /// Brings the world in line with what is known now. Each operation ends with it.
   void settle(std::uint64_t now);

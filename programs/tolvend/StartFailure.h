@@ -33,6 +33,10 @@ struct StartFailure {
   /// How the process ended, where it did: one of the two, the other is -1.
   int exitStatus = -1;
   int signal = -1;
+  /// For how long the process ran, in nanoseconds; 0 where there was none.
+  std::uint64_t ran = 0;
+  /// The instance that failed, 0 for none.
+  std::uint64_t instance = 0;
   /// For how long the next start is put off from `time` on, in nanoseconds; 0 when it may be at once.
   std::uint64_t pause = 0;
   /// CLOCK_MONOTONIC in nanoseconds.
