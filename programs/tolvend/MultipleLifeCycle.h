@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -99,14 +100,32 @@ class MultipleLifeCycle {
   [[nodiscard]] const std::vector<Instance>& instances() const noexcept { return instances_; }
 
  private:
+  /// What people are told of.
+  struct Appearance {
+    State state = State::Resting;
+    std::size_t instances = 0;
+    std::size_t running = 0;
+    std::uint64_t starts = 0;
+    std::uint64_t failures = 0;
+    friend bool operator==(const Appearance&, const Appearance&) = default;
+  };
+
   [[nodiscard]] Instance* find(InstanceId instance) noexcept;
-  [[nodiscard]] bool isStopping() const noexcept;
+  [[nodiscard]] bool shallWatch() const noexcept;
   [[nodiscard]] std::uint64_t nextDeadline() const noexcept;
+  [[nodiscard]] Appearance appearance() const noexcept;
   void serveOne(std::uint64_t now);
-  void fail(Instance& instance, StartFailure failure, std::uint64_t pause, std::uint64_t now);
-  void notePause(StartFailure failure, std::uint64_t pause, std::uint64_t now);
+  /// Notes a failure and how long the pause after it is.
+  void noteFailure(StartFailure& failure, std::uint64_t pause, std::uint64_t now);
+  void tellPause(std::uint64_t now);
+  /// Gives up the manager's descriptor of the connection: the client is told `failure`, unless people wanted the end.
+  void endConnection(Instance& instance, const StartFailure& failure);
   void forgetConnection(Instance& instance);
+  void lookAtConnection(Instance& instance, std::uint64_t now);
+  void forgetFailures() noexcept;
+  void askToEnd(Instance& instance, std::uint64_t now);
   void askAllToEnd(std::uint64_t now);
+  /// Brings the world in line with what is known now. Each operation ends with it.
   void settle(std::uint64_t now);
 
   MultipleLifeCycleWorld& world_;
@@ -121,9 +140,10 @@ class MultipleLifeCycle {
   std::uint64_t starts_ = 0;
   std::uint64_t failures_ = 0;
   StartFailure failure_;
+  Appearance told_;
   /// A client waits for the end of a short pause.
   bool isClientPatient_ = false;
-  /// All were asked to end, and not all have.
+  /// All were asked to end, and not all have: clients wait.
   bool isStopping_ = false;
   bool isHeld_ = false;
   bool isRetired_ = false;
