@@ -31,6 +31,7 @@ class JobStore {
  public:
   /// A file that is no job, and what is wrong with it. It is left alone.
   struct Damage {
+    /// Relative to the manager's directory, as it is on disk, whatever characters that has.
     std::string file;
     std::string reason;
   };
@@ -61,6 +62,9 @@ class JobStore {
   [[nodiscard]] StoreFailure removeHeld(std::string_view label);
 
  private:
+  /// Reads one file: a job, or what is wrong with it.
+  [[nodiscard]] std::string readJob(const std::string& name, Domain domain, Job& job) const;
+
   Fd directory_;
 };
 
