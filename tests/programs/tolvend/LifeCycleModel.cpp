@@ -99,6 +99,7 @@ void LifeCycleModel::signal(InstanceId instance, Signal signal) {
   process.isAsked = true;
   if (signal == Signal::Kill) {
     ++seen_.kills;
+    process.isKilled = true;
     plan(upTo(5 * millisecond), [this, instance] { end(instance, {Ending::Kind::Signalled, 9}); });
     return;
   }
@@ -453,7 +454,7 @@ void LifeCycleModel::checkFailures() {
 void LifeCycleModel::checkWaiting() {
   if (isRetired_ || waiting_.empty()) return;
   const Process* process = current();
-  const bool isServed = process != nullptr && process->isAccepting;
+  const bool isServed = process != nullptr && (process->isAccepting || process->isKilled);
   if (!isServed && !isWatching_ && timer_ == never && reportsUnderWay_ == 0) wrong("a client waits for nothing");
   for (const Client& client : waiting_) {
     if (now_ - client.since > longestStart * (1 + client.disturbances)) wrong("a client waits too long");

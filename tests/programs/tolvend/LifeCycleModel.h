@@ -64,6 +64,7 @@ class LifeCycleModel final : LifeCycleWorld {
     bool hasStopped = false;
     bool hasGreeted = false;
     bool isAsked = false;
+    bool isKilled = false;
     std::vector<Client> unserved;
     // What the life cycle was told.
     bool toldListening = false;

@@ -21,7 +21,7 @@ std::uint64_t firstSeed() {
 
 TEST(LifeCycleModel, KeepsItsPromisesWhateverHappens) {
   LifeCycleModel::Seen all;
-  for (std::uint64_t seed = firstSeed(), last = seed + 4000; seed != last; ++seed) {
+  for (std::uint64_t seed = firstSeed(), last = seed + 2500; seed != last; ++seed) {
     LifeCycleModel model(seed);
     ASSERT_EQ(model.walk(), "") << "VANTO_TEST_SEED=" << seed;
     const LifeCycleModel::Seen& seen = model.seen();
