@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <memory>
 #include <utility>
 
@@ -14,6 +13,7 @@
 
 #include "ipc/SocketName.h"
 #include "process/Contents.h"
+#include "tolvend/ErrorText.h"
 #include "tolvend/JobIntake.h"
 #include "value/limits.h"
 
@@ -29,11 +29,6 @@ constexpr char unfinishedName[] = ".unfinished";
 
 std::string pathOf(const char* folder, std::string_view name) {
   return std::string(folder) + "/" + std::string(name);
-}
-
-std::string errorText(int error) {
-  const char* description = strerrordesc_np(error);
-  return std::string(description != nullptr ? description : "unknown error") + " (error " + std::to_string(error) + ")";
 }
 
 /// 0, or errno.

@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "tolvend/ErrorText.h"
+
 namespace vanto::manager {
 
 namespace {
@@ -19,11 +21,6 @@ std::string seconds(std::uint64_t nanoseconds) {
   decimals.erase(decimals.find_last_not_of('0') + 1);
   if (!decimals.empty()) text += "." + decimals;
   return text + " s";
-}
-
-std::string errorText(int error) {
-  const char* description = strerrordesc_np(error);
-  return std::string(description != nullptr ? description : "unknown error") + " (error " + std::to_string(error) + ")";
 }
 
 std::string signalText(int signal) {

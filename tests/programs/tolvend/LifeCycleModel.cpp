@@ -38,7 +38,7 @@ std::string LifeCycleModel::walk() {
   if (chance(50) && !isRetired_)
     order([this] {
       isRetired_ = true;
-      lifeCycle_.retire(now_);
+      orderToEnd(&LifeCycle::retire);
     });
   runUntil(now_ + 600 * second);
   if (!waiting_.empty() && !isRetired_) wrong("a client waits after ten minutes");
@@ -62,11 +62,12 @@ bool LifeCycleModel::spawn(InstanceId instance, StartFailure& failure) {
     }
   }
   if (unfinished() >= limits::instancesPerJob) wrong("too many processes");
-  isPatient_ = false;
+  isPatient_ = isStartWanted_ = false;
   ++seen_.spawns;
   if (chance(5)) {
     failure.stage = StartFailure::Stage::Resources;
     failure.error = 11;
+    ++failedSpawns_;
     return false;
   }
   Process process;
@@ -97,6 +98,8 @@ void LifeCycleModel::signal(InstanceId instance, Signal signal) {
   if (found == processes_.end() || found->second.toldEnded) return wrong("a signal for a process that has ended");
   Process& process = found->second;
   process.isAsked = true;
+  process.lookAt = never;
+  if (process.endingSince == 0) process.endingSince = now_;
   if (signal == Signal::Kill) {
     ++seen_.kills;
     process.isKilled = true;
@@ -131,10 +134,7 @@ void LifeCycleModel::setTimer(std::uint64_t deadline) {
   plan((deadline > now_ ? deadline - now_ : 0) + (chance(50) ? 0 : upTo(3 * millisecond)), [this, deadline] {
     if (timer_ != deadline) return;
     timer_ = never;
-    for (auto& [id, process] : processes_) {
-      if (process.lookAt <= now_) process.lookAt = never;
-    }
-    lifeCycle_.timerExpired(now_);
+    lookAtProcesses();
   });
 }
 
@@ -177,25 +177,17 @@ void LifeCycleModel::runUntil(std::uint64_t time) {
 void LifeCycleModel::act() {
   switch (upTo(19)) {
     case 0:
-      return order([this] {
-        isHeld_ = isPatient_ = false;
-        nominal_ = BackOff::first;
-        lifeCycle_.start(now_);
-      });
+      return order([this] { orderToStart(&LifeCycle::start); });
     case 1:
-      return order([this] { lifeCycle_.stop(now_); });
+      return order([this] { orderToEnd(&LifeCycle::stop); });
     case 2:
-      return order([this] {
-        isHeld_ = isPatient_ = false;
-        nominal_ = BackOff::first;
-        lifeCycle_.restart(now_);
-      });
+      return order([this] { orderToStart(&LifeCycle::restart); });
     case 3:
       if (!chance(40)) return;
       return order([this] {
-        isHeld_ = !isRetired_;
+        isHeld_ = true;
         isPatient_ = false;
-        lifeCycle_.hold(now_);
+        orderToEnd(&LifeCycle::hold);
       });
     case 4:
       if (Process* process = current(); process != nullptr && chance(30)) {
@@ -208,6 +200,10 @@ void LifeCycleModel::act() {
         stopAccepting(current_);
       }
       return;
+    case 6:
+      // Somebody gives up.
+      if (!waiting_.empty()) waiting_.pop_back();
+      return;
     default:
       for (std::uint64_t count = upTo(3); count > 0; --count) {
         plan(upTo(20 * millisecond), [this] { arrive({now_, 0}); });
@@ -218,6 +214,64 @@ void LifeCycleModel::act() {
 void LifeCycleModel::order(const std::function<void()>& order) {
   for (Client& client : waiting_) ++client.disturbances;
   order();
+}
+
+void LifeCycleModel::orderToStart(void (LifeCycle::*what)(std::uint64_t)) {
+  isHeld_ = isPatient_ = false;
+  retellUntil_ = 0;
+  nominal_ = BackOff::first;
+  const Process* process = current();
+  isStartWanted_ = what == &LifeCycle::restart || process == nullptr || process->isAsked;
+  (lifeCycle_.*what)(now_);
+}
+
+void LifeCycleModel::orderToEnd(void (LifeCycle::*what)(std::uint64_t)) {
+  isStartWanted_ = false;
+  (lifeCycle_.*what)(now_);
+  for (const auto& [id, process] : processes_) {
+    if (!process.toldEnded && !process.isAsked) wrong("process " + std::to_string(id) + " was not asked to end");
+  }
+}
+
+void LifeCycleModel::lookAtProcesses() {
+  bool isFailure = false;
+  for (auto& [id, process] : processes_) {
+    if (process.lookAt > now_) continue;
+    process.lookAt = never;
+    isFailure = process.toldFailed = !waiting_.empty();
+    process.seemedToAccept = waiting_.empty() && process.toldExecuted;
+  }
+  expectFailure(isFailure, "a process that does not accept", [this] { lifeCycle_.timerExpired(now_); });
+  if (Process* process = current(); isFailure && process != nullptr && !process->isAsked) {
+    wrong("a process that does not accept was not asked to end");
+  }
+}
+
+void LifeCycleModel::tellEnd(InstanceId instance, Ending ending) {
+  Process& process = processes_[instance];
+  process.toldGone = process.toldEnded = true;
+  process.lookAt = never;
+  if (current_ == instance) current_ = 0;
+  for (Client& client : waiting_) ++client.disturbances;
+  if (now_ - process.madeAt >= BackOff::healthy) nominal_ = BackOff::first;
+  const bool isQuietFailure = isUnseen(process) && !waiting_.empty();
+  const bool isFailure = isCrash(ending) ? !process.isAsked && !process.toldFailed : isQuietFailure;
+  expectFailure(isFailure, "an end", [this, instance, ending] { lifeCycle_.ended(instance, ending, now_); });
+  if (isFailure && current_ == 0 && lifeCycle_.lastFailure()->pause > second && !waiting_.empty()) {
+    wrong("a client was not told of a long pause");
+  }
+}
+
+bool LifeCycleModel::isUnseen(const Process& process) const {
+  return !process.isAsked && !process.toldFailed && !process.toldIdle && !process.toldGreeted && !process.toldStopped &&
+         (process.toldListening || !process.seemedToAccept);
+}
+
+void LifeCycleModel::expectFailure(bool isExpected, const char* what, const std::function<void()>& call) {
+  const std::uint64_t before = lifeCycle_.failures() - failedSpawns_;
+  call();
+  const bool isFailure = lifeCycle_.failures() - failedSpawns_ != before;
+  if (isFailure != isExpected) wrong(std::string(what) + (isFailure ? " is" : " is not") + " taken for a failure");
 }
 
 void LifeCycleModel::arrive(Client client) {
@@ -242,15 +296,19 @@ void LifeCycleModel::notice() {
     return;
   }
   if (waiting_.empty()) return;
+  bool isRetold = false;
   if (!isHeld_) {
     if (Process* process = current()) {
       process->lookAt = now_ + 10 * second;
+    } else if (now_ < retellUntil_) {
+      isRetold = true;
     } else if (const std::uint64_t earliest = lifeCycle_.earliestStart(); earliest > now_) {
       isPatient_ = earliest - now_ <= second;
     }
   }
   lifeCycle_.connectionWaiting(now_);
   if (waiting_.empty()) isPatient_ = false;
+  if (isRetold && !waiting_.empty()) wrong("a client that connects again was not told of the failure");
   if (isWatching_ && !waiting_.empty()) wrong("a client was reported and nothing was done");
 }
 
@@ -273,7 +331,11 @@ void LifeCycleModel::planLife(InstanceId instance) {
           StartFailure failure;
           failure.stage = StartFailure::Stage::Executable;
           failure.error = 2;
-          lifeCycle_.executionFailed(instance, failure, now_);
+          if (failed.endingSince == 0) failed.endingSince = now_;
+          const bool isNews = !failed.isAsked && !failed.toldFailed;
+          failed.toldFailed = true;
+          expectFailure(isNews, "a failed execution",
+                        [this, instance, failure] { lifeCycle_.executionFailed(instance, failure, now_); });
         });
         if (!process.lingers)
           plan(upTo(5 * millisecond), [this, instance] { end(instance, {Ending::Kind::Exited, 127}); });
@@ -349,7 +411,12 @@ void LifeCycleModel::greet(InstanceId instance) {
   process.unserved.erase(process.unserved.begin());
   ++seen_.served;
   if (!process.hasGreeted && !process.isForeign) {
-    report(instance, [this, instance] { lifeCycle_.greeted(instance, now_); });
+    report(instance, [this, instance] {
+      Process& greeting = processes_[instance];
+      greeting.toldGreeted = greeting.toldListening = true;
+      greeting.lookAt = never;
+      lifeCycle_.greeted(instance, now_);
+    });
   }
   process.hasGreeted = true;
   plan(chance(70) ? upTo(100 * millisecond) : anyTime(), [this, instance] {
@@ -369,7 +436,11 @@ void LifeCycleModel::endConnection(InstanceId instance) {
   plan(idleAfter, [this, instance, activity = process.activity] {
     const Process& idle = processes_[instance];
     if (!idle.isAlive || !idle.isAccepting || idle.connections != 0 || idle.activity != activity) return;
-    report(instance, [this, instance] { lifeCycle_.saidIdle(instance, now_); });
+    report(instance, [this, instance] {
+      const Process& said = processes_[instance];
+      if (!said.toldGone && !said.isAsked) processes_[instance].toldIdle = true;
+      lifeCycle_.saidIdle(instance, now_);
+    });
   });
 }
 
@@ -384,7 +455,11 @@ void LifeCycleModel::stopAccepting(InstanceId instance) {
     stopped.lookAt = never;
     if (current_ == instance) current_ = 0;
     for (Client& client : waiting_) ++client.disturbances;
-    lifeCycle_.stoppedAccepting(instance, now_);
+    const bool isFailure = isUnseen(stopped) && !waiting_.empty();
+    stopped.toldStopped = true;
+    stopped.toldFailed = stopped.toldFailed || isFailure;
+    if (stopped.endingSince == 0) stopped.endingSince = now_;
+    expectFailure(isFailure, "a stop", [this, instance] { lifeCycle_.stoppedAccepting(instance, now_); });
   });
   endConnection(instance);
 }
@@ -399,21 +474,11 @@ void LifeCycleModel::end(InstanceId instance, Ending ending) {
   }
   process.unserved.clear();
   report(instance, [this, instance, ending] {
-    Process& ended = processes_[instance];
-    ended.toldGone = ended.toldEnded = true;
-    ended.lookAt = never;
-    if (current_ == instance) current_ = 0;
-    for (Client& client : waiting_) ++client.disturbances;
-    noteRun(ended);
-    lifeCycle_.ended(instance, ending, now_);
+    tellEnd(instance, ending);
     // Calls about a process that is gone do nothing.
     if (chance(10)) lifeCycle_.greeted(instance, now_);
     if (chance(10)) lifeCycle_.stoppedAccepting(instance, now_);
   });
-}
-
-void LifeCycleModel::noteRun(const Process& process) {
-  if (now_ - process.madeAt >= BackOff::healthy) nominal_ = BackOff::first;
 }
 
 void LifeCycleModel::wrong(const std::string& what) {
@@ -429,8 +494,24 @@ void LifeCycleModel::check() {
   if (isPatient_ && lifeCycle_.earliestStart() == 0) isPatient_ = false;
   if (isWatching_ != shallBeWatched()) wrong(isWatching_ ? "the listener is watched" : "the listener is not watched");
   if (timer_ != never && timer_ + 3 * millisecond < now_) wrong("a timer in the past");
+  if (isStartWanted_ && !isHeld_ && !isRetired_ && current_ == 0 && unfinished() < limits::instancesPerJob) {
+    wrong("a start that was asked for is forgotten");
+  }
   checkFailures();
   checkWaiting();
+  checkTimer();
+}
+
+void LifeCycleModel::checkTimer() {
+  bool isNeeded = lifeCycle_.earliestStart() != 0;
+  for (const auto& [id, process] : processes_) {
+    if (process.toldEnded || process.isKilled) continue;
+    if (process.endingSince != 0 && now_ > process.endingSince + 20 * second + 10 * millisecond) {
+      wrong("process " + std::to_string(id) + " is not killed");
+    }
+    isNeeded = isNeeded || process.endingSince != 0 || process.lookAt != never;
+  }
+  if (isNeeded != (timer_ != never)) wrong(isNeeded ? "no timer is set" : "a timer is set for nothing");
 }
 
 void LifeCycleModel::checkFailures() {
@@ -438,6 +519,9 @@ void LifeCycleModel::checkFailures() {
   if (lifeCycle_.failures() != failuresJudged_ + 1) return wrong("two failures at once");
   ++failuresJudged_;
   const StartFailure& failure = *lifeCycle_.lastFailure();
+  if (failure.stage >= StartFailure::Stage::Listening) {
+    retellUntil_ = failure.stage == StartFailure::Stage::Greeting ? now_ + 50 * millisecond : 0;
+  }
   if (failure.time != now_) wrong("a failure at another time");
   if (failure.stage < StartFailure::Stage::Listening) {
     if (failure.pause != 100 * millisecond) wrong("a start that failed has another pause");

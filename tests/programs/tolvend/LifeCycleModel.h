@@ -68,6 +68,14 @@ class LifeCycleModel final : LifeCycleWorld {
     std::vector<Client> unserved;
     // What the life cycle was told.
     bool toldListening = false;
+    bool toldExecuted = false;
+    bool toldStopped = false;
+    bool seemedToAccept = false;
+    bool toldGreeted = false;
+    bool toldFailed = false;
+    bool toldIdle = false;
+    /// Since when it should be ending; 0 for not.
+    std::uint64_t endingSince = 0;
     bool toldGone = false;
     bool toldEnded = false;
   };
@@ -106,16 +114,24 @@ class LifeCycleModel final : LifeCycleWorld {
   void stopAccepting(InstanceId instance);
   void end(InstanceId instance, Ending ending);
   void order(const std::function<void()>& order);
+  void orderToStart(void (LifeCycle::*what)(std::uint64_t));
+  void orderToEnd(void (LifeCycle::*what)(std::uint64_t));
+  void lookAtProcesses();
+  void tellEnd(InstanceId instance, Ending ending);
 
   // What is judged.
   void wrong(const std::string& what);
   void check();
   void checkFailures();
   void checkWaiting();
+  void checkTimer();
+  /// Expects a failure, or none, of what is done in `call`.
+  void expectFailure(bool isExpected, const char* what, const std::function<void()>& call);
   [[nodiscard]] bool shallBeWatched();
   [[nodiscard]] Process* current();
   [[nodiscard]] std::size_t unfinished() const;
-  void noteRun(const Process& process);
+  /// Whether its end with status 0, or that it stops accepting, leaves those unserved who wait.
+  [[nodiscard]] bool isUnseen(const Process& process) const;
 
   std::mt19937_64 random_;
   std::uint64_t now_ = 1'000'000'000;
@@ -127,11 +143,15 @@ class LifeCycleModel final : LifeCycleWorld {
   std::uint64_t timer_ = UINT64_MAX;
   std::uint64_t reportsUnderWay_ = 0;
   std::uint64_t failuresJudged_ = 0;
+  std::uint64_t failedSpawns_ = 0;
   /// The longest pause after the next failed run.
   std::uint64_t nominal_ = BackOff::first;
   bool isWatching_ = false;
   bool isNoticePlanned_ = false;
   bool isPatient_ = false;
+  bool isStartWanted_ = false;
+  /// Until then clients are told of the last failure.
+  std::uint64_t retellUntil_ = 0;
   bool isHeld_ = false;
   bool isRetired_ = false;
   std::string problem_;
