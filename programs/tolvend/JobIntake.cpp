@@ -43,14 +43,14 @@ std::string found(tolven_data_t data) {
     case TOLVEN_DATA_BOOL:
       return tolven_data_get_bool(data) ? "true" : "false";
     case TOLVEN_DATA_STRING:
-      return quoted(tolven_data_get_string(data));
+      return inQuotes(tolven_data_get_string(data));
     default:
       return "data";
   }
 }
 
 std::string wrong(std::string_view key, tolven_data_t value, std::string_view remedy) {
-  return quoted(key) + " is " + found(value) + "; " + std::string(remedy);
+  return inQuotes(key) + " is " + found(value) + "; " + std::string(remedy);
 }
 
 /// A key that is not known, as it would do nothing.
@@ -63,7 +63,7 @@ std::string judgeKeys(tolven_data_t data) {
           if (std::string_view(key) == known) return true;
         }
         *static_cast<std::string*>(context) =
-            "the key " + quoted(key) + " is not known here; correct it or leave it out";
+            "the key " + inQuotes(key) + " is not known here; correct it or leave it out";
         return false;
       },
       &refusal);
@@ -91,11 +91,11 @@ std::string readName(tolven_data_t data, Job& job) {
   }
   const std::size_t count = tolven_data_dict_get_count(names);
   if (count != 1) {
-    return quoted(namesKey) + " has " + std::to_string(count) + " names; a job has exactly one, its label";
+    return inQuotes(namesKey) + " has " + std::to_string(count) + " names; a job has exactly one, its label";
   }
   tolven_data_t value = tolven_data_dict_lookup(names, job.label.c_str());
   if (value == nullptr) {
-    return quoted(namesKey) + " does not name the label " + quoted(job.label) + "; name the service as the job";
+    return inQuotes(namesKey) + " does not name the label " + inQuotes(job.label) + "; name the service as the job";
   }
   if (!tolven_data_get_bool(value)) {
     return wrong(std::string(namesKey) + "/" + job.label, value, "set it to true");
@@ -125,7 +125,7 @@ std::string readProgram(tolven_data_t data, Job& job) {
   }
   const std::size_t count = tolven_data_array_get_count(arguments);
   if (count != 2) {
-    return quoted(argumentsKey) + " has " + std::to_string(count) +
+    return inQuotes(argumentsKey) + " has " + std::to_string(count) +
            " elements; give it exactly two, the proxy's path and the executable's";
   }
   tolven_data_t proxy = tolven_data_array_get_index(arguments, 0);
@@ -179,7 +179,7 @@ std::string judgeDomain(tolven_data_t data, Domain domain) {
   for (const auto& known : names) {
     if (text == nullptr || std::string_view(text) != known.name) continue;
     if (known.domain == domain) return {};
-    return quoted(domainKey) + " is " + quoted(text) + ", and this is the manager of the " + domainWord(domain) +
+    return inQuotes(domainKey) + " is " + inQuotes(text) + ", and this is the manager of the " + domainWord(domain) +
            " domain; load the job into the manager of the " + domainWord(known.domain) + " domain";
   }
   return wrong(domainKey, value, R"(make it "VantoPerUser", "VantoPerSession" or "VantoSystem", or leave it out)");

@@ -139,7 +139,7 @@ std::string createJobTree(vanto_object_t object, JobTree& tree) {
   return std::move(conversion.refusal());
 }
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
   DescriptionText description(quotedBytes);
   description.addQuoted(text);
   return description.take();

@@ -21,6 +21,6 @@ using JobTree = std::unique_ptr<struct tolven_data, JobTreeEnd>;
 [[nodiscard]] std::string createJobTree(vanto_object_t object, JobTree& tree);
 
 /// `text` in quotes, for people: on one line, and not all of it if it is long.
-[[nodiscard]] std::string quoted(std::string_view text);
+[[nodiscard]] std::string inQuotes(std::string_view text);
 
 }  // namespace vanto::manager

@@ -35,7 +35,7 @@ Job job(const char* label = "org.example.echo", const char* program = "/opt/echo
   return taken;
 }
 
-class JobStoreTest : public testing::Test {
+class JobStoreTest : public ::testing::Test {
  protected:
   [[nodiscard]] JobStore newStore() const {
     return JobStore(Fd(open(directory.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)));

@@ -91,8 +91,8 @@ TEST(JobTree, RefusesWhatIsNestedTooDeep) {
 }
 
 TEST(JobTree, QuotesTextOnOneLineAndNotAllOfIt) {
-  EXPECT_EQ(quoted("a\"b\n"), R"("a\"b\n")");
-  EXPECT_LT(quoted(std::string(100'000, 'x')).size(), 300U);
+  EXPECT_EQ(inQuotes("a\"b\n"), R"("a\"b\n")");
+  EXPECT_LT(inQuotes(std::string(100'000, 'x')).size(), 300U);
 }
 
 }  // namespace
