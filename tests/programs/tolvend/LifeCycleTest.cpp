@@ -447,6 +447,14 @@ TEST_F(LifeCycleTest, SaysWhatChanges) {
   EXPECT_TRUE(hasChanged());
 }
 
+TEST_F(LifeCycleTest, SetsItsTimerAgainWhenThatCameEarly) {
+  client();
+  const std::uint64_t deadline = std::exchange(world.timer, UINT64_MAX);
+  life.timerExpired(deadline - 1);
+  EXPECT_EQ(world.timer, deadline);
+  EXPECT_EQ(life.failures(), 0U);
+}
+
 TEST_F(LifeCycleTest, NamesItsStates) {
   EXPECT_STREQ(stateName(State::Resting), "resting");
   EXPECT_STREQ(stateName(State::Pausing), "pausing");
