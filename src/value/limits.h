@@ -68,4 +68,12 @@ inline constexpr std::size_t jobDataNesting = ipcNesting;
 inline constexpr std::size_t jobDataDescriptionBytes = ipcDescriptionBytes;
 inline constexpr std::size_t jobDataDescriptionNesting = ipcDescriptionNesting;
 
+// Jobs and their processes.
+/// The path of a service's executable; one less than what the system takes, which counts the NUL.
+inline constexpr std::size_t jobProgramBytes = 4095;
+/// Processes of one job that have not ended.
+inline constexpr std::size_t instancesPerJob = 16;
+/// Instances, over all jobs of a manager that have one for each connection, of the connections of one user.
+inline constexpr std::size_t instancesPerUser = 64;
+
 }  // namespace vanto::limits
