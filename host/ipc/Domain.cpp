@@ -16,6 +16,8 @@ namespace {
 
 constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
+constexpr char systemDirectory[] = "/run/vanto";
+
 enum class Missing : std::uint8_t { Fail, Create };
 
 /// `directory` if it belongs to `owner` and nobody of the kinds in `others` has rights on it; else none with EACCES.
@@ -56,18 +58,27 @@ Fd openInBase(const std::string& name, Missing missing) noexcept {
   return base ? openOwn(base.get(), name.c_str(), missing) : Fd();
 }
 
-Fd openSession() noexcept {
+Fd openSession(Missing missing) noexcept {
   const char* session = secure_getenv("XDG_SESSION_ID");
   const std::string name = session != nullptr ? socketFileName(session) : std::string();
-  return name.empty() ? Fd() : openInBase("session-" + name, Missing::Fail);
+  errno = EINVAL;
+  return name.empty() ? Fd() : openInBase("session-" + name, missing);
 }
 
 Fd openSystem() noexcept {
-  Fd directory(open("/run/vanto", directoryFlags));
+  Fd directory(open(systemDirectory, directoryFlags));
   struct stat facts;
   if (!directory || fstat(directory.get(), &facts) != 0) return {};
   // The manager may have an account of its own, which only root can have given it the directory for.
   return (facts.st_mode & 022) == 0 ? std::move(directory) : Fd();
+}
+
+Fd openOrCreateSystem() noexcept {
+  const bool isNew = mkdir(systemDirectory, 0755) == 0;
+  if (!isNew && errno != EEXIST) return {};
+  Fd directory = checked(Fd(open(systemDirectory, directoryFlags)), geteuid(), 022);
+  // The file mode mask may have kept clients out.
+  return !isNew || !directory || fchmod(directory.get(), 0755) == 0 ? std::move(directory) : Fd();
 }
 
 }  // namespace
@@ -75,11 +86,29 @@ Fd openSystem() noexcept {
 Fd openDomain(Domain domain) noexcept {
   switch (domain) {
     case Domain::Session:
-      return openSession();
+      return openSession(Missing::Fail);
     case Domain::User:
       return openInBase("user", Missing::Fail);
     case Domain::System:
       return openSystem();
+  }
+  return {};
+}
+
+int checkRuntimeDirectory() noexcept {
+  const char* named = secure_getenv("XDG_RUNTIME_DIR");
+  if (named == nullptr || named[0] != '/' || openRuntimeDirectory()) return 0;
+  return errno;
+}
+
+Fd openOrCreateDomain(Domain domain) noexcept {
+  switch (domain) {
+    case Domain::Session:
+      return openSession(Missing::Create);
+    case Domain::User:
+      return openOrCreateUserDomain();
+    case Domain::System:
+      return openOrCreateSystem();
   }
   return {};
 }

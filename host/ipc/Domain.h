@@ -21,4 +21,12 @@ inline constexpr Domain domainsInOrder[] = {Domain::Session, Domain::User, Domai
 /// The same for the user's own domain, whose directories are made where they do not exist; none with errno.
 [[nodiscard]] Fd openOrCreateUserDomain() noexcept;
 
+/// The same for the directory of any domain, for its manager. That of the system, which only root can make, gets the
+/// mode 0755 and has to belong to this user. EINVAL when there is no session.
+[[nodiscard]] Fd openOrCreateDomain(Domain domain) noexcept;
+
+/// Whether XDG_RUNTIME_DIR, where it is set to an absolute path, names a directory that can be used: 0, or an errno
+/// value. Clients and services take another one where it can not.
+[[nodiscard]] int checkRuntimeDirectory() noexcept;
+
 }  // namespace vanto
