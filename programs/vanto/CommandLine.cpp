@@ -179,7 +179,7 @@ class CommandLine {
   void addLogs() {
     CLI::App* app = add(app_, "logs", logs_);
     app->add_option("LABEL", logs_.label)->required();
-    app->add_option("-n,--lines", logs_.lines);
+    app->add_option("-n,--lines", logs_.lines)->check(CLI::NonNegativeNumber);
     app->add_flag("-f,--follow", logs_.isFollowing);
     addManagerChoice(*app, logs_.choice);
   }

@@ -213,14 +213,13 @@ Usage: vanto units [--output DIR] [--account USER] BUNDLE...
                       a whole; without it both are printed
       --account USER  the user that a service of the system runs as, which must be said
 
-The units of a service of the user are for systemd --user. systemd knows no sessions, so a
+The units of a service of the user are for the systemd of the user. systemd knows no sessions, so a
 service of the session has none. What is not as under tolvend stands in the units.
 
 Exit status: 0 fine, 2 a service has no units, or a file cannot be written.
 
-Examples:
-  vanto units -o ~/.config/systemd/user Mail.app && systemctl --user daemon-reload
-  systemctl --user enable --now org.example.index.socket
+Example:
+  vanto units -o ~/.config/systemd/user Mail.app
 )"},
     {"load", R"(Gives the jobs of services to the service manager, which starts them on demand.
 

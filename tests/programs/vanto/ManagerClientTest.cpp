@@ -79,7 +79,8 @@ TEST_F(ManagerClientTest, SaysThatTheManagerRefusesToTalk) {
   {
     // It listens, and admits nobody.
     const test::Service service("org.vanto.tolvend.user");
-    EXPECT_EQ(faultOf("status").substr(0, 57), "failed: the service manager of the user domain cannot be a");
+    const std::string fault = faultOf("status");
+    EXPECT_TRUE(fault.starts_with("failed: the service manager of the user domain cannot be asked: ")) << fault;
   }
   vanto_set_connections_per_user(1024);
 }

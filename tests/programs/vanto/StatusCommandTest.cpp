@@ -99,7 +99,7 @@ TEST_F(StatusCommandTest, CommandsNoTerminalByWhatAManagerSays) {
   FakeManager manager;
   manager.answer("status", FakeManager::status({FakeManager::job(R"(\u001b]0;x\u0007)", R"(, "failure":
       {"stage": "\u009b", "text": "\u202e\n", "time": 1})")}));
-  for (const char* form : {"--json", "--domain=user"}) {
+  for (const char* form : {"--json", "--timeout=60"}) {
     const ToolRun run = runForUser({"status", form});
     EXPECT_NE(run.output, "");
     EXPECT_TRUE(testing::isHarmless(run.output)) << run.output;
