@@ -213,8 +213,9 @@ Usage: vanto units [--output DIR] [--account USER] BUNDLE...
                       a whole; without it both are printed
       --account USER  the user that a service of the system runs as, which must be said
 
-The units of a service of the user are for the systemd of the user. systemd knows no sessions, so a
-service of the session has none. What is not as under tolvend stands in the units.
+The units of a service of the user are for the systemd of the user. systemd knows no
+sessions, so a service of the session has none. What is not as under tolvend stands in the
+units.
 
 Exit status: 0 fine, 2 a service has no units, or a file cannot be written.
 
