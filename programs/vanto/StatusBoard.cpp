@@ -49,8 +49,10 @@ void StatusBoard::redraw() {
 
 void StatusBoard::printRow(ManagerDomain domain, const std::string& label) {
   const auto job = jobs_.find({label, domain});
-  console_.printLine(
-      lineOf(job == jobs_.end() ? JobRow::removed(label, domain, column_) : JobRow::of(job->second, domain, column_)));
+  const Row row =
+      job == jobs_.end() ? JobRow::removed(label, domain, column_) : JobRow::of(job->second, domain, column_);
+  columns_.fit(row);
+  console_.printLine(lineOf(row));
   console_.flush();
 }
 

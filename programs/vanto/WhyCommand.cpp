@@ -90,7 +90,9 @@ ExitStatus WhyCommand::run(Console& console) const {
   const std::optional<Story> story = askFor(*found->manager, *name, fault);
   if (!story) return fail(console, visible(*name) + ": " + fault.text);
   if (!story->failure) {
-    console.printLine(visible(*name) + ": " + visible(found->state.state) + ", and has not failed");
+    const bool isHeld = found->state.state == "held";
+    console.printLine(visible(*name) + ": " + visible(found->state.state) + ", and has not failed" +
+                      (isHeld ? "; no client starts it until vanto start" : ""));
     return ExitStatus::Fine;
   }
   tell(console, found->state, *story);
