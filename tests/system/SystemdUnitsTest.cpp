@@ -103,8 +103,9 @@ TEST_F(SystemdUnits, StartAnInstanceForEachConnection) {
   const std::string bundle = directory_ / "EchoHost.app/Contents/VantoServices/org.vanto.example.echo.vanto";
   std::filesystem::copy(VANTO_TEST_ECHO_HOST, directory_ / "EchoHost.app", std::filesystem::copy_options::recursive);
   const std::string info = bundle + "/Contents/Info.plist";
-  std::ofstream(info) << std::regex_replace(contentsOf(info), std::regex("<key>ServiceType"),
-                                            "<key>_MultipleInstances</key><true/><key>ServiceType");
+  const std::string changed = std::regex_replace(contentsOf(info), std::regex("<key>ServiceType"),
+                                                 "<key>_MultipleInstances</key><true/><key>ServiceType");
+  std::ofstream(info) << changed;
   make(bundle);
   EXPECT_EQ(judgement(), "");
   EXPECT_EQ(valueIn(std::string(echo) + ".socket", "Accept"), "yes");
