@@ -67,7 +67,7 @@ Site::State Site::state() const {
   const vanto_object_t jobs = vanto_dictionary_get_value(reply.get(), "jobs");
   const vanto_object_t job = vanto_array_get_value(jobs, 0);
   State state;
-  state.state = text(job, "state");
+  state.state = text(job, "state") + RunningManager::errorIn(reply.get());
   state.retry = number(job, "retry");
   state.starts = number(job, "starts");
   state.failures = number(job, "failures");

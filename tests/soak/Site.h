@@ -39,6 +39,7 @@ class Site {
 
   /// What the manager says about the service.
   struct State {
+    /// Or why it does not say anything.
     std::string state;
     /// Of the process that serves; -1 for none.
     pid_t process = -1;
