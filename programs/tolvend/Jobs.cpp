@@ -17,10 +17,12 @@ Fd duplicate(const Fd& descriptor) noexcept {
 
 }  // namespace
 
-Jobs::Jobs(JobSurroundings surroundings, JobStore& store, FormerProcesses& former, Domain domain, Fd directory)
+Jobs::Jobs(JobSurroundings surroundings, JobStore& store, FormerProcesses& former, BoundSockets& sockets, Domain domain,
+           Fd directory)
     : surroundings_(surroundings),
       store_(store),
       former_(former),
+      sockets_(sockets),
       domain_(domain),
       directory_(std::move(directory)),
       telling_(surroundings.alarms, [this] { tell(); }) {}
@@ -34,18 +36,22 @@ std::string Jobs::open(JobController& job, PublishedSocket::Rival rival) const {
   using Access = PublishedSocket::Access;
   Fd directory = duplicate(directory_);
   if (!directory) return "there is no descriptor left for its socket";
-  return job.open(std::move(directory), domain_ == Domain::System ? Access::Everybody : Access::Owner, rival);
+  const Access access = domain_ == Domain::System ? Access::Everybody : Access::Owner;
+  std::string error = job.open(std::move(directory), access, rival);
+  if (error.empty()) sockets_.put(job.file());
+  return error;
 }
 
 std::vector<std::string> Jobs::restore() {
   std::vector<std::string> problems;
   JobStore::Contents contents = store_.read(domain_);
   for (const JobStore::Damage& damage : contents.damages) problems.push_back(damage.file + ": " + damage.reason);
-  // Processes of the manager before may still have the sockets that it bound.
-  const auto rival = former_.isEmpty() ? PublishedSocket::Rival::Respect : PublishedSocket::Rival::Replace;
   for (JobStore::StoredJob& stored : contents.jobs) {
     const std::string label = stored.job.label;
     std::unique_ptr<JobController> job = make(std::move(stored.job));
+    // Processes of the manager before may still have the sockets that it bound.
+    const bool isOurs = sockets_.has(job->file()) || former_.hasAny(job->file());
+    const auto rival = isOurs ? PublishedSocket::Rival::Replace : PublishedSocket::Rival::Respect;
     if (const std::string error = open(*job, rival); !error.empty()) {
       problems.push_back(label + ": not loaded: " + error);
       continue;
@@ -94,6 +100,7 @@ Jobs::Result Jobs::unload(const std::string& label) {
   const auto place = jobs_.find(label);
   if (const StoreFailure failure = store_.removeJob(label)) return {storeFailureText(failure)};
   place->second->retire();
+  sockets_.remove(place->second->file());
   ending_.push_back(std::move(place->second));
   jobs_.erase(place);
   note(label);
@@ -125,6 +132,7 @@ void Jobs::retireAll() {
   isRetired_ = true;
   for (auto& [label, job] : jobs_) {
     job->retire();
+    sockets_.remove(job->file());
     ending_.push_back(std::move(job));
     note(label);
   }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ipc/Domain.h"
+#include "tolvend/BoundSockets.h"
 #include "tolvend/FormerProcesses.h"
 #include "tolvend/JobController.h"
 #include "tolvend/JobStore.h"
@@ -22,7 +23,8 @@ class Jobs {
   using Map = std::map<std::string, std::unique_ptr<JobController>, std::less<>>;
 
   /// `directory` is that of the domain, in which sockets are bound.
-  Jobs(JobSurroundings surroundings, JobStore& store, FormerProcesses& former, Domain domain, Fd directory);
+  Jobs(JobSurroundings surroundings, JobStore& store, FormerProcesses& former, BoundSockets& sockets, Domain domain,
+       Fd directory);
 
   /// Called, in a call of its own, with the label of a job that has changed, was removed, or has ended after that.
   void observe(std::function<void(const std::string& label)> observer) { observer_ = std::move(observer); }
@@ -63,6 +65,7 @@ class Jobs {
   JobSurroundings surroundings_;
   JobStore& store_;
   FormerProcesses& former_;
+  BoundSockets& sockets_;
   const Domain domain_;
   const Fd directory_;
   Map jobs_;

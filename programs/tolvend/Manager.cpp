@@ -102,13 +102,17 @@ Manager::Failure Manager::openStore() {
   if (const int error = records_.open(directory_.own.get()); error != 0) {
     return failed("processes: " + errorNumberText(error));
   }
+  Fd domain(fcntl(directory_.domain.get(), F_DUPFD_CLOEXEC, 0));
+  if (const int error = sockets_.open(std::move(domain), directory_.own.get()); error != 0) {
+    return failed("sockets: " + errorNumberText(error));
+  }
   return {};
 }
 
 void Manager::restoreJobs() {
   formerProcesses_.emplace(alarms_, records_, times_.ending);
   const JobSurroundings surroundings{alarms_, *spare_, spawn_, records_, limit_, children_, times_, options_.idle};
-  jobs_.emplace(surroundings, *store_, *formerProcesses_, options_.domain,
+  jobs_.emplace(surroundings, *store_, *formerProcesses_, sockets_, options_.domain,
                 Fd(fcntl(directory_.domain.get(), F_DUPFD_CLOEXEC, 0)));
   orders_.emplace(alarms_, *jobs_, options_.domain);
   jobs_->observe([this](const std::string& label) {

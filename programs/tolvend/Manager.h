@@ -62,6 +62,7 @@ class Manager {
   std::optional<SpareDescriptor> spare_;
   SpawnSetting spawn_;
   ProcessRecords records_;
+  BoundSockets sockets_;
   InstanceLimit limit_;
   std::set<pid_t> children_;
   ManagerDirectory directory_;
