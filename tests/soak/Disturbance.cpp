@@ -96,12 +96,14 @@ std::string comeBackWhenIdle(Scene& scene) {
 
 std::string waitUntilItLeaves(Scene& scene) {
   scene.load.pause();
-  const std::uint64_t exits = scene.site.ledger().exits();
-  // The manager knows that it accepts nobody any more before the process has ended.
-  const bool hasLeft = scene.site.waitUntil(
-      [&scene, exits] { return scene.site.state().state == "resting" && scene.site.ledger().exits() > exits; });
+  const bool isThere = scene.load.request(0);
+  const std::int64_t failures = scene.site.state().failures;
+  const bool hasLeft = scene.site.waitUntil([&scene] { return scene.site.state().state == "resting"; });
+  const bool hasFailed = scene.site.state().failures != failures;
   scene.load.resume();
-  return hasLeft ? "" : "an idle service did not leave by itself";
+  if (!isThere) return "the service did not answer before it was left alone";
+  if (!hasLeft) return "an idle service did not leave; it is " + scene.site.state().state;
+  return hasFailed ? "an idle service failed when it left" : "";
 }
 
 std::string stop(Scene& scene) {
