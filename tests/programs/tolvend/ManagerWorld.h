@@ -10,6 +10,7 @@
 
 #include "programs/tolvend/EventChild.h"
 #include "support/TemporaryDirectory.h"
+#include "tolvend/BoundSockets.h"
 #include "tolvend/Jobs.h"
 #include "tolvend/OwnProcess.h"
 
@@ -25,7 +26,8 @@ struct ManagerWorld {
     for (int descriptor = 0; descriptor < 40;) descriptor = open("/dev/null", O_RDWR | O_CLOEXEC);
     spawn.proxy = VANTO_TEST_PROXY;
     spawn.environment = manager::serviceEnvironment({});
-    jobs.emplace(surroundings(), store, former, Domain::User, openAt(""));
+    EXPECT_EQ(sockets.open(openAt(""), openAt("").get()), 0);
+    jobs.emplace(surroundings(), store, former, sockets, Domain::User, openAt(""));
   }
 
   [[nodiscard]] manager::JobSurroundings surroundings() {
@@ -55,6 +57,7 @@ struct ManagerWorld {
   std::set<pid_t> children;
   manager::JobStore store;
   manager::FormerProcesses former;
+  manager::BoundSockets sockets;
   std::optional<manager::Jobs> jobs;
 };
 
