@@ -66,4 +66,12 @@ inline constexpr std::size_t jobDataNesting = ipcNesting;
 inline constexpr std::size_t jobDataDescriptionBytes = ipcDescriptionBytes;
 inline constexpr std::size_t jobDataDescriptionNesting = ipcDescriptionNesting;
 
+// Code identity.
+/// A requirement text.
+inline constexpr std::size_t requirementBytes = std::size_t{64} << 10;
+/// Parentheses and "not" inside one another.
+inline constexpr std::size_t requirementNesting = 64;
+/// Compiled requirements that a process keeps.
+inline constexpr std::size_t requirementsKept = 256;
+
 }  // namespace vanto::limits
