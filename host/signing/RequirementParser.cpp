@@ -5,13 +5,13 @@
 // complete, what waits for it and binds at least as tightly as what comes next leaves the stack and becomes a step.
 #include "signing/RequirementParser.h"
 
-#include <algorithm>
 #include <charconv>
 #include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
 
+#include "signing/DigestText.h"
 #include "signing/RequirementScanner.h"
 #include "value/Utf8.h"
 #include "value/WorkStack.h"
@@ -25,8 +25,6 @@ using Token = RequirementToken;
 using Step = RequirementStep;
 using Term = RequirementTerm;
 
-constexpr std::size_t digestDigits = 64;
-
 /// What waits, in the order of how tightly it binds.
 enum class Waiting : std::uint8_t { Open, Or, And, Not };
 
@@ -34,20 +32,6 @@ struct Waiter {
   Waiting kind;
   std::size_t offset;
 };
-
-constexpr bool isHexDigit(char byte) noexcept {
-  return (byte >= '0' && byte <= '9') || (byte >= 'a' && byte <= 'f') || (byte >= 'A' && byte <= 'F');
-}
-
-/// True for what can be a digest or the fingerprint of a key.
-bool isDigest(std::string_view text) noexcept {
-  return text.size() == digestDigits && std::all_of(text.begin(), text.end(), isHexDigit);
-}
-
-std::string lowered(std::string text) {
-  for (char& byte : text) byte = byte >= 'A' && byte <= 'F' ? static_cast<char>(byte - 'A' + 'a') : byte;
-  return text;
-}
 
 /// The offset of the first byte that is not part of a character.
 std::size_t firstInvalidByte(std::string_view text) noexcept {
@@ -245,7 +229,7 @@ bool Parser::takeTerm() {
       return false;
     }
     // Digests have one form; a name is taken as it is.
-    if (word.kind != Kind::Identifier && isDigest(term.text)) term.text = lowered(std::move(term.text));
+    if (word.kind != Kind::Identifier && isDigestText(term.text)) term.text = canonicalDigestText(term.text);
   }
   steps_.push_back({Step::Kind::Term, static_cast<std::uint32_t>(terms_.size())});
   terms_.push_back(std::move(term));
@@ -254,7 +238,7 @@ bool Parser::takeTerm() {
 }
 
 bool Parser::checkText(const Term& term, const Token& token) {
-  if (term.kind != Term::Kind::Digest || isDigest(term.text)) return true;
+  if (term.kind != Term::Kind::Digest || isDigestText(term.text)) return true;
   return fail(token.offset, "a digest has 64 hexadecimal digits", "write the SHA-256 of the executable");
 }
 

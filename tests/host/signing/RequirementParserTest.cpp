@@ -261,7 +261,7 @@ TEST(RequirementParser, RefusesEverySampleToRefuse) {
 TEST(RequirementParser, ATextCutAnywhereIsRefusedInsideOrIsWhole) {
   for (const test::SampleFile& sample : test::sampleFiles(VANTO_REQUIREMENT_SAMPLES, "accept-")) {
     const std::string text = textOf(sample);
-    if (text.size() > 4096) continue;
+    if (text.size() > 512) continue;
     for (std::size_t length = 0; length < text.size(); ++length) {
       RequirementError error;
       const auto requirement = compileRequirement(std::string_view(text).substr(0, length), &error);
