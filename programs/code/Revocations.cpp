@@ -19,7 +19,7 @@ std::optional<Revocations> Revocations::read(std::string_view bytes, std::string
   Revocations revocations;
   for (Object* const element : array->elements()) {
     const auto* const data = as<PlistData>(element);
-    PublicKey key;
+    Digest key;
     if (data == nullptr || data->length() != key.size()) {
       problem = "Revoked has an element that is no key";
       return std::nullopt;
@@ -30,9 +30,15 @@ std::optional<Revocations> Revocations::read(std::string_view bytes, std::string
   return revocations;
 }
 
+bool Revocations::contain(const PublicKey& key) const {
+  if (keys.empty()) return false;
+  const std::optional<Digest> digest = digestOf({reinterpret_cast<const char*>(key.data()), key.size()});
+  return !digest || keys.contains(*digest) || keys.contains(key);
+}
+
 std::string Revocations::bytes() const {
   const Ref<PlistMutableArray> array = PlistMutableArray::create();
-  for (const PublicKey& key : keys) array->append(createData(key).get());
+  for (const Digest& key : keys) array->append(createData(key).get());
   const Ref<PlistMutableDictionary> dictionary = PlistMutableDictionary::create();
   setField(*dictionary, "Revoked", array);
   return writeDictionary(*dictionary);

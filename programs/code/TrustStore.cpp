@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "code/TrustStore.h"
 
-#include "code/Revocations.h"
 #include "code/limits.h"
 
 namespace vanto::code {
@@ -15,7 +14,7 @@ void TrustStore::add(const TrustDirectory& directory) {
       problems_.push_back(directory.path + "/revoked.plist: " + problem + "; nothing in the directory is trusted");
       return;
     }
-    revoked_.insert(revocations->keys.begin(), revocations->keys.end());
+    revoked_.keys.insert(revocations->keys.begin(), revocations->keys.end());
   }
   if (directory.isUsable) {
     for (const TrustDirectory::File& file : directory.keys) {
@@ -36,8 +35,8 @@ std::set<PublicKey> TrustStore::successorsOf(const std::set<PublicKey>& keys) co
   for (const Entry& entry : entries_) {
     const auto& succession = entry.document.succession;
     const PublicKey& key = entry.document.key;
-    if (!succession || revoked_.contains(key) || trusted_.contains(key)) continue;
-    if (keys.contains(succession->predecessor)) successors.insert(key);
+    if (!succession || trusted_.contains(key) || !keys.contains(succession->predecessor)) continue;
+    if (!revoked_.contain(key)) successors.insert(key);
   }
   return successors;
 }
@@ -47,7 +46,7 @@ void TrustStore::follow() {
   trusted_.clear();
   std::set<PublicKey> latest;
   for (const Entry& entry : entries_) {
-    if (!entry.document.succession && !revoked_.contains(entry.document.key)) latest.insert(entry.document.key);
+    if (!entry.document.succession && !revoked_.contain(entry.document.key)) latest.insert(entry.document.key);
   }
   for (std::size_t step = 0; !latest.empty(); ++step) {
     for (const PublicKey& key : latest) trusted_[key];
@@ -75,7 +74,7 @@ void TrustStore::shareNames() {
 }
 
 KeyStanding TrustStore::standing(const PublicKey& key) const {
-  if (revoked_.contains(key)) return KeyStanding::Revoked;
+  if (revoked_.contain(key)) return KeyStanding::Revoked;
   return trusted_.contains(key) ? KeyStanding::Trusted : KeyStanding::Unknown;
 }
 

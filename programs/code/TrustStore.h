@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "code/KeyDocument.h"
+#include "code/Revocations.h"
 #include "code/TrustDirectory.h"
 
 namespace vanto::code {
@@ -35,7 +36,7 @@ class TrustStore {
   [[nodiscard]] std::vector<std::string> names(const PublicKey& key) const;
 
   [[nodiscard]] const std::vector<Entry>& entries() const noexcept { return entries_; }
-  [[nodiscard]] const std::set<PublicKey>& revoked() const noexcept { return revoked_; }
+  [[nodiscard]] const Revocations& revoked() const noexcept { return revoked_; }
   /// What was not taken, and why, for people; each begins with a path.
   [[nodiscard]] const std::vector<std::string>& problems() const noexcept { return problems_; }
 
@@ -45,7 +46,7 @@ class TrustStore {
   void shareNames();
 
   std::vector<Entry> entries_;
-  std::set<PublicKey> revoked_;
+  Revocations revoked_;
   std::vector<std::string> problems_;
   /// The trusted keys and their names.
   std::map<PublicKey, std::set<std::string>> trusted_;
