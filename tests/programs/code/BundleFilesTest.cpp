@@ -92,7 +92,7 @@ TEST_F(BundleFilesTest, AreSoManyAtMost) {
   }
   EXPECT_EQ(defects(), Defects{});
   testing::writeContents(bundle_ + "/more", "x");
-  EXPECT_EQ(defects(), (Defects{{"", "has more than 65536 files and directories"}}));
+  EXPECT_EQ(defects(), (Defects{{"", "has more than 16384 files and directories"}}));
 }
 
 }  // namespace

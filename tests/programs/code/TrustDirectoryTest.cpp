@@ -138,7 +138,7 @@ TEST_F(TrustDirectoryTest, HasSoManyEntriesAtMost) {
   for (std::size_t count = 2; count < limits::trustEntries; ++count) write(std::to_string(count), "");
   EXPECT_TRUE(read().isUsable);
   write("more", "");
-  EXPECT_EQ(refusal(), ": has more than 4096 entries; nothing in it is trusted");
+  EXPECT_EQ(refusal(), ": has more than 1024 entries; nothing in it is trusted");
 }
 
 TEST_F(TrustDirectoryTest, OfTheUserFollowsFromTheEnvironment) {

@@ -21,7 +21,8 @@ class TrustStoreTest : public ::testing::Test {
   static std::vector<TrustDirectory::File> chainOf(std::uint8_t length) {
     std::vector<TrustDirectory::File> files{keyFile("k1", keyPair(1))};
     for (std::uint8_t number = 2; number <= length + 1; ++number) {
-      files.push_back(successorFile("k" + std::to_string(number), keyPair(number), keyPair(number - 1)));
+      files.push_back(
+          successorFile("k" + std::to_string(number), keyPair(number), keyPair(static_cast<std::uint8_t>(number - 1))));
     }
     return files;
   }
@@ -46,10 +47,10 @@ TEST_F(TrustStoreTest, TrustsSuccessorsUnderTheOldNamesToo) {
 
 TEST_F(TrustStoreTest, TrustsSixteenSuccessorsAndNoMore) {
   const auto most = static_cast<std::uint8_t>(limits::successors);
-  const TrustStore store = storeOf(chainOf(most + 1));
-  EXPECT_EQ(store.standing(keyPair(most + 1).publicKey), KeyStanding::Trusted);
-  EXPECT_EQ(store.standing(keyPair(most + 2).publicKey), KeyStanding::Unknown);
-  EXPECT_EQ(store.names(keyPair(most + 1).publicKey).size(), 1U + most + 1U);
+  const TrustStore store = storeOf(chainOf(static_cast<std::uint8_t>(most + 1)));
+  EXPECT_EQ(store.standing(keyPair(static_cast<std::uint8_t>(most + 1)).publicKey), KeyStanding::Trusted);
+  EXPECT_EQ(store.standing(keyPair(static_cast<std::uint8_t>(most + 2)).publicKey), KeyStanding::Unknown);
+  EXPECT_EQ(store.names(keyPair(static_cast<std::uint8_t>(most + 1)).publicKey).size(), 1U + most + 1U);
 }
 
 TEST_F(TrustStoreTest, DoesNotTrustASuccessorOfNobody) {
