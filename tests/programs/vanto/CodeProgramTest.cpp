@@ -21,8 +21,9 @@ TEST(CodeProgram, IsExecutedFromThePlaceOfTheRunningProgram) {
     char option[] = "-c";
     char script[] = "exit 7";
     char* arguments[] = {name, option, script, nullptr};
-    executeCodeProgram("none", arguments, captured.console());
-    report(captured.messages().ends_with("/none: cannot be executed: No such file or directory\n") ? "told" : "");
+    executeCodeProgram("no-such-program", arguments, captured.console());
+    report(captured.messages().ends_with("/no-such-program: cannot be executed: No such file or directory\n") ? "told"
+                                                                                                              : "");
     executeCodeProgram("../../../../../../../../../../../../bin/sh", arguments, captured.console());
   });
   EXPECT_EQ(outcome.lines, std::vector<std::string>{"told"});
