@@ -15,6 +15,7 @@
 #include <VantoService/VantoServiceConstants.h>
 #include <VantoService/VantoServiceDiscovery.h>
 #include <VantoService/VantoServiceMain.h>
+#include <VantoService/VantoServiceRuntime.h>
 #include <VantoService/dispatch.h>
 #include <VantoService/tolven_data.h>
 #include <VantoService/vanto.h>

@@ -63,14 +63,14 @@ class Replacement {
   Replacement& operator=(const Replacement&) = delete;
 
   /// 0, or errno.
-  int perform(std::string_view bytes, mode_t mode) {
+  int perform(std::string_view bytes, mode_t mode, Existing existing) {
     directory_.reset(open(place_.directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!directory_) return errno;
     if (const int error = openTemporary(); error != 0) return error;
     if (const int error = writeAll(file_.get(), bytes); error != 0) return error;
     if (fchmod(file_.get(), mode) != 0) return errno;
     if (const int error = nameTemporary(); error != 0) return error;
-    if (renameat(directory_.get(), temporary_.c_str(), directory_.get(), place_.name.c_str()) != 0) return errno;
+    if (const int error = takePlace(existing); error != 0) return error;
     isNamed_ = false;
     return fsync(directory_.get()) == 0 ? 0 : errno;
   }
@@ -84,6 +84,15 @@ class Replacement {
     file_.reset(openat(directory_.get(), temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     isNamed_ = static_cast<bool>(file_);
     return isNamed_ ? 0 : errno;
+  }
+
+  int takePlace(Existing existing) {
+    const char* const name = place_.name.c_str();
+    const bool isDone =
+        existing == Existing::Kept
+            ? renameat2(directory_.get(), temporary_.c_str(), directory_.get(), name, RENAME_NOREPLACE) == 0
+            : renameat(directory_.get(), temporary_.c_str(), directory_.get(), name) == 0;
+    return isDone ? 0 : errno;
   }
 
   int nameTemporary() {
@@ -103,6 +112,15 @@ class Replacement {
   bool isNamed_ = false;
 };
 
+int replace(const std::string& path, std::string_view bytes, mode_t mode, Existing existing) {
+  int error = 0;
+  for (int attempt = 0; attempt < mostAttempts; ++attempt) {
+    error = Replacement(placeOf(path)).perform(bytes, mode, existing);
+    if (error != ENOENT && error != EEXIST) break;
+  }
+  return error;
+}
+
 /// The permissions that a file gets when it is made.
 mode_t modeOfNewFiles() noexcept {
   const mode_t mask = umask(0);
@@ -118,11 +136,18 @@ std::string replaceFile(const std::string& path, std::string_view bytes) {
   const bool exists = stat(path.c_str(), &status) == 0;
   if (exists && !S_ISREG(status.st_mode)) return name + ": is no regular file; to write to a pipe, use - and >";
   const mode_t mode = exists ? status.st_mode & 07777 : modeOfNewFiles();
-  int error = 0;
-  for (int attempt = 0; attempt < mostAttempts; ++attempt) {
-    error = Replacement(placeOf(path)).perform(bytes, mode);
-    if (error != ENOENT && error != EEXIST) break;
-  }
+  const int error = replace(path, bytes, mode, Existing::Replaced);
+  if (error == 0) return {};
+  return name + ": cannot be written: " + std::strerror(error) + (exists ? "; the old file is as it was" : "");
+}
+
+std::string writeFile(const std::string& path, std::string_view bytes, mode_t mode, Existing existing) {
+  const std::string name = visible(path);
+  struct stat status {};
+  const bool exists = lstat(path.c_str(), &status) == 0;
+  if (exists && existing == Existing::Kept) return name + ": exists already";
+  if (exists && !S_ISREG(status.st_mode)) return name + ": is no regular file";
+  const int error = replace(path, bytes, mode, existing);
   if (error == 0) return {};
   return name + ": cannot be written: " + std::strerror(error) + (exists ? "; the old file is as it was" : "");
 }

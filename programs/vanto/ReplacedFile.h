@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
+
+#include <sys/types.h>
 
 namespace vanto::tool {
 
@@ -13,5 +16,11 @@ namespace vanto::tool {
 ///
 /// Empty when done, else a visible text that names the file and says what went wrong.
 [[nodiscard]] std::string replaceFile(const std::string& path, std::string_view bytes);
+
+enum class Existing : std::uint8_t { Replaced, Kept };
+
+/// The same for a file that is to have the permissions `mode`, whatever it had. Where an existing one, of any kind, is
+/// kept, that is a failure.
+[[nodiscard]] std::string writeFile(const std::string& path, std::string_view bytes, mode_t mode, Existing existing);
 
 }  // namespace vanto::tool

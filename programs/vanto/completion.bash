@@ -13,11 +13,13 @@ _vanto() {
         ;;
     esac
   done
-  if [ "$command" = cache ]; then
-    if [ $((index + 1)) -lt "$COMP_CWORD" ]; then
-      command="cache ${COMP_WORDS[index + 1]}"
-    fi
-  fi
+  case $command in
+    cache | key | trust)
+      if [ $((index + 1)) -lt "$COMP_CWORD" ]; then
+        command="$command ${COMP_WORDS[index + 1]}"
+      fi
+      ;;
+  esac
   case $before in
     --format | -f)
       mapfile -t COMPREPLY < <(compgen -W "xml binary json job-data ipc" -- "$word")
@@ -36,8 +38,15 @@ _vanto() {
   esac
   local words=""
   case $command in
-    "") words="list show job lint cache plist units load unload start stop restart hold status logs why --help --version" ;;
+    "") words="list show job lint cache plist units load unload start stop restart hold status logs why sign verify identify key trust --help --version" ;;
     cache) words="write show check --help" ;;
+    key) words="new public succeed --help" ;;
+    trust) words="add list remove revoke --help" ;;
+    sign) words="--key --identifier --entitlements --help" ;;
+    verify | identify) words="--trust --json --help" ;;
+    "key new") words="--output --force --help" ;;
+    "trust list") words="--json --help" ;;
+    "trust "*) words="--system --help" ;;
     list | lint | "cache show" | "cache check") words="--json --help" ;;
     show) words="--json --description --help" ;;
     job) words="--format --help" ;;
@@ -49,7 +58,7 @@ _vanto() {
     *) words="--help" ;;
   esac
   case $command,$word in
-    ,* | cache,* | *,-*) mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word") ;;
+    ,* | cache,* | key,* | trust,* | *,-*) mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word") ;;
     unload,* | start,* | stop,* | restart,* | hold,* | status,* | logs,* | why,*)
       compopt -o filenames 2>/dev/null
       mapfile -t COMPREPLY < <(compgen -f -- "$word")

@@ -25,6 +25,37 @@ _vanto_label() {
   _files
 }
 
+_vanto_key() {
+  local -a commands=(
+    'new:make a key to sign with'
+    'public:print the public key'
+    'succeed:print the statement that a new key takes the place of an old one'
+  )
+  if ((CURRENT == 2)); then
+    _describe command commands
+  elif [[ $words[2] == new ]]; then
+    _arguments '(-o --output)'{-o,--output}'[where to write]:file:_files' '--force[replace a key]' '--help[show help]'
+  else
+    _arguments '--help[show help]' '*:file:_files'
+  fi
+}
+
+_vanto_trust() {
+  local -a commands=(
+    'add:trust a public key'
+    'list:list the keys that are there'
+    'remove:take a key away'
+    'revoke:have a key never be trusted again'
+  )
+  if ((CURRENT == 2)); then
+    _describe command commands
+  elif [[ $words[2] == list ]]; then
+    _arguments '--json[print JSON]' '--help[show help]'
+  else
+    _arguments "--system[change the machine's keys]" '--help[show help]' '*:file:_files'
+  fi
+}
+
 _vanto() {
   local -a commands=(
     'list:list the services of host bundles and directories'
@@ -43,6 +74,11 @@ _vanto() {
     'status:show the jobs of service managers'
     'logs:print what a service has written'
     'why:tell the story of the last failure of a service'
+    'sign:sign a bundle or an executable'
+    'verify:say what was changed since it was signed'
+    'identify:say who an executable is to a service'
+    'key:make keys and hand them out'
+    'trust:decide whose signatures are trusted'
   )
   if ((CURRENT == 2)); then
     _describe command commands
@@ -61,6 +97,10 @@ _vanto() {
     show) _arguments '--json[print JSON]' '--description[print the description of the library]' '--help[show help]' '1:bundle:_files' ;;
     job) _arguments '(-f --format)'{-f,--format}'[the form]:form:(xml binary json job-data ipc)' '--help[show help]' '*:bundle:_files' ;;
     cache) _vanto_cache ;;
+    key) _vanto_key ;;
+    trust) _vanto_trust ;;
+    sign) _arguments '(-k --key)'{-k,--key}'[the private key]:file:_files' '--identifier[of a single executable]:identifier:' '--entitlements[a property list]:file:_files' '--help[show help]' '1:path:_files' ;;
+    verify | identify) _arguments '*--trust[a directory of keys]:directory:_files -/' '--json[print JSON]' '--help[show help]' '1:path:_files' ;;
     plist) _arguments '(-t --to)'{-t,--to}'[the form]:form:(xml binary json)' '(-o --output)'{-o,--output}'[where to write]:file:_files' '--help[show help]' '1:file:_files' ;;
     units) _arguments '(-o --output)'{-o,--output}'[where to write]:directory:_files -/' '--account[whom services of the system run as]:user:_users' '--help[show help]' '*:bundle:_files' ;;
     load) _arguments $choice '*:bundle:_files' ;;

@@ -6,6 +6,7 @@
 
 #include <VantoService/TemporaryScope.h>
 
+#include "vanto/CodeProgram.h"
 #include "vanto/CommandLine.h"
 
 namespace {
@@ -28,6 +29,10 @@ int main(int argc, char** argv) {
   std::signal(SIGXFSZ, SIG_IGN);
   const vanto::TemporaryScope scope;
   vanto::tool::Console console = vanto::tool::Console::ofProcess();
+  if (argc > 1 && vanto::tool::isCodeCommand(argv[1])) {
+    vanto::tool::executeCodeProgram(VANTO_CODE_PROGRAM, argv, console);
+    return static_cast<int>(ExitStatus::Failed);
+  }
   ExitStatus status = vanto::tool::runCommandLine(argc, argv, console);
   if (!console.finish()) status = ExitStatus::Failed;
   return static_cast<int>(status);

@@ -9,6 +9,7 @@ from checking import files, run, text
 WITHOUT_TEST = {
     "programs/tolvend/Manager.cpp": "the tests of the whole program run it",
     "programs/tolvend/main.cpp": "the tests of the whole program run it",
+    "programs/vanto/codemain.cpp": "the tests of the whole program run it",
     "programs/vanto/main.cpp": "the tests of the whole program run it",
     "programs/vantoproxy/Start.cpp": "the tests of the whole program run it",
     "programs/vantoproxy/main.cpp": "the tests of the whole program run it",

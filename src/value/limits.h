@@ -87,4 +87,17 @@ inline constexpr std::size_t instancesPerJob = 16;
 /// Instances, over all jobs of a manager that have one for each connection, of the connections of one user.
 inline constexpr std::size_t instancesPerUser = 64;
 
+// Code identity.
+/// A requirement text.
+inline constexpr std::size_t requirementBytes = std::size_t{64} << 10;
+/// Parentheses and "not" inside one another.
+inline constexpr std::size_t requirementNesting = 64;
+/// Compiled requirements that a process keeps.
+inline constexpr std::size_t requirementsKept = 256;
+/// What the code-signing service says of a process: each identifier, name and reason, the names of the signer, and the
+/// entitlements as a document. A signature holds no more than the last.
+inline constexpr std::size_t codeTextBytes = std::size_t{4} << 10;
+inline constexpr std::size_t codeSignerNames = 64;
+inline constexpr std::size_t codeEntitlementsBytes = std::size_t{1} << 20;
+
 }  // namespace vanto::limits

@@ -130,5 +130,22 @@ TEST_F(ReplacedFile, IsThatOfOneOfManyWhoWriteAtOnce) {
   EXPECT_EQ(countOfFiles(), 1U);
 }
 
+TEST_F(ReplacedFile, IsWrittenWithThePermissionsThatAreAskedFor) {
+  write(path_, "old");
+  chmod(path_.c_str(), 0644);
+  EXPECT_EQ(writeFile(path_, "new", 0600, Existing::Replaced), "");
+  EXPECT_EQ(contentsOf(path_), "new");
+  struct stat status {};
+  ASSERT_EQ(stat(path_.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600U);
+}
+
+TEST_F(ReplacedFile, IsKeptWhereItMayNotBeReplaced) {
+  EXPECT_EQ(writeFile(path_, "first", 0600, Existing::Kept), "");
+  EXPECT_EQ(writeFile(path_, "second", 0600, Existing::Kept), path_ + ": exists already");
+  EXPECT_EQ(contentsOf(path_), "first");
+  EXPECT_EQ(countOfFiles(), 1U);
+}
+
 }  // namespace
 }  // namespace vanto::tool

@@ -7,6 +7,7 @@
 
 #include "support/fakehost/HostState.h"
 #include "value/ValueStorage.h"
+#include "value/platform/ipc.h"
 
 using vanto::test::called;
 using vanto::test::HostState;
@@ -41,6 +42,16 @@ std::string textOfAttributes(const PlistDictionary* attributes) {
 }  // namespace
 
 extern "C" constinit PlistString* const kVexGuestAttributePid = &guestAttributePid;
+
+vanto_object_t _vanto_runtime_get_entitlements_data() {
+  if (!called("_vanto_runtime_get_entitlements_data")) return nullptr;
+  HostState& state = HostState::shared();
+  const auto& bytes = state.answers.entitlements;
+  if (!bytes) return nullptr;
+  auto data = vanto::Ref<vanto_object>::adopt(vanto_data_create(bytes->data(), bytes->size()));
+  const std::lock_guard lock(state.mutex);
+  return state.entitlements.emplace_back(std::move(data)).get();
+}
 
 VexStatus VexCodeCopyGuestWithAttributes(VexCode* host, PlistDictionary* attributes, std::uint32_t flags,
                                          VexCode** code) {

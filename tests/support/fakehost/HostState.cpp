@@ -35,6 +35,7 @@ void HostState::reset() {
   codes.clear();
   requirements.clear();
   errors.clear();
+  entitlements.clear();
 }
 
 }  // namespace vanto::test

@@ -14,6 +14,7 @@
 
 #include <VantoServiceTest/FakeHost.h>
 
+#include "ipc/IPCObject.h"
 #include "support/fakehost/FakeQueue.h"
 
 struct KorRunLoop;
@@ -54,6 +55,8 @@ class HostState {
   std::vector<std::unique_ptr<VexCode>> codes;
   std::vector<std::unique_ptr<VexRequirement>> requirements;
   std::vector<std::unique_ptr<VexErrors>> errors;
+  /// What was handed out as the entitlements of this process, which stays the host's.
+  std::vector<Ref<vanto_object>> entitlements;
 
  private:
   HostState() = default;

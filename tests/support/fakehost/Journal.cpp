@@ -37,6 +37,7 @@ constexpr Function functions[] = {
     {"VexRequirementCreateWithStringAndErrors", true},
     {"_QelGetArgc", false},
     {"_QelGetArgv", false},
+    {"_vanto_runtime_get_entitlements_data", true},
     {"audit_token_to_au32", false},
     {"dispatch_main", false},
     {"dispatch_queue_create", true},

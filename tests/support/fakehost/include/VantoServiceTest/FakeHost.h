@@ -45,6 +45,9 @@ struct FakeAnswers {
   std::map<pid_t, int> codeStatuses;
   /// Requirement texts. Others can be compiled and are not satisfied.
   std::map<std::string, FakeRequirement> requirements;
+  /// The bytes in which the entitlements of this process come, a property list unless a test has something else; none
+  /// for a process that has no entitlements.
+  std::optional<std::string> entitlements;
 };
 
 /// One call of a function of the host.

@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vanto/IdentifyCommand.h"
+
+#include <optional>
+
+#include <fcntl.h>
+
+#include <VantoService/PlistArray.h>
+#include <VantoService/PlistNumber.h>
+
+#include "code/CodePlace.h"
+#include "code/Judgement.h"
+#include "code/OpenedFile.h"
+#include "code/Signing.h"
+#include "code/limits.h"
+#include "vanto/DocumentForm.h"
+#include "vanto/ServiceSummary.h"
+#include "vanto/VisibleText.h"
+
+namespace vanto::tool {
+namespace {
+
+/// What was found of the file, and what is to be believed.
+struct Identity {
+  std::string executable;
+  std::string digest;
+  std::string signature;
+  code::CodeJudgement judgement;
+};
+
+code::CodeEvidence evidenceOf(const code::CodePlace& place, const std::string& name,
+                              const std::optional<code::Digest>& digest) {
+  code::CodeEvidence evidence;
+  evidence.executableName = name;
+  evidence.executable = digest;
+  if (place.isBundle()) {
+    evidence.info = place.infoBytes;
+    evidence.identifier = place.identifier;
+  }
+  return evidence;
+}
+
+Identity identityOf(const code::CodePlace& place, const code::TrustStore& trust) {
+  Identity identity;
+  identity.executable = place.pathOf(place.executable);
+  std::string problem;
+  const std::optional<code::Digest> digest = code::digestOfExecutable(place, problem);
+  if (digest) identity.digest = code::hexText(*digest);
+  const std::string name = place.executableName();
+  code::CodeEvidence evidence = evidenceOf(place, name, digest);
+  const Fd file = code::openBeneath(place.directory.get(), place.signature, O_RDONLY);
+  code::OpenedFile signature;
+  if (file) signature = code::OpenedFile::read(file.get(), {code::limits::signatureBytes, 0, {}});
+  if (place.hasSignature()) identity.signature = place.pathOf(place.signature);
+  if (signature.contents) evidence.signature = *signature.contents;
+  identity.judgement = code::judge(evidence, trust);
+  if (place.hasSignature() && !signature.contents) {
+    identity.judgement.reason = "the signature " + (file ? signature.problem : std::string("cannot be opened"));
+  }
+  return identity;
+}
+
+void printLines(Console& console, const Identity& identity) {
+  const auto line = [&console](const char* label, const std::string& text) {
+    console.printLine(label + (text.empty() ? "-" : visible(text)));
+  };
+  const code::CodeJudgement& judgement = identity.judgement;
+  line("executable    ", identity.executable);
+  line("digest        ", identity.digest);
+  line("signature     ", identity.signature);
+  line("valid         ", judgement.isValid ? "yes" : "no: " + judgement.reason);
+  if (!judgement.isValid) return;
+  line("identifier    ", judgement.identifier);
+  for (const std::string& signer : judgement.signers) line("signer        ", signer);
+  PlistDictionary::Cursor cursor(*judgement.entitlements);
+  for (PlistDictionary::Entry entry{}; cursor.next(entry);) {
+    line("entitlement   ", std::string(entry.key->text()) + " = " + std::string(entry.value->description()->text()));
+  }
+}
+
+void printJson(Console& console, const Identity& identity) {
+  const code::CodeJudgement& judgement = identity.judgement;
+  const Ref<PlistMutableDictionary> dictionary = PlistMutableDictionary::create();
+  setText(*dictionary, "executable", identity.executable);
+  setText(*dictionary, "digest", identity.digest);
+  if (!identity.signature.empty()) setText(*dictionary, "signature", identity.signature);
+  dictionary->setValueForKey(PlistBoolean::of(judgement.isValid), PlistString::create("valid").get());
+  if (judgement.isValid) {
+    setText(*dictionary, "identifier", judgement.identifier);
+    const Ref<PlistMutableArray> signers = PlistMutableArray::create();
+    for (const std::string& signer : judgement.signers) signers->append(PlistString::create(signer).get());
+    dictionary->setValueForKey(signers.get(), PlistString::create("signers").get());
+    dictionary->setValueForKey(judgement.entitlements.get(), PlistString::create("entitlements").get());
+  } else {
+    setText(*dictionary, "reason", judgement.reason);
+  }
+  std::string problem;
+  console.print(writeDocument(*dictionary, DocumentForm::Json, problem).value_or(""));
+}
+
+}  // namespace
+
+ExitStatus IdentifyCommand::run(Console& console) const {
+  std::string problem;
+  const auto place = code::CodePlace::ofPath(file, problem);
+  if (!place) {
+    console.complain(visible(problem));
+    return ExitStatus::Failed;
+  }
+  const Identity identity = identityOf(*place, places.read(console));
+  isJson ? printJson(console, identity) : printLines(console, identity);
+  return identity.judgement.isValid ? ExitStatus::Fine : ExitStatus::Found;
+}
+
+}  // namespace vanto::tool

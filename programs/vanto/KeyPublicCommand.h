@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+
+#include "vanto/Console.h"
+#include "vanto/ExitStatus.h"
+
+namespace vanto::tool {
+
+/// `vanto key public`: prints the public key of a private one, to be given to others.
+struct KeyPublicCommand {
+  std::string file;
+
+  [[nodiscard]] ExitStatus run(Console& console) const;
+};
+
+}  // namespace vanto::tool
