@@ -25,9 +25,4 @@ bool Policy::allowsAny(Right right) const noexcept {
   return anyGives(others, right);
 }
 
-bool isAtOrBeneath(std::string_view path, std::string_view directory) noexcept {
-  if (directory == "/") return true;
-  return path.starts_with(directory) && (path.size() == directory.size() || path[directory.size()] == '/');
-}
-
 }  // namespace vanto

@@ -68,7 +68,4 @@ struct Policy {
   [[nodiscard]] bool allowsAny(Right right) const noexcept;
 };
 
-/// True when `path` is `directory` or lies beneath it; both absolute and clean.
-[[nodiscard]] bool isAtOrBeneath(std::string_view path, std::string_view directory) noexcept;
-
 }  // namespace vanto

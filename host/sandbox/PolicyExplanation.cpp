@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sandbox/PolicyExplanation.h"
 
+#include <algorithm>
+
 namespace vanto {
 namespace {
 
@@ -10,13 +12,25 @@ void addGrants(const std::vector<Grant>& grants, Right right, const std::string&
   }
 }
 
+const PathRule* ruleFor(const Policy& policy, std::string_view path) noexcept {
+  const auto rule = std::ranges::lower_bound(policy.paths, path, {}, &PathRule::path);
+  return rule == policy.paths.end() || rule->path != path ? nullptr : &*rule;
+}
+
+/// The directory that `path` is in; empty for the root.
+std::string_view parentOf(std::string_view path) noexcept {
+  if (path == "/") return {};
+  const std::size_t slash = path.rfind('/');
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
 }  // namespace
 
 Explanation explainPath(const Policy& policy, Right right, std::string_view path) {
   Explanation explanation;
-  // What lies above the path comes in the order of its length, backwards the longest first.
-  for (auto rule = policy.paths.rbegin(); rule != policy.paths.rend(); ++rule) {
-    if (isAtOrBeneath(path, rule->path)) addGrants(rule->grants, right, rule->path, explanation);
+  if (!path.starts_with('/')) return explanation;
+  for (std::string_view place = path; !place.empty(); place = parentOf(place)) {
+    if (const PathRule* rule = ruleFor(policy, place)) addGrants(rule->grants, right, rule->path, explanation);
   }
   return explanation;
 }

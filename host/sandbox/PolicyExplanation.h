@@ -21,7 +21,7 @@ struct AllowingStatement {
 /// longest path, and of one path the earliest. Empty when none does, which is why it is denied.
 using Explanation = std::vector<AllowingStatement>;
 
-/// `right` is one to a path, `path` absolute and clean.
+/// `right` is one to a path, `path` absolute and clean; a relative one is denied.
 [[nodiscard]] Explanation explainPath(const Policy& policy, Right right, std::string_view path);
 
 /// `right` is Bind or Connect.
