@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -17,13 +18,23 @@ using vanto::Policy;
 using vanto::ProfileParameters;
 using vanto::ProfileResult;
 
-/// Of the same lengths, so that limits are met alike.
-const ProfileParameters harmless{{"VantoService_identifier", "org.example.aaa"},
-                                 {"VantoService_path", "/opt/example/a.vanto"},
-                                 {"VantoService_home", "/home/someone"}};
-const ProfileParameters hostile{{"VantoService_identifier", "a\" /b\n# ${A}\\\t"},
-                                {"VantoService_path", "/ \"/$a\n \"\r\x01/\xff\xc3 b c$"},
-                                {"VantoService_home", "/ \n /allow \" "}};
+/// A harmless value of a parameter and a hostile one, of the same length, so that limits are met alike.
+struct Values {
+  const char* name;
+  std::string_view harmless;
+  std::string_view hostile;
+};
+
+constexpr Values values[]{{"VantoService_identifier", "org.example.aaa", "a\" /b\n# ${A}\\\t."},
+                          {"VantoService_path", "/opt/example/a.vanto", "/ \"/$a\n \"\r\x01/\xff\xc3 b c$}"},
+                          {"VantoService_home", "/home/someone", "/ \n /allow \" "}};
+static_assert(std::ranges::all_of(values, [](const Values& one) { return one.harmless.size() == one.hostile.size(); }));
+
+ProfileParameters parameters(std::string_view Values::*kind) {
+  ProfileParameters parameters;
+  for (const Values& one : values) parameters.emplace(one.name, one.*kind);
+  return parameters;
+}
 
 void require(bool condition) {
   if (!condition) std::abort();
@@ -69,6 +80,8 @@ void checkPolicy(const Policy& policy) {
 /// to that policy.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(bytes), size);
+  static const ProfileParameters harmless = parameters(&Values::harmless);
+  static const ProfileParameters hostile = parameters(&Values::hostile);
   const ProfileResult first = vanto::compileProfile(text, harmless);
   const ProfileResult second = vanto::compileProfile(text, hostile);
   checkErrors(first, size);

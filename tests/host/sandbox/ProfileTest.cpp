@@ -5,6 +5,7 @@
 
 #include "host/sandbox/Compiled.h"
 #include "sandbox/PolicyText.h"
+#include "support/SampleFiles.h"
 #include "value/limits.h"
 
 namespace {
@@ -105,6 +106,20 @@ TEST(Profile, KeepsTheFirstOfManyErrors) {
   EXPECT_EQ(result.errors.count(), 100'000U);
   EXPECT_EQ(result.errors.summary("p"),
             "p:1:1: unknown statement \"x\"; write version, include, allow, network or require (and 99999 more)");
+}
+
+bool compiles(const vanto::test::SampleFile& sample) {
+  const std::string text(sample.content.begin(), sample.content.end());
+  return compileProfile(text, parameters("org.example.s")).policy.has_value();
+}
+
+TEST(Profile, TakesEverySampleToAcceptAndNoneToRefuse) {
+  const auto accepted = vanto::test::sampleFiles(VANTO_PROFILE_SAMPLES, "accept-");
+  const auto refused = vanto::test::sampleFiles(VANTO_PROFILE_SAMPLES, "refuse-");
+  ASSERT_GT(accepted.size(), 10U);
+  ASSERT_GT(refused.size(), 20U);
+  for (const auto& sample : accepted) EXPECT_TRUE(compiles(sample)) << sample.name;
+  for (const auto& sample : refused) EXPECT_FALSE(compiles(sample)) << sample.name;
 }
 
 }  // namespace
