@@ -108,8 +108,8 @@ TEST(Profile, KeepsTheFirstOfManyErrors) {
             "p:1:1: unknown statement \"x\"; write version, include, allow, network or require (and 99999 more)");
 }
 
-bool compiles(const vanto::test::SampleFile& sample) {
-  const std::string text(sample.content.begin(), sample.content.end());
+bool compiles(const vanto::test::SampleFile& file) {
+  const std::string text(file.content.begin(), file.content.end());
   return compileProfile(text, parameters("org.example.s")).policy.has_value();
 }
 
@@ -118,8 +118,8 @@ TEST(Profile, TakesEverySampleToAcceptAndNoneToRefuse) {
   const auto refused = vanto::test::sampleFiles(VANTO_PROFILE_SAMPLES, "refuse-");
   ASSERT_GT(accepted.size(), 10U);
   ASSERT_GT(refused.size(), 20U);
-  for (const auto& sample : accepted) EXPECT_TRUE(compiles(sample)) << sample.name;
-  for (const auto& sample : refused) EXPECT_FALSE(compiles(sample)) << sample.name;
+  for (const auto& file : accepted) EXPECT_TRUE(compiles(file)) << file.name;
+  for (const auto& file : refused) EXPECT_FALSE(compiles(file)) << file.name;
 }
 
 }  // namespace
