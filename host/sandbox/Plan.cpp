@@ -66,6 +66,8 @@ bool Planner::filterEnforces(Right right) const noexcept {
 bool Planner::landlockEnforces(Right right) const noexcept {
   // Kernels that do not know this right refuse it to everyone who is confined.
   if (right == Right::Rename) return kernel_.fileBits != 0;
+  // Sending with MSG_FASTOPEN connects past the rules for ports; the filter refuses it.
+  if (right == Right::Connect && !hasFilter_) return false;
   const RightBits bits = bitsOf(right);
   if ((bits.fileBits | bits.networkBits | bits.scopeBits) == 0) return false;
   return (bits.fileBits & ~kernel_.fileBits) == 0 && (bits.networkBits & ~kernel_.networkBits) == 0 &&
@@ -75,7 +77,7 @@ bool Planner::landlockEnforces(Right right) const noexcept {
 std::string Planner::whyMissing(Right right) const {
   if (filterEnforces(right) || landlockEnforces(right)) return {};
   const std::string version = firstLinuxOf(right);
-  if (version.empty()) return "system calls cannot be filtered here";
+  if (version.empty() || (right == Right::Connect && !hasFilter_)) return "system calls cannot be filtered here";
   if (kernel_.fileBits == 0) return "this kernel has no Landlock, or it is switched off";
   return "this kernel cannot deny it; Linux " + version + " is the first that can";
 }

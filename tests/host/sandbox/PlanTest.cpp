@@ -69,10 +69,10 @@ TEST(Plan, NamesWhatIsOpenWithoutAFilter) {
   KernelRights kernel = kernelRightsOf(9);
   kernel.hasFilter = false;
   const Plan without = planOf(compiled(""), kernel, Machine::X86_64);
-  EXPECT_EQ(names(without.missing), "network processes system");
+  EXPECT_EQ(names(without.missing), "connect network processes system");
   EXPECT_TRUE(without.filter.empty());
   const Plan elsewhere = planOf(compiled(""), kernelRightsOf(9), std::nullopt);
-  EXPECT_EQ(names(elsewhere.missing), "network processes system");
+  EXPECT_EQ(names(elsewhere.missing), "connect network processes system");
   EXPECT_TRUE(elsewhere.filter.empty());
   EXPECT_EQ(elsewhere.missing[0].reason, "system calls cannot be filtered here");
 }
