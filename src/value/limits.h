@@ -100,4 +100,17 @@ inline constexpr std::size_t codeTextBytes = std::size_t{4} << 10;
 inline constexpr std::size_t codeSignerNames = 64;
 inline constexpr std::size_t codeEntitlementsBytes = std::size_t{1} << 20;
 
+// Sandbox profiles.
+inline constexpr std::size_t profileBytes = std::size_t{1} << 20;
+inline constexpr std::size_t profileLineBytes = std::size_t{64} << 10;
+/// A path with its parameters: one less than the kernel takes with the NUL behind it.
+inline constexpr std::size_t profilePathBytes = 4095;
+/// Paths and ports that statements name, base profiles included. With long parameters a profile could ask for a
+/// thousand times its size.
+inline constexpr std::size_t profileGrants = 4096;
+/// Ports in one range.
+inline constexpr std::size_t profilePortRange = 64;
+/// Errors of one profile that are kept; further ones are counted.
+inline constexpr std::size_t profileErrors = 100;
+
 }  // namespace vanto::limits

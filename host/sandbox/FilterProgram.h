@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <span>
+#include <vector>
+
+#include <linux/filter.h>
+
+#include "sandbox/SystemCallRule.h"
+
+namespace vanto {
+
+/// `rules` as a program of the kernel's for `machine`. It refuses calls that are made as those of another machine,
+/// whose numbers mean something else, and lets through whatever no rule is about. Rules for calls that the machine does
+/// not have are left out.
+[[nodiscard]] std::vector<sock_filter> filterProgramOf(std::span<const SystemCallRule> rules, Machine machine);
+
+}  // namespace vanto

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include <linux/filter.h>
+
+#include "sandbox/KernelRights.h"
+#include "sandbox/Policy.h"
+#include "sandbox/SystemCalls.h"
+
+namespace vanto {
+
+struct PlannedPath {
+  std::string path;
+  /// For a directory; for anything else only landlock::bitsOfFiles of them.
+  std::uint64_t bits = 0;
+};
+
+struct PlannedPort {
+  std::uint16_t port = 0;
+  std::uint64_t bits = 0;
+};
+
+/// A right, and why this kernel does not do with it what the policy says.
+struct RightRemark {
+  Right right = Right::Read;
+  std::string reason;
+};
+
+/// What has to be told to one kernel to bring a policy into force, and how far that goes. Plain data.
+struct Plan {
+  /// What the ruleset is about, of each set of landlock bits; without a rule each is denied. All 0: no ruleset.
+  std::uint64_t fileBits = 0;
+  std::uint64_t networkBits = 0;
+  std::uint64_t scopeBits = 0;
+  /// Ascending by path; the bits of each are of fileBits and not 0.
+  std::vector<PlannedPath> paths;
+  /// Ascending by port; the bits of each are of networkBits and not 0.
+  std::vector<PlannedPort> ports;
+  /// Empty where this kernel or machine cannot filter.
+  std::vector<sock_filter> filter;
+
+  /// Rights with which the policy denies something.
+  RightSet asked;
+  /// Those of them that nothing enforces, in the order of rights. asked without these is enforced.
+  std::vector<RightRemark> missing;
+  /// Rights that the policy gives and the kernel refuses nonetheless.
+  std::vector<RightRemark> withheld;
+  /// Those of `missing` that the policy requires; with any of them the plan must not be carried out.
+  std::vector<RightRemark> unmet;
+
+  /// True when nothing at all would be enforced.
+  [[nodiscard]] bool isEmpty() const noexcept { return (fileBits | networkBits | scopeBits) == 0 && filter.empty(); }
+};
+
+/// What brings `policy` into force on a kernel that can do `kernel`. `machine` is none where no filter is written for
+/// it. `own` is what the platform itself needs, beside what the policy allows: its rules count for the plan only, not
+/// for what the policy asks.
+[[nodiscard]] Plan planOf(const Policy& policy, const KernelRights& kernel, std::optional<Machine> machine,
+                          std::span<const PathRule> own = {});
+
+}  // namespace vanto

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace vanto {
+
+/// The system calls that the filter knows, by their names in the kernel, in the order of the alphabet.
+enum class SystemCall : std::uint8_t {
+  Acct,
+  AddKey,
+  Bpf,
+  Chroot,
+  Clone,
+  Clone3,
+  DeleteModule,
+  Execve,
+  Execveat,
+  FinitModule,
+  Fork,
+  Fsconfig,
+  Fsmount,
+  Fsopen,
+  Fspick,
+  InitModule,
+  IoUringEnter,
+  IoUringRegister,
+  IoUringSetup,
+  Ioctl,
+  Ioperm,
+  Iopl,
+  Kcmp,
+  KexecFileLoad,
+  KexecLoad,
+  Keyctl,
+  MemfdCreate,
+  Mknod,
+  Mknodat,
+  Mount,
+  MountSetattr,
+  MoveMount,
+  OpenByHandleAt,
+  OpenTree,
+  OpenTreeAttr,
+  PerfEventOpen,
+  Personality,
+  PidfdGetfd,
+  PivotRoot,
+  ProcessVmReadv,
+  ProcessVmWritev,
+  Ptrace,
+  Quotactl,
+  QuotactlFd,
+  Reboot,
+  RequestKey,
+  Sendmmsg,
+  Sendmsg,
+  Sendto,
+  Setns,
+  Socket,
+  Socketpair,
+  Swapoff,
+  Swapon,
+  Umount2,
+  Unshare,
+  Userfaultfd,
+  Vfork
+};
+
+inline constexpr std::size_t systemCallCount = static_cast<std::size_t>(SystemCall::Vfork) + 1;
+
+/// The machines that the filter is written for.
+enum class Machine : std::uint8_t { X86_64, Aarch64 };
+
+/// The machine that this is compiled for; none where no filter is written for it.
+[[nodiscard]] constexpr std::optional<Machine> thisMachine() noexcept {
+#if defined(__x86_64__) && !defined(__ILP32__)
+  return Machine::X86_64;
+#elif defined(__aarch64__) && !defined(__ILP32__) && !defined(__AARCH64EB__)
+  return Machine::Aarch64;
+#else
+  return std::nullopt;
+#endif
+}
+
+/// The call's number on `machine`; none where the machine does not have it.
+[[nodiscard]] std::optional<std::uint32_t> numberOf(SystemCall call, Machine machine) noexcept;
+
+/// The call's name in the kernel.
+[[nodiscard]] std::string_view nameOf(SystemCall call) noexcept;
+
+}  // namespace vanto

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <span>
+#include <string>
+
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+
+namespace vanto::testing {
+
+/// What a filter program answers to a call: "allow", "error 1", or, when the program is none that the kernel would run,
+/// what is wrong with it.
+[[nodiscard]] std::string answerOf(std::span<const sock_filter> program, const seccomp_data& call);
+
+}  // namespace vanto::testing
