@@ -1,22 +1,42 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // What a peer may send. The input is a row of packets, each with its size in two bytes before it. Each is read as a
-// header, and all of them by a connection on which a call waits; they end it, or the end of the input does. Everything
-// runs on one thread.
+// header, and as a refusal if it is one; and all of them are read by a connection on which a call waits; they end it,
+// or the end of the input does. Everything runs on one thread.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <span>
 
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "ipc/Connection.h"
 #include "ipc/PeerCredentials.h"
+#include "ipc/Refusal.h"
+#include "value/limits.h"
 
 namespace {
 
 using vanto::Fd;
+
+/// A refusal that is taken must be sent again as it was.
+void readRefusal(std::span<const std::uint8_t> payload) {
+  vanto::Refusal refusal;
+  if (!vanto::decodeRefusal(payload, refusal)) return;
+  int ends[2];
+  if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) std::abort();
+  const Fd ours(ends[0]);
+  const Fd theirs(ends[1]);
+  vanto::sendRefusal(ours.get(), refusal.code, refusal.text);
+  std::uint8_t again[2 * vanto::limits::ipcRefusalTextBytes];
+  const ssize_t size = recv(theirs.get(), again, sizeof again, MSG_DONTWAIT);
+  if (size != static_cast<ssize_t>(vanto::frameHeaderBytes + payload.size()) ||
+      std::memcmp(again + vanto::frameHeaderBytes, payload.data(), payload.size()) != 0) {
+    std::abort();
+  }
+}
 
 /// A header that is taken must be written again as it was.
 void readHeader(const std::uint8_t* packet, std::size_t size) {
@@ -26,6 +46,9 @@ void readHeader(const std::uint8_t* packet, std::size_t size) {
   std::uint8_t again[vanto::frameHeaderBytes];
   encodeHeader(header, again);
   if (std::memcmp(packet, again, sizeof again) != 0) std::abort();
+  if (header.kind == vanto::FrameKind::Refusal) {
+    readRefusal({packet + vanto::frameHeaderBytes, size - vanto::frameHeaderBytes});
+  }
 }
 
 void sendPackets(int socket, const std::uint8_t* data, std::size_t size) {

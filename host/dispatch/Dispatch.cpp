@@ -17,7 +17,8 @@ namespace {
 using vanto::Pool;
 using vanto::WorkItem;
 
-/// How often a thread that waits for its item tries to get a worker made where there was none to be had.
+/// How often a thread that waits for its item tries to get a worker made where there was none to be had, or, as the
+/// only one, looks for what another thread has left it.
 constexpr std::uint64_t retryNanoseconds = 10'000'000;
 
 void submit(dispatch_queue_s& queue, WorkItem& item, Pool::Urgency urgency) noexcept {
@@ -62,8 +63,11 @@ void dispatch_queue_submit_and_wait(dispatch_queue_t queue, void* context, void 
   std::atomic<std::uint32_t> finished{0};
   WorkItem item{function, context, &finished, nullptr};
   submit(*queue, item, Pool::Urgency::AtOnce);
+  Pool& pool = Pool::shared();
+  const bool isOnlyWorker = pool.isOnlyWorkerHere();
   while (finished.load(std::memory_order_acquire) == 0) {
-    vanto::waitWhileEqual(finished, 0, Pool::shared().start() ? vanto::waitForever : retryNanoseconds);
+    if (isOnlyWorker && pool.runQueueInPlace()) continue;
+    vanto::waitWhileEqual(finished, 0, !isOnlyWorker && pool.start() ? vanto::waitForever : retryNanoseconds);
   }
 }
 

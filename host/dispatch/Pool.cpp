@@ -21,6 +21,9 @@
 // idle process, and one that is blocked for long, never wakes up. Where several processors are there to be used, a
 // monitor that finds events nobody has taken waits in the epoll set as well, so that the number of active workers
 // follows the load.
+//
+// A program may want no thread but its own. No worker is then ever made: the main thread, once it has joined, is in
+// turn waiting and active, as any worker is that could not get another one to monitor.
 #include "dispatch/Pool.h"
 
 #include <algorithm>
@@ -122,7 +125,7 @@ bool Pool::start() noexcept {
   if (isOpen_.load(std::memory_order_acquire) && workers_.load() != 0) return true;
   const std::lock_guard lock(mutex_);
   if (!openDescriptors()) return false;
-  if (workers_.load() != 0) return true;
+  if (workers_.load() != 0 || hasOnlyMainThread_) return true;
   watch_.fetch_add(oneWaiting);
   if (createThread(Role::Waiting)) return true;
   watch_.fetch_sub(oneWaiting);
@@ -130,7 +133,17 @@ bool Pool::start() noexcept {
   return false;
 }
 
+void Pool::useOnlyMainThread() noexcept {
+  VANTO_ASSERT(!isOpen_.load() && workers_.load() == 0);
+  hasOnlyMainThread_ = true;
+}
+
+bool Pool::isOnlyWorkerHere() const noexcept {
+  return hasOnlyMainThread_ && getpid() == gettid();
+}
+
 bool Pool::createThread(Role role) noexcept {
+  if (hasOnlyMainThread_) return false;
   std::uint32_t count = workers_.load();
   do {
     if (count >= maximumWorkers) return false;
@@ -216,6 +229,13 @@ bool Pool::runOneQueue() noexcept {
   leaveWatch();
   if (!runnable_.isEmpty()) wakeForQueue(Urgency::WhenConvenient);
   // Nobody needs to be woken for the rest: this worker looks at the list before it does anything else.
+  if (!queue->runTurn()) runnable_.append(*queue);
+  return true;
+}
+
+bool Pool::runQueueInPlace() noexcept {
+  dispatch_queue_s* const queue = runnable_.takeFirst();
+  if (queue == nullptr) return false;
   if (!queue->runTurn()) runnable_.append(*queue);
   return true;
 }

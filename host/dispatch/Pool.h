@@ -19,6 +19,12 @@ class Pool {
 
   [[nodiscard]] static Pool& shared() noexcept;
 
+  /// Has no thread ever made: all there is to do is done by the main thread, in join(), or not at all. A handler that
+  /// blocks then holds up everything. To be called before the first use of the pool.
+  void useOnlyMainThread() noexcept;
+  /// Whether the calling thread is the only worker that there will ever be.
+  [[nodiscard]] bool isOnlyWorkerHere() const noexcept;
+
   /// Makes the epoll set and the first worker where they do not exist. False with errno when that is impossible.
   [[nodiscard]] bool start() noexcept;
 
@@ -36,6 +42,10 @@ class Pool {
   /// Has a worker run a queue that the caller owns; ownership goes with it. Where no worker can be made the queue waits
   /// until the next call of start() that succeeds.
   void serve(dispatch_queue_s& queue, Urgency urgency) noexcept;
+
+  /// Runs a queue that waits for a worker on the calling thread, which is the only worker and waits for something.
+  /// False when there is none.
+  [[nodiscard]] bool runQueueInPlace() noexcept;
 
   /// Makes the calling thread a worker for good.
   [[noreturn]] void join() noexcept;
@@ -86,6 +96,8 @@ class Pool {
   /// Guards the start.
   std::mutex mutex_;
   std::atomic<bool> isOpen_{false};
+  /// Never changes once the pool is used.
+  bool hasOnlyMainThread_ = false;
   /// Processors that this process may use when the pool starts.
   std::uint32_t processors_ = 1;
   /// Threads that stay when there is nothing to do.

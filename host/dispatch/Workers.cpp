@@ -34,4 +34,10 @@ std::uint64_t deadlineAfter(std::uint64_t duration) noexcept {
   return duration < UINT64_MAX - now ? now + duration : UINT64_MAX;
 }
 
+std::uint64_t remainingUntil(std::uint64_t deadline) noexcept {
+  if (deadline == UINT64_MAX) return UINT64_MAX;
+  const std::uint64_t now = monotonicNow();
+  return deadline > now ? deadline - now : 0;
+}
+
 }  // namespace vanto

@@ -10,7 +10,8 @@
 /// The threads that serve queues and descriptors: a small pool around one epoll set. A worker that finds a descriptor
 /// ready reads it and runs what it read itself; another worker meanwhile waits for the next one, or looks once a
 /// millisecond whether the first one is stuck. No thread exists before the first descriptor is watched or the first
-/// work item submitted. A child made by fork() has no workers: it may only execute another program.
+/// work item submitted; nor ever in a program that wants none but its main thread
+/// (Pool::useOnlyMainThread). A child made by fork() has no workers: it may only execute another program.
 namespace vanto {
 
 /// Something with a descriptor that the workers watch.
@@ -57,6 +58,9 @@ void setTimer(Watched& watched, std::uint64_t deadline) noexcept;
 
 /// `monotonicNow()` plus a duration, without overflow.
 [[nodiscard]] std::uint64_t deadlineAfter(std::uint64_t duration) noexcept;
+
+/// Nanoseconds until a deadline, 0 when it has passed, UINT64_MAX for UINT64_MAX.
+[[nodiscard]] std::uint64_t remainingUntil(std::uint64_t deadline) noexcept;
 
 /// Runs `function(context)` as a work item of `queue`: at once on this thread when the queue is idle and this thread is
 /// not already inside a work item of some queue, else like dispatch_queue_submit().

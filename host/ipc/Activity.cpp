@@ -7,6 +7,8 @@
 
 #include <VantoService/dispatch.h>
 
+#include "dispatch/Workers.h"
+
 namespace vanto {
 
 namespace {
@@ -18,10 +20,16 @@ constinit std::atomic<std::uint64_t> handCount{0};
 constinit std::atomic<std::size_t> connectionCount{0};
 constinit std::atomic<bool> tracked{false};
 constinit std::atomic<bool> ending{false};
+/// When something counted ended; while connections are open, what ends on them does not note it.
+constinit std::atomic<std::uint64_t> lastEnd{0};
 
 /// Where the process ends. Made before it is asked to, and kept.
 constinit dispatch_once_t endingGuard = 0;
 constinit dispatch_queue_t endingQueue = nullptr;
+
+void noteEnd() noexcept {
+  lastEnd.store(monotonicNow(), std::memory_order_relaxed);
+}
 
 void endIfIdle(void*) noexcept {
   // Something may have begun since this was submitted; when that ends, so is this once more.
@@ -37,24 +45,34 @@ void Activity::began() noexcept {
 }
 
 void Activity::ended() noexcept {
+  // Before it is counted out: who finds nothing in hand then finds the time too.
+  if (isTracked() && connectionCount.load(std::memory_order_relaxed) == 0) noteEnd();
   // Not here: the caller may hold locks, and be called by a handler.
   if (handCount.fetch_sub(1) == 1 && ending.load()) dispatch_queue_submit(endingQueue, nullptr, &endIfIdle);
 }
 
 void Activity::connectionOpened() noexcept {
-  connectionCount.fetch_add(1, std::memory_order_relaxed);
+  connectionCount.fetch_add(1);
 }
 
 void Activity::connectionClosed() noexcept {
-  connectionCount.fetch_sub(1, std::memory_order_relaxed);
+  if (isTracked()) noteEnd();
+  connectionCount.fetch_sub(1);
 }
 
 void Activity::track() noexcept {
-  tracked.store(true, std::memory_order_relaxed);
+  if (isTracked()) return;
+  noteEnd();
+  tracked.store(true);
 }
 
 bool Activity::isTracked() noexcept {
-  return tracked.load(std::memory_order_relaxed);
+  return tracked.load();
+}
+
+std::uint64_t Activity::idleSince() noexcept {
+  const bool isIdle = isTracked() && openConnections() == 0 && inHand() == 0;
+  return isIdle ? lastEnd.load(std::memory_order_relaxed) : UINT64_MAX;
 }
 
 bool Activity::isEnding() noexcept {
@@ -78,7 +96,7 @@ bool Activity::isOver() noexcept {
 }
 
 std::size_t Activity::openConnections() noexcept {
-  return connectionCount.load(std::memory_order_relaxed);
+  return connectionCount.load();
 }
 
 }  // namespace vanto

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 /// What the process has in hand: open connections, messages that are being dealt with, handlers that run, and what is
 /// still to be sent. Any thread, with or without locks.
@@ -18,6 +19,10 @@ struct Activity {
   /// Has the process account for itself to a manager; see vanto_track_activity().
   static void track() noexcept;
   [[nodiscard]] static bool isTracked() noexcept;
+
+  /// When the last of all that is counted ended (CLOCK_MONOTONIC, nanoseconds), or tracking began; UINT64_MAX while
+  /// there is a connection or something in hand, and where nothing is tracked.
+  [[nodiscard]] static std::uint64_t idleSince() noexcept;
 
   /// True once the process was asked to end: nothing new is taken into hand any more.
   [[nodiscard]] static bool isEnding() noexcept;

@@ -13,9 +13,9 @@
 #include "ipc/Connection.h"
 #include "ipc/Domain.h"
 #include "ipc/PeerCredentials.h"
+#include "ipc/Refusal.h"
 #include "ipc/ServiceSocket.h"
 #include "ipc/SocketName.h"
-#include "ipc/WireBytes.h"
 
 namespace vanto {
 
@@ -25,17 +25,15 @@ namespace {
 constexpr std::uint64_t firstPause = 1'000'000;
 constexpr std::uint64_t longestPause = 100'000'000;
 
-/// What one attempt came to. Without a connection, a code; VANTO_ERROR_CLOSED is worth another attempt.
+/// What one attempt came to. Without a connection, a code; VANTO_ERROR_CLOSED is worth another attempt, unless that is
+/// what the service has said.
 struct Attempt {
   Ref<Connection> connection;
   vanto_error_code_t code = VANTO_ERROR_NONE;
+  bool isRefused = false;
+  /// What a refusal said; empty for nothing.
+  std::string text;
 };
-
-std::uint64_t remainingUntil(std::uint64_t deadline) noexcept {
-  if (deadline == UINT64_MAX) return UINT64_MAX;
-  const std::uint64_t now = monotonicNow();
-  return deadline > now ? deadline - now : 0;
-}
 
 vanto_error_code_t codeOfError(int error) noexcept {
   switch (error) {
@@ -59,7 +57,7 @@ Fd findService(const std::string& file, std::uint64_t deadline, vanto_error_code
   for (const Domain domain : domainsInOrder) {
     const Fd directory = openDomain(domain);
     if (!directory) continue;
-    Fd socket = connectToSocket(directory.get(), file.c_str(), remainingUntil(deadline));
+    Fd socket = connectToSocket(directory.get(), file.c_str(), deadline);
     code = socket ? VANTO_ERROR_NONE : codeOfError(errno);
     if (code != VANTO_ERROR_NO_SERVICE) return socket;
   }
@@ -98,10 +96,13 @@ vanto_error_code_t receiveFirst(int socket, std::uint64_t deadline, FrameBuffer&
   }
 }
 
-vanto_error_code_t codeOfRefusal(const ReceivedFrame& frame) noexcept {
-  const std::uint32_t code = load32(frame.payload.data());
-  const bool isKnown = code != VANTO_ERROR_NONE && code <= VANTO_ERROR_LARGEST;
-  return isKnown ? static_cast<vanto_error_code_t>(code) : VANTO_ERROR_REFUSED;
+vanto_error_code_t takeRefusal(const ReceivedFrame& frame, Attempt& attempt) noexcept {
+  Refusal refusal;
+  if (!decodeRefusal(frame.payload, refusal)) return VANTO_ERROR_PROTOCOL;
+  attempt.isRefused = true;
+  attempt.text = refusal.text;
+  const bool isKnown = refusal.code != VANTO_ERROR_NONE && refusal.code <= VANTO_ERROR_LARGEST;
+  return isKnown ? static_cast<vanto_error_code_t>(refusal.code) : VANTO_ERROR_REFUSED;
 }
 
 vanto_error_code_t answer(int socket, const FrameHeader& header, const Greeting& greeting) noexcept {
@@ -127,12 +128,13 @@ ProcessFacts factsOf(int socket, const FrameSender& sender) noexcept {
   return facts;
 }
 
-vanto_error_code_t shakeHands(int socket, std::uint64_t deadline, Greeting& greeting, FrameSender& sender) noexcept {
+vanto_error_code_t shakeHands(int socket, std::uint64_t deadline, Greeting& greeting, FrameSender& sender,
+                              Attempt& attempt) noexcept {
   FrameBuffer buffer;
   ReceivedFrame frame;
   const vanto_error_code_t code = receiveFirst(socket, deadline, buffer, frame);
   if (code != VANTO_ERROR_NONE) return code;
-  if (frame.header.kind == FrameKind::Refusal) return codeOfRefusal(frame);
+  if (frame.header.kind == FrameKind::Refusal) return takeRefusal(frame, attempt);
   if (frame.header.kind != FrameKind::Greeting || !decodeGreeting(frame.payload.data(), greeting)) {
     return VANTO_ERROR_PROTOCOL;
   }
@@ -147,7 +149,7 @@ Attempt attemptOnce(const std::string& file, const Ref<dispatch_queue_s>& queue,
   if (!socket) return attempt;
   Greeting greeting;
   FrameSender sender;
-  attempt.code = shakeHands(socket.get(), deadline, greeting, sender);
+  attempt.code = shakeHands(socket.get(), deadline, greeting, sender, attempt);
   if (attempt.code != VANTO_ERROR_NONE) return attempt;
   setReceiveTimeout(socket.get(), UINT64_MAX);
   const ProcessFacts facts = factsOf(socket.get(), sender);
@@ -171,7 +173,9 @@ Ref<vanto_object> connectToService(const char* name, Ref<dispatch_queue_s> queue
     Attempt attempt = attemptOnce(file, queue, deadline);
     if (attempt.connection) return std::move(attempt.connection);
     const std::uint64_t remaining = remainingUntil(deadline);
-    if (attempt.code != VANTO_ERROR_CLOSED || remaining == 0) return errorObject(attempt.code);
+    if (attempt.code != VANTO_ERROR_CLOSED || attempt.isRefused || remaining == 0) {
+      return errorObject(attempt.code, attempt.text.empty() ? nullptr : attempt.text.c_str());
+    }
     pauseFor(std::min(pause, remaining));
     pause = std::min(pause * 2, longestPause);
   }

@@ -64,6 +64,7 @@ Connection::Connection(Fd socket, const ProcessFacts& peer, Ref<dispatch_queue_s
     : Endpoint(connectionClass, objectKind, std::move(queue)), socket_(std::move(socket)), peer_(peer) {}
 
 Connection::~Connection() {
+  isOverForUser();
   const std::unique_ptr<Outgoing> spare(spare_.exchange(nullptr));
 }
 
@@ -90,9 +91,14 @@ void Connection::accept(Fd socket, const ProcessFacts& peer, std::unique_ptr<Han
   Lock lock(connection->mutex_);
   connection->state_ = State::AwaitingAnswer;
   connection->isCounted_ = true;
+  connection->isOfInstance_ = handshake->isOfInstance;
   connection->setTimerLocked(handshake->deadline);
   connection->handshake_ = std::move(handshake);
   if (!connection->watchLocked()) connection->endLocked(VANTO_ERROR_SYSTEM, afterwards);
+}
+
+void Connection::isOverForUser() noexcept {
+  if (isOfInstance_.exchange(false)) Listener::endOfInstance();
 }
 
 void Connection::wasDelivered() noexcept {

@@ -45,6 +45,8 @@ struct Handshake {
   Fd process;
   ExecutableFile executable;
   std::uint64_t deadline = UINT64_MAX;
+  /// Whether this process was started for this connection and ends with it.
+  bool isOfInstance = false;
 };
 
 /// One end of a connection; how it works is told in Connection.cpp.
@@ -69,6 +71,9 @@ class Connection final : public Endpoint {
   void cancel(std::uint64_t id) noexcept;
   void closeConnection() noexcept;
   [[nodiscard]] ProcessFacts peer() noexcept;
+
+  /// Its last event was delivered, or there will be nobody to deliver it to.
+  void isOverForUser() noexcept;
 
   /// The listener's handler has seen the connection: one that it neither kept nor resumed is let go.
   void wasDelivered() noexcept;
@@ -175,6 +180,8 @@ class Connection final : public Endpoint {
   std::uint8_t turnsUntilLook_ = 0;
   /// The socket took no more when it was last tried.
   bool isBlocked_ = false;
+  /// The process ends with it.
+  std::atomic<bool> isOfInstance_{false};
   /// Nobody reads any more what is sent.
   bool isWriteBroken_ = false;
   /// Counted by UserLimit.

@@ -5,7 +5,9 @@
 #include "ipc/ClientConnect.h"
 #include "ipc/Connection.h"
 #include "ipc/Listener.h"
+#include "ipc/ManagerLink.h"
 #include "ipc/Message.h"
+#include "ipc/PeerJudgement.h"
 #include "ipc/UserLimit.h"
 
 // The C interface of listeners, connections and messages, and of references, which mean more there than for other
@@ -128,7 +130,7 @@ bool vanto_peer_identity(vanto_object_t connection, vanto_identity_t* identity) 
 }
 
 void vanto_handle_service(void*, void*, vanto_peer_evaluator_t evaluator) {
-  Listener::setEvaluator(evaluator);
+  vanto::setPeerEvaluator(evaluator);
 }
 
 void vanto_set_connections_per_user(size_t count) {
@@ -137,4 +139,5 @@ void vanto_set_connections_per_user(size_t count) {
 
 void vanto_track_activity() {
   vanto::Activity::track();
+  vanto::ManagerLink::activityIsTracked();
 }

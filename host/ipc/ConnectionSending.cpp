@@ -22,7 +22,8 @@ std::uint64_t deadlineOf(std::uint64_t timeout) noexcept {
   return timeout == VANTO_WAIT_FOREVER ? UINT64_MAX : deadlineAfter(timeout);
 }
 
-std::uint64_t remainingUntil(std::uint64_t deadline) noexcept {
+/// What a request tells of its deadline.
+std::uint64_t deadlineToTell(std::uint64_t deadline) noexcept {
   if (deadline == UINT64_MAX) return 0;
   const std::uint64_t now = monotonicNow();
   return deadline > now ? deadline - now : 1;
@@ -158,7 +159,7 @@ bool Connection::sendAtOnceLocked(std::unique_ptr<Outgoing>& outgoing) noexcept 
     return false;
   }
   FrameHeader header{.kind = outgoing->kind, .id = outgoing->id, .length = outgoing->size()};
-  if (outgoing->kind == FrameKind::Request) header.deadline = remainingUntil(outgoing->deadline);
+  if (outgoing->kind == FrameKind::Request) header.deadline = deadlineToTell(outgoing->deadline);
   receiveCredit_.attachTo(header);
   if (sendFrameInPlace(socket_.get(), header, outgoing->body.prefix(), outgoing->size()) != SendResult::Sent) {
     return false;
@@ -235,7 +236,7 @@ SendResult Connection::sendPartLocked(Outgoing& outgoing) noexcept {
     descriptors = outgoing.body.descriptors();
     header.descriptors = static_cast<std::uint16_t>(descriptors.size());
     header.length = body.size();
-    if (outgoing.kind == FrameKind::Request) header.deadline = remainingUntil(outgoing.deadline);
+    if (outgoing.kind == FrameKind::Request) header.deadline = deadlineToTell(outgoing.deadline);
   } else if (outgoing.isReply()) {
     header.flags = frameIsOfReply;
   }

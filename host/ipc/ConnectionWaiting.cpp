@@ -11,12 +11,6 @@ namespace vanto {
 
 namespace {
 
-std::uint64_t remainingUntil(std::uint64_t deadline) noexcept {
-  if (deadline == UINT64_MAX) return UINT64_MAX;
-  const std::uint64_t now = monotonicNow();
-  return deadline > now ? deadline - now : 0;
-}
-
 void sleepUntil(std::unique_lock<std::mutex>& lock, const Waiter& waiter) noexcept {
   const std::uint32_t wakes = waiter.wakes.load(std::memory_order_acquire);
   lock.unlock();

@@ -170,6 +170,7 @@ void Endpoint::endDelivery() noexcept {
   std::unique_lock lock(mutex_);
   const bool keptItself = std::exchange(keepsItself_, false);
   lock.unlock();
+  if (kind() == VANTO_KIND_CONNECTION) static_cast<Connection*>(this)->isOverForUser();
   if (keptItself) releaseByUser();
 }
 

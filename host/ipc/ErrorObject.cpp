@@ -54,6 +54,8 @@ const char* errorText(vanto_error_code_t code) noexcept {
       return "request dropped without an answer";
     case VANTO_ERROR_SYSTEM:
       return "system call failed";
+    case VANTO_ERROR_START:
+      return "the service could not be started";
     case VANTO_ERROR_LARGEST:
       break;
   }

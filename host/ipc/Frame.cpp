@@ -39,6 +39,10 @@ bool isPlain(const FrameHeader& header) noexcept {
   return header.length == 0 && header.descriptors == 0 && header.deadline == 0;
 }
 
+bool isBareCode(const FrameHeader& header) noexcept {
+  return isPlain(header) && header.flags == 0 && header.id == 0 && !hasCredit(header);
+}
+
 bool isAllowed(const FrameHeader& header, std::size_t payload) noexcept {
   switch (header.kind) {
     case FrameKind::Greeting:
@@ -46,8 +50,9 @@ bool isAllowed(const FrameHeader& header, std::size_t payload) noexcept {
       return isPlain(header) && (header.flags & ~frameHasNonce) == 0 && header.id == 0 && !hasCredit(header) &&
              payload == greetingBytes;
     case FrameKind::Refusal:
+      return isBareCode(header) && payload >= codeBytes && payload <= codeBytes + limits::ipcRefusalTextBytes;
     case FrameKind::Goodbye:
-      return isPlain(header) && header.flags == 0 && header.id == 0 && !hasCredit(header) && payload == codeBytes;
+      return isBareCode(header) && payload == codeBytes;
     case FrameKind::Message:
     case FrameKind::Request:
     case FrameKind::Reply:

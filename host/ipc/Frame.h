@@ -72,7 +72,7 @@ void encodeGreeting(const Greeting& greeting, std::uint8_t* bytes) noexcept;
 /// False when the body is not what a greeting holds.
 [[nodiscard]] bool decodeGreeting(const std::uint8_t* bytes, Greeting& greeting) noexcept;
 
-/// Body of a refusal and of a goodbye: an error code.
+/// Body of a goodbye, and what the body of a refusal begins with: an error code.
 inline constexpr std::size_t codeBytes = 4;
 
 }  // namespace vanto

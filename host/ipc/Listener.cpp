@@ -1,23 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ipc/Listener.h"
 
-#include <atomic>
 #include <cerrno>
 #include <new>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/epoll.h>
-#include <sys/random.h>
 #include <sys/socket.h>
-
-#include <VantoService/TemporaryScope.h>
 
 #include "ipc/Activity.h"
 #include "ipc/Connection.h"
+#include "ipc/ManagerLink.h"
 #include "ipc/PeerCredentials.h"
+#include "ipc/PeerJudgement.h"
+#include "ipc/Refusal.h"
 #include "ipc/UserLimit.h"
-#include "process/PendingPeer.h"
 #include "process/Termination.h"
 #include "value/ValueStorage.h"
 #include "value/limits.h"
@@ -29,8 +28,6 @@ namespace {
 /// When accepting is tried again after the kernel could not give a descriptor.
 constexpr std::uint64_t retryNanoseconds = 100'000'000;
 
-constinit std::atomic<vanto_peer_evaluator_t> peerEvaluator{nullptr};
-
 constinit std::mutex listMutex;
 constinit Listener* firstListener = nullptr;
 /// The process was asked to end: nothing listens any more.
@@ -39,34 +36,6 @@ constinit bool hasStopped = false;
 /// Guards what follows, also while it is tried.
 constinit std::mutex terminationMutex;
 constinit bool awaitsTermination = false;
-
-bool isOutOfDescriptors() noexcept {
-  return errno == EMFILE || errno == ENFILE;
-}
-
-bool makeNonce(std::uint8_t* nonce) noexcept {
-  return getrandom(nonce, nonceBytes, 0) == static_cast<ssize_t>(nonceBytes);
-}
-
-/// Has the client judged, about whom everything that can be told is looked up first. An evaluator that does not look at
-/// the client's code believes what it was told; for one that does, all of this has to be known and to hold.
-vanto_error_code_t judge(vanto_peer_evaluator_t evaluator, int socket, ProcessFacts& facts,
-                         Handshake& handshake) noexcept {
-  if (!readProcessFacts(facts) && isOutOfDescriptors()) return VANTO_ERROR_FULL;
-  Fd process = openPeerProcess(socket, facts);
-  if (!process && isOutOfDescriptors()) return VANTO_ERROR_FULL;
-  const PendingPeer pending(facts.pid);
-  handshake.executable = readExecutable(facts.pid);
-  {
-    const TemporaryScope scope;
-    if (!evaluator(makeAuditToken(facts))) return VANTO_ERROR_REFUSED;
-  }
-  if (!pending.wasCodeAsked()) return VANTO_ERROR_NONE;
-  if (facts.startTime == 0 || !isRunning(process)) return VANTO_ERROR_REFUSED;
-  handshake.isValidated = true;
-  handshake.process = std::move(process);
-  return makeNonce(handshake.greeting.nonce) ? VANTO_ERROR_NONE : VANTO_ERROR_SYSTEM;
-}
 
 SendResult sendGreeting(int socket, const Handshake& handshake) noexcept {
   std::uint8_t body[greetingBytes];
@@ -116,10 +85,6 @@ void Listener::destroy(Object& self) noexcept {
   deallocate(&listener);
 }
 
-void Listener::setEvaluator(vanto_peer_evaluator_t evaluator) noexcept {
-  peerEvaluator.store(evaluator, std::memory_order_release);
-}
-
 void Listener::resume() noexcept {
   std::unique_lock lock(mutex_);
   if (std::exchange(isResumed_, true)) return;
@@ -139,15 +104,36 @@ void Listener::resume() noexcept {
 
 void Listener::open() noexcept {
   const vanto_error_code_t code = socket_.open(name_);
+  if (code == VANTO_ERROR_NONE && socket_.isConnection()) return openForConnectionLocked();
   if (code == VANTO_ERROR_NONE) {
     watch_ = ListenerWatch::create(*this);
     spare_.reset(fcntl(socket_.descriptor(), F_DUPFD_CLOEXEC, 3));
     isWatched_ = startWatching(*watch_, socket_.descriptor(), EPOLLIN | EPOLLET);
-    if (isWatched_) return;
+    if (isWatched_) {
+      if (socket_.isInherited()) tellStartedLocked();
+      return;
+    }
   }
   const char* text = code == VANTO_ERROR_TOO_LARGE ? "too many listening sockets were handed over" : nullptr;
   addEventLocked({Event::Kind::Error, errorObject(code != VANTO_ERROR_NONE ? code : VANTO_ERROR_SYSTEM, text)});
   stopLocked();
+}
+
+/// The evaluator is for a worker, as it is for all who connect later.
+void Listener::openForConnectionLocked() noexcept {
+  tellStartedLocked();
+  retain();
+  const Ref<dispatch_queue_s> once = dispatch_queue_s::create("connection handed over");
+  dispatch_queue_submit(once.get(), this, [](void* context) {
+    const auto listener = Ref<Listener>::adopt(static_cast<Listener*>(context));
+    listener->acceptAll();
+    if (!listener->hasGreeted_) endOfInstance();
+  });
+}
+
+void Listener::tellStartedLocked() noexcept {
+  isToldOf_ = true;
+  ManagerLink::listenerStarted();
 }
 
 void Listener::acceptAll() noexcept {
@@ -172,9 +158,13 @@ void Listener::acceptAll() noexcept {
 }
 
 Listener::Attempt Listener::acceptOne() noexcept {
+  if (socket_.isConnection()) {
+    hasGreeted_ = receive(socket_.takeConnection());
+    return Attempt::Nothing;
+  }
   Fd socket(accept4(socket_.descriptor(), nullptr, nullptr, SOCK_CLOEXEC));
   if (socket) {
-    receive(std::move(socket));
+    static_cast<void>(receive(std::move(socket)));
     return Attempt::Accepted;
   }
   switch (errno) {
@@ -201,37 +191,42 @@ Listener::Attempt Listener::turnAway() noexcept {
   Fd socket(accept4(socket_.descriptor(), nullptr, nullptr, SOCK_CLOEXEC));
   const bool isDone = !socket && errno == EAGAIN;
   const bool wasAccepted = static_cast<bool>(socket);
-  if (wasAccepted) sendCode(socket.get(), FrameKind::Refusal, VANTO_ERROR_FULL);
+  if (wasAccepted) sendRefusal(socket.get(), VANTO_ERROR_FULL);
   socket.reset();
   spare_.reset(fcntl(socket_.descriptor(), F_DUPFD_CLOEXEC, 3));
   if (isDone) return Attempt::Nothing;
   return wasAccepted ? Attempt::Accepted : Attempt::TryLater;
 }
 
-void Listener::receive(Fd socket) noexcept {
+/// True when the client was greeted.
+bool Listener::receive(Fd socket) noexcept {
   ProcessFacts facts;
-  if (!enableSenderCredentials(socket.get()) || !readPeerCredentials(socket.get(), facts)) return;
+  if (!enableSenderCredentials(socket.get()) || !readPeerCredentials(socket.get(), facts)) return false;
   const uid_t user = facts.effectiveUser;
-  if (!UserLimit::takeConnection(user)) return sendCode(socket.get(), FrameKind::Refusal, VANTO_ERROR_FULL);
-  const vanto_error_code_t code = greet(socket, facts);
-  if (code == VANTO_ERROR_NONE) return;
-  UserLimit::giveConnectionBack(user);
-  sendCode(socket.get(), FrameKind::Refusal, static_cast<std::uint32_t>(code));
+  vanto_error_code_t code = VANTO_ERROR_FULL;
+  if (UserLimit::takeConnection(user)) {
+    ManagerLink::clientCame();
+    code = greet(socket, facts);
+    if (code == VANTO_ERROR_NONE) return true;
+    UserLimit::giveConnectionBack(user);
+  }
+  sendRefusal(socket.get(), static_cast<std::uint32_t>(code));
+  return false;
 }
 
 /// Takes the socket over when the client is greeted.
 vanto_error_code_t Listener::greet(Fd& socket, const ProcessFacts& facts) noexcept {
   auto handshake = std::make_unique<Handshake>();
   ProcessFacts peer = facts;
-  if (const vanto_peer_evaluator_t evaluator = peerEvaluator.load(std::memory_order_acquire)) {
-    const vanto_error_code_t verdict = judge(evaluator, socket.get(), peer, *handshake);
-    if (verdict != VANTO_ERROR_NONE) return verdict;
-  }
+  const vanto_error_code_t verdict = judgePeer(socket.get(), peer, *handshake);
+  if (verdict != VANTO_ERROR_NONE) return verdict;
   handshake->greeting.windowMessages = ReceiveCredit::windowMessages;
   handshake->greeting.windowBytes = ReceiveCredit::windowBytes;
   handshake->listener = Ref<Listener>::share(this);
+  handshake->isOfInstance = socket_.isConnection();
   handshake->deadline = deadlineAfter(limits::ipcGreetingNanoseconds);
   if (sendGreeting(socket.get(), *handshake) != SendResult::Sent) return VANTO_ERROR_CLOSED;
+  ManagerLink::clientWasGreeted();
   Connection::accept(std::move(socket), peer, std::move(handshake), queue());
   return VANTO_ERROR_NONE;
 }
@@ -272,6 +267,7 @@ void Listener::closeSocketLocked() noexcept {
   if (isAccepting_) return;
   socket_.close();
   spare_.reset();
+  if (std::exchange(isToldOf_, false)) ManagerLink::listenerStopped();
 }
 
 /// Listed, it stops accepting when the process is asked to end. False when it was already.
@@ -279,6 +275,7 @@ bool Listener::join() noexcept {
   {
     const std::lock_guard lock(terminationMutex);
     if (!awaitsTermination) awaitsTermination = onTermination(&Listener::stopAll, nullptr);
+    ManagerLink::begin({[]() noexcept { stopAll(nullptr); }, &Listener::retireIfIdle});
   }
   const std::lock_guard lock(listMutex);
   if (hasStopped) return false;
@@ -306,6 +303,33 @@ void Listener::stopAll(void*) noexcept {
     }
   }
   Activity::endWhenIdle();
+}
+
+/// Who was accepted is counted before its worker gives the lock of its listener back; so while all of these are held,
+/// and nobody is accepting, nobody can have been accepted and not be seen.
+bool Listener::retireIfIdle(std::uint64_t nanoseconds) noexcept {
+  {
+    const std::lock_guard listLock(listMutex);
+    std::vector<std::unique_lock<std::mutex>> locks;
+    for (Listener* listener = firstListener; listener != nullptr; listener = listener->next_) {
+      locks.emplace_back(listener->mutex_);
+      if (listener->isAccepting_) return false;
+    }
+    const std::uint64_t since = Activity::idleSince();
+    if (since == UINT64_MAX || monotonicNow() - since < nanoseconds) return false;
+    hasStopped = true;
+    for (Listener* listener = firstListener; listener != nullptr; listener = listener->next_) {
+      if (!listener->isClosed_) listener->stopLocked();
+    }
+  }
+  Activity::endWhenIdle();
+  return true;
+}
+
+void Listener::endOfInstance() noexcept {
+  // The caller may hold locks, and be called by a handler.
+  const Ref<dispatch_queue_s> once = dispatch_queue_s::create("end of the instance");
+  dispatch_queue_submit(once.get(), nullptr, &Listener::stopAll);
 }
 
 }  // namespace vanto

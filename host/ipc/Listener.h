@@ -41,8 +41,9 @@ class Listener final : public Endpoint {
   /// A client has answered the greeting.
   void admit(Connection& connection) noexcept;
 
-  /// Has `evaluator` judge each client from now on.
-  static void setEvaluator(vanto_peer_evaluator_t evaluator) noexcept;
+  /// The one connection that this process, one of several instances, was started for is over: the process ends as soon
+  /// as nothing is in hand.
+  static void endOfInstance() noexcept;
 
  private:
   friend class ListenerWatch;
@@ -54,15 +55,18 @@ class Listener final : public Endpoint {
   static const Class listenerClass;
 
   void open() noexcept;
+  void openForConnectionLocked() noexcept;
+  void tellStartedLocked() noexcept;
   void acceptAll() noexcept;
   [[nodiscard]] Attempt acceptOne() noexcept;
   [[nodiscard]] Attempt turnAway() noexcept;
-  void receive(Fd socket) noexcept;
+  [[nodiscard]] bool receive(Fd socket) noexcept;
   [[nodiscard]] vanto_error_code_t greet(Fd& socket, const ProcessFacts& facts) noexcept;
   void stopLocked() noexcept;
   void closeSocketLocked() noexcept;
 
   static void stopAll(void* unused) noexcept;
+  [[nodiscard]] static bool retireIfIdle(std::uint64_t nanoseconds) noexcept;
   [[nodiscard]] bool join() noexcept;
   void leave() noexcept;
 
@@ -76,6 +80,10 @@ class Listener final : public Endpoint {
   /// Some worker accepts; the socket then stays open.
   bool isAccepting_ = false;
   bool mustAcceptAgain_ = false;
+  /// The manager knows that it accepts, and is to know when it does not any more.
+  bool isToldOf_ = false;
+  /// The one connection of an instance was greeted; belongs to the worker that accepts.
+  bool hasGreeted_ = false;
   /// All open listeners, for the end of the process; under a lock of their own.
   Listener* next_ = nullptr;
   Listener* previous_ = nullptr;

@@ -12,8 +12,9 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 
+#include "dispatch/Workers.h"
 #include "ipc/Domain.h"
-#include "ipc/InheritedListener.h"
+#include "ipc/InheritedSockets.h"
 #include "ipc/PeerCredentials.h"
 #include "ipc/SocketName.h"
 
@@ -40,7 +41,7 @@ const sockaddr* generic(const sockaddr_un& address) noexcept {
 
 /// Whether somebody listens on the socket called `file`.
 bool isServed(int directory, const char* file) noexcept {
-  const Fd socket = connectToSocket(directory, file, 1);
+  const Fd socket = connectToSocket(directory, file, 0);
   return socket || (errno != ECONNREFUSED && errno != ENOENT && errno != ENOTSOCK);
 }
 
@@ -48,6 +49,15 @@ void setTimeout(int socket, std::uint64_t nanoseconds) noexcept {
   const std::uint64_t microseconds = std::max<std::uint64_t>(nanoseconds / 1000, 1);
   const timeval time{static_cast<time_t>(microseconds / 1'000'000), static_cast<suseconds_t>(microseconds % 1'000'000)};
   setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);
+}
+
+/// Takes from a connection what who accepted it may have set.
+bool becomeAsAccepted(int socket) noexcept {
+  const int flags = fcntl(socket, F_GETFL);
+  const timeval none{};
+  return flags >= 0 && fcntl(socket, F_SETFL, flags & ~O_NONBLOCK) == 0 &&
+         setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &none, sizeof none) == 0 &&
+         setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &none, sizeof none) == 0;
 }
 
 /// Keeps other processes from binding or removing names in a directory.
@@ -67,7 +77,7 @@ class DirectoryLock {
 
 }  // namespace
 
-Fd connectToSocket(int directory, const char* file, std::uint64_t timeout) noexcept {
+Fd connectToSocket(int directory, const char* file, std::uint64_t deadline) noexcept {
   const Fd place(openat(directory, file, O_PATH | O_NOFOLLOW | O_CLOEXEC));
   struct stat facts;
   if (!place || fstat(place.get(), &facts) != 0) return {};
@@ -78,20 +88,27 @@ Fd connectToSocket(int directory, const char* file, std::uint64_t timeout) noexc
   Fd socket = createSocket(0);
   // Before the connection exists, so that the first frame already tells its sender.
   if (!socket || !enableSenderCredentials(socket.get())) return {};
-  if (timeout != VANTO_WAIT_FOREVER) setTimeout(socket.get(), timeout);
   const sockaddr_un address = addressOf(place.get(), "");
-  while (connect(socket.get(), generic(address), sizeof address) != 0) {
-    if (errno != EINTR) return {};
-  }
-  return socket;
+  do {
+    // Once more after each signal, or these would stretch the time.
+    if (deadline != UINT64_MAX) setTimeout(socket.get(), remainingUntil(deadline));
+    if (connect(socket.get(), generic(address), sizeof address) == 0) return socket;
+  } while (errno == EINTR && remainingUntil(deadline) != 0);
+  if (errno == EINTR) errno = EAGAIN;
+  return {};
 }
 
 vanto_error_code_t ServiceSocket::open(std::string_view name) noexcept {
   const std::string file = socketFileName(name);
   if (file.empty()) return VANTO_ERROR_NAME;
-  const vanto_error_code_t code = takeInheritedListener(name, socket_);
+  const vanto_error_code_t code = takeInheritedSocket(name, InheritedSocket::Listening, socket_);
   if (code != VANTO_ERROR_NONE) return code;
-  if (!socket_) return bindNew(file);
+  if (!socket_) {
+    static_cast<void>(takeInheritedSocket(name, InheritedSocket::Connected, socket_));
+    isConnection_ = static_cast<bool>(socket_);
+    if (!isConnection_) return bindNew(file);
+    return becomeAsAccepted(socket_.get()) ? VANTO_ERROR_NONE : VANTO_ERROR_SYSTEM;
+  }
   // Clients are told who called this last; before, that was who made the socket.
   const int flags = fcntl(socket_.get(), F_GETFL);
   const bool isReady = flags >= 0 && fcntl(socket_.get(), F_SETFL, flags | O_NONBLOCK) == 0 &&

@@ -176,6 +176,8 @@ typedef enum vanto_error_code {
   VANTO_ERROR_NO_REPLY = 13,
   /** A system call failed, or this process may have no more descriptors; the text tells which. */
   VANTO_ERROR_SYSTEM = 14,
+  /** The service could not be started; where its manager has told why, the text does. */
+  VANTO_ERROR_START = 15,
   /** No code of its own: the largest that an error can carry. */
   VANTO_ERROR_LARGEST = 0x7fffffff
 } vanto_error_code_t;
@@ -257,7 +259,8 @@ VANTO_EXPORT bool vanto_service_name_is_valid(const char* name);
 
 /**
  * Connects to the service `name`, looked for in the session, user and system domain in this order, and exchanges
- * greetings with it. Blocks up to `timeout`. A connection, or an error object. Starts no thread.
+ * greetings with it. Blocks up to `timeout`. A connection, or an error object, whose text is that of the refusal where
+ * one came with a text. Starts no thread.
  */
 VANTO_EXPORT vanto_object_t vanto_connect(const char* name, vanto_queue_t queue, uint64_t timeout);
 

@@ -6,19 +6,25 @@
 #include <vector>
 
 #include "tolvend/BackOff.h"
+#include "tolvend/InstanceRecord.h"
 #include "tolvend/StartFailure.h"
 
 namespace vanto::manager {
 
-/// Names one process of a job to its life cycle; never used again.
-using InstanceId = std::uint64_t;
-
-/// How a process ended.
-struct Ending {
-  enum class Kind : std::uint8_t { Exited, Signalled };
-  Kind kind = Kind::Exited;
-  /// Exit status, or number of the signal.
-  int value = 0;
+/// How long a life cycle waits, in nanoseconds. What is here is the rule; tests have less patience.
+struct LifeCycleTimes {
+  /// The pause after a start that failed before the service was executed. It does not grow: what is missing may be
+  /// there at any moment, and trying costs little.
+  std::uint64_t startPause = 100'000'000;
+  /// Clients wait for the end of a pause that lasts no longer than this, and are told of a longer one.
+  std::uint64_t patience = 1'000'000'000;
+  /// Within this a process has to accept the clients that wait.
+  std::uint64_t listening = 10'000'000'000;
+  /// Within this a process has to end once it is asked to, or has said that it accepts nobody.
+  std::uint64_t ending = 20'000'000'000;
+  /// For so long after a failure before the first greeting clients are told of it: a client that was accepted and lost
+  /// its connection tries again by itself, and would wait for another such failure.
+  std::uint64_t retelling = 50'000'000;
 };
 
 /// What a life cycle has done in the world, and asks of it. Nothing in here calls the life cycle back at once.
@@ -36,8 +42,8 @@ class LifeCycleWorld {
   virtual void signal(InstanceId instance, Signal signal) = 0;
   /// Allows an instance that has said it is idle to leave.
   virtual void letLeave(InstanceId instance) = 0;
-  /// Has timerExpired() called once CLOCK_MONOTONIC reaches `deadline`, in nanoseconds; UINT64_MAX for never. One timer:
-  /// each call replaces the last.
+  /// Has timerExpired() called once CLOCK_MONOTONIC reaches `deadline`, in nanoseconds; UINT64_MAX for never. One
+  /// timer: each call replaces the last.
   virtual void setTimer(std::uint64_t deadline) = 0;
   /// Something that people are told of has changed.
   virtual void changed() = 0;
@@ -61,7 +67,8 @@ class LifeCycle {
     Held       ///< nothing is started; clients are told so
   };
 
-  LifeCycle(LifeCycleWorld& world, BackOff backOff) noexcept;
+  /// `world` is borrowed, and not called yet.
+  LifeCycle(LifeCycleWorld& world, BackOff backOff, LifeCycleTimes times = {}) noexcept;
 
   /// Begins to watch for clients; to be called once, before anything else.
   void begin(std::uint64_t now);
@@ -92,16 +99,76 @@ class LifeCycle {
 
   [[nodiscard]] State state() const noexcept;
   /// True when no process of it is left.
-  [[nodiscard]] bool isEmpty() const noexcept;
+  [[nodiscard]] bool isEmpty() const noexcept { return instances_.empty(); }
   /// The process that accepts or is going to; 0 for none.
-  [[nodiscard]] InstanceId current() const noexcept;
+  [[nodiscard]] InstanceId current() const noexcept { return current_; }
   /// When the next start may be, while it pauses.
-  [[nodiscard]] std::uint64_t earliestStart() const noexcept;
+  [[nodiscard]] std::uint64_t earliestStart() const noexcept { return pauseUntil_; }
   /// Processes made, and starts and runs that failed, since it began.
-  [[nodiscard]] std::uint64_t starts() const noexcept;
-  [[nodiscard]] std::uint64_t failures() const noexcept;
+  [[nodiscard]] std::uint64_t starts() const noexcept { return starts_; }
+  [[nodiscard]] std::uint64_t failures() const noexcept { return failures_; }
   /// The last failure, or null.
-  [[nodiscard]] const StartFailure* lastFailure() const noexcept;
+  [[nodiscard]] const StartFailure* lastFailure() const noexcept { return failures_ == 0 ? nullptr : &failure_; }
+  /// The instances whose processes have not ended, the oldest first. Until the next call of anything that is not const.
+  [[nodiscard]] const std::vector<InstanceRecord>& instances() const noexcept { return instances_; }
+
+ private:
+  /// What people are told of.
+  struct Appearance {
+    State state;
+    InstanceId current;
+    std::size_t instances;
+    std::uint64_t starts;
+    std::uint64_t failures;
+    friend bool operator==(const Appearance&, const Appearance&) = default;
+  };
+
+  [[nodiscard]] InstanceRecord* find(InstanceId instance) noexcept;
+  [[nodiscard]] const InstanceRecord* currentRecord() const noexcept;
+  [[nodiscard]] bool mayStart() const noexcept;
+  [[nodiscard]] bool shallWatch() const noexcept;
+  [[nodiscard]] std::uint64_t nextDeadline() const noexcept;
+  [[nodiscard]] Appearance appearance() const noexcept;
+  void spawn(std::uint64_t now);
+  /// Notes a failure and how long the pause after it is, and tells those who wait when they shall not go on waiting.
+  void fail(StartFailure failure, std::uint64_t pause, std::uint64_t now);
+  /// The same for a process that was executed: the pause grows with each failure.
+  void failRun(const InstanceRecord& instance, StartFailure failure, std::uint64_t now);
+  void tellPause(std::uint64_t now);
+  void forgetFailures() noexcept;
+  /// Asks it to end, unless that was done.
+  void askToEnd(InstanceRecord& instance, std::uint64_t now);
+  void askAllToEnd(std::uint64_t now);
+  /// Finds out whether a process that has not said that it listens does.
+  void lookAtWaiting(InstanceRecord& instance, std::uint64_t now);
+  /// Brings the world in line with what is known now. Each operation ends with it.
+  void settle(std::uint64_t now);
+
+  LifeCycleWorld& world_;
+  BackOff backOff_;
+  LifeCycleTimes times_;
+  std::vector<InstanceRecord> instances_;
+  InstanceId current_ = 0;
+  InstanceId lastId_ = 0;
+  /// No start before this; 0 while there is no pause.
+  std::uint64_t pauseUntil_ = 0;
+  /// Until then clients are told of the last failure; 0 for none.
+  std::uint64_t retellUntil_ = 0;
+  std::uint64_t timer_ = UINT64_MAX;
+  std::uint64_t starts_ = 0;
+  std::uint64_t failures_ = 0;
+  StartFailure failure_;
+  Appearance told_{State::Resting, 0, 0, 0, 0};
+  /// A start was asked for that could not be yet.
+  bool isStartWanted_ = false;
+  /// A client waits for the end of a short pause.
+  bool isClientPatient_ = false;
+  bool isHeld_ = false;
+  bool isRetired_ = false;
+  bool isWatching_ = false;
 };
+
+/// The word for a state that people are told: "resting" and so on.
+[[nodiscard]] const char* stateName(LifeCycle::State state) noexcept;
 
 }  // namespace vanto::manager

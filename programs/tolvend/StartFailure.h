@@ -10,21 +10,21 @@ namespace vanto::manager {
 struct StartFailure {
   /// In the order of a start. The names are those that clients and people are told.
   enum class Stage : std::uint8_t {
-    Held,         ///< "held": its owner does not let it start
-    Pause,        ///< "pause": it failed before and is not started again yet
-    Limit,        ///< "limit": too many instances
-    Resources,    ///< "resources": the manager could not make a process for it
-    Proxy,        ///< "proxy": the proxy could not be executed
-    Call,         ///< "call", and so on: the stages of the proxy
+    Held,       ///< "held": its owner does not let it start
+    Pause,      ///< "pause": it failed before and is not started again yet
+    Limit,      ///< "limit": too many instances
+    Resources,  ///< "resources": the manager could not make a process for it
+    Proxy,      ///< "proxy": the proxy could not be executed
+    Call,       ///< "call", and so on: the stages of the proxy
     Handover,
     Descriptors,
     ProcessState,
     Executable,
     Execution,
-    Listening,    ///< "listening": it ended, or time passed, before it listened
-    Greeting,     ///< "greeting": it ended before it greeted a client
-    Serving,      ///< "serving": it ended by a failure later on; clients who wait are not told
-    Removed       ///< "removed": its job was unloaded
+    Listening,  ///< "listening": it ended, or time passed, before it listened
+    Greeting,   ///< "greeting": it ended before it greeted a client
+    Serving,    ///< "serving": it ended by a failure later on; clients who wait are not told
+    Removed     ///< "removed": its job was unloaded
   };
 
   Stage stage = Stage::Resources;
@@ -33,6 +33,10 @@ struct StartFailure {
   /// How the process ended, where it did: one of the two, the other is -1.
   int exitStatus = -1;
   int signal = -1;
+  /// For how long the process ran, in nanoseconds; 0 where there was none.
+  std::uint64_t ran = 0;
+  /// The instance that failed, 0 for none.
+  std::uint64_t instance = 0;
   /// For how long the next start is put off from `time` on, in nanoseconds; 0 when it may be at once.
   std::uint64_t pause = 0;
   /// CLOCK_MONOTONIC in nanoseconds.

@@ -41,6 +41,8 @@ inline constexpr std::size_t ipcPendingReplies = 256;
 /// it.
 inline constexpr std::size_t ipcSendQueueMessages = 256;
 inline constexpr std::size_t ipcSendQueueBytes = std::size_t{1} << 20;
+/// The text of a refusal.
+inline constexpr std::size_t ipcRefusalTextBytes = 1024;
 inline constexpr std::uint64_t ipcGreetingNanoseconds = 5'000'000'000;
 /// How long a connection that its user has closed goes on sending what was queued, and a process that ends waits for a
 /// peer that takes nothing of it.
@@ -78,5 +80,13 @@ inline constexpr std::size_t profileGrants = 4096;
 inline constexpr std::size_t profilePortRange = 64;
 /// Errors of one profile that are kept; further ones are counted.
 inline constexpr std::size_t profileErrors = 100;
+
+// Jobs and their processes.
+/// The path of a service's executable; one less than what the system takes, which counts the NUL.
+inline constexpr std::size_t jobProgramBytes = 4095;
+/// Processes of one job that have not ended.
+inline constexpr std::size_t instancesPerJob = 16;
+/// Instances, over all jobs of a manager that have one for each connection, of the connections of one user.
+inline constexpr std::size_t instancesPerUser = 64;
 
 }  // namespace vanto::limits

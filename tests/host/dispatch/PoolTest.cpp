@@ -302,6 +302,104 @@ TEST_F(PoolDeathTest, MakesTheMainThreadAWorker) {
       testing::ExitedWithCode(0), "");
 }
 
+/// What the tests of a program with one thread share. Lives as long as its process.
+struct OneThread {
+  static void submitTo(dispatch_queue_t queue, void (*function)(void*)) {
+    dispatch_queue_submit(queue, nullptr, function);
+  }
+  [[nodiscard]] static std::size_t threadCount() { return threads().size(); }
+  [[nodiscard]] static bool isMain() { return getpid() == gettid(); }
+
+  static inline std::atomic<int> steps{0};
+  static inline dispatch_queue_t first = nullptr;
+  static inline dispatch_queue_t second = nullptr;
+};
+
+TEST_F(PoolDeathTest, ServesEverythingOnTheMainThreadWhereThatIsWanted) {
+  EXPECT_EXIT(
+      {
+        Pool::shared().useOnlyMainThread();
+        static const std::size_t before = OneThread::threadCount();
+        OneThread::first = dispatch_queue_create("first", nullptr);
+        OneThread::second = dispatch_queue_create("second", nullptr);
+        static const Sockets sockets;
+        // A queue has the descriptor become ready, that sets the timer, and that ends the process from the other queue.
+        static Ref<Watching> object = Watching::create([](std::uint32_t events) {
+          OneThread::steps += OneThread::isMain() ? 1 : 100;
+          if (events != 0) {
+            static_cast<void>(sockets.receiveAll());
+            return vanto::setTimer(*object, vanto::deadlineAfter(1'000'000));
+          }
+          OneThread::submitTo(OneThread::second, [](void*) {
+            const bool isAlone = OneThread::threadCount() == before && Pool::shared().workerCount() == 1;
+            _exit(isAlone && OneThread::isMain() ? OneThread::steps.load() : 100);
+          });
+        });
+        if (!vanto::startWatching(*object, sockets.near(), EPOLLIN | EPOLLET)) _exit(101);
+        OneThread::submitTo(OneThread::first, [](void*) {
+          OneThread::steps += OneThread::isMain() ? 1 : 100;
+          sockets.send();
+        });
+        if (OneThread::threadCount() != before || OneThread::steps != 0) _exit(102);
+        dispatch_main();
+      },
+      testing::ExitedWithCode(3), "");
+}
+
+TEST_F(PoolDeathTest, NeverWakesUpOnTheMainThreadAlone) {
+  EXPECT_EXIT(
+      {
+        Pool::shared().useOnlyMainThread();
+        static const std::string self = "/proc/self/task/" + std::to_string(getpid());
+        OneThread::first = dispatch_queue_create("first", nullptr);
+        OneThread::submitTo(OneThread::first, [](void*) { ++OneThread::steps; });
+        std::thread([] {
+          // Of the program's own, to look at the other one from outside.
+          for (int attempt = 0; attempt < 50; ++attempt) {
+            const unsigned long before = waits({self});
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            if (waits({self}) == before && OneThread::steps == 1) {
+              // It wakes up for what other threads give it.
+              return OneThread::submitTo(OneThread::first, [](void*) { _exit(OneThread::isMain() ? 0 : 1); });
+            }
+          }
+          _exit(2);
+        }).detach();
+        dispatch_main();
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+TEST_F(PoolDeathTest, WaitsForAnItemOnTheMainThreadAloneByRunningIt) {
+  EXPECT_EXIT(
+      {
+        Pool::shared().useOnlyMainThread();
+        OneThread::first = dispatch_queue_create("first", nullptr);
+        OneThread::second = dispatch_queue_create("second", nullptr);
+        OneThread::submitTo(OneThread::first, [](void*) { ++OneThread::steps; });
+        OneThread::submitTo(OneThread::second, [](void*) {
+          // Its queue waits behind another one, which this makes wait too.
+          OneThread::submitTo(OneThread::first, [](void*) { ++OneThread::steps; });
+          dispatch_queue_submit_and_wait(OneThread::first, nullptr, [](void*) { ++OneThread::steps; });
+          _exit(OneThread::steps);
+        });
+        dispatch_queue_submit_and_wait(OneThread::first, nullptr, [](void*) { ++OneThread::steps; });
+        if (OneThread::steps != 2) _exit(100);
+        dispatch_main();
+      },
+      testing::ExitedWithCode(4), "");
+}
+
+TEST_F(PoolDeathTest, IsForTheMainThreadFromTheStartOrNotAtAll) {
+  EXPECT_EXIT(
+      {
+        Signal called;
+        const Client client(called);
+        Pool::shared().useOnlyMainThread();
+      },
+      testing::KilledBySignal(SIGABRT), "");
+}
+
 TEST_F(PoolDeathTest, MakesNoOtherThreadThanTheMainThreadAWorker) {
   EXPECT_EXIT(
       {

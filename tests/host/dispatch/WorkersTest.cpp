@@ -368,4 +368,13 @@ TEST(Deadline, NeverOverflows) {
   EXPECT_GE(vanto::deadlineAfter(5), before + 5);
 }
 
+TEST(Workers, TellWhatRemainsUntilADeadline) {
+  EXPECT_EQ(vanto::remainingUntil(UINT64_MAX), UINT64_MAX);
+  EXPECT_EQ(vanto::remainingUntil(0), 0U);
+  EXPECT_EQ(vanto::remainingUntil(vanto::monotonicNow()), 0U);
+  const std::uint64_t remaining = vanto::remainingUntil(vanto::deadlineAfter(60'000'000'000));
+  EXPECT_GT(remaining, 50'000'000'000U);
+  EXPECT_LE(remaining, 60'000'000'000U);
+}
+
 }  // namespace

@@ -98,5 +98,39 @@ TEST(Activity, CountsOpenConnections) {
   EXPECT_EQ(Activity::openConnections(), before);
 }
 
+/// Waits until the process is idle, since when is told.
+std::uint64_t awaitIdle() {
+  const std::uint64_t end = deadlineAfter(generous);
+  while (Activity::idleSince() == UINT64_MAX && monotonicNow() < end) std::this_thread::yield();
+  return Activity::idleSince();
+}
+
+TEST(Activity, TellsSinceWhenThereIsNone) {
+  const RuntimeDirectory directory;
+  Awaited<Held> requests;
+  Service service(name, [&](vanto_object_t, vanto_object_t event) {
+    if (vanto_kind(event) == VANTO_KIND_MESSAGE) requests.add(Held::share(event));
+  });
+  Activity::track();
+  const std::uint64_t start = awaitIdle();
+  EXPECT_LE(start, monotonicNow());
+  Held connection = connectTo(name);
+  EXPECT_EQ(Activity::idleSince(), UINT64_MAX);
+  EXPECT_EQ(vanto_send(connection, text("x"), 0), VANTO_ERROR_NONE);
+  Held request = requests.take();
+  connection.reset();
+  request.reset();
+  const std::uint64_t between = monotonicNow();
+  EXPECT_GT(awaitIdle(), start);
+  // In hand without a connection counts too.
+  Activity::began();
+  EXPECT_EQ(Activity::idleSince(), UINT64_MAX);
+  Activity::ended();
+  EXPECT_GE(awaitIdle(), between);
+  const std::uint64_t last = Activity::idleSince();
+  Activity::track();
+  EXPECT_EQ(Activity::idleSince(), last);
+}
+
 }  // namespace
 }  // namespace vanto::test

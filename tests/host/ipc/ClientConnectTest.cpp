@@ -2,17 +2,22 @@
 #include "ipc/ClientConnect.h"
 
 #include <atomic>
-#include <cstdio>
+#include <csignal>
 #include <cstring>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
+#include <sys/time.h>
 
+#include "dispatch/Workers.h"
 #include "host/ipc/IPCFixture.h"
+#include "host/ipc/ManagerEnd.h"
 #include "host/ipc/RawPeer.h"
 #include "ipc/Domain.h"
+#include "ipc/Refusal.h"
 #include "value/Fd.h"
 
 namespace vanto::test {
@@ -20,22 +25,10 @@ namespace {
 
 constexpr const char* name = "org.example.connect";
 
-/// A socket of `type` that somebody else has bound, and listens on, under the name of a service.
-Fd foreignListener(const RuntimeDirectory& directory, int type) {
-  EXPECT_TRUE(openOrCreateUserDomain());
-  Fd listener(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::snprintf(address.sun_path, sizeof address.sun_path, "%s", directory.socketPath(name).c_str());
-  EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  EXPECT_EQ(type == SOCK_DGRAM ? 0 : listen(listener.get(), 1), 0);
-  return listener;
-}
-
 TEST(ClientConnect, FindsNoServiceWhereASocketOfAnotherTypeHasItsName) {
   for (const int type : {SOCK_STREAM, SOCK_DGRAM}) {
     const RuntimeDirectory directory;
-    const Fd listener = foreignListener(directory, type);
+    const Fd listener = createListener(directory, name, type);
     EXPECT_EQ(codeOf(connectToService(name, nullptr, generous).get()), VANTO_ERROR_NO_SERVICE);
   }
 }
@@ -108,6 +101,90 @@ TEST(ClientConnect, GivesTheCodeOfARefusal) {
     EXPECT_EQ(codeOf(connectToService(name, nullptr, generous).get()), expected);
     refusing.join();
   }
+}
+
+TEST(ClientConnect, GivesTheTextOfARefusal) {
+  const RuntimeDirectory directory;
+  RawService service(name);
+  for (const std::string sent : {"org.example.connect: not started: held", ""}) {
+    std::thread refusing([&] { sendRefusal(service.accept().descriptor(), VANTO_ERROR_START, sent); });
+    const Ref<vanto_object> refused = connectToService(name, nullptr, generous);
+    refusing.join();
+    EXPECT_EQ(codeOf(refused.get()), VANTO_ERROR_START);
+    EXPECT_STREQ(vanto_error_get_text(refused.get()), sent.empty() ? "the service could not be started" : sent.c_str());
+  }
+}
+
+TEST(ClientConnect, DoesNotTryAgainWhenItIsRefused) {
+  const RuntimeDirectory directory;
+  RawService service(name);
+  // Even with what it gives itself when nobody greets it.
+  std::thread refusing([&] { sendRefusal(service.accept().descriptor(), VANTO_ERROR_CLOSED, "no"); });
+  const Ref<vanto_object> refused = connectToService(name, nullptr, generous);
+  refusing.join();
+  EXPECT_EQ(codeOf(refused.get()), VANTO_ERROR_CLOSED);
+  EXPECT_STREQ(vanto_error_get_text(refused.get()), "no");
+}
+
+TEST(ClientConnect, TakesNoTextThatIsNone) {
+  const RuntimeDirectory directory;
+  RawService service(name);
+  for (const std::string& sent : {std::string("a\0b", 3), std::string("\xFF")}) {
+    std::thread refusing([&] {
+      std::vector<std::uint8_t> payload{15, 0, 0, 0};
+      payload.insert(payload.end(), sent.begin(), sent.end());
+      service.accept().send({.kind = FrameKind::Refusal}, payload);
+    });
+    EXPECT_EQ(codeOf(connectToService(name, nullptr, generous).get()), VANTO_ERROR_PROTOCOL);
+    refusing.join();
+  }
+}
+
+/// A service whose queue of clients is full, since it accepts nobody.
+class FullService {
+ public:
+  FullService() {
+    EXPECT_EQ(listen(service_.descriptor(), 0), 0);
+    waiting_ = connectToSocket(openDomain(Domain::User).get(), name, UINT64_MAX);
+    EXPECT_TRUE(waiting_);
+  }
+
+ private:
+  RawService service_{name};
+  Fd waiting_;
+};
+
+constexpr std::uint64_t bound = 50'000'000;
+
+TEST(ClientConnect, EndsAtItsTimeoutWhenNobodyAccepts) {
+  const RuntimeDirectory directory;
+  const FullService service;
+  const std::uint64_t start = monotonicNow();
+  EXPECT_EQ(codeOf(connectToService(name, nullptr, bound).get()), VANTO_ERROR_TIMED_OUT);
+  EXPECT_GE(monotonicNow() - start, bound);
+  EXPECT_LT(monotonicNow() - start, 20 * bound);
+  EXPECT_EQ(codeOf(connectToService(name, nullptr, 0).get()), VANTO_ERROR_TIMED_OUT);
+}
+
+TEST(ClientConnect, SignalsDoNotStretchItsTimeout) {
+  const RuntimeDirectory directory;
+  const FullService service;
+  struct sigaction action {};
+  struct sigaction before {};
+  action.sa_handler = [](int) {
+  };
+  ASSERT_EQ(sigaction(SIGALRM, &action, &before), 0);
+  // Each interrupts the call long before its timeout.
+  const timeval often{0, 5'000};
+  const itimerval timer{often, often};
+  ASSERT_EQ(setitimer(ITIMER_REAL, &timer, nullptr), 0);
+  const std::uint64_t start = monotonicNow();
+  EXPECT_EQ(codeOf(connectToService(name, nullptr, bound).get()), VANTO_ERROR_TIMED_OUT);
+  EXPECT_GE(monotonicNow() - start, bound);
+  EXPECT_LT(monotonicNow() - start, 20 * bound);
+  const itimerval never{};
+  setitimer(ITIMER_REAL, &never, nullptr);
+  sigaction(SIGALRM, &before, nullptr);
 }
 
 TEST(ClientConnect, LeavesAServiceThatSpeaksAnotherVersion) {

@@ -42,10 +42,10 @@ TEST_F(ErrorObjectTest, RefusesTextThatAStringCannotHold) {
 
 TEST_F(ErrorObjectTest, EveryCodeHasATextOfItsOwn) {
   std::set<std::string> texts;
-  for (int code = VANTO_ERROR_NONE; code <= VANTO_ERROR_SYSTEM; ++code) {
+  for (int code = VANTO_ERROR_NONE; code <= VANTO_ERROR_START; ++code) {
     texts.insert(errorText(static_cast<vanto_error_code_t>(code)));
   }
   texts.insert(errorText(static_cast<vanto_error_code_t>(4711)));
-  EXPECT_EQ(texts.size(), std::size_t{VANTO_ERROR_SYSTEM} + 2);
+  EXPECT_EQ(texts.size(), std::size_t{VANTO_ERROR_START} + 2);
   EXPECT_STREQ(errorText(VANTO_ERROR_LARGEST), errorText(static_cast<vanto_error_code_t>(4711)));
 }

@@ -32,7 +32,7 @@ const Sample samples[] = {
     {"greeting", {.kind = FrameKind::Greeting}, greetingBytes},
     {"greeting with a nonce", {.kind = FrameKind::Greeting, .flags = frameHasNonce}, greetingBytes},
     {"answer", {.kind = FrameKind::Answer}, greetingBytes},
-    {"refusal", {.kind = FrameKind::Refusal}, codeBytes},
+    {"refusal with the longest text", {.kind = FrameKind::Refusal}, codeBytes + limits::ipcRefusalTextBytes},
     {"message", {.kind = FrameKind::Message, .id = 1, .length = 8}, 8},
     {"request", {.kind = FrameKind::Request, .id = 1, .deadline = 5, .length = 8}, 8},
     {"reply", {.kind = FrameKind::Reply, .id = 1, .length = inlineBytes}, inlineBytes},
@@ -169,13 +169,22 @@ TEST(Frame, EachFieldThatAKindHasNotMustBeZero) {
 
 TEST(Frame, OnlyBodiesOfTheRightSizeAreTaken) {
   for (const Sample& sample : samples) {
-    EXPECT_FALSE(sample.header.kind != FrameKind::Chunk && decodes(sample.header, sample.payload + 1)) << sample.name;
-    EXPECT_FALSE(sample.payload > 1 && sample.header.kind != FrameKind::Chunk &&
+    const FrameKind kind = sample.header.kind;
+    EXPECT_FALSE(kind != FrameKind::Chunk && decodes(sample.header, sample.payload + 1)) << sample.name;
+    EXPECT_FALSE(sample.payload > 1 && kind != FrameKind::Chunk && kind != FrameKind::Refusal &&
                  decodes(sample.header, sample.payload - 1))
         << sample.name;
   }
   EXPECT_FALSE(decodes({.kind = FrameKind::Chunk, .id = 1}, 0));
   EXPECT_FALSE(decodes({.kind = FrameKind::Chunk, .id = 1}, inlineBytes + 1));
+}
+
+TEST(Frame, RefusalsMayHaveAText) {
+  for (const std::size_t text : {std::size_t{0}, std::size_t{1}, limits::ipcRefusalTextBytes}) {
+    EXPECT_TRUE(decodes({.kind = FrameKind::Refusal}, codeBytes + text));
+  }
+  EXPECT_FALSE(decodes({.kind = FrameKind::Refusal}, codeBytes - 1));
+  EXPECT_FALSE(decodes({.kind = FrameKind::Goodbye}, codeBytes + 1));
 }
 
 TEST(Frame, MessagesHaveTheirLargestSize) {

@@ -5,6 +5,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -15,10 +17,11 @@
 #include <VantoService/PlistNumber.h>
 #include <VantoService/dispatch.h>
 
+#include "dispatch/Pool.h"
 #include "host/ipc/IPCFixture.h"
 #include "host/ipc/RawPeer.h"
 #include "ipc/Activity.h"
-#include "ipc/InheritedListener.h"
+#include "ipc/InheritedSockets.h"
 #include "value/limits.h"
 #include "value/platform/signing.h"
 
@@ -80,6 +83,14 @@ int dieAsClient(std::string_view step, const char* name) {
   die();
 }
 
+std::ptrdiff_t threadCount() {
+  const std::filesystem::directory_iterator tasks("/proc/self/task");
+  return std::distance(begin(tasks), end(tasks));
+}
+
+/// Before the service was made.
+std::ptrdiff_t threadsAtStart = 0;
+
 /// A service that answers what it is asked, "slow" a second request later, and ends on request.
 int serve(const char* name) {
   static Held waiting;
@@ -95,9 +106,45 @@ int serve(const char* name) {
       waiting.reset();
     }
     if (asked == "throw") throw 1;
+    if (asked == "threads") report(threadCount() == threadsAtStart ? "no more" : "more");
+    if (asked == "stop listening") vanto_close(service->listener());
     Service::echo(connection, event);
   });
   report(service != nullptr ? "ready" : "");
+  dispatch_main();
+}
+
+/// The same on one thread.
+int serveAlone(const char* name) {
+  // The thread sanitizer makes one of its own with the first of the program.
+  std::thread([] {}).join();
+  threadsAtStart = threadCount();
+  Pool::shared().useOnlyMainThread();
+  return serve(name);
+}
+
+/// The same for a service that tracks its activity.
+int serveTracked(const char* name) {
+  vanto_track_activity();
+  return serve(name);
+}
+
+/// A service that reports what it gets: who connects, and each message, and when the connection is over.
+int serveAndTell(const char* name, const char* most) {
+  if (most != nullptr) vanto_set_connections_per_user(static_cast<std::size_t>(std::atoi(most)));
+  static Held listener(vanto_connection_create_listener(name, nullptr));
+  vanto_connection_set_event_handler(listener, [](vanto_object_t, vanto_object_t event) {
+    vanto_identity_t identity;
+    if (!vanto_peer_identity(event, &identity)) return;
+    report(std::to_string(identity.pid));
+    vanto_connection_set_event_handler(event, [](vanto_object_t connection, vanto_object_t received) {
+      if (vanto_kind(received) == VANTO_KIND_ERROR) return report("over");
+      report(vanto_string_get_text(vanto_message_get_body(received)));
+      Service::echo(connection, received);
+    });
+    vanto_connection_resume(event);
+  });
+  vanto_connection_resume(listener);
   dispatch_main();
 }
 
@@ -133,8 +180,8 @@ int serveUntilTerminated(const char* name) {
 int inherit(const char* name, const char* other) {
   Fd one;
   Fd two;
-  const vanto_error_code_t code = takeInheritedListener(name, one);
-  EXPECT_EQ(takeInheritedListener(other, two), code);
+  const vanto_error_code_t code = takeInheritedSocket(name, InheritedSocket::Listening, one);
+  EXPECT_EQ(takeInheritedSocket(other, InheritedSocket::Listening, two), code);
   const bool isTooMany = code == VANTO_ERROR_TOO_LARGE;
   report(isTooMany ? "too many" : std::to_string(one.get()) + " " + std::to_string(two.get()));
   report(getenv("LISTEN_FDS") == nullptr && getenv("LISTEN_PID") == nullptr && getenv("LISTEN_FDNAMES") == nullptr
@@ -142,6 +189,31 @@ int inherit(const char* name, const char* other) {
              : "left");
   const int last = isTooMany ? 3 + limits::ipcInheritedListeners : one.get();
   report(last >= 0 && fcntl(last, F_GETFD) == FD_CLOEXEC ? "close-on-exec" : "");
+  return 0;
+}
+
+/// Prints the descriptors of the connection for a name and of the link to the manager.
+int inheritOthers(const char* name) {
+  Fd connection;
+  EXPECT_EQ(takeInheritedSocket(name, InheritedSocket::Connected, connection), VANTO_ERROR_NONE);
+  const Fd link = takeManagerLink();
+  report(std::to_string(connection.get()) + " " + std::to_string(link.get()));
+  return 0;
+}
+
+/// Prints what its service's socket is.
+int openSocket(const char* name) {
+  ServiceSocket socket;
+  EXPECT_EQ(socket.open(name), VANTO_ERROR_NONE);
+  const bool isConnection = socket.isConnection();
+  report(isConnection ? "connection" : socket.isInherited() ? "inherited" : "own");
+  const Fd connection = isConnection ? socket.takeConnection() : Fd();
+  if (!isConnection) return 0;
+  timeval timeout{};
+  socklen_t size = sizeof timeout;
+  EXPECT_EQ(getsockopt(connection.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, &size), 0);
+  const bool isPlain = (fcntl(connection.get(), F_GETFL) & O_NONBLOCK) == 0 && timeout.tv_sec == 0;
+  report(isPlain ? "as accepted" : "changed");
   return 0;
 }
 
@@ -323,6 +395,11 @@ int run(int count, char** arguments) {
   if (mode == "die") return dieAsService(arguments[2], arguments[3]);
   if (mode == "die-as-client") return dieAsClient(arguments[2], arguments[3]);
   if (mode == "serve") return serve(arguments[2]);
+  if (mode == "serve-alone") return serveAlone(arguments[2]);
+  if (mode == "serve-tracked") return serveTracked(arguments[2]);
+  if (mode == "serve-and-tell") return serveAndTell(arguments[2], count > 3 ? arguments[3] : nullptr);
+  if (mode == "inherit-others") return inheritOthers(arguments[2]);
+  if (mode == "open-socket") return openSocket(arguments[2]);
   if (mode == "client") return client(arguments[2]);
   if (mode == "serve-until-terminated") return serveUntilTerminated(arguments[2]);
   if (mode == "listen") return listenOnly(arguments[2]);

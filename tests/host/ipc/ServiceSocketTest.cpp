@@ -12,7 +12,10 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 
+#include "dispatch/Workers.h"
 #include "host/ipc/IPCFixture.h"
+#include "host/ipc/ManagerEnd.h"
+#include "host/ipc/Peer.h"
 #include "ipc/Domain.h"
 #include "ipc/PeerCredentials.h"
 
@@ -168,9 +171,34 @@ TEST(ServiceSocket, ConnectingToAFullQueueEndsAtItsTimeout) {
   ASSERT_EQ(socket.open(name), VANTO_ERROR_NONE);
   ASSERT_EQ(listen(socket.descriptor(), 0), 0);
   const Fd waiting = connectOnce(name);
-  EXPECT_FALSE(connectToSocket(openDomain(Domain::User).get(), name, 5'000'000));
-  EXPECT_EQ(errno, EAGAIN);
+  for (const std::uint64_t deadline : {std::uint64_t{0}, deadlineAfter(5'000'000)}) {
+    EXPECT_FALSE(connectToSocket(openDomain(Domain::User).get(), name, deadline));
+    EXPECT_EQ(errno, EAGAIN);
+    EXPECT_EQ(remainingUntil(deadline), 0U);
+  }
   socket.close();
+}
+
+std::string openInChild(const std::vector<int>& sockets, const char* names) {
+  const Process child({"open-socket", name}, {}, handOver(sockets, names));
+  const std::string line = child.line();
+  return line == "connection" ? line + " " + child.line() : line;
+}
+
+TEST(ServiceSocket, KnowsWhereItComesFrom) {
+  const RuntimeDirectory directory;
+  EXPECT_EQ(openInChild({}, nullptr), "own");
+  const Fd listener = createListener(directory, "other");
+  EXPECT_EQ(openInChild({listener.get()}, name), "inherited");
+}
+
+TEST(ServiceSocket, AConnectionHandedOverIsAsIfJustAccepted) {
+  const RuntimeDirectory directory;
+  const SocketPair pair(SOCK_SEQPACKET | SOCK_NONBLOCK);
+  const timeval timeout{5, 0};
+  ASSERT_EQ(setsockopt(pair.near.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout), 0);
+  EXPECT_EQ(openInChild({pair.near.get()}, name), "connection as accepted");
+  EXPECT_NE(access(directory.socketPath(name).c_str(), F_OK), 0);
 }
 
 }  // namespace

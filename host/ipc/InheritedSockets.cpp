@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ipc/InheritedListener.h"
+#include "ipc/InheritedSockets.h"
 
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -18,6 +19,8 @@ namespace vanto {
 namespace {
 
 constexpr int firstInherited = 3;
+/// Begins with a dot, as no file name of a service's socket does.
+constexpr std::string_view linkName = ".manager";
 
 /// What was handed over, in order.
 struct Inheritance {
@@ -73,30 +76,53 @@ bool hasOption(int socket, int option, int expected) noexcept {
   return getsockopt(socket, SOL_SOCKET, option, &value, &size) == 0 && value == expected;
 }
 
-bool isListener(int socket) noexcept {
-  return hasOption(socket, SO_DOMAIN, AF_UNIX) && hasOption(socket, SO_TYPE, SOCK_SEQPACKET) &&
-         hasOption(socket, SO_ACCEPTCONN, 1);
+bool isConnected(int socket) noexcept {
+  sockaddr_storage address;
+  socklen_t size = sizeof address;
+  return getpeername(socket, reinterpret_cast<sockaddr*>(&address), &size) == 0;
 }
 
-bool isFor(int index, std::string_view name) {
+bool isOfType(int socket, InheritedSocket type) noexcept {
+  if (!hasOption(socket, SO_DOMAIN, AF_UNIX) || !hasOption(socket, SO_TYPE, SOCK_SEQPACKET)) return false;
+  return type == InheritedSocket::Listening ? hasOption(socket, SO_ACCEPTCONN, 1) : isConnected(socket);
+}
+
+bool isLink(int index) noexcept {
+  return nameOf(index) == linkName;
+}
+
+bool isFor(int index, std::string_view name) noexcept {
   const std::string_view given = nameOf(index);
-  return given == name || (!given.empty() && given == socketFileName(name)) ||
-         (inheritance.count == 1 && isUnnamed(given));
+  return !isLink(index) && (given == name || (!given.empty() && given == socketFileName(name)) ||
+                            (inheritance.count == 1 && isUnnamed(given)));
+}
+
+/// The first one of a type that `isWanted`, called with its index, picks; none where there is none.
+template <typename Predicate>
+Fd takeFirst(InheritedSocket type, const Predicate& isWanted) noexcept {
+  for (int i = 0; i < inheritance.count; i++) {
+    if (inheritance.isTaken[i] || !isWanted(i) || !isOfType(firstInherited + i, type)) continue;
+    inheritance.isTaken[i] = true;
+    return Fd(firstInherited + i);
+  }
+  return {};
 }
 
 }  // namespace
 
-vanto_error_code_t takeInheritedListener(std::string_view name, Fd& listener) noexcept {
+vanto_error_code_t takeInheritedSocket(std::string_view name, InheritedSocket type, Fd& socket) noexcept {
   const std::lock_guard lock(mutex);
   readEnvironment();
   if (inheritance.count > limits::ipcInheritedListeners) return VANTO_ERROR_TOO_LARGE;
-  for (int i = 0; i < inheritance.count; i++) {
-    if (inheritance.isTaken[i] || !isFor(i, name) || !isListener(firstInherited + i)) continue;
-    inheritance.isTaken[i] = true;
-    listener.reset(firstInherited + i);
-    break;
-  }
+  if (Fd taken = takeFirst(type, [name](int index) { return isFor(index, name); })) socket = std::move(taken);
   return VANTO_ERROR_NONE;
+}
+
+Fd takeManagerLink() noexcept {
+  const std::lock_guard lock(mutex);
+  readEnvironment();
+  if (inheritance.count > limits::ipcInheritedListeners) return {};
+  return takeFirst(InheritedSocket::Connected, isLink);
 }
 
 }  // namespace vanto

@@ -1,30 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ipc/InheritedListener.h"
-
-#include <cstdio>
+#include "ipc/InheritedSockets.h"
 
 #include <sys/socket.h>
-#include <sys/un.h>
 
 #include "host/ipc/IPCFixture.h"
+#include "host/ipc/ManagerEnd.h"
 #include "host/ipc/Peer.h"
 #include "host/ipc/RawPeer.h"
 #include "value/limits.h"
 
 namespace vanto::test {
 namespace {
-
-/// A listening socket as a manager makes it, bound in the user's domain.
-Fd createListener(const RuntimeDirectory& directory, const char* name, int type = SOCK_SEQPACKET) {
-  EXPECT_TRUE(openOrCreateUserDomain());
-  Fd listener(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::snprintf(address.sun_path, sizeof address.sun_path, "%s", directory.socketPath(name).c_str());
-  EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  EXPECT_EQ(listen(listener.get(), 5), 0);
-  return listener;
-}
 
 void expectInherited(const std::vector<int>& sockets, const char* names, const char* expected, bool hasRightPid = true,
                      const char* one = "one", const char* other = "two") {
@@ -36,7 +22,7 @@ void expectInherited(const std::vector<int>& sockets, const char* names, const c
   EXPECT_EQ(child.await(), "exit status 0");
 }
 
-TEST(InheritedListener, IsFoundByItsName) {
+TEST(InheritedSockets, IsFoundByItsName) {
   const RuntimeDirectory directory;
   const Fd one = createListener(directory, "one");
   const Fd two = createListener(directory, "two");
@@ -47,13 +33,13 @@ TEST(InheritedListener, IsFoundByItsName) {
   expectInherited({one.get(), two.get()}, "onex:two", "-1 4");
 }
 
-TEST(InheritedListener, IsFoundByTheFileNameOfItsSocket) {
+TEST(InheritedSockets, IsFoundByTheFileNameOfItsSocket) {
   const RuntimeDirectory directory;
   const Fd one = createListener(directory, "one");
   expectInherited({one.get()}, "a%3Ab", "3 -1", true, "a:b");
 }
 
-TEST(InheritedListener, TheOnlyOneNeedsNoName) {
+TEST(InheritedSockets, TheOnlyOneNeedsNoName) {
   const RuntimeDirectory directory;
   const Fd one = createListener(directory, "one");
   const Fd two = createListener(directory, "two");
@@ -65,13 +51,13 @@ TEST(InheritedListener, TheOnlyOneNeedsNoName) {
   expectInherited({one.get(), two.get()}, nullptr, "-1 -1");
 }
 
-TEST(InheritedListener, IsForTheProcessThatIsNamed) {
+TEST(InheritedSockets, IsForTheProcessThatIsNamed) {
   const RuntimeDirectory directory;
   const Fd one = createListener(directory, "one");
   expectInherited({one.get()}, "one", "-1 -1", false);
 }
 
-TEST(InheritedListener, MayBeOneOfSoManyAndNotMore) {
+TEST(InheritedSockets, MayBeOneOfSoManyAndNotMore) {
   const RuntimeDirectory directory;
   const Fd one = createListener(directory, "one");
   std::vector<int> sockets(limits::ipcInheritedListeners, one.get());
@@ -88,7 +74,7 @@ TEST(InheritedListener, MayBeOneOfSoManyAndNotMore) {
   EXPECT_EQ(child.await(), "exit status 0");
 }
 
-TEST(InheritedListener, TooManyEndTheListenerAndNoNameIsBound) {
+TEST(InheritedSockets, TooManyEndTheListenerAndNoNameIsBound) {
   const RuntimeDirectory directory;
   const Fd one = createListener(directory, "one");
   const std::vector<int> sockets(limits::ipcInheritedListeners + 1, one.get());
@@ -97,20 +83,48 @@ TEST(InheritedListener, TooManyEndTheListenerAndNoNameIsBound) {
   EXPECT_NE(access(directory.socketPath("another").c_str(), F_OK), 0);
 }
 
-TEST(InheritedListener, MustBeAListenerOfTheRightType) {
+TEST(InheritedSockets, MustBeASocketOfTheRightType) {
   const RuntimeDirectory directory;
   const Fd stream = createListener(directory, "one", SOCK_STREAM);
   expectInherited({stream.get()}, "one", "-1 -1");
-  int ends[2];
-  ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
-  const Fd end(ends[0]);
-  const Fd other(ends[1]);
-  expectInherited({end.get()}, "one", "-1 -1");
+  const SocketPair pair;
+  expectInherited({pair.near.get()}, "one", "-1 -1");
+  const Fd unconnected(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+  expectInherited({unconnected.get()}, "one", "-1 -1");
   const Fd file(open("/dev/null", O_RDONLY | O_CLOEXEC));
   expectInherited({file.get()}, "one", "-1 -1");
 }
 
-TEST(InheritedListener, ServesAndLivesOnWithItsManager) {
+std::string inheritOthers(const std::vector<int>& sockets, const char* names, const char* name) {
+  const Process child({"inherit-others", name}, {}, handOver(sockets, names));
+  return child.line();
+}
+
+TEST(InheritedSockets, MayBeConnections) {
+  const RuntimeDirectory directory;
+  const SocketPair pair;
+  const Fd listener = createListener(directory, "one");
+  EXPECT_EQ(inheritOthers({pair.near.get()}, "one", "one"), "3 -1");
+  EXPECT_EQ(inheritOthers({pair.near.get()}, "a%3Ab", "a:b"), "3 -1");
+  EXPECT_EQ(inheritOthers({pair.near.get()}, nullptr, "one"), "3 -1");
+  EXPECT_EQ(inheritOthers({pair.near.get()}, "two", "one"), "-1 -1");
+  const Fd unconnected(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+  EXPECT_EQ(inheritOthers({listener.get(), unconnected.get()}, "one:one", "one"), "-1 -1");
+}
+
+TEST(InheritedSockets, OneIsTheLinkToTheManager) {
+  const RuntimeDirectory directory;
+  const SocketPair pair;
+  const Fd listener = createListener(directory, "one");
+  EXPECT_EQ(inheritOthers({listener.get(), pair.near.get()}, "one:.manager", "one"), "-1 4");
+  EXPECT_EQ(inheritOthers({pair.near.get(), pair.far.get()}, ".manager:one", "one"), "4 3");
+  EXPECT_EQ(inheritOthers({listener.get()}, ".manager", "one"), "-1 -1");
+  EXPECT_EQ(inheritOthers({pair.near.get()}, "%2Emanager", "one"), "-1 -1");
+  // A service of that name has a socket with another one.
+  EXPECT_EQ(inheritOthers({pair.near.get(), pair.far.get()}, ".manager:%2Emanager", ".manager"), "4 3");
+}
+
+TEST(InheritedSockets, ServesAndLivesOnWithItsManager) {
   const RuntimeDirectory directory;
   const Fd listener = createListener(directory, "one");
   for (int run = 0; run < 2; run++) {

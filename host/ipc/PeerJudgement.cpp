@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/PeerJudgement.h"
+
+#include <atomic>
+#include <cerrno>
+#include <utility>
+
+#include <sys/random.h>
+
+#include <VantoService/TemporaryScope.h>
+
+#include "ipc/Connection.h"
+#include "ipc/PeerCredentials.h"
+#include "process/PendingPeer.h"
+
+namespace vanto {
+
+namespace {
+
+constinit std::atomic<vanto_peer_evaluator_t> peerEvaluator{nullptr};
+
+bool isOutOfDescriptors() noexcept {
+  return errno == EMFILE || errno == ENFILE;
+}
+
+bool makeNonce(std::uint8_t* nonce) noexcept {
+  return getrandom(nonce, nonceBytes, 0) == static_cast<ssize_t>(nonceBytes);
+}
+
+}  // namespace
+
+void setPeerEvaluator(vanto_peer_evaluator_t evaluator) noexcept {
+  peerEvaluator.store(evaluator, std::memory_order_release);
+}
+
+vanto_error_code_t judgePeer(int socket, ProcessFacts& facts, Handshake& handshake) noexcept {
+  const vanto_peer_evaluator_t evaluator = peerEvaluator.load(std::memory_order_acquire);
+  if (evaluator == nullptr) return VANTO_ERROR_NONE;
+  if (!readProcessFacts(facts) && isOutOfDescriptors()) return VANTO_ERROR_FULL;
+  Fd process = openPeerProcess(socket, facts);
+  if (!process && isOutOfDescriptors()) return VANTO_ERROR_FULL;
+  const PendingPeer pending(facts.pid);
+  handshake.executable = readExecutable(facts.pid);
+  {
+    const TemporaryScope scope;
+    if (!evaluator(makeAuditToken(facts))) return VANTO_ERROR_REFUSED;
+  }
+  // An evaluator that does not look at the client's code believes what it was told; for one that does, all of this has
+  // to be known and to hold.
+  if (!pending.wasCodeAsked()) return VANTO_ERROR_NONE;
+  if (facts.startTime == 0 || !isRunning(process)) return VANTO_ERROR_REFUSED;
+  handshake.isValidated = true;
+  handshake.process = std::move(process);
+  return makeNonce(handshake.greeting.nonce) ? VANTO_ERROR_NONE : VANTO_ERROR_SYSTEM;
+}
+
+}  // namespace vanto

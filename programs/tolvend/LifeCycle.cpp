@@ -1,0 +1,392 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The life of a job
+//
+// The listening socket is the manager's and outlives every process, so whoever connects waits there until somebody
+// accepts: a process of the service, which serves, or the manager, which tells why there is no service. The one thing
+// that must never be is that a client waits and nothing will happen any more. So at each moment at least one is true:
+// a process accepts or is going to and is looked at, the listener is watched, or a timer is set.
+//
+// What is known is a handful of facts: the processes that have not ended, with what each has said and was asked; which
+// of them accepts or is going to (current), none or one; whether there is a pause, and until when; whether the job is
+// held or retired; whether a start was asked for that cannot be yet. Each event changes facts, may tell clients
+// something, and ends in settle(), which alone starts what can be started, watches the listener or not, and sets the
+// timer. The state is derived from the facts:
+//
+//   Resting   no current process, no pause     a client, start() → Starting
+//   Pausing   no current process, a pause      it is over → Resting, or Starting if a client waits for that
+//   Starting  current has not said listening   listening, or nobody waits after a while → Running
+//   Running   current accepts                  it says that it stopped, or ends → Resting or Pausing
+//   Stopping  current was asked to end         it says that it stopped, or ends → as from Running
+//   Held      held, whatever is running        start() → Resting, Stopping
+//
+// The listener is watched while there is no current process, but not while a client is known to wait for the end of a
+// pause, since that would be reported again and again; while the job is held, to tell each client; and beside a process
+// that was never heard of but seems to accept, since the only sign that it does not is a client that goes on
+// waiting.
+//
+// A process is current from its making until it ends, says that it accepts nobody any more, or turns out not to
+// have been executed. Only then may another be made, so there are never two that accept. The older one may live on for
+// a while to finish what it holds: everything that was asked to end, or ends by itself, is killed when it takes too
+// long. The number of such processes is bounded; beyond that clients wait until one has ended.
+//
+// Failures. A start that fails before the service is executed pauses for a short, fixed time. An end that nobody asked
+// for, other than with status 0, pauses for longer each time; so does an end with status 0 before the first greeting
+// while somebody waits, and a process that stops accepting so without having been allowed to leave: both would
+// otherwise be repeated without end. Those who wait are told at once, but for one case: a service that had served is
+// started again for them if the pause is short. A client whose connection was accepted by a process that died before
+// its greeting connects again by itself; within a moment it is told what it would have been told.
+//
+// The world reports what a process says before it reports its end; calls about one that is gone are dropped. It calls
+// connectionWaiting() at once, or soon, whenever the listener is watched and somebody waits, and each time again.
+// tellWaiting() leaves nobody waiting of those who were.
+#include "tolvend/LifeCycle.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "value/limits.h"
+
+namespace vanto::manager {
+
+namespace {
+
+constexpr std::uint64_t never = UINT64_MAX;
+
+StartFailure failureOf(StartFailure::Stage stage, std::uint64_t now) {
+  StartFailure failure;
+  failure.stage = stage;
+  failure.time = now;
+  return failure;
+}
+
+/// Whether a process that ended with status 0, or stopped accepting, has left clients without what they came for.
+bool isUnseen(const InstanceRecord& instance) {
+  return !instance.isAsked && !instance.hasFailed && !instance.mayLeave &&
+         instance.stage() != StartFailure::Stage::Serving;
+}
+
+}  // namespace
+
+LifeCycle::LifeCycle(LifeCycleWorld& world, BackOff backOff, LifeCycleTimes times) noexcept
+    : world_(world), backOff_(backOff), times_(times) {}
+
+void LifeCycle::begin(std::uint64_t now) {
+  settle(now);
+}
+
+void LifeCycle::connectionWaiting(std::uint64_t now) {
+  if (!isWatching_) return;
+  if (isHeld_) {
+    world_.tellWaiting(failureOf(StartFailure::Stage::Held, now));
+  } else if (current_ != 0) {
+    find(current_)->lookAt = now + times_.listening;
+  } else if (now < retellUntil_) {
+    world_.tellWaiting(failure_);
+  } else if (pauseUntil_ <= now) {
+    spawn(now);
+  } else if (pauseUntil_ - now <= times_.patience) {
+    isClientPatient_ = true;
+  } else {
+    tellPause(now);
+  }
+  settle(now);
+}
+
+void LifeCycle::executed(InstanceId instance, std::uint64_t now) {
+  InstanceRecord* record = find(instance);
+  if (record == nullptr || record->isExecuted) return;
+  record->isExecuted = true;
+  if (record->lookAt != never) record->lookAt = now + times_.listening;
+  settle(now);
+}
+
+void LifeCycle::executionFailed(InstanceId instance, const StartFailure& failure, std::uint64_t now) {
+  InstanceRecord* record = find(instance);
+  if (record == nullptr || record->isExecuted) return;
+  if (current_ == instance) current_ = 0;
+  const bool isNews = !record->isAsked && !record->hasFailed;
+  record->hasFailed = true;
+  record->lookAt = never;
+  record->killAt = std::min(record->killAt, now + times_.ending);
+  if (isNews) {
+    StartFailure told = failure;
+    told.instance = instance;
+    fail(told, times_.startPause, now);
+  }
+  settle(now);
+}
+
+void LifeCycle::listening(InstanceId instance, std::uint64_t now) {
+  InstanceRecord* record = find(instance);
+  if (record == nullptr) return;
+  record->isExecuted = true;
+  record->saidListening = true;
+  record->lookAt = never;
+  settle(now);
+}
+
+void LifeCycle::greeted(InstanceId instance, std::uint64_t now) {
+  if (InstanceRecord* record = find(instance)) record->hasGreeted = true;
+  listening(instance, now);
+}
+
+void LifeCycle::saidIdle(InstanceId instance, std::uint64_t) {
+  InstanceRecord* record = find(instance);
+  if (record == nullptr || record->state() == InstanceRecord::State::Stopping) return;
+  record->mayLeave = true;
+  world_.letLeave(instance);
+}
+
+void LifeCycle::stoppedAccepting(InstanceId instance, std::uint64_t now) {
+  InstanceRecord* record = find(instance);
+  if (record == nullptr || record->saidStopped) return;
+  if (current_ == instance) current_ = 0;
+  const bool isFailure = isUnseen(*record) && world_.isAnybodyWaiting();
+  const StartFailure failure = record->failure(now);
+  record->saidStopped = true;
+  record->lookAt = never;
+  record->killAt = std::min(record->killAt, now + times_.ending);
+  if (isFailure) {
+    record->hasFailed = true;
+    failRun(*record, failure, now);
+  }
+  settle(now);
+}
+
+void LifeCycle::ended(InstanceId instance, Ending ending, std::uint64_t now) {
+  const InstanceRecord* found = find(instance);
+  if (found == nullptr) return;
+  const InstanceRecord record = *found;
+  instances_.erase(instances_.begin() + (found - instances_.data()));
+  if (current_ == instance) current_ = 0;
+  if (now - record.since >= BackOff::healthy) backOff_.reset();
+
+  const bool isFailure =
+      isCrash(ending) ? !record.isAsked && !record.hasFailed : isUnseen(record) && world_.isAnybodyWaiting();
+  if (isFailure) {
+    StartFailure failure = record.failure(now);
+    (ending.kind == Ending::Kind::Signalled ? failure.signal : failure.exitStatus) = ending.value;
+    failRun(record, failure, now);
+  }
+  settle(now);
+}
+
+void LifeCycle::timerExpired(std::uint64_t now) {
+  timer_ = never;
+  for (InstanceRecord& instance : instances_) {
+    if (instance.lookAt <= now) lookAtWaiting(instance, now);
+    if (instance.killAt <= now) {
+      instance.killAt = never;
+      instance.isAsked = true;
+      world_.signal(instance.id, LifeCycleWorld::Signal::Kill);
+    }
+  }
+  settle(now);
+}
+
+void LifeCycle::start(std::uint64_t now) {
+  isHeld_ = false;
+  forgetFailures();
+  const InstanceRecord* record = currentRecord();
+  isStartWanted_ = record == nullptr || record->isAsked;
+  settle(now);
+}
+
+void LifeCycle::stop(std::uint64_t now) {
+  isStartWanted_ = false;
+  askAllToEnd(now);
+  settle(now);
+}
+
+void LifeCycle::restart(std::uint64_t now) {
+  isHeld_ = false;
+  forgetFailures();
+  askAllToEnd(now);
+  isStartWanted_ = true;
+  settle(now);
+}
+
+void LifeCycle::hold(std::uint64_t now) {
+  if (isRetired_) return;
+  isHeld_ = true;
+  isStartWanted_ = false;
+  isClientPatient_ = false;
+  askAllToEnd(now);
+  world_.tellWaiting(failureOf(StartFailure::Stage::Held, now));
+  settle(now);
+}
+
+void LifeCycle::retire(std::uint64_t now) {
+  if (isRetired_) return;
+  isRetired_ = true;
+  world_.tellWaiting(failureOf(StartFailure::Stage::Removed, now));
+  askAllToEnd(now);
+  settle(now);
+}
+
+LifeCycle::State LifeCycle::state() const noexcept {
+  if (isRetired_) return instances_.empty() ? State::Resting : State::Stopping;
+  if (isHeld_) return State::Held;
+  if (const InstanceRecord* record = currentRecord()) {
+    if (record->isAsked) return State::Stopping;
+    return record->state() == InstanceRecord::State::Starting ? State::Starting : State::Running;
+  }
+  if (instances_.size() >= limits::instancesPerJob) return State::Stopping;
+  return pauseUntil_ != 0 ? State::Pausing : State::Resting;
+}
+
+InstanceRecord* LifeCycle::find(InstanceId instance) noexcept {
+  const auto found = std::ranges::find(instances_, instance, &InstanceRecord::id);
+  return found == instances_.end() ? nullptr : &*found;
+}
+
+const InstanceRecord* LifeCycle::currentRecord() const noexcept {
+  const auto found = std::ranges::find(instances_, current_, &InstanceRecord::id);
+  return found == instances_.end() ? nullptr : &*found;
+}
+
+bool LifeCycle::mayStart() const noexcept {
+  return !isRetired_ && !isHeld_ && current_ == 0 && instances_.size() < limits::instancesPerJob;
+}
+
+bool LifeCycle::shallWatch() const noexcept {
+  if (isRetired_) return false;
+  if (isHeld_) return true;
+  if (const InstanceRecord* record = currentRecord()) {
+    return !record->saidListening && !record->isAsked && record->lookAt == never;
+  }
+  return mayStart() && !isClientPatient_;
+}
+
+std::uint64_t LifeCycle::nextDeadline() const noexcept {
+  std::uint64_t next = pauseUntil_ == 0 ? never : pauseUntil_;
+  for (const InstanceRecord& instance : instances_) next = std::min({next, instance.lookAt, instance.killAt});
+  return next;
+}
+
+LifeCycle::Appearance LifeCycle::appearance() const noexcept {
+  return {state(), current_, instances_.size(), starts_, failures_};
+}
+
+void LifeCycle::spawn(std::uint64_t now) {
+  isStartWanted_ = false;
+  isClientPatient_ = false;
+  const InstanceId instance = ++lastId_;
+  StartFailure failure;
+  if (!world_.spawn(instance, failure)) {
+    fail(failure, times_.startPause, now);
+    return;
+  }
+  ++starts_;
+  InstanceRecord record;
+  record.id = instance;
+  record.since = now;
+  record.lookAt = now + times_.listening;
+  instances_.push_back(record);
+  current_ = instance;
+}
+
+void LifeCycle::fail(StartFailure failure, std::uint64_t pause, std::uint64_t now) {
+  failure.time = now;
+  failure.pause = pause;
+  failure_ = failure;
+  ++failures_;
+  const InstanceRecord* record = currentRecord();
+  const bool isReplaced = record != nullptr && !record->hasFailed;
+  if (!isReplaced) pauseUntil_ = now + pause;
+  if (failure.stage != StartFailure::Stage::Serving) {
+    world_.tellWaiting(failure_);
+  } else if (!isReplaced && pause > times_.patience && world_.isAnybodyWaiting()) {
+    tellPause(now);
+  }
+}
+
+void LifeCycle::failRun(const InstanceRecord& instance, StartFailure failure, std::uint64_t now) {
+  fail(failure, backOff_.failed(now - instance.since), now);
+  retellUntil_ = failure.stage == StartFailure::Stage::Greeting ? now + times_.retelling : 0;
+}
+
+void LifeCycle::tellPause(std::uint64_t now) {
+  StartFailure told = failure_;
+  told.stage = StartFailure::Stage::Pause;
+  told.time = now;
+  told.pause = pauseUntil_ - now;
+  world_.tellWaiting(told);
+}
+
+void LifeCycle::forgetFailures() noexcept {
+  backOff_.reset();
+  pauseUntil_ = 0;
+  retellUntil_ = 0;
+  isClientPatient_ = false;
+}
+
+void LifeCycle::askToEnd(InstanceRecord& instance, std::uint64_t now) {
+  if (instance.isAsked) return;
+  instance.isAsked = true;
+  instance.lookAt = never;
+  instance.killAt = std::min(instance.killAt, now + times_.ending);
+  world_.signal(instance.id, LifeCycleWorld::Signal::Terminate);
+}
+
+void LifeCycle::askAllToEnd(std::uint64_t now) {
+  for (InstanceRecord& instance : instances_) askToEnd(instance, now);
+}
+
+void LifeCycle::lookAtWaiting(InstanceRecord& instance, std::uint64_t now) {
+  instance.lookAt = never;
+  if (!world_.isAnybodyWaiting()) {
+    instance.seemsToAccept = instance.isExecuted;
+    return;
+  }
+  StartFailure failure = instance.failure(now);
+  failure.stage = StartFailure::Stage::Listening;
+  failure.error = ETIMEDOUT;
+  instance.hasFailed = true;
+  failRun(instance, failure, now);
+  askToEnd(instance, now);
+}
+
+void LifeCycle::settle(std::uint64_t now) {
+  if (pauseUntil_ <= now) {
+    pauseUntil_ = 0;
+    const bool isDue = isClientPatient_ && mayStart() && world_.isAnybodyWaiting();
+    isClientPatient_ = false;
+    if (isDue) spawn(now);
+  }
+  if (isStartWanted_ && mayStart()) spawn(now);
+
+  if (shallWatch() != isWatching_) {
+    isWatching_ = !isWatching_;
+    world_.watchListener(isWatching_);
+  }
+  if (const std::uint64_t next = nextDeadline(); next != timer_) {
+    timer_ = next;
+    world_.setTimer(next);
+  }
+  if (const Appearance current = appearance(); current != told_) {
+    told_ = current;
+    world_.changed();
+  }
+}
+
+const char* stateName(LifeCycle::State state) noexcept {
+  switch (state) {
+    case LifeCycle::State::Resting:
+      return "resting";
+    case LifeCycle::State::Pausing:
+      return "pausing";
+    case LifeCycle::State::Starting:
+      return "starting";
+    case LifeCycle::State::Running:
+      return "running";
+    case LifeCycle::State::Stopping:
+      return "stopping";
+    case LifeCycle::State::Held:
+      break;
+  }
+  return "held";
+}
+
+}  // namespace vanto::manager

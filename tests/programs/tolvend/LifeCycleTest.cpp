@@ -1,0 +1,468 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tolvend/LifeCycle.h"
+
+#include <cerrno>
+#include <string>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+namespace vanto::manager {
+namespace {
+
+using Stage = StartFailure::Stage;
+using State = LifeCycle::State;
+
+constexpr std::uint64_t millisecond = 1'000'000;
+constexpr std::uint64_t second = 1'000'000'000;
+constexpr Ending crash{Ending::Kind::Signalled, 11};
+constexpr Ending exit0{Ending::Kind::Exited, 0};
+constexpr Ending exit3{Ending::Kind::Exited, 3};
+
+/// Writes down what is asked of it; whether clients wait is set by the test.
+class ScriptedWorld final : public LifeCycleWorld {
+ public:
+  void watchListener(bool shallWatch) override { note(shallWatch ? "watch" : "unwatch"); }
+  bool isAnybodyWaiting() override { return isWaiting; }
+  bool spawn(InstanceId instance, StartFailure& failure) override {
+    note("spawn " + std::to_string(instance));
+    if (!isSpawnFailing) return true;
+    failure.stage = Stage::Proxy;
+    failure.error = ENOENT;
+    return false;
+  }
+  void tellWaiting(const StartFailure& failure) override {
+    note(std::string("tell ") + stageName(failure.stage));
+    isWaiting = false;
+    told = failure;
+  }
+  void signal(InstanceId instance, Signal signal) override {
+    note((signal == Signal::Kill ? "kill " : "terminate ") + std::to_string(instance));
+  }
+  void letLeave(InstanceId instance) override { note("leave " + std::to_string(instance)); }
+  void setTimer(std::uint64_t deadline) override { timer = deadline; }
+  void changed() override { ++changes; }
+
+  /// What was asked since the last call.
+  std::string taken() { return std::exchange(notes_, ""); }
+
+  bool isWaiting = false;
+  bool isSpawnFailing = false;
+  std::uint64_t timer = UINT64_MAX;
+  int changes = 0;
+  StartFailure told;
+
+ private:
+  void note(const std::string& what) { notes_ += (notes_.empty() ? "" : ", ") + what; }
+  std::string notes_;
+};
+
+class LifeCycleTest : public testing::Test {
+ protected:
+  LifeCycleTest() {
+    life.begin(now);
+    EXPECT_EQ(world.taken(), "watch");
+  }
+
+  void client() {
+    world.isWaiting = true;
+    life.connectionWaiting(now);
+  }
+  /// A process that listens, and has greeted its client.
+  void serve() {
+    client();
+    life.executed(life.current(), now);
+    life.listening(life.current(), now);
+    world.isWaiting = false;
+    life.greeted(life.current(), now);
+    static_cast<void>(world.taken());
+  }
+  /// Lets the time of the timer come.
+  void wait() {
+    ASSERT_NE(world.timer, UINT64_MAX);
+    now = std::exchange(world.timer, UINT64_MAX);
+    life.timerExpired(now);
+  }
+
+  std::uint64_t now = 100 * second;
+  ScriptedWorld world;
+  LifeCycle life{world, BackOff(1)};
+};
+
+TEST_F(LifeCycleTest, StartsForTheFirstClient) {
+  EXPECT_EQ(life.state(), State::Resting);
+  client();
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch");
+  EXPECT_EQ(life.state(), State::Starting);
+  life.executed(1, now);
+  EXPECT_EQ(life.state(), State::Starting);
+  life.listening(1, now);
+  EXPECT_EQ(life.state(), State::Running);
+  EXPECT_EQ(life.starts(), 1U);
+  EXPECT_EQ(world.timer, UINT64_MAX);
+  EXPECT_EQ(world.taken(), "");
+}
+
+TEST_F(LifeCycleTest, RestsAfterANormalEnd) {
+  serve();
+  life.ended(1, exit0, now);
+  EXPECT_EQ(world.taken(), "watch");
+  EXPECT_EQ(life.state(), State::Resting);
+  EXPECT_EQ(life.failures(), 0U);
+  EXPECT_EQ(life.lastFailure(), nullptr);
+}
+
+TEST_F(LifeCycleTest, TriesAgainSoonAfterAStartThatFailed) {
+  world.isSpawnFailing = true;
+  for (int count = 1; count <= 3; ++count) {
+    client();
+    EXPECT_EQ(world.taken(), "spawn " + std::to_string(count) + ", tell proxy");
+    EXPECT_EQ(life.state(), State::Pausing);
+    EXPECT_EQ(life.earliestStart(), now + 100 * millisecond);
+    EXPECT_EQ(world.told.error, ENOENT);
+    wait();
+    EXPECT_EQ(life.state(), State::Resting);
+  }
+  EXPECT_EQ(life.starts(), 0U);
+  EXPECT_EQ(life.failures(), 3U);
+}
+
+TEST_F(LifeCycleTest, TellsWhatTheProxyTold) {
+  client();
+  life.executionFailed(1, {.stage = Stage::Executable, .error = EACCES}, now);
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch, tell executable, watch");
+  EXPECT_EQ(life.current(), 0U);
+  EXPECT_FALSE(life.isEmpty());
+  life.ended(1, {Ending::Kind::Exited, 126}, now);
+  EXPECT_TRUE(life.isEmpty());
+  EXPECT_EQ(life.failures(), 1U);
+  EXPECT_EQ(life.lastFailure()->error, EACCES);
+  EXPECT_EQ(life.lastFailure()->instance, 1U);
+}
+
+TEST_F(LifeCycleTest, TellsOfAnEndBeforeListening) {
+  client();
+  life.executed(1, now);
+  now += 5 * millisecond;
+  life.ended(1, exit3, now);
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch, tell listening, watch");
+  EXPECT_EQ(world.told.exitStatus, 3);
+  EXPECT_EQ(world.told.signal, -1);
+  EXPECT_EQ(world.told.ran, 5 * millisecond);
+}
+
+TEST_F(LifeCycleTest, TakesStatus0BeforeListeningForAFailureIfSomebodyWaits) {
+  client();
+  life.ended(1, exit0, now);
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch, tell listening, watch");
+  EXPECT_EQ(life.state(), State::Pausing);
+  life.start(now);
+  life.ended(2, exit0, now);
+  EXPECT_EQ(life.failures(), 1U);
+  EXPECT_EQ(life.state(), State::Resting);
+}
+
+TEST_F(LifeCycleTest, TellsTheFailureAgainToTheClientThatConnectsAgain) {
+  client();
+  life.listening(1, now);
+  world.isWaiting = false;
+  life.ended(1, crash, now);
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch, tell greeting, watch");
+  now += 49 * millisecond;
+  client();
+  EXPECT_EQ(world.taken(), "tell greeting");
+  EXPECT_EQ(world.told.signal, 11);
+  now += millisecond;
+  client();
+  EXPECT_EQ(world.taken(), "unwatch");
+  wait();
+  EXPECT_EQ(world.taken(), "spawn 2");
+}
+
+TEST_F(LifeCycleTest, StartsAgainForThoseWhoWaitAtACrash) {
+  serve();
+  world.isWaiting = true;
+  life.ended(1, crash, now);
+  EXPECT_EQ(world.taken(), "watch");
+  EXPECT_EQ(life.lastFailure()->stage, Stage::Serving);
+  client();
+  EXPECT_EQ(world.taken(), "unwatch");
+  const std::uint64_t due = life.earliestStart();
+  wait();
+  EXPECT_EQ(now, due);
+  EXPECT_EQ(world.taken(), "spawn 2");
+}
+
+TEST_F(LifeCycleTest, WatchesAgainWhenThePatientClientIsGone) {
+  serve();
+  life.ended(1, crash, now);
+  client();
+  world.isWaiting = false;
+  wait();
+  EXPECT_EQ(world.taken(), "watch, unwatch, watch");
+}
+
+TEST_F(LifeCycleTest, TellsOfALongPauseAndStartsOnceItIsOver) {
+  serve();
+  for (int count = 0; count < 6; ++count) {
+    life.ended(life.current(), crash, now);
+    if (life.earliestStart() > now + second) break;
+    wait();
+    serve();
+  }
+  ASSERT_GT(life.earliestStart(), now + second);
+  EXPECT_EQ(world.taken(), "watch");
+  client();
+  EXPECT_EQ(world.taken(), "tell pause");
+  EXPECT_EQ(world.told.pause, life.earliestStart() - now);
+  EXPECT_EQ(world.told.signal, 11);
+  wait();
+  EXPECT_EQ(life.state(), State::Resting);
+  client();
+  EXPECT_EQ(life.state(), State::Starting);
+}
+
+TEST_F(LifeCycleTest, TellsThoseWhoWaitWhenACrashMakesALongPause) {
+  for (int count = 0; count < 8; ++count) {
+    serve();
+    world.isWaiting = count == 7;
+    life.ended(life.current(), crash, now);
+    if (count != 7) wait();
+  }
+  EXPECT_EQ(world.taken(), "tell pause, watch");
+}
+
+TEST_F(LifeCycleTest, TerminatesAProcessThatAcceptsNobody) {
+  client();
+  now += 3 * second;
+  life.executed(1, now);
+  EXPECT_EQ(world.timer, now + 10 * second);
+  wait();
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch, tell listening, terminate 1");
+  EXPECT_EQ(world.told.error, ETIMEDOUT);
+  EXPECT_EQ(life.state(), State::Stopping);
+  life.ended(1, {Ending::Kind::Signalled, 15}, now);
+  EXPECT_EQ(life.failures(), 1U);
+}
+
+TEST_F(LifeCycleTest, LooksAgainAtAProcessThatNeverSaidThatItListens) {
+  client();
+  life.executed(1, now);
+  world.isWaiting = false;
+  wait();
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch, watch");
+  EXPECT_EQ(life.state(), State::Running);
+  EXPECT_EQ(world.timer, UINT64_MAX);
+  client();
+  EXPECT_EQ(world.taken(), "unwatch");
+  EXPECT_EQ(world.timer, now + 10 * second);
+  world.isWaiting = false;
+  wait();
+  EXPECT_EQ(world.taken(), "watch");
+  client();
+  wait();
+  EXPECT_EQ(world.taken(), "unwatch, tell listening, terminate 1");
+}
+
+TEST_F(LifeCycleTest, KeepsClientsWhenASilentServiceThatServedCrashes) {
+  client();
+  life.executed(1, now);
+  world.isWaiting = false;
+  wait();
+  life.ended(1, crash, now);
+  EXPECT_EQ(life.lastFailure()->stage, Stage::Serving);
+}
+
+TEST_F(LifeCycleTest, StartsAnotherWhileTheOldOneFinishes) {
+  serve();
+  life.saidIdle(1, now);
+  EXPECT_EQ(world.taken(), "leave 1");
+  life.stoppedAccepting(1, now);
+  EXPECT_EQ(world.taken(), "watch");
+  EXPECT_EQ(life.state(), State::Resting);
+  client();
+  EXPECT_EQ(world.taken(), "spawn 2, unwatch");
+  EXPECT_EQ(life.instances().size(), 2U);
+  life.ended(1, exit0, now);
+  EXPECT_EQ(life.current(), 2U);
+  EXPECT_EQ(world.taken(), "");
+}
+
+TEST_F(LifeCycleTest, KillsWhatDoesNotEndAfterItStopped) {
+  serve();
+  life.stoppedAccepting(1, now);
+  EXPECT_EQ(world.timer, now + 20 * second);
+  wait();
+  EXPECT_EQ(world.taken(), "watch, kill 1");
+  life.ended(1, {Ending::Kind::Signalled, 9}, now);
+  EXPECT_EQ(life.failures(), 0U);
+}
+
+TEST_F(LifeCycleTest, TakesAStopBeforeAnyGreetingForAFailure) {
+  client();
+  life.listening(1, now);
+  life.stoppedAccepting(1, now + 40 * millisecond);
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch, tell greeting, watch");
+  EXPECT_EQ(life.state(), State::Pausing);
+  life.ended(1, exit0, now + 41 * millisecond);
+  EXPECT_EQ(life.failures(), 1U);
+}
+
+TEST_F(LifeCycleTest, LetsAServiceLeaveThatWasStartedForNobody) {
+  life.start(now);
+  life.listening(1, now);
+  life.saidIdle(1, now);
+  world.isWaiting = true;
+  life.stoppedAccepting(1, now);
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch, leave 1, watch");
+  EXPECT_EQ(life.failures(), 0U);
+}
+
+TEST_F(LifeCycleTest, StopsAndStartsForTheNextClient) {
+  serve();
+  life.stop(now);
+  EXPECT_EQ(world.taken(), "terminate 1");
+  EXPECT_EQ(life.state(), State::Stopping);
+  life.saidIdle(1, now);
+  life.stop(now + second);
+  EXPECT_EQ(world.taken(), "");
+  wait();
+  EXPECT_EQ(now, 120 * second);
+  EXPECT_EQ(world.taken(), "kill 1");
+  life.ended(1, {Ending::Kind::Signalled, 9}, now);
+  EXPECT_EQ(world.taken(), "watch");
+  EXPECT_EQ(life.state(), State::Resting);
+  EXPECT_EQ(life.failures(), 0U);
+}
+
+TEST_F(LifeCycleTest, TellsEachClientThatItIsHeld) {
+  serve();
+  life.hold(now);
+  EXPECT_EQ(world.taken(), "terminate 1, tell held, watch");
+  EXPECT_EQ(life.state(), State::Held);
+  client();
+  life.ended(1, exit0, now);
+  client();
+  EXPECT_EQ(world.taken(), "tell held, tell held");
+  life.start(now);
+  EXPECT_EQ(world.taken(), "spawn 2, unwatch");
+  EXPECT_EQ(life.state(), State::Starting);
+}
+
+TEST_F(LifeCycleTest, StartsAfterTheOldOneWhenAskedWhileItStops) {
+  serve();
+  life.stop(now);
+  life.start(now);
+  EXPECT_EQ(world.taken(), "terminate 1");
+  life.ended(1, exit0, now);
+  EXPECT_EQ(world.taken(), "spawn 2");
+}
+
+TEST_F(LifeCycleTest, ForgetsAStartThatWasAskedForWhenStoppedAgain) {
+  serve();
+  life.restart(now);
+  life.stop(now);
+  life.ended(1, exit0, now);
+  EXPECT_EQ(world.taken(), "terminate 1, watch");
+}
+
+TEST_F(LifeCycleTest, StartsNothingThatRuns) {
+  serve();
+  life.start(now);
+  EXPECT_EQ(world.taken(), "");
+  life.restart(now);
+  life.stoppedAccepting(1, now);
+  EXPECT_EQ(world.taken(), "terminate 1, spawn 2");
+}
+
+TEST_F(LifeCycleTest, ForgetsThePauseWhenStarted) {
+  serve();
+  life.ended(1, crash, now);
+  EXPECT_EQ(life.state(), State::Pausing);
+  life.start(now);
+  EXPECT_EQ(world.taken(), "watch, spawn 2, unwatch");
+  EXPECT_EQ(life.earliestStart(), 0U);
+}
+
+TEST_F(LifeCycleTest, DoesNothingMoreOnceRetired) {
+  serve();
+  life.retire(now);
+  EXPECT_EQ(world.taken(), "tell removed, terminate 1");
+  life.start(now);
+  life.restart(now);
+  life.hold(now);
+  life.retire(now);
+  life.connectionWaiting(now);
+  EXPECT_EQ(world.taken(), "");
+  wait();
+  life.ended(1, crash, now);
+  EXPECT_EQ(world.taken(), "kill 1");
+  EXPECT_TRUE(life.isEmpty());
+  EXPECT_EQ(world.timer, UINT64_MAX);
+  EXPECT_EQ(life.failures(), 0U);
+}
+
+TEST_F(LifeCycleTest, KeepsNoMoreThanSixteenProcesses) {
+  for (InstanceId instance = 1; instance <= 16; ++instance) {
+    serve();
+    life.stoppedAccepting(instance, now);
+  }
+  EXPECT_EQ(world.taken(), "");
+  EXPECT_EQ(life.state(), State::Stopping);
+  life.ended(7, exit0, now);
+  EXPECT_EQ(world.taken(), "watch");
+}
+
+TEST_F(LifeCycleTest, IgnoresCallsAboutOthers) {
+  serve();
+  const int changes = world.changes;
+  for (const InstanceId instance : {0, 2, 99}) {
+    life.executed(instance, now);
+    life.executionFailed(instance, {}, now);
+    life.listening(instance, now);
+    life.greeted(instance, now);
+    life.saidIdle(instance, now);
+    life.stoppedAccepting(instance, now);
+    life.ended(instance, crash, now);
+  }
+  EXPECT_EQ(world.taken(), "");
+  EXPECT_EQ(world.changes, changes);
+  EXPECT_EQ(life.current(), 1U);
+}
+
+TEST_F(LifeCycleTest, SaysWhatChanges) {
+  int changes = world.changes;
+  const auto hasChanged = [&] {
+    return world.changes > std::exchange(changes, world.changes);
+  };
+  client();
+  EXPECT_TRUE(hasChanged());
+  life.executed(1, now);
+  EXPECT_FALSE(hasChanged());
+  life.listening(1, now);
+  EXPECT_TRUE(hasChanged());
+  life.ended(1, crash, now);
+  EXPECT_TRUE(hasChanged());
+  wait();
+  EXPECT_TRUE(hasChanged());
+}
+
+TEST_F(LifeCycleTest, SetsItsTimerAgainWhenThatCameEarly) {
+  client();
+  const std::uint64_t deadline = std::exchange(world.timer, UINT64_MAX);
+  life.timerExpired(deadline - 1);
+  EXPECT_EQ(world.timer, deadline);
+  EXPECT_EQ(life.failures(), 0U);
+}
+
+TEST_F(LifeCycleTest, NamesItsStates) {
+  EXPECT_STREQ(stateName(State::Resting), "resting");
+  EXPECT_STREQ(stateName(State::Pausing), "pausing");
+  EXPECT_STREQ(stateName(State::Starting), "starting");
+  EXPECT_STREQ(stateName(State::Running), "running");
+  EXPECT_STREQ(stateName(State::Stopping), "stopping");
+  EXPECT_STREQ(stateName(State::Held), "held");
+}
+
+}  // namespace
+}  // namespace vanto::manager
