@@ -14,7 +14,9 @@ namespace vanto {
 
 namespace {
 
-constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+// Only passed through, which a confined process may do where it may not list.
+constexpr int passedFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+constexpr int directoryFlags = passedFlags | O_NOFOLLOW;
 
 enum class Missing : std::uint8_t { Fail, Create };
 
@@ -27,10 +29,10 @@ Fd checked(Fd directory, uid_t owner, mode_t others) noexcept {
   return {};
 }
 
-Fd openOwn(int parent, const char* name, Missing missing) noexcept {
+Fd openOwn(int parent, const char* name, Missing missing, int flags = directoryFlags) noexcept {
   // The mode may be cut by the umask, never widened.
   if (missing == Missing::Create && mkdirat(parent, name, 0700) != 0 && errno != EEXIST) return {};
-  return checked(Fd(openat(parent, name, directoryFlags)), geteuid(), 077);
+  return checked(Fd(openat(parent, name, flags)), geteuid(), 077);
 }
 
 /// The directory for what lives as long as the user is logged in; where none is named, the usual one.
@@ -39,27 +41,27 @@ Fd openRuntimeDirectory() noexcept {
   const std::string usual = "/run/user/" + std::to_string(geteuid());
   const char* path = named != nullptr && named[0] == '/' ? named : usual.c_str();
   // The path is the user's own choice, and may lead through symbolic links.
-  return checked(Fd(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC)), geteuid(), 022);
+  return checked(Fd(open(path, passedFlags)), geteuid(), 022);
 }
 
 /// The directory that holds those of the domains: in the run-time directory, or one of the user's own where there is
 /// none.
 Fd openBase(Missing missing) noexcept {
   if (const Fd runtime = openRuntimeDirectory()) return openOwn(runtime.get(), "vanto", missing);
-  const Fd temporary(open("/tmp", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const Fd temporary(open("/tmp", passedFlags));
   if (!temporary) return {};
   return openOwn(temporary.get(), ("vanto-" + std::to_string(geteuid())).c_str(), missing);
 }
 
-Fd openInBase(const std::string& name, Missing missing) noexcept {
-  const Fd base = openBase(missing);
-  return base ? openOwn(base.get(), name.c_str(), missing) : Fd();
+Fd openInBase(const std::string& name) noexcept {
+  const Fd base = openBase(Missing::Fail);
+  return base ? openOwn(base.get(), name.c_str(), Missing::Fail) : Fd();
 }
 
 Fd openSession() noexcept {
   const char* session = secure_getenv("XDG_SESSION_ID");
   const std::string name = session != nullptr ? socketFileName(session) : std::string();
-  return name.empty() ? Fd() : openInBase("session-" + name, Missing::Fail);
+  return name.empty() ? Fd() : openInBase("session-" + name);
 }
 
 Fd openSystem() noexcept {
@@ -77,7 +79,7 @@ Fd openDomain(Domain domain) noexcept {
     case Domain::Session:
       return openSession();
     case Domain::User:
-      return openInBase("user", Missing::Fail);
+      return openInBase("user");
     case Domain::System:
       return openSystem();
   }
@@ -85,7 +87,10 @@ Fd openDomain(Domain domain) noexcept {
 }
 
 Fd openOrCreateUserDomain() noexcept {
-  return openInBase("user", Missing::Create);
+  // For locks, which a directory that is only passed through does not have.
+  constexpr int lockable = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+  const Fd base = openBase(Missing::Create);
+  return base ? openOwn(base.get(), "user", Missing::Create, lockable) : Fd();
 }
 
 }  // namespace vanto

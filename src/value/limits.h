@@ -80,6 +80,8 @@ inline constexpr std::size_t profileGrants = 4096;
 inline constexpr std::size_t profilePortRange = 64;
 /// Errors of one profile that are kept; further ones are counted.
 inline constexpr std::size_t profileErrors = 100;
+/// The receipt of a confined process as text. It travels in one packet, for which every manager has room.
+inline constexpr std::size_t receiptBytes = 3900;
 
 // Jobs and their processes.
 /// The path of a service's executable; one less than what the system takes, which counts the NUL.
