@@ -30,6 +30,11 @@ bool isOfPath(int error) noexcept {
   return error != EMFILE && error != ENFILE && error != ENOMEM;
 }
 
+bool isDirectory(const Fd& place) noexcept {
+  struct stat facts;
+  return fstat(place.get(), &facts) == 0 && S_ISDIR(facts.st_mode);
+}
+
 bool enterFilter(const std::vector<sock_filter>& filter) noexcept {
   const sock_fprog program{static_cast<unsigned short>(filter.size()), const_cast<sock_filter*>(filter.data())};
   return syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, 0, &program) == 0;
@@ -54,15 +59,15 @@ std::string Enforcement::prepare() {
 
 std::string Enforcement::allowPath(const PlannedPath& planned) {
   const Fd place(open(planned.path.c_str(), O_PATH | O_CLOEXEC));
-  struct stat facts;
-  if (!place || fstat(place.get(), &facts) != 0) {
+  if (!place) {
     if (!isOfPath(errno)) return failed("cannot open " + writtenWord(planned.path));
     if (planned.isOfProfile) absent_.push_back({planned.path, std::strerror(errno)});
     return {};
   }
-  const std::uint64_t bits = S_ISDIR(facts.st_mode) ? planned.bits : planned.bits & landlock::bitsOfFiles;
-  // A rule about nothing would be refused.
-  if (bits == 0 || ruleset_.allowPath(place.get(), bits)) return {};
+  // Most are directories. For anything else the kernel takes no bits of directories, and no rule about nothing.
+  if (ruleset_.allowPath(place.get(), planned.bits)) return {};
+  const std::uint64_t bits = planned.bits & landlock::bitsOfFiles;
+  if (errno == EINVAL && !isDirectory(place) && (bits == 0 || ruleset_.allowPath(place.get(), bits))) return {};
   return failed("cannot make a rule for " + writtenWord(planned.path));
 }
 

@@ -202,7 +202,7 @@ TEST(Confinement, IsRefusedForWantOfDescriptors) {
     all.pop_back();
     const std::string one = Confinement().enter(compiled("allow read /etc")).error;
     all.clear();
-    EXPECT_EQ(none, "cannot count the threads of this process: /proc/self/task: Too many open files");
+    EXPECT_EQ(none, "cannot tell what this kernel enforces: Too many open files");
     EXPECT_EQ(one, "cannot open /etc: Too many open files");
     expectUnconfined();
   });
