@@ -1,10 +1,13 @@
 # SPDX-License-Identifier: Apache-2.0
 # Names for what people do here; the work is CMake's and the scripts'.
 .POSIX:
-.PHONY: demo test build bench fuzz coverage install format format-check check-style clean
+.PHONY: demo test build bench soak fuzz coverage install format format-check check-style clean
 
 PREFIX = /usr/local
 FUZZ_SECONDS = 300
+# Whichever comes first; 0 for no bound.
+SOAK_RUNS = 1000
+SOAK_SECONDS = 0
 
 demo:
 	@scripts/install-dependencies demo
@@ -22,6 +25,12 @@ build:
 bench:
 	@scripts/install-dependencies bench
 	@scripts/bench
+
+soak:
+	@scripts/install-dependencies test
+	cmake --preset release
+	cmake --build --preset release --target manager_soak
+	build/release/tests/soak/manager_soak --runs $(SOAK_RUNS) --seconds $(SOAK_SECONDS)
 
 fuzz:
 	@scripts/install-dependencies test

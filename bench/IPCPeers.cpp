@@ -5,9 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 
-#include <sched.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <systemd/sd-bus.h>
@@ -16,29 +14,6 @@
 namespace vanto::bench {
 
 namespace {
-
-void check(int result, const char* what) {
-  if (result >= 0) return;
-  std::fprintf(stderr, "%s failed: %d\n", what, result);
-  std::exit(1);
-}
-
-/// One packet, with the kernel's word on who sent it.
-ssize_t receive(int socket, char* bytes, int flags) {
-  iovec part{bytes, bareBytes};
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
-  msghdr message{};
-  message.msg_iov = &part;
-  message.msg_iovlen = 1;
-  message.msg_control = control;
-  message.msg_controllen = sizeof control;
-  return recvmsg(socket, &message, flags);
-}
-
-void passCredentials(int socket) {
-  const int on = 1;
-  check(setsockopt(socket, SOL_SOCKET, SO_PASSCRED, &on, sizeof on), "SO_PASSCRED");
-}
 
 int answerDictionary(sd_bus_message* message, void*, sd_bus_error*) {
   // What is asked is read, entry by entry, and sent back.
@@ -82,19 +57,6 @@ int answerDictionary(sd_bus_message* message, void*, sd_bus_error*) {
 
 }  // namespace
 
-void pinToOneCore() {
-  cpu_set_t set;
-  CPU_ZERO(&set);
-  CPU_SET(0, &set);
-  check(sched_setaffinity(0, sizeof set, &set), "sched_setaffinity");
-}
-
-double nanosecondsNow() {
-  timespec now;
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
-}
-
 void serveBare(int socket) {
   passCredentials(socket);
   const int set = epoll_create1(EPOLL_CLOEXEC);
@@ -104,7 +66,7 @@ void serveBare(int socket) {
   char bytes[bareBytes];
   for (;;) {
     check(epoll_wait(set, &event, 1, -1), "epoll_wait");
-    const ssize_t size = receive(socket, bytes, MSG_DONTWAIT);
+    const ssize_t size = receivePacket(socket, bytes, MSG_DONTWAIT);
     if (size <= 0 || send(socket, bytes, static_cast<std::size_t>(size), MSG_NOSIGNAL) < 0) _exit(0);
   }
 }
@@ -115,7 +77,7 @@ double timeBare(int socket, int count, int inFlight) {
   const double start = nanosecondsNow();
   for (int i = 0; i < inFlight; i++) check(static_cast<int>(send(socket, bytes, sizeof bytes, 0)), "send");
   for (int i = 0; i < count; i++) {
-    check(static_cast<int>(receive(socket, bytes, 0)), "recvmsg");
+    check(static_cast<int>(receivePacket(socket, bytes, 0)), "recvmsg");
     if (i + inFlight < count) check(static_cast<int>(send(socket, bytes, sizeof bytes, 0)), "send");
   }
   return (nanosecondsNow() - start) / count;

@@ -1,17 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstddef>
+#include "BarePackets.h"
 
 /// The peers that the IPC benchmark compares: each has a server, which runs in a child process, and a client, which
 /// makes round trips and gives how many nanoseconds one took.
 namespace vanto::bench {
-
-/// Bytes of the body that the bare loop moves each way: those of the dictionary's encoding and its header.
-inline constexpr std::size_t bareBytes = 224;
-
-/// The processor on which everything runs.
-void pinToOneCore();
 
 /// Serves until the other end is closed.
 [[noreturn]] void serveBare(int socket);
@@ -30,7 +24,5 @@ class BusClient {
  private:
   void* bus_;
 };
-
-[[nodiscard]] double nanosecondsNow();
 
 }  // namespace vanto::bench

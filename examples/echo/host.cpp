@@ -9,7 +9,7 @@
 #include <vector>
 
 // The application that ships the Echo service: calls it and shows what went over the connection. With the argument
-// "--ready" it only tells, by its exit status, whether the service answers.
+// "--slow" it sends one request that takes the service a minute, and shows what it is told.
 
 namespace {
 
@@ -54,30 +54,61 @@ bool printMedian(vanto_object_t connection, vanto_object_t request) {
   return true;
 }
 
-bool converse(vanto_object_t connection) {
+double millisecondsSince(std::chrono::steady_clock::time_point begin) {
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin).count();
+}
+
+bool converse(vanto_object_t connection, std::chrono::steady_clock::time_point begin) {
   const vanto_object_t request = createRequest();
   print("request", request);
   const vanto_object_t reply = vanto_call(connection, request, 5 * second);
+  const double first = millisecondsSince(begin);
   print("reply", reply);
   const bool echoed = vanto_equal(vanto_dictionary_get_value(reply, "echo"), request);
   vanto_release(reply);
   vanto_identity_t service{};
   if (vanto_peer_identity(connection, &service)) {
-    std::printf("    from     process %d of user %u\n", service.pid, service.uid);
+    std::printf("    from     process %d of user %u, %.1f milliseconds after the client began\n", service.pid,
+                service.uid, first);
   }
   const bool timed = echoed && printMedian(connection, request);
   vanto_release(request);
   return timed;
 }
 
+/// The time from nothing to the first reply, which is long where the service has to be started first.
+bool callFirst() {
+  const auto begin = std::chrono::steady_clock::now();
+  const vanto_object_t connection = vanto_connect("org.vanto.example.echo", nullptr, 10 * second);
+  if (vanto_kind(connection) != VANTO_KIND_CONNECTION) {
+    print("failed", connection);
+    vanto_release(connection);
+    return false;
+  }
+  const bool done = converse(connection, begin);
+  vanto_release(connection);
+  return done;
+}
+
+/// True when the service ended before it had answered.
+bool callSlowly() {
+  const vanto_object_t connection = vanto_connect("org.vanto.example.echo", nullptr, 10 * second);
+  const vanto_object_t request = vanto_dictionary_create(nullptr, nullptr, 0);
+  const vanto_object_t seconds = vanto_int64_create(60);
+  vanto_dictionary_set_value(request, "seconds", seconds);
+  const vanto_object_t reply = vanto_call(connection, request, 90 * second);
+  print("reply", reply);
+  const bool wasCut = vanto_error_get_code(reply) == VANTO_ERROR_CLOSED;
+  vanto_release(reply);
+  vanto_release(seconds);
+  vanto_release(request);
+  vanto_release(connection);
+  return wasCut;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  const bool readyOnly = argc > 1 && std::strcmp(argv[1], "--ready") == 0;
-  const vanto_object_t connection = vanto_connect("org.vanto.example.echo", nullptr, second);
-  const bool connected = vanto_kind(connection) == VANTO_KIND_CONNECTION;
-  if (!connected && !readyOnly) print("failed", connection);
-  const bool done = connected && (readyOnly || converse(connection));
-  vanto_release(connection);
-  return done ? 0 : 1;
+  const bool isSlow = argc > 1 && std::strcmp(argv[1], "--slow") == 0;
+  return (isSlow ? callSlowly() : callFirst()) ? 0 : 1;
 }

@@ -4,14 +4,29 @@
 #include <cstdio>
 #include <cstdlib>
 
-// A service that answers each request with the request itself and how many it has answered.
+#include <unistd.h>
+
+// A service that answers each request with the request itself and how many it has answered. A request can ask for a
+// long time to think, "seconds": it shows what clients are told when a service dies over their request.
 
 namespace {
+
+constexpr std::int64_t longestThought = 60;
 
 /// Requests answered. All clients' events come on the one listener queue, so no lock is needed.
 std::int64_t answered = 0;
 
+/// Others wait meanwhile, since the queue is busy. A service that works long does so on a queue of its own.
+void think(unsigned seconds) {
+  std::printf("thinks for %u seconds\n", seconds);
+  std::fflush(stdout);
+  sleep(seconds);
+}
+
 void answer(vanto_object_t message) {
+  const std::int64_t seconds =
+      vanto_int64_get_value(vanto_dictionary_get_value(vanto_message_get_body(message), "seconds"));
+  if (seconds > 0 && seconds <= longestThought) think(static_cast<unsigned>(seconds));
   const vanto_object_t reply = vanto_dictionary_create(nullptr, nullptr, 0);
   const vanto_object_t number = vanto_int64_create(++answered);
   vanto_dictionary_set_value(reply, "echo", vanto_message_get_body(message));

@@ -13,8 +13,8 @@
 #include "ipc/Connection.h"
 #include "ipc/Domain.h"
 #include "ipc/PeerCredentials.h"
+#include "ipc/PublishedSocket.h"
 #include "ipc/Refusal.h"
-#include "ipc/ServiceSocket.h"
 #include "ipc/SocketName.h"
 
 namespace vanto {

@@ -17,6 +17,10 @@ namespace {
 // Only passed through, which a confined process may do where it may not list.
 constexpr int passedFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 constexpr int directoryFlags = passedFlags | O_NOFOLLOW;
+// Who binds names locks the directory, which takes a right to list it.
+constexpr int lockableFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+constexpr char systemDirectory[] = "/run/vanto";
 
 enum class Missing : std::uint8_t { Fail, Create };
 
@@ -53,23 +57,33 @@ Fd openBase(Missing missing) noexcept {
   return openOwn(temporary.get(), ("vanto-" + std::to_string(geteuid())).c_str(), missing);
 }
 
-Fd openInBase(const std::string& name) noexcept {
-  const Fd base = openBase(Missing::Fail);
-  return base ? openOwn(base.get(), name.c_str(), Missing::Fail) : Fd();
+Fd openInBase(const std::string& name, Missing missing) noexcept {
+  const Fd base = openBase(missing);
+  return base ? openOwn(base.get(), name.c_str(), missing, missing == Missing::Create ? lockableFlags : directoryFlags)
+              : Fd();
 }
 
-Fd openSession() noexcept {
+Fd openSession(Missing missing) noexcept {
   const char* session = secure_getenv("XDG_SESSION_ID");
   const std::string name = session != nullptr ? socketFileName(session) : std::string();
-  return name.empty() ? Fd() : openInBase("session-" + name);
+  errno = EINVAL;
+  return name.empty() ? Fd() : openInBase("session-" + name, missing);
 }
 
 Fd openSystem() noexcept {
-  Fd directory(open("/run/vanto", directoryFlags));
+  Fd directory(open(systemDirectory, directoryFlags));
   struct stat facts;
   if (!directory || fstat(directory.get(), &facts) != 0) return {};
   // The manager may have an account of its own, which only root can have given it the directory for.
   return (facts.st_mode & 022) == 0 ? std::move(directory) : Fd();
+}
+
+Fd openOrCreateSystem() noexcept {
+  const bool isNew = mkdir(systemDirectory, 0755) == 0;
+  if (!isNew && errno != EEXIST) return {};
+  Fd directory = checked(Fd(open(systemDirectory, lockableFlags)), geteuid(), 022);
+  // The file mode mask may have kept clients out.
+  return !isNew || !directory || fchmod(directory.get(), 0755) == 0 ? std::move(directory) : Fd();
 }
 
 }  // namespace
@@ -77,20 +91,35 @@ Fd openSystem() noexcept {
 Fd openDomain(Domain domain) noexcept {
   switch (domain) {
     case Domain::Session:
-      return openSession();
+      return openSession(Missing::Fail);
     case Domain::User:
-      return openInBase("user");
+      return openInBase("user", Missing::Fail);
     case Domain::System:
       return openSystem();
   }
   return {};
 }
 
+int checkRuntimeDirectory() noexcept {
+  const char* named = secure_getenv("XDG_RUNTIME_DIR");
+  if (named == nullptr || named[0] != '/' || openRuntimeDirectory()) return 0;
+  return errno;
+}
+
+Fd openOrCreateDomain(Domain domain) noexcept {
+  switch (domain) {
+    case Domain::Session:
+      return openSession(Missing::Create);
+    case Domain::User:
+      return openOrCreateUserDomain();
+    case Domain::System:
+      return openOrCreateSystem();
+  }
+  return {};
+}
+
 Fd openOrCreateUserDomain() noexcept {
-  // For locks, which a directory that is only passed through does not have.
-  constexpr int lockable = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-  const Fd base = openBase(Missing::Create);
-  return base ? openOwn(base.get(), "user", Missing::Create, lockable) : Fd();
+  return openInBase("user", Missing::Create);
 }
 
 }  // namespace vanto

@@ -22,4 +22,12 @@ inline constexpr Domain domainsInOrder[] = {Domain::Session, Domain::User, Domai
 /// for reading, and so can be locked.
 [[nodiscard]] Fd openOrCreateUserDomain() noexcept;
 
+/// This for the directory of any domain, for its manager. That of the system, which only root can make, gets the
+/// mode 0755 and has to belong to this user. EINVAL when there is no session.
+[[nodiscard]] Fd openOrCreateDomain(Domain domain) noexcept;
+
+/// Whether XDG_RUNTIME_DIR, where it is set to an absolute path, names a directory that can be used: 0, or an errno
+/// value. Clients and services take another one where it can not.
+[[nodiscard]] int checkRuntimeDirectory() noexcept;
+
 }  // namespace vanto

@@ -1,18 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ipc/ServiceSocket.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
 
-#include "dispatch/Workers.h"
 #include "ipc/Domain.h"
 #include "ipc/InheritedSockets.h"
 #include "ipc/PeerCredentials.h"
@@ -21,35 +12,6 @@
 namespace vanto {
 
 namespace {
-
-Fd createSocket(int flags) noexcept {
-  return Fd(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | flags, 0));
-}
-
-/// An address by way of a descriptor, which is short however long the path of what it stands for is.
-sockaddr_un addressOf(int descriptor, const char* file) noexcept {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  const char* format = *file != '\0' ? "/proc/self/fd/%d/%s" : "/proc/self/fd/%d%s";
-  std::snprintf(address.sun_path, sizeof address.sun_path, format, descriptor, file);
-  return address;
-}
-
-const sockaddr* generic(const sockaddr_un& address) noexcept {
-  return reinterpret_cast<const sockaddr*>(&address);
-}
-
-/// Whether somebody listens on the socket called `file`.
-bool isServed(int directory, const char* file) noexcept {
-  const Fd socket = connectToSocket(directory, file, 0);
-  return socket || (errno != ECONNREFUSED && errno != ENOENT && errno != ENOTSOCK);
-}
-
-void setTimeout(int socket, std::uint64_t nanoseconds) noexcept {
-  const std::uint64_t microseconds = std::max<std::uint64_t>(nanoseconds / 1000, 1);
-  const timeval time{static_cast<time_t>(microseconds / 1'000'000), static_cast<suseconds_t>(microseconds % 1'000'000)};
-  setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);
-}
 
 /// Takes from a connection what who accepted it may have set.
 bool becomeAsAccepted(int socket) noexcept {
@@ -60,103 +22,29 @@ bool becomeAsAccepted(int socket) noexcept {
          setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &none, sizeof none) == 0;
 }
 
-/// Keeps other processes from binding or removing names in a directory.
-class DirectoryLock {
- public:
-  explicit DirectoryLock(const Fd& directory) noexcept : directory_(directory.get()) {
-    while (flock(directory_, LOCK_EX) != 0 && errno == EINTR) {
-    }
-  }
-  ~DirectoryLock() { flock(directory_, LOCK_UN); }
-  DirectoryLock(const DirectoryLock&) = delete;
-  DirectoryLock& operator=(const DirectoryLock&) = delete;
-
- private:
-  const int directory_;
-};
-
 }  // namespace
-
-Fd connectToSocket(int directory, const char* file, std::uint64_t deadline) noexcept {
-  const Fd place(openat(directory, file, O_PATH | O_NOFOLLOW | O_CLOEXEC));
-  struct stat facts;
-  if (!place || fstat(place.get(), &facts) != 0) return {};
-  if (!S_ISSOCK(facts.st_mode)) {
-    errno = ENOTSOCK;
-    return {};
-  }
-  Fd socket = createSocket(0);
-  // Before the connection exists, so that the first frame already tells its sender.
-  if (!socket || !enableSenderCredentials(socket.get())) return {};
-  const sockaddr_un address = addressOf(place.get(), "");
-  do {
-    // Once more after each signal, or these would stretch the time.
-    if (deadline != UINT64_MAX) setTimeout(socket.get(), remainingUntil(deadline));
-    if (connect(socket.get(), generic(address), sizeof address) == 0) return socket;
-  } while (errno == EINTR && remainingUntil(deadline) != 0);
-  if (errno == EINTR) errno = EAGAIN;
-  return {};
-}
 
 vanto_error_code_t ServiceSocket::open(std::string_view name) noexcept {
   const std::string file = socketFileName(name);
   if (file.empty()) return VANTO_ERROR_NAME;
-  const vanto_error_code_t code = takeInheritedSocket(name, InheritedSocket::Listening, socket_);
+  const vanto_error_code_t code = takeInheritedSocket(name, InheritedSocket::Listening, inherited_);
   if (code != VANTO_ERROR_NONE) return code;
-  if (!socket_) {
-    static_cast<void>(takeInheritedSocket(name, InheritedSocket::Connected, socket_));
-    isConnection_ = static_cast<bool>(socket_);
-    if (!isConnection_) return bindNew(file);
-    return becomeAsAccepted(socket_.get()) ? VANTO_ERROR_NONE : VANTO_ERROR_SYSTEM;
+  if (!inherited_) {
+    static_cast<void>(takeInheritedSocket(name, InheritedSocket::Connected, inherited_));
+    isConnection_ = static_cast<bool>(inherited_);
+    if (!isConnection_) return published_.open(openOrCreateUserDomain(), file);
+    return becomeAsAccepted(inherited_.get()) ? VANTO_ERROR_NONE : VANTO_ERROR_SYSTEM;
   }
   // Clients are told who called this last; before, that was who made the socket.
-  const int flags = fcntl(socket_.get(), F_GETFL);
-  const bool isReady = flags >= 0 && fcntl(socket_.get(), F_SETFL, flags | O_NONBLOCK) == 0 &&
-                       enableSenderCredentials(socket_.get()) && listen(socket_.get(), SOMAXCONN) == 0;
+  const int flags = fcntl(inherited_.get(), F_GETFL);
+  const bool isReady = flags >= 0 && fcntl(inherited_.get(), F_SETFL, flags | O_NONBLOCK) == 0 &&
+                       enableSenderCredentials(inherited_.get()) && listen(inherited_.get(), SOMAXCONN) == 0;
   return isReady ? VANTO_ERROR_NONE : VANTO_ERROR_SYSTEM;
 }
 
-vanto_error_code_t ServiceSocket::bindNew(const std::string& file) noexcept {
-  directory_ = openOrCreateUserDomain();
-  socket_ = createSocket(SOCK_NONBLOCK);
-  if (!directory_ || !socket_ || !enableSenderCredentials(socket_.get())) return VANTO_ERROR_SYSTEM;
-  const DirectoryLock lock(directory_);
-  if (isServed(directory_.get(), file.c_str())) return VANTO_ERROR_IN_USE;
-  // Bound under a short name, which always fits into an address, and renamed when it listens: nobody ever finds a
-  // socket under the service's name that does not listen yet.
-  const std::string temporary = ".new-" + std::to_string(getpid());
-  unlinkat(directory_.get(), temporary.c_str(), 0);
-  const sockaddr_un address = addressOf(directory_.get(), temporary.c_str());
-  if (bind(socket_.get(), generic(address), sizeof address) != 0) return VANTO_ERROR_SYSTEM;
-  const vanto_error_code_t code = publish(file, temporary);
-  if (code != VANTO_ERROR_NONE) unlinkat(directory_.get(), temporary.c_str(), 0);
-  return code;
-}
-
-vanto_error_code_t ServiceSocket::publish(const std::string& file, const std::string& temporary) noexcept {
-  struct stat facts;
-  if (fstatat(directory_.get(), temporary.c_str(), &facts, AT_SYMLINK_NOFOLLOW) != 0) return VANTO_ERROR_SYSTEM;
-  // The sticky bit keeps those who tidy up run-time directories away. It is no loss where it cannot be set.
-  static_cast<void>(fchmodat(directory_.get(), temporary.c_str(), S_ISVTX | 0600, 0));
-  if (listen(socket_.get(), SOMAXCONN) != 0) return VANTO_ERROR_SYSTEM;
-  // Takes the place of a socket that nobody listens on any more.
-  if (renameat(directory_.get(), temporary.c_str(), directory_.get(), file.c_str()) != 0) return VANTO_ERROR_SYSTEM;
-  file_ = file;
-  inode_ = facts.st_ino;
-  return VANTO_ERROR_NONE;
-}
-
 void ServiceSocket::close() noexcept {
-  if (directory_ && !file_.empty()) {
-    const DirectoryLock lock(directory_);
-    struct stat facts;
-    const bool isOurs =
-        fstatat(directory_.get(), file_.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0 && facts.st_ino == inode_;
-    if (isOurs) unlinkat(directory_.get(), file_.c_str(), 0);
-    file_.clear();
-  }
-  directory_.reset();
-  socket_.reset();
+  published_.close();
+  inherited_.reset();
 }
 
 }  // namespace vanto

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/CommandLine.h"
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
@@ -19,9 +20,15 @@
 #include "vanto/JobCommand.h"
 #include "vanto/LintCommand.h"
 #include "vanto/ListCommand.h"
+#include "vanto/LoadCommand.h"
+#include "vanto/LogsCommand.h"
+#include "vanto/OrderCommand.h"
 #include "vanto/PlistCommand.h"
 #include "vanto/ShowCommand.h"
+#include "vanto/StatusCommand.h"
+#include "vanto/UnitsCommand.h"
 #include "vanto/VisibleText.h"
+#include "vanto/WhyCommand.h"
 
 namespace vanto::tool {
 namespace {
@@ -40,6 +47,12 @@ class CommandLine {
     addCache();
     addLint();
     addPlist();
+    addLoad();
+    for (OrderCommand& order : orders_) addOrder(order);
+    addStatus();
+    addLogs();
+    addWhy();
+    addUnits();
   }
 
   ExitStatus run(int argc, const char* const* argv) {
@@ -143,6 +156,57 @@ class CommandLine {
     app->add_option("-o,--output", plist_.output);
   }
 
+  void addLoad() {
+    CLI::App* app = add(app_, "load", load_);
+    app->add_option("BUNDLE", load_.sources)->required();
+    addManagerChoice(*app, load_.choice);
+  }
+
+  void addOrder(OrderCommand& order) {
+    CLI::App* app = add(app_, order.order, order);
+    app->add_option("LABEL", order.labels)->required();
+    addManagerChoice(*app, order.choice);
+  }
+
+  void addStatus() {
+    CLI::App* app = add(app_, "status", status_);
+    app->add_option("LABEL", status_.labels);
+    app->add_flag("--json", status_.isJson);
+    app->add_flag("-w,--watch", status_.isWatching);
+    addManagerChoice(*app, status_.choice);
+  }
+
+  void addLogs() {
+    CLI::App* app = add(app_, "logs", logs_);
+    app->add_option("LABEL", logs_.label)->required();
+    app->add_option("-n,--lines", logs_.lines)->check(CLI::NonNegativeNumber);
+    app->add_flag("-f,--follow", logs_.isFollowing);
+    addManagerChoice(*app, logs_.choice);
+  }
+
+  void addWhy() {
+    CLI::App* app = add(app_, "why", why_);
+    app->add_option("LABEL", why_.label)->required();
+    addManagerChoice(*app, why_.choice);
+  }
+
+  void addUnits() {
+    CLI::App* app = add(app_, "units", units_);
+    app->add_option("BUNDLE", units_.bundles)->required();
+    app->add_option("-o,--output", units_.directory);
+    app->add_option("--account", units_.account);
+  }
+
+  static void addManagerChoice(CLI::App& app, ManagerChoice& choice) {
+    static const std::map<std::string, ManagerDomain> domains{
+        {"session", ManagerDomain::Session}, {"user", ManagerDomain::User}, {"system", ManagerDomain::System}};
+    static constexpr std::uint64_t second = 1'000'000'000;
+    addChoice(app, "-d,--domain", domains, [&choice](ManagerDomain domain) { choice.domain = domain; });
+    CLI::Option* timeout = app.add_option_function<std::uint64_t>(
+        "--timeout", [&choice](std::uint64_t seconds) { choice.timeout = seconds * second; });
+    timeout->check(CLI::Range(std::uint64_t{1}, ManagerClient::longestTimeout / second));
+  }
+
   /// An option whose value is one of the words.
   template <typename Value, typename Take>
   static void addChoice(CLI::App& app, const std::string& names, const std::map<std::string, Value>& words, Take take) {
@@ -162,6 +226,16 @@ class CommandLine {
   CacheCheckCommand cacheCheck_;
   LintCommand lint_;
   PlistCommand plist_;
+  LoadCommand load_;
+  OrderCommand orders_[5] = {{"unload", "unloaded", {}, {}},
+                             {"start", "started", {}, {}},
+                             {"stop", "stopped; the next client starts it again", {}, {}},
+                             {"restart", "restarted", {}, {}},
+                             {"hold", "held; no client starts it until vanto start", {}, {}}};
+  StatusCommand status_;
+  LogsCommand logs_;
+  WhyCommand why_;
+  UnitsCommand units_;
 };
 
 }  // namespace

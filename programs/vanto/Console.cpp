@@ -15,6 +15,7 @@ namespace {
 /// A pipe takes this much at once.
 constexpr std::size_t pieceBytes = std::size_t{64} << 10;
 constexpr std::size_t usualColumns = 80;
+constexpr std::size_t usualLines = 24;
 
 /// 0, or errno.
 int writeAll(int descriptor, std::string_view text) noexcept {
@@ -41,6 +42,11 @@ std::size_t columnsOfTerminal(int descriptor) noexcept {
   return columns > 0 ? columns : usualColumns;
 }
 
+std::size_t linesOfTerminal(int descriptor) noexcept {
+  winsize size{};
+  return ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_row > 0 ? size.ws_row : usualLines;
+}
+
 const char* codeOf(Style style) noexcept {
   switch (style) {
     case Style::Bold:
@@ -63,7 +69,7 @@ Display Display::of(int descriptor) {
   if (isatty(descriptor) == 0) return {};
   const char* terminal = std::getenv("TERM");
   const bool isDumb = terminal == nullptr || std::strcmp(terminal, "dumb") == 0;
-  return {true, !isDumb && !isSet("NO_COLOR"), columnsOfTerminal(descriptor)};
+  return {true, !isDumb && !isSet("NO_COLOR"), columnsOfTerminal(descriptor), linesOfTerminal(descriptor)};
 }
 
 Console::Console(int output, int messages, Display outputDisplay, Display messageDisplay) noexcept

@@ -11,8 +11,9 @@ namespace vanto::tool {
 struct Display {
   bool isTerminal = false;
   bool hasColour = false;
-  /// Columns of a terminal.
+  /// Of a terminal.
   std::size_t columns = 80;
+  std::size_t lines = 24;
 
   /// Of a descriptor of this process. NO_COLOR and TERM=dumb take the colours away.
   [[nodiscard]] static Display of(int descriptor);
@@ -38,6 +39,8 @@ class Console {
   void printLine(std::string_view text);
   /// Writes what was printed so far.
   void flush();
+  /// False once a part of the output could not be written, so that more of it is in vain.
+  [[nodiscard]] bool isOutputFine() const noexcept { return outputError_ == 0; }
 
   /// Writes one line of complaint to the messages, behind all that was printed before.
   void complain(std::string_view text);

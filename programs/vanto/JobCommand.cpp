@@ -7,28 +7,15 @@
 #include <VantoService/VantoServiceBundle.h>
 
 #include "vanto/DocumentForm.h"
-#include "vanto/InfoFile.h"
 #include "vanto/IpcTree.h"
 #include "vanto/JobDataTree.h"
+#include "vanto/ServiceJob.h"
 #include "vanto/ServicePath.h"
 #include "vanto/ServiceSearch.h"
 #include "vanto/VisibleText.h"
 
 namespace vanto::tool {
 namespace {
-
-/// The job of the bundle at `path`; null with a problem.
-PlistDictionary* jobAt(const std::string& path, std::string& problem) {
-  const Ref<PlistString> text = PlistString::create(path);
-  VantoServiceBundle* service = text ? VantoServiceBundle::VantoServiceBundleAtPath(text.get()) : nullptr;
-  auto* job = service == nullptr ? nullptr : as<PlistDictionary>(service->tolvendJobDictionary());
-  if (service == nullptr) {
-    problem = whyNotTaken(path);
-  } else if (job == nullptr) {
-    problem = visible(path) + ": has no job, for want of an identifier or an executable; vanto lint says more";
-  }
-  return job;
-}
 
 std::string jobDataText(Object& value) {
   const tolven_data_t data = VantoServiceBundle::createTolvenDataFromArray(&value);

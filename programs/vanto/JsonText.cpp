@@ -158,6 +158,11 @@ std::string jsonText(const Object& value, JsonProblem& problem) {
   return visibleJson(tree->dump(isTooDeep ? -1 : static_cast<int>(indentation), ' ', false)) + "\n";
 }
 
+std::string jsonLine(const Object& value, JsonProblem& problem) {
+  const std::optional<json> tree = Writer(problem).valueOf(const_cast<Object*>(&value), KeyPath());
+  return tree ? visibleJson(tree->dump(-1, ' ', false)) + "\n" : std::string();
+}
+
 Ref<PlistValue> createFromJson(std::string_view text, JsonProblem& problem) {
   JsonReader reader(problem);
   Events events(reader);

@@ -26,6 +26,9 @@ struct JsonProblem {
 /// when JSON cannot carry it.
 [[nodiscard]] std::string jsonText(const Object& value, JsonProblem& problem);
 
+/// The same in one line.
+[[nodiscard]] std::string jsonLine(const Object& value, JsonProblem& problem);
+
 /// The value of JSON text in that form; null with `problem`.
 [[nodiscard]] Ref<PlistValue> createFromJson(std::string_view text, JsonProblem& problem);
 

@@ -28,18 +28,37 @@ _vanto() {
       return
       ;;
   esac
+  case $before in
+    --domain | -d)
+      mapfile -t COMPREPLY < <(compgen -W "session user system" -- "$word")
+      return
+      ;;
+  esac
   local words=""
   case $command in
-    "") words="list show job lint cache plist --help --version" ;;
+    "") words="list show job lint cache plist units load unload start stop restart hold status logs why --help --version" ;;
     cache) words="write show check --help" ;;
     list | lint | "cache show" | "cache check") words="--json --help" ;;
     show) words="--json --description --help" ;;
     job) words="--format --help" ;;
     plist) words="--to --output --help" ;;
+    units) words="--output --account --help" ;;
+    load | unload | start | stop | restart | hold | why) words="--domain --timeout --help" ;;
+    status) words="--json --watch --domain --timeout --help" ;;
+    logs) words="--lines --follow --domain --timeout --help" ;;
     *) words="--help" ;;
   esac
   case $command,$word in
     ,* | cache,* | *,-*) mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word") ;;
+    unload,* | start,* | stop,* | restart,* | hold,* | status,* | logs,* | why,*)
+      compopt -o filenames 2>/dev/null
+      mapfile -t COMPREPLY < <(compgen -f -- "$word")
+      # compgen -W would carry out what stands in a label.
+      local label
+      while read -r label _; do
+        if [[ $label == "$word"* ]]; then COMPREPLY+=("$label"); fi
+      done < <(vanto status --timeout 1 2>/dev/null | sed 1d)
+      ;;
     *)
       compopt -o filenames 2>/dev/null
       mapfile -t COMPREPLY < <(compgen -f -- "$word")

@@ -19,6 +19,12 @@ _vanto_cache() {
   fi
 }
 
+_vanto_label() {
+  local -a labels=(${(f)"$(vanto status --timeout 1 2>/dev/null | sed -e 1d -e 's/ .*//')"})
+  compadd -a labels
+  _files
+}
+
 _vanto() {
   local -a commands=(
     'list:list the services of host bundles and directories'
@@ -27,12 +33,27 @@ _vanto() {
     'lint:say what is wrong with bundles'
     'cache:archive services in a file'
     'plist:print or convert a property list'
+    'units:make systemd units of services'
+    'load:give services to the service manager'
+    'unload:end services and have the service manager forget them'
+    'start:start services'
+    'stop:end the processes of services'
+    'restart:end the processes of services and start them again'
+    'hold:end services and let no client start them'
+    'status:show the jobs of service managers'
+    'logs:print what a service has written'
+    'why:tell the story of the last failure of a service'
   )
   if ((CURRENT == 2)); then
     _describe command commands
     _arguments '--help[show help]' '--version[show the version]'
     return
   fi
+  local -a choice=(
+    '(-d --domain)'{-d,--domain}'[whose service manager]:domain:(session user system)'
+    '--timeout[how long to wait for each answer]:seconds:'
+    '--help[show help]'
+  )
   shift words
   ((CURRENT--))
   case $words[1] in
@@ -41,6 +62,12 @@ _vanto() {
     job) _arguments '(-f --format)'{-f,--format}'[the form]:form:(xml binary json job-data ipc)' '--help[show help]' '*:bundle:_files' ;;
     cache) _vanto_cache ;;
     plist) _arguments '(-t --to)'{-t,--to}'[the form]:form:(xml binary json)' '(-o --output)'{-o,--output}'[where to write]:file:_files' '--help[show help]' '1:file:_files' ;;
+    units) _arguments '(-o --output)'{-o,--output}'[where to write]:directory:_files -/' '--account[whom services of the system run as]:user:_users' '--help[show help]' '*:bundle:_files' ;;
+    load) _arguments $choice '*:bundle:_files' ;;
+    unload | start | stop | restart | hold) _arguments $choice '*:label:_vanto_label' ;;
+    status) _arguments '--json[print JSON]' '(-w --watch)'{-w,--watch}'[go on with each change]' $choice '*:label:_vanto_label' ;;
+    logs) _arguments '(-n --lines)'{-n,--lines}'[the last lines]:number:' '(-f --follow)'{-f,--follow}'[go on with further lines]' $choice '1:label:_vanto_label' ;;
+    why) _arguments $choice '1:label:_vanto_label' ;;
   esac
 }
 

@@ -83,6 +83,17 @@ inline constexpr std::size_t profileErrors = 100;
 /// The receipt of a confined process as text. It travels in one packet, for which every manager has room.
 inline constexpr std::size_t receiptBytes = 3900;
 
+// The service manager.
+/// Of what the services of one job write: bytes of the lines that are kept, and of one line.
+inline constexpr std::size_t managerLogBytes = std::size_t{64} << 10;
+inline constexpr std::size_t managerLogLineBytes = std::size_t{1} << 10;
+/// Datagrams of one service's log that are read before others have their turn.
+inline constexpr int managerLogTurn = 16;
+/// Clients that are told at one time why they are not served: more than kernels let wait at one socket.
+inline constexpr int managerRefusals = 8192;
+/// Connections that one user may have open to the manager.
+inline constexpr std::size_t managerConnectionsPerUser = 64;
+
 // Jobs and their processes.
 /// The path of a service's executable; one less than what the system takes, which counts the NUL.
 inline constexpr std::size_t jobProgramBytes = 4095;

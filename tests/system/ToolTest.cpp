@@ -207,7 +207,9 @@ TEST_F(Tool, IsCompletedByTheShell) {
     EXPECT_EQ(pclose(pipe), 0);
     return text;
   };
-  EXPECT_EQ(completed("vanto l", 1), "list lint\n");
+  EXPECT_EQ(completed("vanto l", 1), "list lint load logs\n");
+  EXPECT_EQ(completed("vanto start --domain s", 3), "session system\n");
+  EXPECT_EQ(completed("vanto logs --f", 2), "--follow\n");
   EXPECT_EQ(completed("vanto cache w", 2), "write\n");
   EXPECT_EQ(completed("vanto cache check --", 3), "--json --help\n");
   EXPECT_EQ(completed("vanto job --format j", 3), "json job-data\n");

@@ -126,5 +126,26 @@ TEST_F(DomainTest, TakesNoFileForADirectory) {
   EXPECT_FALSE(openOrCreateUserDomain());
 }
 
+TEST_F(DomainTest, MakesTheDirectoryOfASessionForItsManager) {
+  EXPECT_FALSE(openOrCreateDomain(Domain::Session));
+  EXPECT_EQ(errno, EINVAL);
+  setenv("XDG_SESSION_ID", "c2", 1);
+  EXPECT_EQ(target(openOrCreateDomain(Domain::Session)), path("vanto/session-c2"));
+  EXPECT_EQ(target(openOrCreateDomain(Domain::User)), path("vanto/user"));
+}
+
+TEST_F(DomainTest, KnowsWhetherTheNamedDirectoryCanBeUsed) {
+  EXPECT_EQ(checkRuntimeDirectory(), 0);
+  ASSERT_EQ(chmod(directory_.path().c_str(), 0770), 0);
+  EXPECT_EQ(checkRuntimeDirectory(), EACCES);
+  ASSERT_EQ(chmod(directory_.path().c_str(), 0700), 0);
+  setenv("XDG_RUNTIME_DIR", "/nowhere/at/all", 1);
+  EXPECT_EQ(checkRuntimeDirectory(), ENOENT);
+  for (const char* unnamed : {"", "relative"}) {
+    setenv("XDG_RUNTIME_DIR", unnamed, 1);
+    EXPECT_EQ(checkRuntimeDirectory(), 0);
+  }
+}
+
 }  // namespace
 }  // namespace vanto::test

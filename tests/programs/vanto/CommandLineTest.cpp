@@ -24,7 +24,17 @@ TEST(CommandLine, PrintsHelpOfTheProgramAndOfEachCommand) {
                                                  {{"plist", "-h"}, "plist"},
                                                  {{"cache", "write", "-h"}, "cache write"},
                                                  {{"cache", "show", "-h"}, "cache show"},
-                                                 {{"cache", "check", "--help"}, "cache check"}};
+                                                 {{"cache", "check", "--help"}, "cache check"},
+                                                 {{"units", "--help"}, "units"},
+                                                 {{"load", "--help"}, "load"},
+                                                 {{"unload", "--help"}, "unload"},
+                                                 {{"start", "-h"}, "start"},
+                                                 {{"stop", "-h"}, "stop"},
+                                                 {{"restart", "-h"}, "restart"},
+                                                 {{"hold", "-h"}, "hold"},
+                                                 {{"status", "--help"}, "status"},
+                                                 {{"logs", "--help"}, "logs"},
+                                                 {{"why", "--help"}, "why"}};
   for (const auto& [arguments, command] : asked) {
     const ToolRun run = runTool(arguments);
     EXPECT_EQ(run.status, ExitStatus::Fine) << command;
@@ -47,10 +57,30 @@ TEST(CommandLine, PrintsTheVersion) {
 }
 
 TEST(CommandLine, FailsForBadUsageWithTheWayToHelp) {
-  for (const Words& arguments :
-       {Words{}, Words{"nonsense"}, Words{"list"}, Words{"list", "--nonsense", "x"}, Words{"cache"},
-        Words{"cache", "write"}, Words{"job", "--format", "nonsense", "x"}, Words{"plist", "a", "b"},
-        Words{"plist", "--to"}, Words{"show", "a", "--json", "--description"}, Words{"show", "a", "b"}}) {
+  for (const Words& arguments : {Words{},
+                                 Words{"nonsense"},
+                                 Words{"list"},
+                                 Words{"list", "--nonsense", "x"},
+                                 Words{"cache"},
+                                 Words{"cache", "write"},
+                                 Words{"job", "--format", "nonsense", "x"},
+                                 Words{"plist", "a", "b"},
+                                 Words{"plist", "--to"},
+                                 Words{"show", "a", "--json", "--description"},
+                                 Words{"show", "a", "b"},
+                                 Words{"load"},
+                                 Words{"start"},
+                                 Words{"logs"},
+                                 Words{"logs", "a", "b"},
+                                 Words{"why"},
+                                 Words{"units"},
+                                 Words{"status", "--domain", "nonsense"},
+                                 Words{"status", "--timeout", "0"},
+                                 Words{"status", "--timeout", "-1"},
+                                 Words{"status", "--timeout", "1s"},
+                                 Words{"status", "--timeout", "99999999999999999999"},
+                                 Words{"logs", "-n", "-1", "a"},
+                                 Words{"logs", "-n", "x", "a"}}) {
     const ToolRun run = runTool(arguments);
     EXPECT_EQ(run.status, ExitStatus::Failed);
     EXPECT_TRUE(run.messages.starts_with("vanto: ")) << run.messages;

@@ -11,8 +11,9 @@
 namespace vanto::tool {
 namespace {
 
-constexpr const char* commands[] = {"vanto",       "list",       "show",        "job",  "cache",
-                                    "cache write", "cache show", "cache check", "lint", "plist"};
+constexpr const char* commands[] = {"vanto",       "list",    "show",  "job",    "cache", "cache write", "cache show",
+                                    "cache check", "lint",    "plist", "units",  "load",  "unload",      "start",
+                                    "stop",        "restart", "hold",  "status", "logs",  "why"};
 
 std::string sourceOf(const char* name) {
   std::ostringstream text;

@@ -48,6 +48,14 @@ TEST_F(JsonText, HasPlainFormsForWhatJsonHas) {
             "{\n  \"a\": \"x\",\n  \"b\": [\n    true,\n    -5\n  ]\n}");
 }
 
+TEST_F(JsonText, HasAFormInOneLine) {
+  JsonProblem problem;
+  EXPECT_EQ(jsonLine(*dictionary({{string("b\n"), array({number(1), string("\u202e")})}}), problem),
+            "{\"b\\n\":[1,\"\\u202e\"]}\n");
+  EXPECT_EQ(jsonLine(*PlistArray::create(std::vector<Object*>{nullptr}), problem), "");
+  EXPECT_EQ(problem.message, "an array with a hole");
+}
+
 TEST_F(JsonText, KeepsIntegersAndRealsApart) {
   EXPECT_EQ(jsonOfElement("<integer>1</integer>"), "1");
   EXPECT_EQ(jsonOfElement("<real>1</real>"), "1.0");

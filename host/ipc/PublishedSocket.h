@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include <sys/types.h>
+
+#include <VantoService/vanto.h>
+
+#include "value/Fd.h"
+
+namespace vanto {
+
+/// A listening socket that this process has bound under a file name in a directory. Clients find it there complete or
+/// not at all. Not thread-safe.
+class PublishedSocket {
+ public:
+  enum class Access : std::uint8_t { Owner, Everybody };
+  /// What to do when somebody else listens under the name. A socket that nobody listens on is always replaced.
+  enum class Rival : std::uint8_t { Respect, Replace };
+
+  PublishedSocket() noexcept = default;
+  /// Closes it.
+  ~PublishedSocket() { close(); }
+  PublishedSocket(const PublishedSocket&) = delete;
+  PublishedSocket& operator=(const PublishedSocket&) = delete;
+
+  /// Binds `file`, which leads nowhere else, in `directory`, and listens. VANTO_ERROR_IN_USE when somebody else listens
+  /// there, VANTO_ERROR_SYSTEM with errno.
+  [[nodiscard]] vanto_error_code_t open(Fd directory, const std::string& file, Access access = Access::Owner,
+                                        Rival rival = Rival::Respect) noexcept;
+
+  [[nodiscard]] int descriptor() const noexcept { return socket_.get(); }
+
+  /// Removes the name if it still stands for this socket, and closes.
+  void close() noexcept;
+
+ private:
+  [[nodiscard]] vanto_error_code_t publish(const std::string& file, const std::string& temporary,
+                                           Access access) noexcept;
+
+  Fd socket_;
+  Fd directory_;
+  /// Empty until it is bound.
+  std::string file_;
+  ino_t inode_ = 0;
+};
+
+/// Connects to the socket called `file` in a directory. None with errno; EAGAIN when nobody has taken the connection
+/// until `deadline` (as for setTimer(); in the past for not waiting at all).
+[[nodiscard]] Fd connectToSocket(int directory, const char* file, std::uint64_t deadline) noexcept;
+
+}  // namespace vanto

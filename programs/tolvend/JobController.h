@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "ipc/PublishedSocket.h"
+#include "tolvend/Alarms.h"
+#include "tolvend/InstanceLimit.h"
+#include "tolvend/Job.h"
+#include "tolvend/JobListener.h"
+#include "tolvend/LifeCycle.h"
+#include "tolvend/LogRing.h"
+#include "tolvend/MultipleLifeCycle.h"
+#include "tolvend/ProcessRecords.h"
+#include "tolvend/ServiceProcess.h"
+#include "tolvend/SpareDescriptor.h"
+
+namespace vanto::manager {
+
+/// What all jobs of a manager share.
+struct JobSurroundings {
+  Alarms& alarms;
+  SpareDescriptor& spare;
+  const SpawnSetting& spawn;
+  const ProcessRecords& records;
+  InstanceLimit& limit;
+  /// Processes of all jobs that are not reaped yet.
+  std::set<pid_t>& children;
+  LifeCycleTimes times;
+  /// After so many nanoseconds without activity a service that may is allowed to leave; 0 for never.
+  std::uint64_t idle = 0;
+};
+
+/// One job in the world: joins its life cycle with its socket, its processes and its log. Main thread only.
+class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProcessOwner {
+ public:
+  /// `changed` is called whenever something that people are told of may have changed; it must not call back at once.
+  JobController(Job job, JobSurroundings& surroundings, std::function<void()> changed);
+  ~JobController();
+  JobController(const JobController&) = delete;
+  JobController& operator=(const JobController&) = delete;
+
+  /// Binds its socket. An empty text, or what is wrong and what to do.
+  [[nodiscard]] std::string open(Fd directory, PublishedSocket::Access access, PublishedSocket::Rival rival);
+  /// Begins to serve clients.
+  void begin();
+  [[nodiscard]] bool hasBegun() const noexcept { return hasBegun_; }
+
+  // What people ask for. Before begin() it waits for that, but for holding.
+  void start();
+  void stop();
+  void restart();
+  void hold();
+  /// Ends everything; what clients wait is told. To be destroyed once isEmpty().
+  void retire();
+  /// Processes from now on are those of `job`, which has the same label and number of instances.
+  void replace(Job job) { job_ = std::move(job); }
+
+  [[nodiscard]] const Job& job() const noexcept { return job_; }
+  /// The socket file name of its label.
+  [[nodiscard]] const std::string& file() const noexcept { return file_; }
+  [[nodiscard]] LogRing& log() noexcept { return log_; }
+  [[nodiscard]] const LogRing& log() const noexcept { return log_; }
+
+  /// Adds a line to the log if the process `pid` is one of this job.
+  void addToLog(pid_t pid, std::string_view line);
+
+  struct Instance {
+    InstanceId id;
+    pid_t pid;
+    InstanceRecord::State state;
+    bool isExecuted;
+    /// CLOCK_REALTIME in nanoseconds.
+    std::uint64_t since;
+  };
+  [[nodiscard]] std::vector<Instance> instances() const;
+  [[nodiscard]] LifeCycle::State state() const;
+  [[nodiscard]] bool isEmpty() const;
+  [[nodiscard]] std::uint64_t earliestStart() const;
+  [[nodiscard]] std::uint64_t starts() const;
+  [[nodiscard]] std::uint64_t failures() const;
+  /// The last failure, or null.
+  [[nodiscard]] const StartFailure* lastFailure() const;
+  /// The process that a failure is of; 0 for none.
+  [[nodiscard]] pid_t pidOf(const StartFailure& failure) const noexcept;
+
+ private:
+  struct Running {
+    std::unique_ptr<ServiceProcess> process;
+    /// Of a job with several instances: the manager's descriptor of the client's connection.
+    Fd connection;
+  };
+
+  // What the life cycles ask for.
+  void watchListener(bool shallWatch) override;
+  [[nodiscard]] bool isAnybodyWaiting() override;
+  [[nodiscard]] bool accept(InstanceId instance, uid_t& user) override;
+  [[nodiscard]] bool spawn(InstanceId instance, StartFailure& failure) override;
+  void refuse(InstanceId instance, const StartFailure& failure) override;
+  void forget(InstanceId instance) override;
+  void tellWaiting(const StartFailure& failure) override;
+  void signal(InstanceId instance, LifeCycleWorld::Signal signal) override;
+  void letLeave(InstanceId instance) override;
+  void setTimer(std::uint64_t deadline) override;
+  void changed() override;
+
+  // What processes tell.
+  void executed(InstanceId instance) override;
+  void executionFailed(InstanceId instance, const StartFailure& failure) override;
+  void said(InstanceId instance, ManagerRecordKind kind) override;
+  void ended(InstanceId instance, Ending ending) override;
+
+  template <typename Function>
+  decltype(auto) withLifeCycle(Function function);
+  template <typename Function>
+  decltype(auto) withLifeCycle(Function function) const;
+  void whenBegun(std::function<void()> order);
+  [[nodiscard]] JobListener::Refusal refusalOf(const StartFailure& failure) const;
+
+  Job job_;
+  const std::string file_;
+  JobSurroundings& surroundings_;
+  const std::function<void()> changed_;
+  LogRing log_;
+  JobListener listener_;
+  Alarm timer_;
+  std::map<InstanceId, Running> running_;
+  /// Numbers of the last processes, for what is told of them when they are gone.
+  std::deque<std::pair<InstanceId, pid_t>> pids_;
+  std::variant<std::monostate, LifeCycle, MultipleLifeCycle> lifeCycle_;
+  bool hasBegun_ = false;
+  /// What was asked for before it began.
+  std::vector<std::function<void()>> orders_;
+};
+
+}  // namespace vanto::manager

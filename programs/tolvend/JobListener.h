@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include <sys/types.h>
+
+#include "ipc/PublishedSocket.h"
+#include "tolvend/Alarms.h"
+#include "tolvend/SpareDescriptor.h"
+#include "tolvend/Watch.h"
+
+namespace vanto::manager {
+
+/// The listening socket of one job, which the manager keeps while processes come and go. Main thread only.
+class JobListener {
+ public:
+  /// `waiting` is called while a client waits and the socket is watched.
+  JobListener(Alarms& alarms, SpareDescriptor& spare, std::function<void()> waiting)
+      : spare_(spare), waiting_(static_cast<std::function<void()>&&>(waiting)), retry_(alarms, [this] { obey(); }) {}
+
+  /// Binds it. An empty text, or what is wrong and what to do.
+  [[nodiscard]] std::string open(Fd directory, const std::string& file, PublishedSocket::Access access,
+                                 PublishedSocket::Rival rival);
+  /// Removes its file and closes it.
+  void close();
+
+  [[nodiscard]] int descriptor() const noexcept { return socket_.descriptor(); }
+
+  void watch(bool shallWatch);
+  [[nodiscard]] bool isAnybodyWaiting() const noexcept;
+
+  /// Accepts the client who waits longest. Without a descriptor for it the socket rests for a moment.
+  [[nodiscard]] Fd accept();
+
+  /// What a client is told who is not served.
+  struct Refusal {
+    vanto_error_code_t code;
+    std::string text;
+    /// For the manager's user and root only.
+    std::string confidential;
+  };
+  /// Accepts those who wait, limits::managerRefusals at most, and tells each.
+  void refuseAll(const Refusal& refusal);
+  /// Tells one client, whose socket is borrowed.
+  static void refuse(int client, const Refusal& refusal);
+
+ private:
+  void rest();
+  void obey();
+
+  PublishedSocket socket_;
+  SpareDescriptor& spare_;
+  const std::function<void()> waiting_;
+  Watch watch_;
+  bool shallWatch_ = false;
+  /// Until then nothing is accepted, for want of a descriptor.
+  Alarm retry_;
+};
+
+}  // namespace vanto::manager

@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tolvend/JobReport.h"
+
+#include <algorithm>
+
+#include "dispatch/Workers.h"
+#include "runtime/LogText.h"
+#include "tolvend/DictionaryBuilder.h"
+
+namespace vanto::manager {
+
+namespace {
+
+constexpr std::size_t linesBeforeFailure = 5;
+
+/// A time of CLOCK_MONOTONIC as one of CLOCK_REALTIME.
+std::uint64_t realTimeOf(std::uint64_t time) noexcept {
+  return realtimeNow() - (monotonicNow() - time);
+}
+
+std::int64_t signedOf(std::uint64_t number) noexcept {
+  return static_cast<std::int64_t>(number);
+}
+
+Ref<vanto_object> newArray() {
+  return Ref<vanto_object>::adopt(vanto_array_create(nullptr, 0));
+}
+
+Ref<vanto_object> instanceReport(const JobController::Instance& instance) {
+  DictionaryBuilder report;
+  report.number("pid", instance.pid).text("state", stateName(instance.state)).number("since", signedOf(instance.since));
+  return report.take();
+}
+
+Ref<vanto_object> instancesReport(const JobController& job) {
+  const Ref<vanto_object> reports = newArray();
+  for (const JobController::Instance& instance : job.instances()) {
+    vanto_array_append_value(reports.get(), instanceReport(instance).get());
+  }
+  return reports;
+}
+
+template <typename Iterator>
+Ref<vanto_object> reportsOf(Iterator first, Iterator last) {
+  const Ref<vanto_object> reports = newArray();
+  for (; first != last; ++first) vanto_array_append_value(reports.get(), lineReport(*first).get());
+  return reports;
+}
+
+}  // namespace
+
+Ref<vanto_object> failureReport(const JobController& job, const StartFailure& failure) {
+  DictionaryBuilder report;
+  report.text("stage", stageName(failure.stage))
+      .text("text", failureText(failure))
+      .number("time", signedOf(realTimeOf(failure.time)));
+  if (failure.error != 0) report.number("error", failure.error);
+  if (failure.exitStatus >= 0) report.number("status", failure.exitStatus);
+  if (failure.signal >= 0) report.number("signal", failure.signal);
+  if (failure.pause != 0) report.number("pause", signedOf(failure.pause));
+  if (failure.ran != 0) report.number("ran", signedOf(failure.ran));
+  if (const pid_t pid = job.pidOf(failure); pid != 0) report.number("pid", pid);
+  return report.take();
+}
+
+Ref<vanto_object> jobState(const JobController& job) {
+  DictionaryBuilder report;
+  report.text("label", job.job().label)
+      .text("name", job.job().name)
+      .text("program", job.job().program)
+      .text("state", stateName(job.state()))
+      .object("instances", instancesReport(job))
+      .truth("multiple", job.job().isMultiple)
+      .number("starts", signedOf(job.starts()))
+      .number("failures", signedOf(job.failures()));
+  const std::uint64_t now = monotonicNow();
+  if (job.state() == LifeCycle::State::Pausing && job.earliestStart() > now) {
+    report.number("retry", signedOf(job.earliestStart() - now));
+  }
+  if (const StartFailure* failure = job.lastFailure()) report.object("failure", failureReport(job, *failure));
+  return report.take();
+}
+
+Ref<vanto_object> lineReport(const LogLine& line) {
+  DictionaryBuilder report;
+  report.number("time", signedOf(line.time)).number("pid", line.pid).text("text", LogText(line.text).utf8());
+  return report.take();
+}
+
+Ref<vanto_object> linesReport(const JobController& job) {
+  return reportsOf(job.log().lines().begin(), job.log().lines().end());
+}
+
+Ref<vanto_object> whyReport(const JobController& job) {
+  DictionaryBuilder report;
+  report.text("label", job.job().label).text("state", stateName(job.state()));
+  const auto& lines = job.log().lines();
+  auto last = lines.end();
+  if (const StartFailure* failure = job.lastFailure()) {
+    report.object("failure", failureReport(job, *failure));
+    const std::uint64_t time = realTimeOf(failure->time);
+    while (last != lines.begin() && std::prev(last)->time > time) --last;
+  }
+  const auto count = std::min<std::ptrdiff_t>(last - lines.begin(), linesBeforeFailure);
+  report.object("lines", reportsOf(last - count, last));
+  return report.take();
+}
+
+}  // namespace vanto::manager

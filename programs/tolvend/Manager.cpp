@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// A life of a manager: it gives its process a known state, takes charge of its domain, ends what a manager before it
+// has left, loads the jobs, listens for orders, says that it is ready, and from then on only reacts. Asked to end, it
+// ends its services, and leaves when the last one is gone. The jobs stay on disk for the next manager.
+#include "tolvend/Manager.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/epoll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <VantoService/dispatch.h>
+
+#include "dispatch/Pool.h"
+#include "ipc/SocketName.h"
+#include "runtime/LogText.h"
+#include "tolvend/Account.h"
+#include "tolvend/ErrorNumber.h"
+#include "tolvend/JobIntake.h"
+#include "tolvend/ReadyNotice.h"
+#include "value/limits.h"
+
+namespace vanto::manager {
+
+namespace {
+
+void say(const std::string& line) {
+  std::fprintf(stderr, "tolvend: %s\n", LogText(line).utf8());
+}
+
+int failed(const std::string& line, int status = ExitStatus::Failed) {
+  say(line);
+  return status;
+}
+
+}  // namespace
+
+Manager::Manager(Options options, LifeCycleTimes times)
+    : options_(std::move(options)),
+      times_(times),
+      strays_([this](pid_t pid) { return isOwn(pid); }),
+      leaving_(alarms_, [this] { endIfEmpty(); }) {}
+
+void Manager::run() {
+  Failure failure = prepare();
+  if (!failure) failure = takeCharge();
+  if (!failure) failure = openStore();
+  if (failure) leave(*failure);
+  restoreJobs();
+  failure = publishOrders();
+  if (failure) leave(*failure);
+  offerLogSocket();
+  sendReadyNotice();
+  failure = runCommand();
+  if (failure) end(*failure);
+  dispatch_main();
+}
+
+Manager::Failure Manager::prepare() {
+  if (const std::string error = prepareProcess(former_); !error.empty()) return failed(error);
+  if (!options_.ephemeral.empty()) {
+    const std::string error = ephemeral_.prepare(options_.ephemeral);
+    if (!error.empty()) return failed(error);
+  } else if (chdir("/") != 0) {
+    return failed("the root cannot be entered: " + errorNumberText(errno));
+  }
+  if (options_.domain == Domain::System) {
+    const std::string error = becomeAccount(options_.account);
+    if (!error.empty()) return failed(error);
+  }
+  Pool::shared().useOnlyMainThread();
+  signals_ = openSignals();
+  int error = signals_ ? alarms_.open() : errno;
+  if (error == 0) error = signalsWatch_.start(signals_.get(), EPOLLIN, [this](std::uint32_t) { readSignals(); });
+  if (error == 0) error = Strays::adopt();
+  if (error != 0) return failed("the system lacks something: " + errorNumberText(error));
+  spare_.emplace();
+  spawn_.proxy = options_.proxy;
+  spawn_.environment = serviceEnvironment(options_.keep);
+  spawn_.descriptors = former_.descriptors;
+  spawn_.shallSetDescriptors = former_.hasRaisedDescriptors;
+  return {};
+}
+
+Manager::Failure Manager::takeCharge() {
+  directory_ = takeDirectory(options_.domain);
+  if (directory_.state == ManagerDirectory::State::Taken) return {};
+  const bool isInUse = directory_.state == ManagerDirectory::State::InUse;
+  return failed(directory_.error, isInUse ? ExitStatus::InUse : ExitStatus::Failed);
+}
+
+Manager::Failure Manager::openStore() {
+  store_.emplace(Fd(fcntl(directory_.own.get(), F_DUPFD_CLOEXEC, 0)));
+  if (const StoreFailure failure = store_->prepare()) return failed(storeFailureText(failure));
+  if (const int error = records_.open(directory_.own.get()); error != 0) {
+    return failed("processes: " + errorNumberText(error));
+  }
+  Fd domain(fcntl(directory_.domain.get(), F_DUPFD_CLOEXEC, 0));
+  if (const int error = sockets_.open(std::move(domain), directory_.own.get()); error != 0) {
+    return failed("sockets: " + errorNumberText(error));
+  }
+  return {};
+}
+
+void Manager::restoreJobs() {
+  formerProcesses_.emplace(alarms_, records_, times_.ending);
+  const JobSurroundings surroundings{alarms_, *spare_, spawn_, records_, limit_, children_, times_, options_.idle};
+  jobs_.emplace(surroundings, *store_, *formerProcesses_, sockets_, options_.domain,
+                Fd(fcntl(directory_.domain.get(), F_DUPFD_CLOEXEC, 0)));
+  orders_.emplace(alarms_, *jobs_, options_.domain);
+  jobs_->observe([this](const std::string& label) {
+    orders_->jobChanged(label);
+    strays_.sweep();
+    endIfEmpty();
+  });
+  formerProcesses_->end([this] {
+    jobs_->beginWhatCan();
+    endIfEmpty();
+  });
+  for (const std::string& problem : jobs_->restore()) say(problem);
+}
+
+/// The library takes a listening socket that was handed to the process, under whatever directory it is bound.
+Manager::Failure Manager::publishOrders() {
+  const std::string name = std::string("org.vanto.tolvend.") + domainWord(options_.domain);
+  const auto access =
+      options_.domain == Domain::System ? PublishedSocket::Access::Everybody : PublishedSocket::Access::Owner;
+  // Whoever holds the lock is the manager.
+  const vanto_error_code_t code = ordersSocket_.open(Fd(fcntl(directory_.domain.get(), F_DUPFD_CLOEXEC, 0)),
+                                                     socketFileName(name), access, PublishedSocket::Rival::Replace);
+  if (code != VANTO_ERROR_NONE || dup2(ordersSocket_.descriptor(), serviceDescriptor) < 0) {
+    return failed("the socket for orders cannot be made: " + errorNumberText(errno));
+  }
+  setenv("LISTEN_FDS", "1", 1);
+  setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
+  setenv("LISTEN_FDNAMES", name.c_str(), 1);
+  vanto_set_connections_per_user(limits::managerConnectionsPerUser);
+  orders_->listen();
+  return {};
+}
+
+void Manager::offerLogSocket() {
+  if (options_.logSocket.empty()) return;
+  log_.emplace([this](pid_t pid, std::string_view line) {
+    for (const auto& [label, job] : jobs_->all()) job->addToLog(pid, line);
+  });
+  if (const std::string error = log_->open(options_.logSocket); !error.empty()) {
+    say("the log socket " + options_.logSocket + " is not offered: " + error);
+    log_.reset();
+  }
+}
+
+Manager::Failure Manager::runCommand() {
+  if (options_.command.empty()) {
+    former_.input.reset();
+    return {};
+  }
+  // The command gets the limit that the manager was given.
+  rlimit raised{};
+  getrlimit(RLIMIT_NOFILE, &raised);
+  setrlimit(RLIMIT_NOFILE, &former_.descriptors);
+  const std::string error =
+      ephemeral_.run(options_.command, former_.input.get(), [this](int status) { commandEnded(status); });
+  setrlimit(RLIMIT_NOFILE, &raised);
+  former_.input.reset();
+  if (error.empty()) return {};
+  return failed(error, 127);
+}
+
+void Manager::commandEnded(int status) {
+  end(isEnding_ && status_ != ExitStatus::Ended ? status_ : status);
+}
+
+void Manager::readSignals() {
+  signalfd_siginfo facts{};
+  bool shallEnd = false;
+  while (read(signals_.get(), &facts, sizeof facts) == static_cast<ssize_t>(sizeof facts)) {
+    shallEnd = shallEnd || facts.ssi_signo != SIGCHLD;
+  }
+  strays_.sweep();
+  if (!shallEnd) return;
+  if (ephemeral_.pid() != 0) return ephemeral_.terminate();
+  end(ExitStatus::Ended);
+}
+
+void Manager::end(int status) {
+  status_ = status;
+  if (std::exchange(isEnding_, true)) return;
+  jobs_->retireAll();
+  leaving_.set(0);
+}
+
+void Manager::endIfEmpty() {
+  if (!isEnding_ || !jobs_->isEmpty() || !formerProcesses_->isEmpty()) return;
+  leave(status_);
+}
+
+void Manager::leave(int status) {
+  strays_.sweep();
+  ordersSocket_.close();
+  log_.reset();
+  ephemeral_.remove();
+  // Nothing that is still in hand is anybody's business, and what lives as long as the process needs no end.
+  std::_Exit(status);
+}
+
+bool Manager::isOwn(pid_t pid) const {
+  return children_.contains(pid) || pid == ephemeral_.pid();
+}
+
+}  // namespace vanto::manager

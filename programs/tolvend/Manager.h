@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "ipc/PublishedSocket.h"
+#include "tolvend/Alarms.h"
+#include "tolvend/Ephemeral.h"
+#include "tolvend/FormerProcesses.h"
+#include "tolvend/InstanceLimit.h"
+#include "tolvend/JobStore.h"
+#include "tolvend/Jobs.h"
+#include "tolvend/ManagerDirectory.h"
+#include "tolvend/Options.h"
+#include "tolvend/Orders.h"
+#include "tolvend/OwnProcess.h"
+#include "tolvend/ProcessRecords.h"
+#include "tolvend/SpareDescriptor.h"
+#include "tolvend/Spawn.h"
+#include "tolvend/Strays.h"
+#include "tolvend/SystemLogSocket.h"
+
+namespace vanto::manager {
+
+/// What the process ends with.
+enum ExitStatus : int { Ended = 0, Failed = 1, WrongUsage = 2, InUse = 75 };
+
+/// The whole manager. One in a process, which is its own; what it says goes to standard error. Main thread only.
+class Manager {
+ public:
+  explicit Manager(Options options, LifeCycleTimes times = {});
+
+  /// Takes charge of the domain and serves until it is asked to end. Ends the process.
+  [[noreturn]] void run();
+
+ private:
+  /// An exit status, once it cannot go on.
+  using Failure = std::optional<int>;
+
+  [[nodiscard]] Failure prepare();
+  [[nodiscard]] Failure takeCharge();
+  [[nodiscard]] Failure openStore();
+  [[nodiscard]] Failure publishOrders();
+  [[nodiscard]] Failure runCommand();
+  void restoreJobs();
+  void offerLogSocket();
+
+  void readSignals();
+  void commandEnded(int status);
+  void end(int status);
+  void endIfEmpty();
+  [[noreturn]] void leave(int status);
+  [[nodiscard]] bool isOwn(pid_t pid) const;
+
+  const Options options_;
+  const LifeCycleTimes times_;
+  FormerState former_;
+  Alarms alarms_;
+  std::optional<SpareDescriptor> spare_;
+  SpawnSetting spawn_;
+  ProcessRecords records_;
+  BoundSockets sockets_;
+  InstanceLimit limit_;
+  std::set<pid_t> children_;
+  ManagerDirectory directory_;
+  std::optional<JobStore> store_;
+  std::optional<FormerProcesses> formerProcesses_;
+  std::optional<Jobs> jobs_;
+  std::optional<Orders> orders_;
+  PublishedSocket ordersSocket_;
+  std::optional<SystemLogSocket> log_;
+  Strays strays_;
+  Ephemeral ephemeral_;
+  Fd signals_;
+  Watch signalsWatch_;
+  Alarm leaving_;
+  bool isEnding_ = false;
+  int status_ = ExitStatus::Ended;
+};
+
+}  // namespace vanto::manager

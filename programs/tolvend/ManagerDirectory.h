@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "ipc/Domain.h"
+#include "value/Fd.h"
+
+namespace vanto::manager {
+
+/// The directory of a domain, as the manager that is in charge of it has it.
+struct ManagerDirectory {
+  enum class State : std::uint8_t { Taken, InUse, Unusable } state = State::Unusable;
+  /// What is wrong and what to do.
+  std::string error;
+  /// In which sockets are bound.
+  Fd domain;
+  /// In it, ".tolvend", which is nobody else's business.
+  Fd own;
+  /// Who has it open and locked is in charge.
+  Fd lock;
+};
+
+/// Takes charge of a domain. Directories that are missing are made; none is taken that others may change.
+[[nodiscard]] ManagerDirectory takeDirectory(Domain domain);
+
+}  // namespace vanto::manager

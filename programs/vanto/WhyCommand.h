@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+
+#include "vanto/Console.h"
+#include "vanto/ExitStatus.h"
+#include "vanto/ManagerSearch.h"
+
+namespace vanto::tool {
+
+/// `vanto why`: the story of the last failure of a service, in ten lines at most.
+struct WhyCommand {
+  /// A label, or the path of a bundle.
+  std::string label;
+  ManagerChoice choice;
+
+  [[nodiscard]] ExitStatus run(Console& console) const;
+};
+
+}  // namespace vanto::tool

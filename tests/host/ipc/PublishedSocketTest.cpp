@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ipc/PublishedSocket.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "support/TemporaryDirectory.h"
+
+namespace vanto::test {
+namespace {
+
+using Access = PublishedSocket::Access;
+using Rival = PublishedSocket::Rival;
+
+struct PublishedSocketTest : ::testing::Test {
+  [[nodiscard]] Fd place() const { return Fd(open(directory.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)); }
+  [[nodiscard]] Fd connectTo(const char* file) const { return connectToSocket(place().get(), file, UINT64_MAX); }
+  [[nodiscard]] mode_t modeOf(const char* file) const {
+    struct stat facts;
+    return lstat((directory / file).c_str(), &facts) == 0 ? facts.st_mode & 07777 : 0;
+  }
+  const TemporaryDirectory directory;
+};
+
+TEST_F(PublishedSocketTest, IsThereForItsOwnerOrForEverybody) {
+  const mode_t mask = umask(077);
+  PublishedSocket own;
+  ASSERT_EQ(own.open(place(), "own"), VANTO_ERROR_NONE);
+  PublishedSocket all;
+  ASSERT_EQ(all.open(place(), "all", Access::Everybody), VANTO_ERROR_NONE);
+  umask(mask);
+  EXPECT_EQ(modeOf("own"), 01600U);
+  EXPECT_EQ(modeOf("all"), 01666U);
+  EXPECT_TRUE(connectTo("own"));
+  EXPECT_TRUE(connectTo("all"));
+}
+
+TEST_F(PublishedSocketTest, RespectsARivalUnlessItShallReplaceIt) {
+  PublishedSocket rival;
+  ASSERT_EQ(rival.open(place(), "name"), VANTO_ERROR_NONE);
+  PublishedSocket socket;
+  EXPECT_EQ(socket.open(place(), "name"), VANTO_ERROR_IN_USE);
+  EXPECT_EQ(socket.open(place(), "name", Access::Owner, Rival::Replace), VANTO_ERROR_NONE);
+  // What is not its own it does not remove.
+  rival.close();
+  EXPECT_TRUE(connectTo("name"));
+  socket.close();
+  EXPECT_FALSE(connectTo("name"));
+  EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(PublishedSocketTest, TakesThePlaceOfOneThatNobodyServes) {
+  {
+    PublishedSocket left;
+    ASSERT_EQ(left.open(place(), "left"), VANTO_ERROR_NONE);
+    std::filesystem::rename(directory / "left", directory / "name");
+  }
+  EXPECT_FALSE(connectTo("name"));
+  EXPECT_EQ(errno, ECONNREFUSED);
+  PublishedSocket socket;
+  EXPECT_EQ(socket.open(place(), "name"), VANTO_ERROR_NONE);
+  EXPECT_TRUE(connectTo("name"));
+}
+
+TEST_F(PublishedSocketTest, FollowsNoLink) {
+  std::ofstream(directory / "victim") << "text";
+  std::filesystem::create_symlink(directory / "victim", directory / "name");
+  PublishedSocket socket;
+  static_cast<void>(socket.open(place(), "name"));
+  EXPECT_EQ(std::filesystem::file_size(directory / "victim"), 4U);
+  socket.close();
+  EXPECT_TRUE(std::filesystem::exists(directory / "victim"));
+}
+
+TEST_F(PublishedSocketTest, SaysThatThereIsNoPlace) {
+  PublishedSocket socket;
+  EXPECT_EQ(socket.open(Fd(), "name"), VANTO_ERROR_SYSTEM);
+  EXPECT_EQ(socket.open(place(), "no/name"), VANTO_ERROR_SYSTEM);
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_TRUE(std::filesystem::is_empty(directory.path()));
+}
+
+}  // namespace
+}  // namespace vanto::test

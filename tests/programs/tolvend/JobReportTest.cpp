@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tolvend/JobReport.h"
+
+#include <memory>
+
+#include "programs/tolvend/ManagerWorld.h"
+
+namespace vanto::test {
+namespace {
+
+using namespace manager;
+
+std::string describe(const Ref<vanto_object>& object) {
+  const std::unique_ptr<char, void (*)(void*)> text(vanto_copy_description(object.get()), &std::free);
+  return text.get();
+}
+
+TEST(JobReport, AStateHasWhatPeopleAskFor) {
+  const std::vector<std::string> lines = runWithEvents([](const auto& report, Alarms& alarms) {
+    ManagerWorld world(alarms);
+    EXPECT_EQ(world.jobs->load(ManagerWorld::job("org.example.echo")).error, "");
+    JobController& job = *world.jobs->find("org.example.echo");
+    report(describe(jobState(job)));
+    job.log().add({5, 7, "a \x1b line \xff"});
+    report(describe(linesReport(job)));
+    report(describe(whyReport(job)));
+    StartFailure failure;
+    failure.stage = StartFailure::Stage::Serving;
+    failure.signal = 9;
+    failure.ran = 3;
+    failure.pause = 4;
+    const Ref<vanto_object> told = failureReport(job, failure);
+    EXPECT_EQ(vanto_int64_get_value(vanto_dictionary_get_value(told.get(), "signal")), 9);
+    EXPECT_EQ(vanto_int64_get_value(vanto_dictionary_get_value(told.get(), "ran")), 3);
+    EXPECT_EQ(vanto_int64_get_value(vanto_dictionary_get_value(told.get(), "pause")), 4);
+    EXPECT_EQ(vanto_dictionary_get_value(told.get(), "status"), nullptr);
+    EXPECT_EQ(vanto_dictionary_get_value(told.get(), "error"), nullptr);
+    EXPECT_EQ(vanto_dictionary_get_value(told.get(), "pid"), nullptr);
+    finish();
+  });
+  EXPECT_EQ(lines,
+            (std::vector<std::string>{
+                R"({"failures": 0, "instances": [], "label": "org.example.echo", "multiple": false, )"
+                R"("name": "org.example.echo", "program": "/nowhere/program", "starts": 0, "state": "resting"})",
+                R"([{"pid": 7, "text": "a \\x1b line \\xff", "time": 5}])",
+                R"({"label": "org.example.echo", "lines": [{"pid": 7, "text": "a \\x1b line \\xff", "time": 5}], )"
+                R"("state": "resting"})"}));
+}
+
+}  // namespace
+}  // namespace vanto::test

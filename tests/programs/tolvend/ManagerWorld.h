@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <optional>
+#include <set>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "programs/tolvend/EventChild.h"
+#include "support/TemporaryDirectory.h"
+#include "tolvend/BoundSockets.h"
+#include "tolvend/Jobs.h"
+#include "tolvend/OwnProcess.h"
+
+namespace vanto::test {
+
+/// What jobs need, in a directory of its own. To be made inside runWithEvents(), for the life of its process.
+struct ManagerWorld {
+  explicit ManagerWorld(manager::Alarms& allAlarms)
+      : alarms(allAlarms), store(openAt("")), former(allAlarms, records, 1'000'000'000) {
+    EXPECT_FALSE(store.prepare());
+    EXPECT_EQ(records.open(openAt("").get()), 0);
+    // As in a manager: what is handed over must be out of the way, and descriptor 0 be /dev/null.
+    for (int descriptor = 0; descriptor < 40;) descriptor = open("/dev/null", O_RDWR | O_CLOEXEC);
+    spawn.proxy = VANTO_TEST_PROXY;
+    spawn.environment = manager::serviceEnvironment({});
+    EXPECT_EQ(sockets.open(openAt(""), openAt("").get()), 0);
+    jobs.emplace(surroundings(), store, former, sockets, Domain::User, openAt(""));
+  }
+
+  [[nodiscard]] manager::JobSurroundings surroundings() {
+    return {alarms, spare, spawn, records, limit, children, {}, 0};
+  }
+  [[nodiscard]] Fd openAt(const std::string& name) const {
+    return Fd(open((directory / name).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  }
+  [[nodiscard]] static manager::Job job(const std::string& label, const std::string& program = "/nowhere/program") {
+    manager::Job made;
+    made.label = made.name = label;
+    made.program = program;
+    made.data = label + program;
+    return made;
+  }
+  /// A client that waits at the socket of a service.
+  [[nodiscard]] Fd client(const std::string& name) const {
+    return connectToSocket(openAt("").get(), name.c_str(), UINT64_MAX);
+  }
+
+  const TemporaryDirectory directory;
+  manager::Alarms& alarms;
+  manager::SpareDescriptor spare;
+  manager::SpawnSetting spawn;
+  manager::ProcessRecords records;
+  manager::InstanceLimit limit;
+  std::set<pid_t> children;
+  manager::JobStore store;
+  manager::FormerProcesses former;
+  manager::BoundSockets sockets;
+  std::optional<manager::Jobs> jobs;
+};
+
+}  // namespace vanto::test

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tolvend/ServiceProcess.h"
+
+#include <cerrno>
+
+#include "programs/tolvend/ManagerWorld.h"
+
+namespace vanto::test {
+namespace {
+
+using namespace manager;
+
+/// Reports what it is told, and ends the test with the process.
+class Owner final : public ServiceProcessOwner {
+ public:
+  Owner(const testing::ChildReport& report, LogRing& log) : report_(report), log_(log) {}
+
+  void executed(InstanceId) override { report_("executed"); }
+  void executionFailed(InstanceId, const StartFailure& failure) override {
+    report_(std::string(stageName(failure.stage)) + " " + std::to_string(failure.error));
+  }
+  void said(InstanceId, ManagerRecordKind kind) override {
+    report_("said " + std::to_string(static_cast<unsigned>(kind)));
+  }
+  void ended(InstanceId, Ending ending) override {
+    report_(log_.lines().empty() ? "no log" : "log");
+    report_((ending.kind == Ending::Kind::Exited ? "exited " : "signal ") + std::to_string(ending.value));
+    finish();
+  }
+
+ private:
+  const testing::ChildReport report_;
+  LogRing& log_;
+};
+
+/// What is told of a process that executes `program`, which `act` may do something to.
+std::vector<std::string> storyOf(const char* program, void (*act)(ServiceProcess&) = nullptr) {
+  return runWithEvents([=](const auto& report, Alarms& alarms) {
+    static ManagerWorld world(alarms);
+    static LogRing log;
+    static Owner owner(report, log);
+    static ServiceProcess process(owner, 1, log);
+    static PublishedSocket listener;
+    EXPECT_EQ(listener.open(world.openAt(""), "name"), VANTO_ERROR_NONE);
+    StartFailure failure;
+    EXPECT_TRUE(process.start(world.spawn, {program, "name", listener.descriptor(), 0}, failure));
+    EXPECT_GT(process.pid(), 0);
+    EXPECT_GT(process.since(), 0U);
+    if (act != nullptr) act(process);
+  });
+}
+
+using Lines = std::vector<std::string>;
+
+TEST(ServiceProcess, TellsTheStoryInItsOrder) {
+  EXPECT_EQ(storyOf(VANTO_TEST_PROBE), (Lines{"executed", "log", "exited 0"}));
+}
+
+TEST(ServiceProcess, TellsWhyNothingWasExecuted) {
+  EXPECT_EQ(storyOf("/nowhere/program"), (Lines{"executable 2", "log", "exited 127"}));
+}
+
+TEST(ServiceProcess, IsTerminatedAndKilled) {
+  EXPECT_EQ(storyOf("/bin/cat", [](ServiceProcess& process) { process.letLeave(); }),
+            (Lines{"executed", "no log", "exited 0"}));
+  const Lines story = storyOf(VANTO_TEST_PROBE, [](ServiceProcess& process) { process.kill(); });
+  EXPECT_EQ(story.back(), "signal 9");
+}
+
+TEST(ServiceProcess, SaysWhyItCannotBeMade) {
+  EXPECT_TRUE(runWithEvents([](const auto& report, Alarms& alarms) {
+                ManagerWorld world(alarms);
+                world.spawn.proxy = "/nowhere/proxy";
+                LogRing log;
+                Owner owner(report, log);
+                ServiceProcess process(owner, 1, log);
+                StartFailure failure;
+                EXPECT_FALSE(process.start(world.spawn, {"/program", "name", 0, 0}, failure));
+                EXPECT_EQ(failure.stage, StartFailure::Stage::Proxy);
+                EXPECT_EQ(failure.error, ENOENT);
+                EXPECT_GT(failure.time, 0U);
+                finish();
+              }).empty());
+}
+
+}  // namespace
+}  // namespace vanto::test

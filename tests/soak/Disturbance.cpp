@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "soak/Disturbance.h"
+
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+namespace vanto::soak {
+
+namespace {
+
+/// Lets the clients go on for a while, of which the longest is given in microseconds.
+void goOn(Scene& scene, int longest) {
+  std::this_thread::sleep_for(std::chrono::microseconds(std::uniform_int_distribution(0, longest)(scene.random)));
+}
+
+std::string killIdle(Scene& scene) {
+  scene.load.pause();
+  scene.site.signalService(SIGKILL);
+  scene.load.resume();
+  return {};
+}
+
+std::string killInCall(Scene& scene) {
+  scene.load.pause();
+  // Of the next request, since nobody else makes one.
+  const std::uint64_t number = scene.tally.begun();
+  bool wasAnswered = false;
+  std::thread caller([&scene, &wasAnswered] { wasAnswered = scene.load.request(500); });
+  const bool isInCall =
+      scene.site.waitUntil([&scene, number] { return scene.site.ledger().timesCarriedOut(number) > 0; });
+  scene.site.signalService(SIGKILL);
+  caller.join();
+  scene.load.resume();
+  if (!isInCall) return "a request did not reach the service";
+  return wasAnswered ? "a request whose service was killed was answered" : "";
+}
+
+std::string killInStart(Scene& scene) {
+  scene.site.setMode("sleep 20");
+  scene.site.signalService(SIGKILL);
+  goOn(scene, 150'000);
+  scene.site.signalService(SIGKILL);
+  return {};
+}
+
+std::string askToEnd(Scene& scene) {
+  scene.site.signalService(SIGTERM);
+  return {};
+}
+
+std::string takeExecutableAway(Scene& scene) {
+  scene.site.removeExecutable();
+  scene.site.signalService(SIGKILL);
+  goOn(scene, 250'000);
+  return {};
+}
+
+std::string makeExecutableUnusable(Scene& scene) {
+  scene.site.makeExecutableUnusable();
+  scene.site.signalService(SIGTERM);
+  goOn(scene, 250'000);
+  return {};
+}
+
+std::string beginWith(Scene& scene, const char* mode) {
+  scene.site.setMode(mode);
+  scene.site.signalService(SIGTERM);
+  goOn(scene, 250'000);
+  return {};
+}
+
+std::string exitAtOnce(Scene& scene) {
+  return beginWith(scene, "exit 0");
+}
+std::string failAtOnce(Scene& scene) {
+  return beginWith(scene, "exit 3");
+}
+std::string crashAtOnce(Scene& scene) {
+  return beginWith(scene, "crash");
+}
+
+/// Clients come back about when the service leaves, and none of them may notice.
+std::string comeBackWhenIdle(Scene& scene) {
+  scene.load.pause();
+  const std::uint64_t before = scene.tally.errors();
+  const int milliseconds = std::uniform_int_distribution(850, 1250)(scene.random) * Site::idleSeconds;
+  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+  scene.load.resume();
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  scene.load.pause();
+  const bool wasNoticed = scene.tally.errors() != before;
+  scene.load.resume();
+  return wasNoticed ? "clients noticed that an idle service left" : "";
+}
+
+std::string waitUntilItLeaves(Scene& scene) {
+  scene.load.pause();
+  const bool isThere = scene.load.request(0);
+  const std::int64_t failures = scene.site.state().failures;
+  const bool hasLeft = scene.site.waitUntil([&scene] { return scene.site.state().state == "resting"; });
+  const bool hasFailed = scene.site.state().failures != failures;
+  scene.load.resume();
+  if (!isThere) return "the service did not answer before it was left alone";
+  if (!hasLeft) return "an idle service did not leave; it is " + scene.site.state().state;
+  return hasFailed ? "an idle service failed when it left" : "";
+}
+
+std::string stop(Scene& scene) {
+  return scene.site.order("stop");
+}
+std::string restart(Scene& scene) {
+  return scene.site.order("restart");
+}
+
+std::string hold(Scene& scene) {
+  if (std::string error = scene.site.order("hold"); !error.empty()) return error;
+  goOn(scene, 50'000);
+  return scene.site.order("start");
+}
+
+std::string unloadAndLoad(Scene& scene) {
+  if (std::string error = scene.site.order("unload"); !error.empty()) return error;
+  goOn(scene, 20'000);
+  return scene.site.load();
+}
+
+std::string killManager(Scene& scene) {
+  return scene.site.replaceManager();
+}
+
+}  // namespace
+
+const std::vector<Disturbance>& disturbances() {
+  static const std::vector<Disturbance> all{
+      {"service killed when idle", killIdle, 3},
+      {"service killed in mid-call", killInCall, 3},
+      {"service killed while it starts", killInStart, 3},
+      {"service asked to end by a signal", askToEnd, 3},
+      {"executable missing", takeExecutableAway, 2},
+      {"executable may not be executed", makeExecutableUnusable, 2},
+      {"service that exits with 0 at once", exitAtOnce, 2},
+      {"service that exits with 3 at once", failAtOnce, 2},
+      {"service that crashes at once", crashAtOnce, 2},
+      {"clients that come when it leaves", comeBackWhenIdle, 1},
+      {"service that leaves when idle", waitUntilItLeaves, 1},
+      {"order: stop", stop, 2},
+      {"order: restart", restart, 2},
+      {"order: hold, then start", hold, 2},
+      {"order: unload, then load", unloadAndLoad, 2},
+      {"manager killed and started again", killManager, 2, true},
+  };
+  return all;
+}
+
+}  // namespace vanto::soak

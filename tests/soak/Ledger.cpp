@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "soak/Ledger.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "value/Fd.h"
+
+namespace vanto::soak {
+
+Ledger::Ledger(const std::string& path) {
+  const Fd file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  void* memory = MAP_FAILED;
+  // Most of it is a hole.
+  if (file && ftruncate(file.get(), sizeof(Contents)) == 0) {
+    memory = mmap(nullptr, sizeof(Contents), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_NORESERVE, file.get(), 0);
+  }
+  if (memory == MAP_FAILED) {
+    std::perror(path.c_str());
+    std::exit(1);
+  }
+  contents_ = static_cast<Contents*>(memory);
+}
+
+void Ledger::carryOut(std::uint64_t number) noexcept {
+  if (number < capacity) contents_->carriedOut[number]++;
+}
+
+unsigned Ledger::timesCarriedOut(std::uint64_t number) const noexcept {
+  return number < capacity ? contents_->carriedOut[number].load() : 0;
+}
+
+}  // namespace vanto::soak

@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+#include "soak/Ledger.h"
+#include "support/RunningManager.h"
+#include "support/TemporaryDirectory.h"
+
+namespace vanto::soak {
+
+/// A manager in a runtime directory of its own, and the service that it manages, with all that can be done to both.
+/// This process adopts what a killed manager leaves behind. One thread.
+class Site {
+ public:
+  /// How long the service is idle before it may leave.
+  static constexpr int idleSeconds = 1;
+
+  struct Programs {
+    std::string manager;
+    std::string proxy;
+    std::string service;
+  };
+  explicit Site(const Programs& programs);
+  Site(const Site&) = delete;
+  Site& operator=(const Site&) = delete;
+
+  /// Starts the manager and loads the service. Empty, or what went wrong.
+  [[nodiscard]] std::string begin();
+  /// Ends the manager. Empty, or what went wrong: its status, or processes that are left.
+  [[nodiscard]] std::string end();
+
+  [[nodiscard]] const Ledger& ledger() const noexcept { return ledger_; }
+
+  /// What the manager says about the service.
+  struct State {
+    /// Or why it does not say anything.
+    std::string state;
+    /// Of the process that serves; -1 for none.
+    pid_t process = -1;
+    /// Nanoseconds until it may be started again.
+    std::int64_t retry = 0;
+    std::int64_t starts = 0;
+    std::int64_t failures = 0;
+  };
+  [[nodiscard]] State state() const;
+  /// True when the condition is, within ten seconds.
+  [[nodiscard]] bool waitUntil(const std::function<bool()>& condition) const;
+
+  // The service.
+  /// Sends a signal to the process of the service, if there is one.
+  void signalService(int signal) const;
+  void removeExecutable() const;
+  void makeExecutableUnusable() const;
+  /// Has processes begin as SoakService.cpp says.
+  void setMode(const std::string& mode) const;
+  /// The executable is there, can be executed, and begins as usual.
+  void restore() const;
+
+  // The manager.
+  /// Gives an order about the service. Empty, or the error.
+  [[nodiscard]] std::string order(const char* command) const;
+  [[nodiscard]] std::string load() const;
+  /// Kills the manager, and starts one anew. Empty, or what went wrong.
+  [[nodiscard]] std::string replaceManager();
+
+  /// What the manager holds.
+  struct Holdings {
+    int descriptors = 0;
+    long kilobytes = 0;
+  };
+  [[nodiscard]] Holdings holdings() const;
+
+  /// Reaps what has ended of the processes that this one has adopted. A manager that was started anew waits for that.
+  void reapAdopted() const;
+
+ private:
+  [[nodiscard]] std::vector<pid_t> children() const;
+  [[nodiscard]] std::string executable() const { return directory_ / "service/soak"; }
+
+  const test::TemporaryDirectory directory_;
+  Ledger ledger_;
+  test::RunningManager manager_;
+};
+
+}  // namespace vanto::soak

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The service of the soak. It answers a request, {"number", maybe "slow": milliseconds}, with its number, and notes in
+// the ledger that it has. The file "mode" beside the executable says what a process does when it begins:
+//
+//   exit N    ends at once with status N
+//   crash     ends at once by a signal
+//   sleep N   begins to listen N milliseconds later
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <string>
+
+#include <VantoService/dispatch.h>
+#include <VantoService/vanto.h>
+
+#include "soak/Ledger.h"
+
+namespace vanto::soak {
+namespace {
+
+/// Lives as long as the process.
+Ledger* ledger = nullptr;
+
+void pauseFor(std::int64_t milliseconds) {
+  const timespec time{milliseconds / 1000, milliseconds % 1000 * 1'000'000};
+  nanosleep(&time, nullptr);
+}
+
+void answer(vanto_object_t, vanto_object_t event) {
+  if (vanto_kind(event) != VANTO_KIND_MESSAGE) return;
+  const vanto_object_t request = vanto_message_get_body(event);
+  const vanto_object_t number = vanto_dictionary_get_value(request, "number");
+  ledger->carryOut(static_cast<std::uint64_t>(vanto_int64_get_value(number)));
+  pauseFor(vanto_int64_get_value(vanto_dictionary_get_value(request, "slow")));
+  vanto_reply(event, number);
+}
+
+void serve(vanto_object_t, vanto_object_t client) {
+  if (vanto_kind(client) != VANTO_KIND_CONNECTION) std::exit(1);
+  vanto_connection_set_event_handler(client, answer);
+  vanto_connection_resume(client);
+}
+
+void obeyMode(const std::string& path) {
+  std::ifstream file(path);
+  std::string word;
+  int number = 0;
+  file >> word >> number;
+  if (word == "exit") std::_Exit(number);
+  if (word == "crash") std::raise(SIGABRT);
+  if (word == "sleep") pauseFor(number);
+}
+
+[[noreturn]] void run(const std::string& executable) {
+  const std::string directory = executable.substr(0, executable.rfind('/') + 1);
+  ledger = new Ledger(directory + Ledger::fileName);
+  ledger->noteStart();
+  obeyMode(directory + Ledger::modeFileName);
+  std::atexit([] { ledger->noteExit(); });
+  vanto_track_activity();
+  const vanto_object_t listener = vanto_connection_create_listener(Ledger::serviceName, nullptr);
+  vanto_connection_set_event_handler(listener, serve);
+  vanto_connection_resume(listener);
+  dispatch_main();
+}
+
+}  // namespace
+}  // namespace vanto::soak
+
+int main(int, char** arguments) {
+  vanto::soak::run(arguments[0]);
+}

@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// How managers end, die and come back, and what becomes of services and clients meanwhile.
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+#include <tuple>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include "ipc/Domain.h"
+#include "ipc/PublishedSocket.h"
+#include "system/ManagerFixture.h"
+
+namespace vanto::test {
+namespace {
+
+using ManagerLife = ManagerFixture;
+constexpr const char* echo = "org.example.echo";
+
+TEST_F(ManagerLife, EndsItsServicesAndKeepsItsJobs) {
+  std::int64_t pid = 0;
+  {
+    ManagerProcess manager(setting());
+    ASSERT_EQ(load("echo", echo), "");
+    pid = call(echo);
+    EXPECT_EQ(manager.terminate(), "exit status 0");
+    EXPECT_EQ(manager.messages(), "");
+  }
+  EXPECT_FALSE(isAlive(static_cast<pid_t>(pid)));
+  EXPECT_FALSE(std::filesystem::exists(socketPath(echo)));
+  EXPECT_FALSE(std::filesystem::exists(socketPath("org.vanto.tolvend.user")));
+  EXPECT_TRUE(std::filesystem::is_empty(socketPath(".tolvend/processes")));
+  EXPECT_TRUE(std::filesystem::exists(socketPath(".tolvend/jobs/org.example.echo")));
+  const ManagerProcess next(setting());
+  EXPECT_NE(call(echo), pid);
+}
+
+TEST_F(ManagerLife, KillsAServiceThatDoesNotEnd) {
+  ManagerProcess manager(impatient());
+  ASSERT_EQ(load("stubborn", echo), "");
+  const std::int64_t pid = call(echo);
+  EXPECT_EQ(manager.terminate(), "exit status 0");
+  EXPECT_FALSE(isAlive(static_cast<pid_t>(pid)));
+}
+
+TEST_F(ManagerLife, ASecondManagerOfADomainEnds) {
+  const ManagerProcess manager(setting());
+  ManagerProcess second(setting());
+  EXPECT_FALSE(second.isReady());
+  EXPECT_EQ(second.waitForEnd(), "exit status 75");
+  EXPECT_EQ(second.messages(), "tolvend: there is a manager of the user domain already\n");
+}
+
+TEST_F(ManagerLife, AfterItWasKilledTheNextOneEndsWhatItLeft) {
+  ManagerProcess first(setting());
+  ASSERT_EQ(load("echo", echo), "");
+  ASSERT_EQ(load("silent", "org.example.silent"), "");
+  const Held client = connect(echo);
+  const std::int64_t pid = tell(client, "pid").first;
+  ASSERT_EQ(vanto_error_get_code(connect("org.example.silent", 50'000'000)), VANTO_ERROR_TIMED_OUT);
+  const std::int64_t silent =
+      number(vanto_array_get_value(vanto_dictionary_get_value(stateOf("org.example.silent"), "instances"), 0), "pid");
+  ASSERT_TRUE(isAlive(static_cast<pid_t>(silent)));
+  first.signal(SIGKILL);
+  EXPECT_EQ(first.waitForEnd(), "signal 9");
+  // A service that uses the library ends by itself then.
+  EXPECT_TRUE(waitUntil([&] { return !isAlive(static_cast<pid_t>(pid)); }));
+  const ManagerProcess second(setting());
+  ASSERT_TRUE(second.isReady()) << second.messages();
+  EXPECT_TRUE(waitUntil([&] { return !isAlive(static_cast<pid_t>(silent)); }));
+  const std::int64_t fresh = call(echo);
+  EXPECT_GT(fresh, 0);
+  EXPECT_NE(fresh, pid);
+  EXPECT_EQ(second.messages(), "");
+}
+
+TEST_F(ManagerLife, AFormerProcessThatDoesNotEndIsKilledBeforeTheNextStart) {
+  ManagerProcess first(impatient());
+  ASSERT_EQ(load("stubborn", echo), "");
+  const std::int64_t pid = call(echo);
+  first.signal(SIGSTOP);
+  ASSERT_EQ(kill(static_cast<pid_t>(pid), SIGSTOP), 0);
+  first.signal(SIGKILL);
+  EXPECT_EQ(first.waitForEnd(), "signal 9");
+  const ManagerProcess second(impatient());
+  EXPECT_TRUE(isAlive(static_cast<pid_t>(pid)));
+  EXPECT_NE(call(echo), pid);
+  EXPECT_FALSE(isAlive(static_cast<pid_t>(pid)));
+}
+
+TEST_F(ManagerLife, ClientsThatWaitWhenItIsKilledAreServedByTheNextOne) {
+  ManagerProcess first(setting());
+  ASSERT_EQ(load("echo", echo), "");
+  first.signal(SIGSTOP);
+  std::int64_t pid = 0;
+  std::string error;
+  std::thread client([&] { std::tie(pid, error) = tell(connect(echo), "pid"); });
+  // Nobody accepts, so this one waits too.
+  const Fd waiting = connectToSocket(openDomain(Domain::User).get(), echo, UINT64_MAX);
+  ASSERT_TRUE(waiting);
+  first.signal(SIGKILL);
+  EXPECT_EQ(first.waitForEnd(), "signal 9");
+  char byte = 0;
+  EXPECT_LE(recv(waiting.get(), &byte, 1, 0), 0);
+  const ManagerProcess second(setting());
+  client.join();
+  // Whoever tried again before there was a second one has found no service.
+  EXPECT_TRUE(pid > 0 || error == vanto_error_text(VANTO_ERROR_NO_SERVICE)) << error;
+  EXPECT_GT(call(echo), 0);
+}
+
+TEST_F(ManagerLife, AHeldJobStaysHeldUnderTheNextManager) {
+  {
+    const ManagerProcess first(setting());
+    ASSERT_EQ(load("echo", echo), "");
+    ASSERT_EQ(errorOf(order("hold", echo)), "");
+    EXPECT_EQ(text(stateOf(echo), "state"), "held");
+  }
+  const ManagerProcess second(setting());
+  EXPECT_EQ(text(stateOf(echo), "state"), "held");
+  EXPECT_TRUE(refusalOf(echo).starts_with("15 org.example.echo: not started: held"));
+  EXPECT_EQ(starts(echo), 0U);
+  ASSERT_EQ(errorOf(order("start", echo)), "");
+  EXPECT_GT(call(echo), 0);
+}
+
+TEST_F(ManagerLife, ADamagedJobIsNamedAndLeftAlone) {
+  {
+    const ManagerProcess first(setting());
+    ASSERT_EQ(load("echo", echo), "");
+  }
+  std::ofstream(socketPath(".tolvend/jobs/org.example.damaged")) << "no job";
+  const ManagerProcess second(setting());
+  ASSERT_TRUE(second.isReady());
+  EXPECT_NE(second.messages().find("jobs/org.example.damaged"), std::string::npos) << second.messages();
+  EXPECT_TRUE(std::filesystem::exists(socketPath(".tolvend/jobs/org.example.damaged")));
+  EXPECT_GT(call(echo), 0);
+}
+
+TEST_F(ManagerLife, WhatAServiceLeavesBehindEndsWithIt) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("echo", echo), "");
+  const std::int64_t pid = call(echo, "away");
+  pid_t away = 0;
+  ASSERT_TRUE(waitUntil([&] {
+    for (const std::string& line : logOf(echo)) {
+      if (line.starts_with("away ")) away = std::atoi(line.c_str() + 5);
+    }
+    return away != 0;
+  }));
+  EXPECT_TRUE(isAlive(away));
+  ASSERT_EQ(kill(static_cast<pid_t>(pid), SIGKILL), 0);
+  EXPECT_TRUE(waitUntil([&] { return !isAlive(away); }));
+}
+
+TEST_F(ManagerLife, RefusesADirectoryThatIsNotItsOwn) {
+  const std::string runtime = directory_ / "run";
+  const auto refused = [&] {
+    ManagerProcess manager(setting());
+    EXPECT_FALSE(manager.isReady());
+    EXPECT_EQ(manager.waitForEnd(), "exit status 1");
+    return manager.messages();
+  };
+  ASSERT_EQ(chmod(runtime.c_str(), 0770), 0);
+  EXPECT_EQ(refused(), "tolvend: XDG_RUNTIME_DIR, " + runtime +
+                           ", cannot be used: it is not this user's, or others may change it\n");
+  ASSERT_EQ(chmod(runtime.c_str(), 0700), 0);
+  std::filesystem::create_directory(directory_ / "elsewhere");
+  std::filesystem::create_directory_symlink(directory_ / "elsewhere", directory_ / "run/vanto");
+  EXPECT_EQ(refused(),
+            "tolvend: the directory of the user domain cannot be used: it leads through a symbolic link, or is no "
+            "directory\n");
+  EXPECT_TRUE(std::filesystem::is_empty(directory_ / "elsewhere"));
+  if (geteuid() == 0) {
+    std::filesystem::remove(directory_ / "run/vanto");
+    ASSERT_EQ(mkdir((directory_ / "run/vanto").c_str(), 0700), 0);
+    ASSERT_EQ(chown((directory_ / "run/vanto").c_str(), 12345, 12345), 0);
+    EXPECT_EQ(refused(),
+              "tolvend: the directory of the user domain cannot be used: it is not this user's, or others may change "
+              "it\n");
+  }
+}
+
+TEST_F(ManagerLife, LoadsNoJobWhoseNameSomebodyElseServes) {
+  const ManagerProcess manager(setting());
+  const Held rival(vanto_connection_create_listener(echo, nullptr));
+  vanto_connection_resume(rival);
+  EXPECT_EQ(load("echo", echo), "org.example.echo: not loaded: another process already serves this name; end it first");
+  EXPECT_TRUE(std::filesystem::exists(socketPath(echo)));
+  EXPECT_FALSE(std::filesystem::exists(socketPath(".tolvend/jobs/org.example.echo")));
+  vanto_close(rival);
+  EXPECT_EQ(load("echo", echo), "");
+}
+
+}  // namespace
+}  // namespace vanto::test

@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// How services come up through a real manager and the real proxy, and what clients are told when they do not.
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+
+#include <sys/stat.h>
+
+#include "system/ManagerFixture.h"
+
+namespace vanto::test {
+namespace {
+
+using ManagerStart = ManagerFixture;
+constexpr const char* echo = "org.example.echo";
+
+TEST_F(ManagerStart, TheFirstClientStartsTheService) {
+  const ManagerProcess manager(setting());
+  ASSERT_TRUE(manager.isReady()) << manager.messages();
+  ASSERT_EQ(load("echo", echo), "");
+  EXPECT_EQ(starts(echo), 0U);
+  EXPECT_EQ(text(stateOf(echo), "state"), "resting");
+  const std::int64_t pid = call(echo);
+  EXPECT_GT(pid, 0);
+  EXPECT_EQ(call(echo), pid);
+  EXPECT_EQ(starts(echo), 1U);
+  const Held state = stateOf(echo);
+  EXPECT_EQ(text(state, "state"), "running");
+  EXPECT_EQ(number(state, "starts"), 1);
+  EXPECT_EQ(number(state, "failures"), 0);
+  const vanto_object_t instance = vanto_array_get_value(vanto_dictionary_get_value(state, "instances"), 0);
+  EXPECT_EQ(number(instance, "pid"), pid);
+  EXPECT_EQ(text(instance, "state"), "running");
+  EXPECT_EQ(manager.messages(), "");
+}
+
+TEST_F(ManagerStart, AServiceThatIsKilledIsStartedAgain) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("echo", echo), "");
+  const std::int64_t first = call(echo);
+  ASSERT_EQ(kill(static_cast<pid_t>(first), SIGKILL), 0);
+  ASSERT_TRUE(waitUntil([&] { return number(stateOf(echo), "failures") == 1; }));
+  const std::int64_t second = call(echo);
+  EXPECT_GT(second, 0);
+  EXPECT_NE(second, first);
+  const Held failure = Held::share(vanto_dictionary_get_value(stateOf(echo), "failure"));
+  EXPECT_EQ(text(failure, "stage"), "serving");
+  EXPECT_EQ(number(failure, "signal"), SIGKILL);
+  EXPECT_EQ(number(failure, "pid"), first);
+  EXPECT_GT(number(failure, "ran"), 0);
+}
+
+TEST_F(ManagerStart, AClientIsToldWhatCannotBeExecuted) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(loadJob(job(echo, directory_ / "missing")), "");
+  const auto isRefusedWith = [&](const std::string& reason) {
+    return refusalOf(echo).starts_with("15 org.example.echo: not started: " + reason);
+  };
+  EXPECT_TRUE(isRefusedWith("executable: No such file or directory (error 2)"));
+  ASSERT_EQ(loadJob(job(echo, directory_.path())), "");
+  EXPECT_TRUE(isRefusedWith("executable: Is a directory (error 21)"));
+  std::ofstream(directory_ / "text") << "no program\n";
+  ASSERT_EQ(loadJob(job(echo, directory_ / "text")), "");
+  const std::string refusal = refusalOf(echo);
+  EXPECT_TRUE(refusal.starts_with("15 org.example.echo: not started: execut")) << refusal;
+  EXPECT_NE(refusal.find("Permission denied (error 13)"), std::string::npos) << refusal;
+  // What is put right works at once.
+  ASSERT_EQ(load("echo", echo), "");
+  EXPECT_GT(call(echo), 0);
+}
+
+TEST_F(ManagerStart, AClientIsToldThatThereIsNoProxy) {
+  ManagerSetting without;
+  without.arguments = {"--proxy", directory_ / "no-proxy"};
+  const ManagerProcess manager(without);
+  ASSERT_EQ(load("echo", echo), "");
+  EXPECT_EQ(refusalOf(echo), "15 org.example.echo: not started: proxy: No such file or directory (error 2)");
+  EXPECT_TRUE(vanto_array_get_count(vanto_dictionary_get_value(stateOf(echo), "instances")) == 0);
+}
+
+TEST_F(ManagerStart, AClientIsToldOfAServiceThatEndsAtOnce) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("exits-3", echo), "");
+  const std::string refusal = refusalOf(echo);
+  EXPECT_TRUE(refusal.starts_with("15 org.example.echo: not started: listening: exited with status 3")) << refusal;
+  EXPECT_TRUE(refusal.ends_with("cannot go on")) << refusal;
+  ASSERT_EQ(load("exits-0", "org.example.other"), "");
+  EXPECT_TRUE(refusalOf("org.example.other").starts_with("15 org.example.other: not started: listening: "));
+  const Held why = order("why", echo);
+  EXPECT_EQ(number(vanto_dictionary_get_value(why, "failure"), "status"), 3);
+  EXPECT_EQ(logOf(echo).at(0), "cannot go on");
+}
+
+TEST_F(ManagerStart, AClientIsToldOfAServiceThatNeverListens) {
+  const ManagerProcess manager(impatient());
+  ASSERT_EQ(load("silent", echo), "");
+  const std::string refusal = refusalOf(echo);
+  EXPECT_TRUE(refusal.starts_with("15 org.example.echo: not started: listening: ")) << refusal;
+  ASSERT_TRUE(
+      waitUntil([&] { return vanto_array_get_count(vanto_dictionary_get_value(stateOf(echo), "instances")) == 0; }));
+}
+
+TEST_F(ManagerStart, AServiceThatDiesOfEachClientTellsThem) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("crashes-when-greeted", echo), "");
+  // The client was greeted before, so its first call finds the connection closed.
+  const auto [pid, error] = tell(connect(echo), "pid");
+  EXPECT_EQ(pid, -1);
+  EXPECT_NE(error, "");
+  ASSERT_TRUE(waitUntil([&] { return number(stateOf(echo), "failures") == 1; }));
+  EXPECT_EQ(number(vanto_dictionary_get_value(stateOf(echo), "failure"), "signal"), SIGABRT);
+}
+
+TEST_F(ManagerStart, AClientThatCannotWaitGetsItsTimeOut) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("silent", echo), "");
+  const Held connection = connect(echo, 50'000'000);
+  EXPECT_EQ(vanto_error_get_code(connection), VANTO_ERROR_TIMED_OUT);
+}
+
+TEST_F(ManagerStart, AnIdleServiceLeavesAndComesBack) {
+  const ManagerProcess manager(setting({"--idle", "1"}));
+  ASSERT_EQ(load("tracked", echo), "");
+  const std::int64_t first = call(echo);
+  ASSERT_TRUE(waitUntil([&] { return !isAlive(static_cast<pid_t>(first)); }));
+  ASSERT_TRUE(waitUntil([&] { return text(stateOf(echo), "state") == "resting"; }));
+  EXPECT_EQ(number(stateOf(echo), "failures"), 0);
+  EXPECT_NE(call(echo), first);
+}
+
+TEST_F(ManagerStart, EachConnectionHasAProcessWhereTheJobSaysSo) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("echo", echo, {{"MultipleInstances", Held(vanto_bool_create(true))}}), "");
+  const Held one = connect(echo);
+  const Held other = connect(echo);
+  const std::int64_t first = tell(one, "pid").first;
+  const std::int64_t second = tell(other, "pid").first;
+  EXPECT_GT(first, 0);
+  EXPECT_GT(second, 0);
+  EXPECT_NE(first, second);
+  EXPECT_EQ(vanto_array_get_count(vanto_dictionary_get_value(stateOf(echo), "instances")), 2U);
+  vanto_close(one);
+  EXPECT_TRUE(waitUntil([&] { return !isAlive(static_cast<pid_t>(first)); }));
+  EXPECT_EQ(tell(other, "pid").first, second);
+  EXPECT_EQ(number(stateOf(echo), "failures"), 0);
+}
+
+TEST_F(ManagerStart, BeyondSixteenInstancesClientsAreRefused) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("echo", echo, {{"MultipleInstances", Held(vanto_bool_create(true))}}), "");
+  std::vector<Held> connections;
+  for (int i = 0; i < 16; i++) {
+    connections.push_back(connect(echo));
+    ASSERT_GT(tell(connections.back(), "pid").first, 0) << i;
+  }
+  const std::string refusal = refusalOf(echo);
+  EXPECT_TRUE(refusal.starts_with("9 org.example.echo: not started: limit")) << refusal;
+}
+
+}  // namespace
+}  // namespace vanto::test

@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// In which state services find themselves, and how the manager stands what is scarce or hostile.
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+#include <sstream>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include "system/ManagerFixture.h"
+
+namespace vanto::test {
+namespace {
+
+using ManagerState = ManagerFixture;
+constexpr const char* echo = "org.example.echo";
+constexpr const char* probe = "org.example.probe";
+
+TEST_F(ManagerState, AServiceFindsWhatIsDocumented) {
+  ManagerSetting changed = setting({"--keep", "VANTO_TEST_KEPT"});
+  changed.prepare = [] {
+    setenv("VANTO_TEST_KEPT", "kept", 1);
+    setenv("VANTO_TEST_DROPPED", "dropped", 1);
+    setenv("LD_LIBRARY_PATH", "/nowhere", 1);
+    setenv("LISTEN_FDS", "9", 1);
+    signal(SIGUSR1, SIG_IGN);
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGUSR2);
+    sigprocmask(SIG_BLOCK, &blocked, nullptr);
+    const rlimit limit{500, 900};
+    setrlimit(RLIMIT_NOFILE, &limit);
+    umask(0);
+  };
+  const ManagerProcess manager(changed);
+  ASSERT_EQ(load("probe", probe), "");
+  static_cast<void>(refusalOf(probe));
+  std::vector<std::string> lines;
+  ASSERT_TRUE(waitUntil([&] {
+    lines = logOf(probe);
+    return !lines.empty() && lines.back().starts_with("children");
+  }));
+  const auto with = [&](const std::string& word) {
+    std::vector<std::string> found;
+    for (const std::string& line : lines) {
+      if (line.starts_with(word + " ")) found.push_back(line.substr(word.size() + 1));
+    }
+    return found;
+  };
+  const std::vector<std::string> descriptors = with("descriptor");
+  ASSERT_EQ(descriptors.size(), 5U);
+  EXPECT_EQ(descriptors[0], "0 /dev/null");
+  for (std::size_t i = 1; i < 5; i++) {
+    EXPECT_TRUE(descriptors[i].starts_with(std::to_string(i) + " socket:")) << descriptors[i];
+  }
+  const std::vector<std::string> variables = with("variable");
+  const auto has = [&](const std::string& variable) {
+    return std::count(variables.begin(), variables.end(), variable);
+  };
+  const std::string pid = with("process").at(0).substr(0, with("process").at(0).find(' '));
+  EXPECT_EQ(has("LISTEN_FDS=2"), 1);
+  EXPECT_EQ(has("LISTEN_FDNAMES=org.example.probe:.manager"), 1);
+  EXPECT_EQ(has("LISTEN_PID=" + pid), 1);
+  EXPECT_EQ(has("VANTO_TEST_KEPT=kept"), 1);
+  EXPECT_EQ(has("XDG_RUNTIME_DIR=" + (directory_ / "run")), 1);
+  for (const std::string& variable : variables) {
+    for (const char* name : {"VANTO_TEST_DROPPED", "LD_LIBRARY_PATH", "NOTIFY_SOCKET", "VANTO_KEEP", "VANTO_EXEC"}) {
+      EXPECT_FALSE(variable.starts_with(name)) << variable;
+    }
+  }
+  EXPECT_EQ(with("SigBlk:"), std::vector<std::string>{"0000000000000000"});
+  EXPECT_EQ(with("SigIgn:"), std::vector<std::string>{"0000000000000000"});
+  EXPECT_EQ(with("limit").at(1), std::to_string(RLIMIT_NOFILE) + " 500 900");
+  EXPECT_EQ(with("directory"), std::vector<std::string>{"/"});
+  EXPECT_EQ(with("mask"), std::vector<std::string>{"077"});
+  EXPECT_EQ(with("process").at(0), pid + " group " + pid + " session " + pid);
+  EXPECT_EQ(with("children"), std::vector<std::string>{"none"});
+}
+
+TEST_F(ManagerState, WithoutDescriptorsClientsAreToldAndNothingSpins) {
+  ManagerSetting scarce = setting();
+  scarce.prepare = [] {
+    const rlimit limit{40, 40};
+    setrlimit(RLIMIT_NOFILE, &limit);
+  };
+  const ManagerProcess manager(scarce);
+  ASSERT_TRUE(manager.isReady()) << manager.messages();
+  ASSERT_EQ(load("echo", echo), "");
+  // Connections for orders take most of the descriptors.
+  std::vector<Held> orders;
+  for (int i = 0; i < 40; i++) orders.push_back(connect("org.vanto.tolvend.user", 1'000'000'000));
+  std::vector<Held> more;
+  std::string last;
+  int loaded = 0;
+  for (int i = 0; i < 30 && last.empty(); i++) {
+    const Held request(vanto_dictionary_create(nullptr, nullptr, 0));
+    const std::string name = "org.example.more" + std::to_string(i);
+    vanto_dictionary_set_value(request, "command", Held(vanto_string_create("load")));
+    vanto_dictionary_set_value(request, "job", job(name, program("echo", name)));
+    last = errorOf(Held(vanto_call(orders.front(), request, generous)));
+    loaded += last.empty();
+  }
+  EXPECT_NE(last, "") << "there were descriptors for everything";
+  const long before = manager.processorTicks();
+  const std::string refusal = refusalOf(echo);
+  EXPECT_TRUE(refusal.starts_with("15 org.example.echo: not started: resources: Too many open files")) << refusal;
+  // One second of clients who wait is to cost next to nothing.
+  for (int i = 0; i < 10; i++) static_cast<void>(connect(echo, 100'000'000));
+  EXPECT_LT(manager.processorTicks() - before, sysconf(_SC_CLK_TCK) / 4);
+  orders.clear();
+  ASSERT_TRUE(waitUntil([&] { return tell(connect(echo), "pid").first > 0; }));
+}
+
+TEST_F(ManagerState, AnIdleManagerDoesNothing) {
+  const ManagerProcess manager(setting());
+  for (int i = 0; i < 100; i++) {
+    ASSERT_EQ(load("echo", "org.example.echo" + std::to_string(i)), "") << i;
+  }
+  const auto switches = [&] {
+    std::ifstream status("/proc/" + std::to_string(manager.pid()) + "/status");
+    std::string all;
+    for (std::string line; std::getline(status, line);) {
+      if (line.find("ctxt_switches") != std::string::npos) all += line;
+    }
+    return all;
+  };
+  // The last connection's end, and a timer that was set before, may still come.
+  std::string before;
+  ASSERT_TRUE(waitUntil([&] {
+    before = switches();
+    usleep(300'000);
+    return switches() == before;
+  }));
+  std::ifstream rollup("/proc/" + std::to_string(manager.pid()) + "/smaps_rollup");
+  long proportional = -1;
+  for (std::string line; std::getline(rollup, line);) {
+    if (line.starts_with("Pss:")) proportional = std::stol(line.substr(4));
+  }
+  RecordProperty("PssKiB", static_cast<int>(proportional));
+#ifdef NDEBUG
+  EXPECT_LT(proportional, 3 * 1024);
+#endif
+  EXPECT_GT(proportional, 0);
+}
+
+TEST_F(ManagerState, AServiceThatFloodsItsLogKeepsNobodyWaiting) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("echo", echo), "");
+  const Held client = connect(echo);
+  const std::string line = "say " + std::string(5'000, 'x') + "\n" + std::string(5'000, 'y');
+  for (int i = 0; i < 200; i++) ASSERT_GT(tell(client, line).first, 0);
+  ASSERT_TRUE(waitUntil([&] { return logOf(echo).size() > 10; }));
+  std::size_t bytes = 0;
+  for (const std::string& kept : logOf(echo)) {
+    EXPECT_LE(kept.size(), 1'024U);
+    bytes += kept.size();
+  }
+  EXPECT_LE(bytes, 64U << 10);
+}
+
+TEST_F(ManagerState, ACommandHasAManagerOfItsOwn) {
+  const std::string place = directory_ / "ephemeral";
+  const auto run = [&](const std::string& command) {
+    ManagerProcess manager(setting({"--ephemeral", place, "--", "sh", "-c", command}));
+    return manager.waitForEnd();
+  };
+  EXPECT_EQ(
+      run("test -S $XDG_RUNTIME_DIR/vanto/user/org.vanto.tolvend.user && test $(ulimit -n) = " + std::to_string([] {
+            rlimit limit{};
+            getrlimit(RLIMIT_NOFILE, &limit);
+            return limit.rlim_cur;
+          }())),
+      "exit status 0");
+  EXPECT_NE(access(place.c_str(), F_OK), 0);
+  EXPECT_EQ(run("exit 7"), "exit status 7");
+  EXPECT_EQ(run("kill -9 $$"), "exit status 137");
+  EXPECT_EQ(run("exec /nowhere/nothing"), "exit status 127");
+  ASSERT_EQ(mkdir(place.c_str(), 0700), 0);
+  EXPECT_EQ(run("exit 0"), "exit status 0");
+  EXPECT_EQ(access(place.c_str(), F_OK), 0);
+  EXPECT_NE(access((place + "/run").c_str(), F_OK), 0);
+}
+
+}  // namespace
+}  // namespace vanto::test

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The service of the tests of the manager. The name of its file is BEHAVIOUR@SERVICE; beside it, it writes down each
+// start in a file SERVICE.starts.
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include <unistd.h>
+
+#include <VantoService/VantoService.h>
+
+namespace {
+
+std::string behaviour;
+std::string service;
+
+void noteStart(const std::string& path) {
+  std::FILE* file = std::fopen((path.substr(0, path.rfind('/') + 1) + service + ".starts").c_str(), "a");
+  if (file == nullptr) std::_Exit(98);
+  std::fprintf(file, "%d\n", getpid());
+  std::fclose(file);
+}
+
+/// Leaves a process behind that nothing of this one's end reaches but its manager.
+void forkAway() {
+  if (fork() != 0) return;
+  setsid();
+  std::printf("away %d\n", getpid());
+  std::fflush(stdout);
+  for (;;) pause();
+}
+
+void obey(vanto_object_t message) {
+  const vanto_object_t body = vanto_message_get_body(message);
+  const char* text = vanto_string_get_text(body);
+  const std::string order = text != nullptr ? text : "";
+  if (order == "crash") std::abort();
+  if (order == "leave") std::exit(0);
+  if (order == "away") forkAway();
+  if (order.rfind("say ", 0) == 0) {
+    std::printf("%s\n", order.c_str() + 4);
+    std::fflush(stdout);
+  }
+  const vanto_object_t pid = vanto_int64_create(getpid());
+  vanto_reply(message, pid);
+  vanto_release(pid);
+}
+
+void receive(vanto_object_t, vanto_object_t event, void*) {
+  if (vanto_kind(event) == VANTO_KIND_MESSAGE) obey(event);
+}
+
+void accept(vanto_object_t, vanto_object_t event, void*) {
+  if (vanto_kind(event) != VANTO_KIND_CONNECTION) return;
+  if (behaviour == "crashes-when-greeted") std::abort();
+  vanto_connection_set_event_function(event, receive, nullptr, nullptr);
+  vanto_connection_resume(event);
+}
+
+[[noreturn]] void serve() {
+  const vanto_object_t listener = vanto_connection_create_listener(service.c_str(), nullptr);
+  vanto_connection_set_event_function(listener, accept, nullptr, nullptr);
+  if (behaviour == "tracked") vanto_track_activity();
+  vanto_connection_resume(listener);
+  dispatch_main();
+}
+
+}  // namespace
+
+int main(int, char** argv) {
+  const std::string path = argv[0];
+  const std::string file = path.substr(path.rfind('/') + 1);
+  behaviour = file.substr(0, file.find('@'));
+  service = file.substr(file.find('@') + 1);
+  noteStart(path);
+  if (behaviour == "exits-0") return 0;
+  if (behaviour == "exits-3") {
+    std::fputs("cannot go on\n", stderr);
+    return 3;
+  }
+  if (behaviour == "silent") {
+    for (;;) pause();
+  }
+  if (behaviour == "stubborn") std::signal(SIGTERM, SIG_IGN);
+  if (behaviour == "probe") {
+    execl((path.substr(0, path.rfind('/') + 1) + "probe").c_str(), "probe", nullptr);
+    return 97;
+  }
+  serve();
+}
