@@ -14,7 +14,11 @@ namespace vanto {
 
 namespace {
 
-constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+// Only passed through, which a confined process may do where it may not list.
+constexpr int passedFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+constexpr int directoryFlags = passedFlags | O_NOFOLLOW;
+// Who binds names locks the directory, which takes a right to list it.
+constexpr int lockableFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 constexpr char systemDirectory[] = "/run/vanto";
 
@@ -29,10 +33,10 @@ Fd checked(Fd directory, uid_t owner, mode_t others) noexcept {
   return {};
 }
 
-Fd openOwn(int parent, const char* name, Missing missing) noexcept {
+Fd openOwn(int parent, const char* name, Missing missing, int flags = directoryFlags) noexcept {
   // The mode may be cut by the umask, never widened.
   if (missing == Missing::Create && mkdirat(parent, name, 0700) != 0 && errno != EEXIST) return {};
-  return checked(Fd(openat(parent, name, directoryFlags)), geteuid(), 077);
+  return checked(Fd(openat(parent, name, flags)), geteuid(), 077);
 }
 
 /// The directory for what lives as long as the user is logged in; where none is named, the usual one.
@@ -41,21 +45,22 @@ Fd openRuntimeDirectory() noexcept {
   const std::string usual = "/run/user/" + std::to_string(geteuid());
   const char* path = named != nullptr && named[0] == '/' ? named : usual.c_str();
   // The path is the user's own choice, and may lead through symbolic links.
-  return checked(Fd(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC)), geteuid(), 022);
+  return checked(Fd(open(path, passedFlags)), geteuid(), 022);
 }
 
 /// The directory that holds those of the domains: in the run-time directory, or one of the user's own where there is
 /// none.
 Fd openBase(Missing missing) noexcept {
   if (const Fd runtime = openRuntimeDirectory()) return openOwn(runtime.get(), "vanto", missing);
-  const Fd temporary(open("/tmp", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const Fd temporary(open("/tmp", passedFlags));
   if (!temporary) return {};
   return openOwn(temporary.get(), ("vanto-" + std::to_string(geteuid())).c_str(), missing);
 }
 
 Fd openInBase(const std::string& name, Missing missing) noexcept {
   const Fd base = openBase(missing);
-  return base ? openOwn(base.get(), name.c_str(), missing) : Fd();
+  return base ? openOwn(base.get(), name.c_str(), missing, missing == Missing::Create ? lockableFlags : directoryFlags)
+              : Fd();
 }
 
 Fd openSession(Missing missing) noexcept {
@@ -76,7 +81,7 @@ Fd openSystem() noexcept {
 Fd openOrCreateSystem() noexcept {
   const bool isNew = mkdir(systemDirectory, 0755) == 0;
   if (!isNew && errno != EEXIST) return {};
-  Fd directory = checked(Fd(open(systemDirectory, directoryFlags)), geteuid(), 022);
+  Fd directory = checked(Fd(open(systemDirectory, lockableFlags)), geteuid(), 022);
   // The file mode mask may have kept clients out.
   return !isNew || !directory || fchmod(directory.get(), 0755) == 0 ? std::move(directory) : Fd();
 }

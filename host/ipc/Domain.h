@@ -14,14 +14,15 @@ enum class Domain : std::uint8_t { Session, User, System };
 inline constexpr Domain domainsInOrder[] = {Domain::Session, Domain::User, Domain::System};
 
 /// Opens the directory of a domain. None when it does not exist, or others than its owner can change it, or, for the
-/// session and the user's domain, its owner is not this user. Symbolic links are not followed below the user's run-time
-/// directory.
+/// session and the user's domain, its owner is not this user. It is open for finding names in it only. Symbolic links
+/// are not followed below the user's run-time directory.
 [[nodiscard]] Fd openDomain(Domain domain) noexcept;
 
-/// The same for the user's own domain, whose directories are made where they do not exist; none with errno.
+/// The same for the user's own domain, whose directories are made where they do not exist; none with errno. It is open
+/// for reading, and so can be locked.
 [[nodiscard]] Fd openOrCreateUserDomain() noexcept;
 
-/// The same for the directory of any domain, for its manager. That of the system, which only root can make, gets the
+/// This for the directory of any domain, for its manager. That of the system, which only root can make, gets the
 /// mode 0755 and has to belong to this user. EINVAL when there is no session.
 [[nodiscard]] Fd openOrCreateDomain(Domain domain) noexcept;
 

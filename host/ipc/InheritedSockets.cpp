@@ -97,15 +97,22 @@ bool isFor(int index, std::string_view name) noexcept {
                             (inheritance.count == 1 && isUnnamed(given)));
 }
 
-/// The first one of a type that `isWanted`, called with its index, picks; none where there is none.
+/// The index of the first one of a type that is left and that `isWanted`, called with its index, picks; -1 where there
+/// is none.
+template <typename Predicate>
+int indexOfFirst(InheritedSocket type, const Predicate& isWanted) noexcept {
+  for (int i = 0; i < inheritance.count; i++) {
+    if (!inheritance.isTaken[i] && isWanted(i) && isOfType(firstInherited + i, type)) return i;
+  }
+  return -1;
+}
+
 template <typename Predicate>
 Fd takeFirst(InheritedSocket type, const Predicate& isWanted) noexcept {
-  for (int i = 0; i < inheritance.count; i++) {
-    if (inheritance.isTaken[i] || !isWanted(i) || !isOfType(firstInherited + i, type)) continue;
-    inheritance.isTaken[i] = true;
-    return Fd(firstInherited + i);
-  }
-  return {};
+  const int index = indexOfFirst(type, isWanted);
+  if (index < 0) return {};
+  inheritance.isTaken[index] = true;
+  return Fd(firstInherited + index);
 }
 
 }  // namespace
@@ -116,6 +123,17 @@ vanto_error_code_t takeInheritedSocket(std::string_view name, InheritedSocket ty
   if (inheritance.count > limits::ipcInheritedListeners) return VANTO_ERROR_TOO_LARGE;
   if (Fd taken = takeFirst(type, [name](int index) { return isFor(index, name); })) socket = std::move(taken);
   return VANTO_ERROR_NONE;
+}
+
+bool hasInheritedSocket(std::string_view name) noexcept {
+  const std::lock_guard lock(mutex);
+  readEnvironment();
+  if (inheritance.count > limits::ipcInheritedListeners) return false;
+  const auto isWanted = [name](int index) {
+    return isFor(index, name);
+  };
+  return indexOfFirst(InheritedSocket::Listening, isWanted) >= 0 ||
+         indexOfFirst(InheritedSocket::Connected, isWanted) >= 0;
 }
 
 Fd takeManagerLink() noexcept {

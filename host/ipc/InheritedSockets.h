@@ -24,6 +24,9 @@ enum class InheritedSocket : std::uint8_t {
 /// more than limits::ipcInheritedListeners sockets were handed over.
 [[nodiscard]] vanto_error_code_t takeInheritedSocket(std::string_view name, InheritedSocket type, Fd& socket) noexcept;
 
+/// Whether takeInheritedSocket() would give a socket of either type for the service `name`. Takes nothing.
+[[nodiscard]] bool hasInheritedSocket(std::string_view name) noexcept;
+
 /// Takes the service's end of the link to its manager; none where there is none.
 [[nodiscard]] Fd takeManagerLink() noexcept;
 

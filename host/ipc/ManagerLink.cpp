@@ -17,6 +17,7 @@
 #include "ipc/Activity.h"
 #include "ipc/InheritedSockets.h"
 #include "ipc/ManagerRecord.h"
+#include "sandbox/Sandbox.h"
 #include "value/ValueStorage.h"
 
 namespace vanto {
@@ -98,6 +99,8 @@ void ManagerLink::begin(const Reactions& theReactions) noexcept {
   descriptor.store(found, std::memory_order_release);
   if (!startWatching(*created, found, EPOLLIN | EPOLLRDHUP | EPOLLET)) return descriptor.store(-1);
   watch.store(created.get());
+  const std::string_view receipt = sandboxReceipt();
+  if (!receipt.empty()) static_cast<void>(sendManagerReceipt(found, receipt));
   // The settings may have been read already.
   startClock();
 }

@@ -18,7 +18,8 @@ struct ManagerLink {
     bool (*leaveIfIdle)(std::uint64_t nanoseconds) noexcept;
   };
 
-  /// Looks for the link among what was inherited, and watches it from then on. To be called before anything else here;
+  /// Looks for the link among what was inherited, and watches it from then on. The manager is told at once how the
+  /// process is confined, if it was to be. To be called before anything else here;
   /// where it could not be watched, for want of a descriptor or a thread, it may be called again.
   static void begin(const Reactions& reactions) noexcept;
 

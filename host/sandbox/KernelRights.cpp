@@ -55,6 +55,11 @@ bool share(const RightBits& left, const RightBits& right) noexcept {
 
 }  // namespace
 
+KernelRights commonRightsOf(const KernelRights& left, const KernelRights& right) noexcept {
+  return {left.fileBits & right.fileBits, left.networkBits & right.networkBits, left.scopeBits & right.scopeBits,
+          left.hasFilter && right.hasFilter};
+}
+
 RightBits bitsOf(Right right) noexcept {
   return rightBits[static_cast<std::size_t>(right)];
 }

@@ -19,7 +19,12 @@ struct KernelRights {
   std::uint64_t scopeBits = 0;
   /// System calls can be filtered.
   bool hasFilter = false;
+
+  [[nodiscard]] friend bool operator==(const KernelRights& left, const KernelRights& right) noexcept = default;
 };
+
+/// What is in both.
+[[nodiscard]] KernelRights commonRightsOf(const KernelRights& left, const KernelRights& right) noexcept;
 
 /// The Landlock bits with which a right is denied, in the one of the three sets that they belong to.
 struct RightBits {
@@ -33,6 +38,9 @@ struct RightBits {
 
 /// The first Linux whose Landlock has each of the right's bits, "6.2"; empty for a right that it knows nothing of.
 [[nodiscard]] std::string firstLinuxOf(Right right);
+
+/// The last generation of Landlock that brought rights of ours.
+inline constexpr int landlockGenerations = 9;
 
 /// What a kernel of Landlock's generation 1 to 9 has, with a filter; generation 0 is a kernel without Landlock.
 [[nodiscard]] KernelRights kernelRightsOf(int generation) noexcept;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sandbox/Plan.h"
 
+#include <algorithm>
 #include <map>
 
 #include "sandbox/FilterProgram.h"
@@ -105,12 +106,21 @@ void addHandled(const Policy& policy, const KernelRights& kernel, Plan& plan) {
   }
 }
 
-void addPaths(const Policy& policy, std::span<const PathRule> own, Plan& plan) {
-  std::map<std::string_view, std::uint64_t> paths;
-  for (const PathRule& rule : policy.paths) paths[rule.path] |= fileBitsOf(rule.rights) & plan.fileBits;
-  for (const PathRule& rule : own) paths[rule.path] |= fileBitsOf(rule.rights) & plan.fileBits;
-  for (const auto& [path, bits] : paths) {
-    if (bits != 0) plan.paths.push_back({std::string(path), bits});
+bool isOfProfile(const PathRule& rule) noexcept {
+  return std::ranges::any_of(rule.grants, [](const Grant& grant) { return grant.line.base.empty(); });
+}
+
+void addPaths(const Policy& policy, std::span<const PlannedPath> own, Plan& plan) {
+  std::map<std::string_view, PlannedPath> paths;
+  const auto add = [&](const std::string& path, std::uint64_t bits, bool ofProfile) {
+    PlannedPath& planned = paths[path];
+    planned.bits |= bits & plan.fileBits;
+    planned.isOfProfile |= ofProfile;
+  };
+  for (const PathRule& rule : policy.paths) add(rule.path, fileBitsOf(rule.rights), isOfProfile(rule));
+  for (const PlannedPath& rule : own) add(rule.path, rule.bits, false);
+  for (const auto& [path, planned] : paths) {
+    if (planned.bits != 0) plan.paths.push_back({std::string(path), planned.bits, planned.isOfProfile});
   }
 }
 
@@ -124,7 +134,7 @@ void addPorts(const Policy& policy, Plan& plan) {
 }  // namespace
 
 Plan planOf(const Policy& policy, const KernelRights& kernel, std::optional<Machine> machine,
-            std::span<const PathRule> own) {
+            std::span<const PlannedPath> own) {
   const bool hasFilter = kernel.hasFilter && machine.has_value();
   Plan plan;
   addHandled(policy, kernel, plan);

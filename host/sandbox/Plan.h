@@ -19,6 +19,8 @@ struct PlannedPath {
   std::string path;
   /// For a directory; for anything else only landlock::bitsOfFiles of them.
   std::uint64_t bits = 0;
+  /// The profile itself names it, not only a base profile or the platform.
+  bool isOfProfile = false;
 };
 
 struct PlannedPort {
@@ -59,9 +61,9 @@ struct Plan {
 };
 
 /// What brings `policy` into force on a kernel that can do `kernel`. `machine` is none where no filter is written for
-/// it. `own` is what the platform itself needs, beside what the policy allows: its rules count for the plan only, not
-/// for what the policy asks.
+/// it. `own` is what the platform itself needs, beside what the policy allows: it counts for the plan only, not for
+/// what the policy asks. It is given in bits, as a right would often be more than is needed.
 [[nodiscard]] Plan planOf(const Policy& policy, const KernelRights& kernel, std::optional<Machine> machine,
-                          std::span<const PathRule> own = {});
+                          std::span<const PlannedPath> own = {});
 
 }  // namespace vanto

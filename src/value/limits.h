@@ -68,6 +68,21 @@ inline constexpr std::size_t jobDataNesting = ipcNesting;
 inline constexpr std::size_t jobDataDescriptionBytes = ipcDescriptionBytes;
 inline constexpr std::size_t jobDataDescriptionNesting = ipcDescriptionNesting;
 
+// Sandbox profiles.
+inline constexpr std::size_t profileBytes = std::size_t{1} << 20;
+inline constexpr std::size_t profileLineBytes = std::size_t{64} << 10;
+/// A path with its parameters: one less than the kernel takes with the NUL behind it.
+inline constexpr std::size_t profilePathBytes = 4095;
+/// Paths and ports that statements name, base profiles included. With long parameters a profile could ask for a
+/// thousand times its size.
+inline constexpr std::size_t profileGrants = 4096;
+/// Ports in one range.
+inline constexpr std::size_t profilePortRange = 64;
+/// Errors of one profile that are kept; further ones are counted.
+inline constexpr std::size_t profileErrors = 100;
+/// The receipt of a confined process as text. It travels in one packet, for which every manager has room.
+inline constexpr std::size_t receiptBytes = 3900;
+
 // The service manager.
 /// Of what the services of one job write: bytes of the lines that are kept, and of one line.
 inline constexpr std::size_t managerLogBytes = std::size_t{64} << 10;
@@ -99,18 +114,5 @@ inline constexpr std::size_t requirementsKept = 256;
 inline constexpr std::size_t codeTextBytes = std::size_t{4} << 10;
 inline constexpr std::size_t codeSignerNames = 64;
 inline constexpr std::size_t codeEntitlementsBytes = std::size_t{1} << 20;
-
-// Sandbox profiles.
-inline constexpr std::size_t profileBytes = std::size_t{1} << 20;
-inline constexpr std::size_t profileLineBytes = std::size_t{64} << 10;
-/// A path with its parameters: one less than the kernel takes with the NUL behind it.
-inline constexpr std::size_t profilePathBytes = 4095;
-/// Paths and ports that statements name, base profiles included. With long parameters a profile could ask for a
-/// thousand times its size.
-inline constexpr std::size_t profileGrants = 4096;
-/// Ports in one range.
-inline constexpr std::size_t profilePortRange = 64;
-/// Errors of one profile that are kept; further ones are counted.
-inline constexpr std::size_t profileErrors = 100;
 
 }  // namespace vanto::limits

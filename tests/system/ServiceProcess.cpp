@@ -71,8 +71,8 @@ void endTraced(pid_t pid) {
 
 }  // namespace
 
-ServiceProcess::ServiceProcess(const std::string& executable, const std::vector<std::string>& arguments,
-                               Traced traced) {
+ServiceProcess::ServiceProcess(const std::string& executable, const std::vector<std::string>& arguments, Traced traced,
+                               const std::function<void()>& prepare) {
   std::vector<char*> vector{const_cast<char*>(executable.c_str())};
   for (const std::string& argument : arguments) vector.push_back(const_cast<char*>(argument.c_str()));
   vector.push_back(nullptr);
@@ -84,6 +84,7 @@ ServiceProcess::ServiceProcess(const std::string& executable, const std::vector<
     if (traced == Traced::Yes) ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
     dup2(outputFile.get(), STDOUT_FILENO);
     dup2(outputFile.get(), STDERR_FILENO);
+    if (prepare) prepare();
     execv(vector[0], vector.data());
     _exit(127);
   }

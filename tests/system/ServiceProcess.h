@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,8 +19,10 @@ class ServiceProcess {
  public:
   enum class Traced { No, Yes };
 
-  /// Starts `executable` with `arguments`. A traced one can tell the message that it died with.
-  ServiceProcess(const std::string& executable, const std::vector<std::string>& arguments, Traced traced = Traced::No);
+  /// Starts `executable` with `arguments`. A traced one can tell the message that it died with. `prepare` is called in
+  /// the process before the program.
+  ServiceProcess(const std::string& executable, const std::vector<std::string>& arguments, Traced traced = Traced::No,
+                 const std::function<void()>& prepare = {});
   ~ServiceProcess();
   ServiceProcess(const ServiceProcess&) = delete;
   ServiceProcess& operator=(const ServiceProcess&) = delete;

@@ -14,17 +14,25 @@
 
 namespace {
 
-void append(int priority, const char* format, va_list arguments) {
+int openLog() {
   const char* path = std::getenv("VANTO_TEST_LOG");
-  if (path == nullptr) return;
+  if (path == nullptr) return -1;
+  const int file = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+  if (file < 0) std::abort();
+  return file;
+}
+
+// At once: a confined program could not open it any more.
+const int logFile = openLog();
+
+void append(int priority, const char* format, va_list arguments) {
+  if (logFile < 0) return;
   char line[16384];
   int length = std::snprintf(line, sizeof line, "%d ", priority);
   length += std::vsnprintf(line + length, sizeof line - 32, format, arguments);
   if (static_cast<std::size_t>(length) > sizeof line - 2) length = sizeof line - 2;
   line[length++] = '\n';
-  const int file = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
-  if (file < 0 || write(file, line, static_cast<std::size_t>(length)) != length) std::abort();
-  close(file);
+  if (write(logFile, line, static_cast<std::size_t>(length)) != length) std::abort();
 }
 
 }  // namespace

@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/socket.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -19,6 +24,32 @@ void echo(vanto_object_t, vanto_object_t event) {
   if (vanto_kind(event) != VANTO_KIND_CONNECTION) return;
   vanto_connection_set_event_handler(event, [](vanto_object_t, vanto_object_t received) {
     if (vanto_kind(received) == VANTO_KIND_MESSAGE) vanto_reply(received, vanto_message_get_body(received));
+  });
+  vanto_connection_resume(event);
+}
+
+/// What comes of "read PATH", "write PATH", "socket", "fork" or "log": 0 or errno.
+int outcomeOf(const std::string& order) {
+  const std::size_t space = order.find(' ');
+  const std::string path = space == std::string::npos ? "" : order.substr(space + 1);
+  const std::string_view what(order.data(), std::min(space, order.size()));
+  int result = 0;
+  if (what == "read") result = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (what == "write") result = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  if (what == "socket") result = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (what == "fork" && (result = fork()) == 0) _exit(0);
+  if (what == "log") syslog(LOG_INFO, "a line of a service");
+  return result < 0 ? errno : 0;
+}
+
+/// Replies to each order with what came of it.
+void obey(vanto_object_t, vanto_object_t event) {
+  if (vanto_kind(event) != VANTO_KIND_CONNECTION) return;
+  vanto_connection_set_event_handler(event, [](vanto_object_t, vanto_object_t received) {
+    if (vanto_kind(received) != VANTO_KIND_MESSAGE) return;
+    const vanto_object_t reply = vanto_int64_create(outcomeOf(vanto_string_get_text(vanto_message_get_body(received))));
+    vanto_reply(received, reply);
+    vanto_release(reply);
   });
   vanto_connection_resume(event);
 }
@@ -63,6 +94,7 @@ void performOnRunLoop() {
 int main(int argc, char** argv) {
   const std::string_view kind = argc > 1 ? argv[1] : "";
   if (kind == "echo") return vanto_service_main(argc, argv, echo);
+  if (kind == "obeying") return vanto_service_main(argc, argv, obey);
   if (kind == "throwing") return vanto_service_main(argc, argv, fail);
   if (kind == "without-handler") {
     logAnnotations();

@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -50,6 +51,13 @@ TEST_F(DomainTest, MakesTheUsersDirectories) {
   }
   EXPECT_EQ(target(openDomain(Domain::User)), path("vanto/user"));
   EXPECT_EQ(target(openOrCreateUserDomain()), path("vanto/user"));
+}
+
+TEST_F(DomainTest, CanBeLockedByThoseWhoBindInIt) {
+  const Fd made = openOrCreateUserDomain();
+  EXPECT_EQ(flock(made.get(), LOCK_EX), 0);
+  // Clients only pass through, which needs no right to list.
+  EXPECT_NE(fcntl(openDomain(Domain::User).get(), F_GETFL) & O_PATH, 0);
 }
 
 TEST_F(DomainTest, FindsTheSessionsDirectory) {

@@ -61,12 +61,13 @@ class ManagerEnd {
     EXPECT_EQ(::send(pair_.near.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
   }
 
-  /// What the process says next: "listening", ..., or "end".
+  /// What the process says next: "listening", ..., or "end"; for a receipt its text.
   [[nodiscard]] std::string next() const {
     pollfd set{pair_.near.get(), POLLIN, 0};
     if (poll(&set, 1, 60'000) != 1) return "nothing";
     ManagerRecord record;
-    if (receiveManagerRecord(pair_.near.get(), record) != ManagerRecordResult::Record) return "end";
+    std::string text;
+    if (receiveManagerRecord(pair_.near.get(), record, text) != ManagerRecordResult::Record) return "end";
     switch (record.kind) {
       case ManagerRecordKind::Listening:
         return "listening";
@@ -76,6 +77,8 @@ class ManagerEnd {
         return "idle";
       case ManagerRecordKind::Stopped:
         return "stopped";
+      case ManagerRecordKind::Receipt:
+        return text;
       default:
         return "unknown";
     }

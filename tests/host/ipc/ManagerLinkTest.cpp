@@ -60,6 +60,7 @@ TEST(ManagerLink, SaysWhenTheProgramStopsListening) {
   const RuntimeDirectory directory;
   const Fd listener = createListener(directory, name);
   const Managed service = serve(listener);
+  ASSERT_EQ(service.process.line(), "ready");
   const Held connection = connectTo(name);
   EXPECT_EQ(vanto_send(connection, text("stop listening"), generous), VANTO_ERROR_NONE);
   EXPECT_EQ(service.manager.next(), "listening");

@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 
 #include "value/Fd.h"
+#include "value/limits.h"
 
 namespace vanto::test {
 namespace {
@@ -85,6 +86,46 @@ TEST_F(ManagerRecordTest, EndsWithAnotherSideThatHasNotReadAll) {
   ASSERT_TRUE(sendManagerRecord(near_.get(), ManagerRecordKind::Idle));
   far_.reset();
   EXPECT_EQ(receive(), ManagerRecordResult::Ended);
+}
+
+TEST_F(ManagerRecordTest, BringsAReceiptInOnePacket) {
+  const std::string sent(limits::receiptBytes, 'r');
+  ASSERT_TRUE(sendManagerReceipt(far_.get(), sent));
+  std::string text;
+  ASSERT_EQ(receiveManagerRecord(near_.get(), record_, text), ManagerRecordResult::Record);
+  EXPECT_EQ(record_.kind, ManagerRecordKind::Receipt);
+  EXPECT_EQ(record_.value, sent.size());
+  EXPECT_EQ(text, sent);
+  ASSERT_TRUE(sendManagerReceipt(far_.get(), ""));
+  ASSERT_TRUE(sendManagerRecord(far_.get(), ManagerRecordKind::Idle, 7));
+  ASSERT_EQ(receiveManagerRecord(near_.get(), record_, text), ManagerRecordResult::Record);
+  EXPECT_EQ(text, "");
+  ASSERT_EQ(receiveManagerRecord(near_.get(), record_, text), ManagerRecordResult::Record);
+  EXPECT_EQ(record_.kind, ManagerRecordKind::Idle);
+  EXPECT_EQ(receiveManagerRecord(near_.get(), record_, text), ManagerRecordResult::Nothing);
+  far_.reset();
+  EXPECT_EQ(receiveManagerRecord(near_.get(), record_, text), ManagerRecordResult::Ended);
+}
+
+TEST_F(ManagerRecordTest, WithAReceiptOfAnotherSizeIsIgnored) {
+  for (const std::uint64_t claimed :
+       {std::uint64_t{0}, std::uint64_t{2}, std::uint64_t{4}, std::uint64_t{4000}, UINT64_MAX}) {
+    std::vector<std::uint8_t> bytes(16 + 3);
+    const ManagerRecord header{ManagerRecordKind::Receipt, 0, claimed};
+    std::memcpy(bytes.data(), &header, sizeof header);
+    sendBytes(bytes);
+    std::string text = "before";
+    EXPECT_EQ(receiveManagerRecord(near_.get(), record_, text), ManagerRecordResult::Ignored) << claimed;
+  }
+  ASSERT_TRUE(sendManagerReceipt(far_.get(), std::string(limits::receiptBytes + 1, 'r')));
+  std::string text;
+  EXPECT_EQ(receiveManagerRecord(near_.get(), record_, text), ManagerRecordResult::Ignored);
+}
+
+TEST_F(ManagerRecordTest, IgnoresAReceiptThatNobodyWants) {
+  ASSERT_TRUE(sendManagerReceipt(far_.get(), "level full\n"));
+  EXPECT_EQ(receive(), ManagerRecordResult::Ignored);
+  EXPECT_EQ(receive(), ManagerRecordResult::Nothing);
 }
 
 TEST_F(ManagerRecordTest, IsNotWaitedForWhereNobodyReads) {

@@ -180,8 +180,12 @@ int serveUntilTerminated(const char* name) {
 int inherit(const char* name, const char* other) {
   Fd one;
   Fd two;
+  const bool hasOne = hasInheritedSocket(name);
   const vanto_error_code_t code = takeInheritedSocket(name, InheritedSocket::Listening, one);
+  const bool hasTwo = hasInheritedSocket(other);
   EXPECT_EQ(takeInheritedSocket(other, InheritedSocket::Listening, two), code);
+  // Looking takes nothing, and finds what there is to take.
+  if ((one && !hasOne) || (two && !hasTwo)) report("looked for in vain");
   const bool isTooMany = code == VANTO_ERROR_TOO_LARGE;
   report(isTooMany ? "too many" : std::to_string(one.get()) + " " + std::to_string(two.get()));
   report(getenv("LISTEN_FDS") == nullptr && getenv("LISTEN_PID") == nullptr && getenv("LISTEN_FDNAMES") == nullptr
@@ -195,7 +199,9 @@ int inherit(const char* name, const char* other) {
 /// Prints the descriptors of the connection for a name and of the link to the manager.
 int inheritOthers(const char* name) {
   Fd connection;
+  const bool hasConnection = hasInheritedSocket(name);
   EXPECT_EQ(takeInheritedSocket(name, InheritedSocket::Connected, connection), VANTO_ERROR_NONE);
+  if (connection && !hasConnection) report("looked for in vain");
   const Fd link = takeManagerLink();
   report(std::to_string(connection.get()) + " " + std::to_string(link.get()));
   return 0;

@@ -11,7 +11,6 @@ namespace {
 using vanto::KernelRights;
 using vanto::kernelRightsOf;
 using vanto::Machine;
-using vanto::PathRule;
 using vanto::Plan;
 using vanto::planOf;
 using vanto::Policy;
@@ -134,10 +133,20 @@ TEST(Plan, NeverAllowsDevicesToBeMade) {
 }
 
 TEST(Plan, AddsWhatThePlatformNeeds) {
-  const std::vector<PathRule> own{{"/dev/log", Right::Socket, {}}, {"/a", Right::Read, {}}, {"/", Right::Execute, {}}};
+  const std::vector<vanto::PlannedPath> own{
+      {"/dev/log", vanto::landlock::resolveUnix}, {"/a", vanto::bitsOf(Right::Read).fileBits}, {"/", 1}};
   const Plan made = planOf(compiled("allow create /a"), kernelRightsOf(9), Machine::X86_64, own);
   EXPECT_EQ(paths(made), "/ 1\n/a 178c\n/dev/log 10000\n");
   EXPECT_TRUE(made.asked.contains(Right::Execute));
+}
+
+TEST(Plan, TellsThePathsThatTheProfileItselfNames) {
+  const std::vector<vanto::PlannedPath> own{{"/own", vanto::landlock::readFile}};
+  const Plan made =
+      planOf(compiled("include base\nallow read /a /etc/passwd\n"), kernelRightsOf(7), Machine::X86_64, own);
+  std::string named;
+  for (const auto& path : made.paths) named += path.isOfProfile ? path.path + " " : "";
+  EXPECT_EQ(named, "/a /etc/passwd ");
 }
 
 TEST(Plan, GivesPortsTheirBits) {

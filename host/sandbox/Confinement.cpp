@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sandbox/Confinement.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "sandbox/KernelProbe.h"
+#include "sandbox/ThreadCount.h"
+
+namespace vanto {
+namespace {
+
+/// Why this process cannot be confined by anything; empty when it can.
+std::string whyNotThisProcess() {
+  const std::size_t threads = threadCount();
+  if (threads == 1) return {};
+  if (threads == 0) return std::string("cannot count the threads of this process: /proc/self/task: ") + strerror(errno);
+  return "the process has " + std::to_string(threads) +
+         " threads, of which only one could be confined; enter the "
+         "sandbox before others are made";
+}
+
+std::string unmetRequirements(const std::vector<RightRemark>& unmet) {
+  std::string text;
+  for (const RightRemark& remark : unmet) {
+    text += (text.empty() ? "the profile requires " : "; ") + std::string(nameOf(remark.right)) + ": " + remark.reason;
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string Confinement::carryOut(const Plan& plan, Receipt& receipt) const {
+  if (!plan.unmet.empty()) return unmetRequirements(plan.unmet);
+  if (plan.isEmpty()) return "this kernel has neither Landlock nor filters of system calls, or both are switched off";
+  const Witness witness(plan);
+  Enforcement enforcement(plan);
+  std::string error = enforcement.prepare();
+  if (error.empty()) error = enforcement.enter();
+  if (!error.empty()) return error;
+  receipt.absent = enforcement.absent();
+  receipt.witness = witness.result();
+  receipt.witnessSubject = witness.subject();
+  if (receipt.witness != WitnessResult::Allowed) return {};
+  return "the kernel has taken all of it and does not enforce it: what is forbidden was possible (" +
+         receipt.witnessSubject + ")";
+}
+
+Receipt Confinement::enter(const Policy& policy, std::span<const PlannedPath> own) const {
+  Receipt receipt;
+  receipt.error = whyNotThisProcess();
+  if (!receipt.error.empty()) return receipt;
+  const std::optional<KernelRights> kernel = probeKernelRights();
+  if (!kernel) {
+    receipt.error = std::string("cannot tell what this kernel enforces: ") + strerror(errno);
+    return receipt;
+  }
+  Plan plan = planOf(policy, commonRightsOf(*kernel, usable_), thisMachine(), own);
+  receipt.asked = plan.asked;
+  receipt.error = carryOut(plan, receipt);
+  receipt.missing = std::move(plan.missing);
+  receipt.withheld = std::move(plan.withheld);
+  if (!receipt.error.empty()) return receipt;
+  receipt.enforced = receipt.asked;
+  for (const RightRemark& remark : receipt.missing) receipt.enforced = receipt.enforced.without(remark.right);
+  receipt.level = receipt.missing.empty() ? ConfinementLevel::Full : ConfinementLevel::Reduced;
+  return receipt;
+}
+
+}  // namespace vanto

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sandbox/KernelProbe.h"
+
+#include <bit>
+#include <cerrno>
+
+#include <linux/seccomp.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "sandbox/Landlock.h"
+#include "sandbox/Ruleset.h"
+
+namespace vanto {
+namespace {
+
+enum class Answer : std::uint8_t { Yes, No, Unknown };
+
+bool isWantOfResources(int error) noexcept {
+  return error == EMFILE || error == ENFILE || error == ENOMEM;
+}
+
+Answer tryBits(const RightBits& bits) noexcept {
+  Ruleset ruleset;
+  if (ruleset.create(bits.fileBits, bits.networkBits, bits.scopeBits)) return Answer::Yes;
+  return isWantOfResources(errno) ? Answer::Unknown : Answer::No;
+}
+
+/// Adds those of the bits in the set `member` that the kernel has. False when that cannot be told. Tries many at once,
+/// as most kernels have most of them, and halves what is refused.
+bool addKnown(std::uint64_t bits, std::uint64_t RightBits::*member, std::uint64_t& known) noexcept {
+  if (bits == 0) return true;
+  RightBits wanted;
+  wanted.*member = bits;
+  const Answer answer = tryBits(wanted);
+  if (answer == Answer::Yes) known |= bits;
+  if (answer != Answer::No || std::has_single_bit(bits)) return answer != Answer::Unknown;
+  const int middle = (std::countr_zero(bits) + static_cast<int>(std::bit_width(bits))) / 2;
+  const std::uint64_t lower = bits & ((std::uint64_t{1} << middle) - 1);
+  return addKnown(lower, member, known) && addKnown(bits & ~lower, member, known);
+}
+
+/// A filter that lies nowhere: a kernel that has filters looks for it.
+bool canFilter() noexcept {
+  return syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, 0, nullptr) != 0 && errno == EFAULT;
+}
+
+}  // namespace
+
+std::optional<KernelRights> probeKernelRights() noexcept {
+  KernelRights kernel;
+  kernel.hasFilter = canFilter();
+  const bool isKnown = addKnown(landlock::everyFileBit, &RightBits::fileBits, kernel.fileBits) &&
+                       addKnown(landlock::everyNetworkBit, &RightBits::networkBits, kernel.networkBits) &&
+                       addKnown(landlock::everyScopeBit, &RightBits::scopeBits, kernel.scopeBits);
+  return isKnown ? std::optional(kernel) : std::nullopt;
+}
+
+}  // namespace vanto

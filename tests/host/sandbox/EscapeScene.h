@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cerrno>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "support/TemporaryDirectory.h"
+#include "value/Fd.h"
+
+namespace vanto::testing {
+
+/// What the processes of the escape tests find: files that their profiles give and others, sockets that somebody
+/// listens on, and descriptors from before their confinement.
+class EscapeScene {
+ public:
+  EscapeScene();
+
+  /// `name` of a profile without network, processes and execution, "closed", or of one with some of each, "open".
+  [[nodiscard]] std::string profile(const std::string& name) const;
+
+  /// In the directory that no profile gives.
+  [[nodiscard]] std::string outside(const std::string& name) const { return directory_ / ("outside/" + name); }
+  /// In the one that both give: reading, writing, making, removing, renaming.
+  [[nodiscard]] std::string own(const std::string& name) const { return directory_ / ("own/" + name); }
+  /// In the one that both give for reading.
+  [[nodiscard]] std::string readable(const std::string& name) const { return directory_ / ("readable/" + name); }
+
+  /// Makes what a probe uses up, and opens the descriptors. In each process of a probe, before confinement.
+  void prepare();
+
+  int readDescriptor = -1;
+  int writeDescriptor = -1;
+  int outsideDirectory = -1;
+  /// Finding names only.
+  int outsidePath = -1;
+  int terminal = -1;
+  int tcpSocket = -1;
+  int udpSocket = -1;
+  /// A descriptor of outside/secret waits there.
+  int messages = -1;
+
+  [[nodiscard]] std::uint16_t allowedPort() const noexcept { return allowedPort_; }
+  [[nodiscard]] std::uint16_t otherPort() const noexcept { return otherPort_; }
+  [[nodiscard]] std::string abstractName() const { return directory_.path(); }
+
+ private:
+  const test::TemporaryDirectory directory_;
+  std::vector<Fd> listeners_;
+  std::uint16_t allowedPort_ = 0;
+  std::uint16_t otherPort_ = 0;
+};
+
+/// Tries one way out. 0 when it is open, or errno.
+using EscapeProbe = int (*)(EscapeScene& scene);
+using EscapeProbes = std::map<std::string, EscapeProbe>;
+
+[[nodiscard]] EscapeProbes fileProbes();
+[[nodiscard]] EscapeProbes processProbes();
+[[nodiscard]] EscapeProbes socketProbes();
+[[nodiscard]] EscapeProbes kernelProbes();
+
+inline int outcomeOf(long result) noexcept {
+  return result < 0 ? errno : 0;
+}
+
+}  // namespace vanto::testing

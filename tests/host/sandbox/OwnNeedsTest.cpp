@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sandbox/OwnNeeds.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "host/ipc/ManagerEnd.h"
+#include "host/sandbox/Compiled.h"
+#include "ipc/ServiceSocket.h"
+#include "sandbox/Confinement.h"
+#include "sandbox/Landlock.h"
+#include "support/Child.h"
+
+namespace vanto::test {
+namespace {
+
+using vanto::testing::ChildOutcome;
+using vanto::testing::ChildReport;
+using vanto::testing::compiled;
+using vanto::testing::runInChild;
+
+constexpr const char* name = "org.example.needs";
+
+std::uint64_t bitsAt(const std::vector<PlannedPath>& needs, const std::string& path) {
+  const auto found = std::ranges::find(needs, path, &PlannedPath::path);
+  return found != needs.end() ? found->bits : 0;
+}
+
+/// What is handed over is looked for once in the life of a process.
+std::vector<PlannedPath> needsInChild() {
+  const ChildOutcome outcome = runInChild([](const ChildReport& report) {
+    for (const PlannedPath& need : ownNeedsOf(name)) {
+      EXPECT_FALSE(need.isOfProfile);
+      report(std::to_string(need.bits) + ' ' + need.path);
+    }
+  });
+  EXPECT_EQ(outcome.end, "exit status 0");
+  std::vector<PlannedPath> needs;
+  for (const std::string& line : outcome.lines) {
+    needs.push_back({line.substr(line.find(' ') + 1), std::stoull(line)});
+  }
+  return needs;
+}
+
+TEST(OwnNeeds, AreTheLogThePolicyAndTheCodeSigningService) {
+  const RuntimeDirectory directory;
+  EXPECT_TRUE(openOrCreateUserDomain());
+  const std::vector<PlannedPath> needs = needsInChild();
+  EXPECT_EQ(bitsAt(needs, "/dev/log"), landlock::resolveUnix);
+  EXPECT_EQ(bitsAt(needs, "/Library/Preferences/org.vanto.security.vanto.plist"), landlock::readFile);
+  EXPECT_EQ(bitsAt(needs, directory.socketPath("org.vanto.vexd")), landlock::resolveUnix);
+}
+
+TEST(OwnNeeds, AreToListenWhereNobodyHandsOverASocket) {
+  const RuntimeDirectory directory;
+  const std::vector<PlannedPath> needs = needsInChild();
+  const std::string domain = directory.directory() / "vanto/user";
+  EXPECT_EQ(bitsAt(needs, domain), landlock::readDirectory | landlock::makeSocket | landlock::removeFile);
+  EXPECT_EQ(bitsAt(needs, directory.socketPath(name)), landlock::resolveUnix);
+  struct stat facts;
+  EXPECT_EQ(stat(domain.c_str(), &facts), 0);
+}
+
+TEST(OwnNeeds, AreNotToListenWhereASocketIsHandedOver) {
+  const RuntimeDirectory directory;
+  const Fd listener = createListener(directory, name);
+  const ChildOutcome outcome = runInChild([&](const ChildReport&) {
+    dup2(listener.get(), 3);
+    setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
+    setenv("LISTEN_FDS", "1", 1);
+    setenv("LISTEN_FDNAMES", name, 1);
+    EXPECT_EQ(bitsAt(ownNeedsOf(name), directory.directory() / "vanto/user"), 0U);
+    EXPECT_NE(bitsAt(ownNeedsOf("org.example.other"), directory.directory() / "vanto/user"), 0U);
+    // It was only looked at.
+    ServiceSocket socket;
+    EXPECT_EQ(socket.open(name), VANTO_ERROR_NONE);
+    EXPECT_TRUE(socket.isInherited());
+  });
+  EXPECT_EQ(outcome.end, "exit status 0");
+}
+
+TEST(OwnNeeds, LetAConfinedProcessListenAndBeFound) {
+  const RuntimeDirectory directory;
+  for (int time = 0; time < 2; ++time) {
+    // The second one takes the place of the name that the first has left.
+    const ChildOutcome outcome = runInChild([&](const ChildReport&) {
+      EXPECT_EQ(Confinement().enter(compiled("network none"), ownNeedsOf(name)).error, "");
+      ServiceSocket socket;
+      EXPECT_EQ(socket.open(name), VANTO_ERROR_NONE) << errno;
+      ServiceSocket again;
+      EXPECT_EQ(again.open(name), VANTO_ERROR_IN_USE);
+    });
+    EXPECT_EQ(outcome.end, "exit status 0");
+    struct stat facts;
+    EXPECT_EQ(lstat(directory.socketPath(name).c_str(), &facts), 0);
+  }
+}
+
+TEST(OwnNeeds, LetAConfinedProcessTouchNothingElseInTheDomain) {
+  const RuntimeDirectory directory;
+  EXPECT_TRUE(openOrCreateUserDomain());
+  const std::string managers = directory.socketPath(".tolvend");
+  ASSERT_EQ(mkdir(managers.c_str(), 0700), 0);
+  const ChildOutcome outcome = runInChild([&](const ChildReport&) {
+    EXPECT_EQ(Confinement().enter(compiled("network none"), ownNeedsOf(name)).error, "");
+    EXPECT_FALSE(Fd(open((managers + "/job").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)));
+    EXPECT_NE(symlink("/tmp", (managers + "/job").c_str()), 0);
+    EXPECT_NE(mkdir((managers + "/job").c_str(), 0700), 0);
+  });
+  EXPECT_EQ(outcome.end, "exit status 0");
+}
+
+}  // namespace
+}  // namespace vanto::test
