@@ -91,7 +91,8 @@ TEST(OwnNeeds, LetAConfinedProcessListenAndBeFound) {
     // The second one takes the place of the name that the first has left.
     const ChildOutcome outcome = runInChild([&](const ChildReport&) {
       EXPECT_EQ(Confinement().enter(compiled("network none"), ownNeedsOf(name)).error, "");
-      ServiceSocket socket;
+      // Never closed, as in a process that was killed.
+      static ServiceSocket socket;
       EXPECT_EQ(socket.open(name), VANTO_ERROR_NONE) << errno;
       ServiceSocket again;
       EXPECT_EQ(again.open(name), VANTO_ERROR_IN_USE);
