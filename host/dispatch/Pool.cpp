@@ -136,6 +136,7 @@ bool Pool::start() noexcept {
 void Pool::useOnlyMainThread() noexcept {
   VANTO_ASSERT(!isOpen_.load() && workers_.load() == 0);
   hasOnlyMainThread_ = true;
+  timers_.disarmWhenEmpty();
 }
 
 bool Pool::isOnlyWorkerHere() const noexcept {

@@ -20,7 +20,8 @@ class Pool {
   [[nodiscard]] static Pool& shared() noexcept;
 
   /// Has no thread ever made: all there is to do is done by the main thread, in join(), or not at all. A handler that
-  /// blocks then holds up everything. To be called before the first use of the pool.
+  /// blocks then holds up everything. Timers that were taken away do not wake the process either. To be called before
+  /// the first use of the pool.
   void useOnlyMainThread() noexcept;
   /// Whether the calling thread is the only worker that there will ever be.
   [[nodiscard]] bool isOnlyWorkerHere() const noexcept;

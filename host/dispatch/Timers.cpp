@@ -57,14 +57,26 @@ void Timers::removeAt(std::size_t position) noexcept {
 
 void Timers::arm() noexcept {
   if (count_ == 0 || heap_[0].key >= armed_) return;
-  armed_ = heap_[0].key;
+  armFor(heap_[0].key);
+}
+
+/// UINT64_MAX disarms.
+void Timers::armFor(std::uint64_t time) noexcept {
+  armed_ = time;
   constexpr std::uint64_t second = 1'000'000'000;
-  // All zero would disarm.
-  const std::uint64_t at = std::max<std::uint64_t>(armed_, 1);
   itimerspec value{};
-  value.it_value.tv_sec = static_cast<time_t>(at / second);
-  value.it_value.tv_nsec = static_cast<long>(at % second);
+  if (time != UINT64_MAX) {
+    // All zero would disarm.
+    const std::uint64_t at = std::max<std::uint64_t>(time, 1);
+    value.it_value.tv_sec = static_cast<time_t>(at / second);
+    value.it_value.tv_nsec = static_cast<long>(at % second);
+  }
   timerfd_settime(descriptor_, TFD_TIMER_ABSTIME, &value, nullptr);
+}
+
+void Timers::takeAway(WatchTable::Place& place) noexcept {
+  if (place.heapPosition != 0) removeAt(place.heapPosition - 1);
+  if (disarmsWhenEmpty_ && count_ == 0 && armed_ != UINT64_MAX) armFor(UINT64_MAX);
 }
 
 void Timers::set(WatchTable::Place& place, std::uint64_t deadline) noexcept {
@@ -72,7 +84,10 @@ void Timers::set(WatchTable::Place& place, std::uint64_t deadline) noexcept {
   // Whoever closes a place takes its timer away afterwards, under this lock; so no timer outlives that.
   if (!WatchTable::isOpen(place)) return;
   place.deadline = deadline;
-  if (deadline == UINT64_MAX) return;
+  if (deadline == UINT64_MAX) {
+    if (disarmsWhenEmpty_) takeAway(place);
+    return;
+  }
   if (place.heapPosition == 0) {
     append({deadline, &place});
     moveUp(count_ - 1);
@@ -86,7 +101,7 @@ void Timers::set(WatchTable::Place& place, std::uint64_t deadline) noexcept {
 void Timers::remove(WatchTable::Place& place) noexcept {
   const std::lock_guard lock(mutex_);
   place.deadline = UINT64_MAX;
-  if (place.heapPosition != 0) removeAt(place.heapPosition - 1);
+  takeAway(place);
 }
 
 WatchTable::Place* Timers::takeDue(WatchTable& table, std::uint64_t now) noexcept {

@@ -17,6 +17,10 @@ class Timers {
   /// Sets the descriptor that setDeadline() arms; before any other use.
   void setDescriptor(int timerDescriptor) noexcept { descriptor_ = timerDescriptor; }
 
+  /// From now on nothing stays armed once no timer is set, and taking one away may cost a system call: for a program
+  /// that shall never wake up in vain. Before any other use.
+  void disarmWhenEmpty() noexcept { disarmsWhenEmpty_ = true; }
+
   /// Sets the deadline of a pinned place; UINT64_MAX takes it away. Does nothing for a closed place.
   void set(WatchTable::Place& place, std::uint64_t deadline) noexcept;
 
@@ -40,6 +44,8 @@ class Timers {
   void moveDown(std::size_t position) noexcept;
   void removeAt(std::size_t position) noexcept;
   void arm() noexcept;
+  void armFor(std::uint64_t time) noexcept;
+  void takeAway(WatchTable::Place& place) noexcept;
 
   std::mutex mutex_;
   /// The earliest first; never freed, since the pool never ends.
@@ -49,6 +55,7 @@ class Timers {
   /// When the descriptor becomes ready; UINT64_MAX for never.
   std::uint64_t armed_ = UINT64_MAX;
   int descriptor_ = -1;
+  bool disarmsWhenEmpty_ = false;
 };
 
 }  // namespace vanto

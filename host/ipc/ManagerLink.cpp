@@ -87,6 +87,12 @@ void take(ManagerRecordKind kind, std::uint64_t value) noexcept {
   if (!reactions.leaveIfIdle(period)) startClock();
 }
 
+void takeSettings(int link) noexcept {
+  ManagerRecord record;
+  const bool isThere = receiveManagerRecord(link, record) == ManagerRecordResult::Record;
+  if (isThere && record.kind == ManagerRecordKind::Settings) idlePeriod.store(record.value);
+}
+
 }  // namespace
 
 void ManagerLink::begin(const Reactions& theReactions) noexcept {
@@ -96,6 +102,9 @@ void ManagerLink::begin(const Reactions& theReactions) noexcept {
   if (found < 0 || link() >= 0) return;
   reactions = theReactions;
   const Ref<Watch> created = Watch::create();
+  // The settings are there already: without a worker that is woken for them, and has another one made in its place, the
+  // process is ready for its first client sooner.
+  takeSettings(found);
   descriptor.store(found, std::memory_order_release);
   if (!startWatching(*created, found, EPOLLIN | EPOLLRDHUP | EPOLLET)) return descriptor.store(-1);
   watch.store(created.get());

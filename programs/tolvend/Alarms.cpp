@@ -14,7 +14,14 @@
 
 namespace vanto::manager {
 
-/// What the pool holds the timer for. Its descriptor is never ready; only a watched object can have a timer.
+namespace {
+
+constexpr std::uint64_t atOnce = 0;
+
+}  // namespace
+
+/// What the pool holds the timer for. Its descriptor becomes ready for an alarm that is due at once: a timer costs
+/// more.
 class AlarmClock final : public Watched {
  public:
   [[nodiscard]] static Ref<AlarmClock> create(Alarms& alarms) {
@@ -48,7 +55,7 @@ int Alarms::open() {
   descriptor_.reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   if (!descriptor_) return errno;
   Ref<AlarmClock> clock = AlarmClock::create(*this);
-  if (!startWatching(*clock, descriptor_.get(), EPOLLIN)) return errno;
+  if (!startWatching(*clock, descriptor_.get(), EPOLLIN | EPOLLET)) return errno;
   clock_ = std::move(clock);
   return 0;
 }
@@ -67,21 +74,30 @@ void Alarms::ring() {
 }
 
 void Alarms::arm() {
-  if (clock_) setTimer(*clock_, entries_.empty() ? UINT64_MAX : entries_.begin()->first);
+  if (!clock_) return;
+  const std::uint64_t next = entries_.empty() ? UINT64_MAX : entries_.begin()->first;
+  if (next == atOnce) {
+    // Never read: each write is an event of its own.
+    static_cast<void>(eventfd_write(descriptor_.get(), 1));
+  } else {
+    setTimer(*clock_, next);
+  }
 }
 
 Alarm::Alarm(Alarms& alarms, std::function<void()> function) : alarms_(alarms), function_(std::move(function)) {}
 
 Alarm::~Alarm() {
-  if (isSet_) alarms_.entries_.erase(entry_);
+  set(UINT64_MAX);
 }
 
 void Alarm::set(std::uint64_t deadline) {
   if (isSet_) alarms_.entries_.erase(entry_);
-  isSet_ = deadline != UINT64_MAX;
-  if (!isSet_) return;
-  // 0 would take the timer of the descriptor away.
-  entry_ = alarms_.entries_.emplace(std::max<std::uint64_t>(deadline, 1), this);
+  const bool wasSet = std::exchange(isSet_, deadline != UINT64_MAX);
+  if (!isSet_) {
+    if (wasSet && alarms_.entries_.empty()) alarms_.arm();
+    return;
+  }
+  entry_ = alarms_.entries_.emplace(deadline, this);
   if (entry_ == alarms_.entries_.begin()) alarms_.arm();
 }
 

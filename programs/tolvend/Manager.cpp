@@ -117,7 +117,6 @@ void Manager::restoreJobs() {
   orders_.emplace(alarms_, *jobs_, options_.domain);
   jobs_->observe([this](const std::string& label) {
     orders_->jobChanged(label);
-    strays_.sweep();
     endIfEmpty();
   });
   formerProcesses_->end([this] {

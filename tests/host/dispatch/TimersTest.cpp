@@ -165,4 +165,22 @@ TEST_F(TimersOfATest, ArmsTheDescriptorAgainForWhatIsLeft) {
   EXPECT_GT(armedIn(), 50 * second);
 }
 
+TEST_F(TimersOfATest, LeavesNothingArmedWhereItShallNotWakeInVain) {
+  Timers timers;
+  timers.setDescriptor(descriptor_.get());
+  timers.disarmWhenEmpty();
+  WatchTable::Place& first = makePlace();
+  WatchTable::Place& other = makePlace();
+  timers.set(first, vanto::monotonicNow() + 100 * second);
+  timers.set(other, vanto::monotonicNow() + 200 * second);
+  timers.set(first, UINT64_MAX);
+  EXPECT_NE(armedIn(), 0U);
+  timers.remove(other);
+  EXPECT_EQ(armedIn(), 0U);
+  timers.set(first, vanto::monotonicNow() + 100 * second);
+  EXPECT_GT(armedIn(), 50 * second);
+  timers.remove(first);
+  EXPECT_EQ(armedIn(), 0U);
+}
+
 }  // namespace

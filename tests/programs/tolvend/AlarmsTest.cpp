@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tolvend/Alarms.h"
 
+#include <fstream>
+
 #include "dispatch/Workers.h"
 #include "programs/tolvend/EventChild.h"
 
@@ -57,6 +59,36 @@ TEST(Alarms, MayEndInTheirOwnCall) {
               own->set(0);
             }),
             (Lines{"ended inside"}));
+}
+
+/// Of the only timer descriptor of this process, as the kernel tells it: "it_value: (seconds, nanoseconds)".
+std::string armedTimer() {
+  std::string found = "no timer descriptor";
+  for (int descriptor = 0; descriptor < 64; descriptor++) {
+    std::ifstream facts("/proc/self/fdinfo/" + std::to_string(descriptor));
+    for (std::string line; std::getline(facts, line);) {
+      if (line.rfind("it_value: ", 0) == 0) found = line;
+    }
+  }
+  return found;
+}
+
+TEST(Alarms, LeaveNoTimerArmedOnceNoneIsSet) {
+  EXPECT_EQ(runWithEvents([](const auto&, Alarms& alarms) {
+              static Alarm first(alarms, [] {});
+              static Alarm second(alarms, [] {});
+              static Alarm last(alarms, [] { finish(); });
+              first.set(deadlineAfter(100'000'000'000));
+              second.set(deadlineAfter(200'000'000'000));
+              first.set(UINT64_MAX);
+              EXPECT_NE(armedTimer(), "it_value: (0, 0)");
+              second.set(UINT64_MAX);
+              EXPECT_EQ(armedTimer(), "it_value: (0, 0)");
+              // What is due at once needs no timer.
+              last.set(0);
+              EXPECT_EQ(armedTimer(), "it_value: (0, 0)");
+            }),
+            Lines{});
 }
 
 }  // namespace
