@@ -77,6 +77,19 @@ Fd openProcess(const ProcessFacts& facts) noexcept {
   return readStartTime(facts.pid) == facts.startTime ? std::move(process) : Fd();
 }
 
+Fd openProcessOfTime(pid_t pid, std::uint64_t time) noexcept {
+  errno = ESRCH;
+  if (pid <= 0) return {};
+  Fd process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+  if (!process) return {};
+  const std::uint64_t startTime = readStartTime(pid);
+  const std::uint64_t ticksPerSecond = static_cast<std::uint64_t>(sysconf(_SC_CLK_TCK));
+  const std::uint64_t latest = time / (1'000'000'000 / ticksPerSecond);
+  errno = ESRCH;
+  // Who got the id later was started later.
+  return startTime != 0 && startTime <= latest ? std::move(process) : Fd();
+}
+
 bool isRunning(const Fd& process) noexcept {
   // Readable once the process has ended.
   pollfd set{process.get(), POLLIN, 0};

@@ -39,7 +39,7 @@ vanto_error_code_t judgePeer(int socket, ProcessFacts& facts, Handshake& handsha
   if (!readProcessFacts(facts) && isOutOfDescriptors()) return VANTO_ERROR_FULL;
   Fd process = openPeerProcess(socket, facts);
   if (!process && isOutOfDescriptors()) return VANTO_ERROR_FULL;
-  const PendingPeer pending(facts.pid);
+  const PendingPeer pending(facts.pid, process);
   handshake.executable = readExecutable(facts.pid);
   {
     const TemporaryScope scope;
@@ -50,6 +50,8 @@ vanto_error_code_t judgePeer(int socket, ProcessFacts& facts, Handshake& handsha
   if (!pending.wasCodeAsked()) return VANTO_ERROR_NONE;
   if (facts.startTime == 0 || !isRunning(process)) return VANTO_ERROR_REFUSED;
   handshake.isValidated = true;
+  // What was judged counts, not what was executed a moment before.
+  if (pending.executable().isKnown()) handshake.executable = pending.executable();
   handshake.process = std::move(process);
   return makeNonce(handshake.greeting.nonce) ? VANTO_ERROR_NONE : VANTO_ERROR_SYSTEM;
 }

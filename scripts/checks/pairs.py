@@ -9,6 +9,8 @@ from checking import files, run, text
 WITHOUT_TEST = {
     "programs/vanto/codemain.cpp": "the tests of the whole program run it",
     "programs/vanto/main.cpp": "the tests of the whole program run it",
+    "programs/vexd/digestermain.cpp": "the tests of the whole program run it",
+    "programs/vexd/main.cpp": "the tests of the whole program run it",
     "programs/vantoproxy/Start.cpp": "the tests of the whole program run it",
     "programs/vantoproxy/main.cpp": "the tests of the whole program run it",
 }
