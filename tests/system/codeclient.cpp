@@ -93,7 +93,7 @@ std::string outcomeOf(RawPeer& peer) {
 /// Keeps the socket of a client that is another process now: answers in its place, with the right nonce.
 void answerInItsPlace(Fd socket) {
   RawPeer peer(std::move(socket));
-  std::string outcome = "dropped";
+  std::string outcome = "refused";
   if (peer.receive() && peer.header().kind == FrameKind::Greeting) {
     Greeting greeting;
     static_cast<void>(decodeGreeting(peer.payload().data(), greeting));
