@@ -23,7 +23,9 @@ PendingPeer::PendingPeer(pid_t pid, const Fd& process) noexcept : pid_(pid), pro
 }
 
 PendingPeer::~PendingPeer() {
-  judged = outer_;
+  PendingPeer** inner = &judged;
+  while (*inner != this) inner = &(*inner)->outer_;
+  *inner = outer_;
   const std::lock_guard lock(mutex);
   PendingPeer** link = &firstPending;
   while (*link != this) link = &(*link)->next_;

@@ -51,6 +51,17 @@ TEST_F(CodeAttack, AClientThatExecutesATrustedProgramWhileAnotherKeepsItsSocketI
   EXPECT_EQ(served, 0);
 }
 
+TEST_F(CodeAttack, AProgramThatATrustedOneBecomesIsNotServedUnlessItIsTheSame) {
+  for (const char* kind : {"echo", "confined-echo"}) {
+    startService({"signer \"acme\""}, kind);
+    for (int i = 0; i < 20; ++i) {
+      EXPECT_EQ(CodeClient(trusted_, {"become-other", name, stranger_}).line(), "dropped") << kind;
+      EXPECT_EQ(CodeClient(trusted_, {"become-other", name, trusted_}).line(), "served") << kind;
+      EXPECT_EQ(CodeClient(stranger_, {"become-other", name, trusted_}).line(), "refused") << kind;
+    }
+  }
+}
+
 TEST_F(CodeAttack, AConnectionThatIsPassedOnEndsWithItsFirstMessage) {
   for (int i = 0; i < 100 / slowness; ++i) {
     EXPECT_EQ(CodeClient(trusted_, {"pass-on", name}).line(), "dropped");

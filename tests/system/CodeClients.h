@@ -109,7 +109,7 @@ class CodeClients : public ServiceBundles {
   void startVexd() { vexd_ = std::make_unique<ServiceProcess>(VANTO_TEST_VEXD, std::vector<std::string>{}); }
 
   /// Starts a service with these requirement texts.
-  void startService(const std::vector<std::string>& texts) {
+  void startService(const std::vector<std::string>& texts, const char* kind = "echo") {
     service_.reset();
     BundleBuilder bundle = serviceBundle();
     std::filesystem::remove_all(bundle.path());
@@ -117,7 +117,7 @@ class CodeClients : public ServiceBundles {
     std::vector<std::string> elements;
     for (const std::string& text : texts) elements.push_back(BundleBuilder::string(text));
     bundle.serviceEntry("_AllowedClients", BundleBuilder::array(elements));
-    service_ = start(bundle, {"echo"});
+    service_ = start(bundle, {kind});
     awaitSocket(name);
     awaitSocket("org.vanto.vexd");
   }

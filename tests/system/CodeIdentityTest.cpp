@@ -86,6 +86,16 @@ TEST_F(CodeIdentity, RefusesWhoIsTraced) {
   EXPECT_EQ(service_->log(), Lines{lineOf(client.pid(), -5)});
 }
 
+TEST_F(CodeIdentity, IsTheSameForAConfinedService) {
+  startService({"identifier \"org.other\"", "signer \"acme\""}, "confined-echo");
+  EXPECT_EQ(callBy(trusted_), "served");
+  EXPECT_EQ(callBy(stranger_), refusedCode);
+  EXPECT_EQ(CodeClient(trusted_, {"call-traced", name}).line(), refusedCode);
+  EXPECT_EQ(CodeClient(trusted_, {"pass-on", name}).line(), "dropped");
+  endVexd();
+  EXPECT_EQ(callBy(trusted_), refusedCode);
+}
+
 TEST_F(CodeIdentity, SeesWhenTrustOrCodeChanges) {
   startService({"signer \"acme\""});
   EXPECT_EQ(callBy(trusted_), "served");

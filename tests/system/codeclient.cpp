@@ -122,6 +122,34 @@ int becomeTrusted(const char* name, const char* program) {
   return 1;
 }
 
+/// Answers a greeting that the program saw which this process was before.
+int answerAs(int socket, const char* nonce) {
+  RawPeer peer{Fd(socket)};
+  Greeting greeting{.windowMessages = 256, .windowBytes = 1 << 20};
+  for (std::uint8_t& byte : greeting.nonce) {
+    char* end = nullptr;
+    byte = static_cast<std::uint8_t>(std::strtoul(nonce, &end, 10));
+    nonce = end + 1;
+  }
+  peer.sendGreeting(FrameKind::Answer, greeting, frameHasNonce);
+  report(outcomeOf(peer));
+  return 0;
+}
+
+/// Is greeted, and executes another program that answers.
+int becomeOther(const char* name, const char* program) {
+  const Fd socket = connectBare(name);
+  const int kept = dup(socket.get());
+  RawPeer peer(Fd(dup(socket.get())));
+  if (!peer.receive() || peer.header().kind != FrameKind::Greeting) return report("refused"), 0;
+  Greeting greeting;
+  static_cast<void>(decodeGreeting(peer.payload().data(), greeting));
+  std::string nonce;
+  for (const std::uint8_t byte : greeting.nonce) nonce += std::to_string(byte) + ",";
+  execl(program, program, "answer", std::to_string(kept).c_str(), nonce.c_str(), nullptr);
+  return 1;
+}
+
 /// Connects and dies, so that its process id becomes free; a child keeps the socket.
 int leaveSocket(const char* name) {
   Fd socket = connectBare(name);
@@ -164,6 +192,8 @@ int run(int count, char** arguments) {
   if (mode == "look-at-service") return lookAtService(arguments[2]);
   if (mode == "entitlement") return reportEntitlement(arguments[2]);
   if (mode == "become-trusted") return becomeTrusted(arguments[2], arguments[3]);
+  if (mode == "become-other") return becomeOther(arguments[2], arguments[3]);
+  if (mode == "answer") return answerAs(std::atoi(arguments[2]), arguments[3]);
   if (mode == "leave-socket") return leaveSocket(arguments[2]);
   if (mode == "pass-on") return passOn(arguments[2]);
   if (mode == "die") return dieAt(arguments[2], arguments[3]);

@@ -35,6 +35,8 @@ class CodeServiceStub : public ::testing::Test {
     const std::lock_guard lock(mutex_);
     reply_ = std::move(reply);
   }
+  /// Requests that come are kept.
+  void answerNobody() { answer(Held()); }
   /// How many requests came.
   [[nodiscard]] int requests() const { return requests_; }
 
@@ -45,6 +47,7 @@ class CodeServiceStub : public ::testing::Test {
       ++requests_;
       const std::lock_guard lock(mutex_);
       const vanto_object_t process = vanto_dictionary_get_value(vanto_message_get_body(event), "process");
+      if (reply_ == nullptr) return kept_.push_back(Held::share(event));
       if (vanto_kind(process) == VANTO_KIND_FD) vanto_reply(event, reply_);
     });
   }
@@ -54,6 +57,7 @@ class CodeServiceStub : public ::testing::Test {
   std::atomic<int> requests_{0};
   std::mutex mutex_;
   Held reply_ = replyOfValidCode();
+  std::vector<Held> kept_;
   std::unique_ptr<Service> service_;
 };
 
