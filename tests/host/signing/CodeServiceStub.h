@@ -40,7 +40,12 @@ class CodeServiceStub : public ::testing::Test {
   /// How many requests came.
   [[nodiscard]] int requests() const { return requests_; }
 
-  void stop() { service_.reset(); }
+  void stop() {
+    service_.reset();
+    // Its listener is closed by a worker; the next one must not find the name taken.
+    const std::string path = std::string(getenv("XDG_RUNTIME_DIR")) + "/vanto/user/" + codeServiceName;
+    for (int i = 0; i < 60'000 && access(path.c_str(), F_OK) == 0; ++i) usleep(1000);
+  }
   void restart() {
     service_ = std::make_unique<Service>(codeServiceName, [this](vanto_object_t, vanto_object_t event) {
       if (vanto_kind(event) != VANTO_KIND_MESSAGE) return;

@@ -28,7 +28,8 @@ TEST_F(CodeService, MakesANewConnectionWhenTheOneThatItKeptHasEnded) {
   for (int i = 0; i < 3; ++i) {
     stop();
     restart();
-    EXPECT_EQ(askCodeService(self_).status, 0);
+    const CodeReply reply = askCodeService(self_);
+    EXPECT_EQ(reply.status, 0) << reply.reason;
   }
 }
 
