@@ -269,6 +269,8 @@ int run() {
   awaitWorking([&] { return connectAndCall(open_, request); });
   awaitWorking([&] { return connectAndCall(judged, request); });
   vanto_release(request);
+  // What changed a moment ago, as this program may have, is not kept.
+  usleep(2'500'000);
   bool met = measureConnections(bareAddress);
   met = measureDigests(directory) && met;
   for (const pid_t child : children) kill(child, SIGTERM);

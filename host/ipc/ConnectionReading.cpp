@@ -174,7 +174,7 @@ bool Connection::takeAnswer(const ReceivedFrame& frame) noexcept {
   const vanto_error_code_t code = checkAnswerLocked(frame, answer, executable);
   if (code != VANTO_ERROR_NONE) {
     lock.unlock();
-    endBecause(code, code == VANTO_ERROR_SYSTEM ? "no room for further descriptors" : nullptr);
+    endBecause(code);
     return true;
   }
   peer_.realUser = frame.sender.uid;
@@ -208,15 +208,8 @@ vanto_error_code_t Connection::checkAnswerLocked(const ReceivedFrame& frame, con
       std::memcmp(answer.nonce, handshake_->greeting.nonce, nonceBytes) != 0) {
     return VANTO_ERROR_PROTOCOL;
   }
-  const bool wasRunning = isRunning(handshake_->process);
-  // Makes room for what is opened to look once more; from here on the start time tells that it is the same process.
-  handshake_->process.reset();
-  ProcessFacts now = peer_;
-  if (!readProcessFacts(now)) {
-    return errno == EMFILE || errno == ENFILE ? VANTO_ERROR_SYSTEM : VANTO_ERROR_PROTOCOL;
-  }
-  const bool isSame = now.startTime == peer_.startTime && now.realUser == peer_.realUser &&
-                      executable == handshake_->executable && wasRunning;
+  // Looked at last: the process that runs now is the one whose executable was seen before.
+  const bool isSame = executable == handshake_->executable && isRunning(handshake_->process);
   return isSame ? VANTO_ERROR_NONE : VANTO_ERROR_PROTOCOL;
 }
 

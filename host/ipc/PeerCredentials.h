@@ -37,7 +37,8 @@ namespace vanto {
 
 /// Reads real user and group and the start time of the process `facts.pid`. False with errno when it is gone,
 /// has no id here, or cannot be looked at (EMFILE and ENFILE for want of a descriptor); the start time is 0 then.
-[[nodiscard]] bool readProcessFacts(ProcessFacts& facts) noexcept;
+/// `process`, a descriptor of it where there is one, makes it cheaper.
+[[nodiscard]] bool readProcessFacts(ProcessFacts& facts, const Fd& process = Fd()) noexcept;
 
 /// The file that the process `pid` executes now; none, 0, where that may not be seen, as by a confined process.
 [[nodiscard]] ExecutableFile readExecutable(pid_t pid) noexcept;

@@ -16,6 +16,7 @@
 #include <fcntl.h>
 #include <linux/magic.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <unistd.h>
@@ -64,8 +65,8 @@ struct CloseDirectory {
 
 enum class Tracing : std::uint8_t { No, Yes, Unknown };
 
-/// Whether somebody traces the process, or any thread of it, which is as good.
-Tracing tracingOf(int directory) {
+/// Whether somebody traces any thread of the process, which is as good as the process.
+Tracing tracingOfThreads(int directory) {
   const std::unique_ptr<DIR, CloseDirectory> threads(
       fdopendir(openat(directory, "task", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
   if (!threads) return Tracing::Unknown;
@@ -80,14 +81,34 @@ Tracing tracingOf(int directory) {
   return count == 0 ? Tracing::Unknown : Tracing::No;
 }
 
+/// The beginning of what newer kernels tell of the process of a descriptor, and their call for it.
+struct ProcessInformation {
+  std::uint64_t mask = 0;
+  std::uint64_t group = 0;
+  std::uint32_t pid = 0;
+  std::uint32_t threadGroup = 0;
+  std::uint32_t others[10] = {};
+};
+static_assert(sizeof(ProcessInformation) == 64);
+constexpr unsigned long processInformationCall = _IOWR(0xFF, 11, ProcessInformation);
+
+/// As processIn().
+std::optional<pid_t> processOf(int process) {
+  ProcessInformation information{.mask = 1};
+  if (ioctl(process, processInformationCall, &information) == 0 && information.threadGroup != 0) {
+    return static_cast<pid_t>(information.threadGroup);
+  }
+  const std::string file = "/proc/self/fdinfo/" + std::to_string(process);
+  return processIn(readBeginning(AT_FDCWD, file.c_str()));
+}
+
 /// One look at a process.
 class Look {
  public:
   Look(int process, Refusal& refusal) noexcept : process_(process), refusal_(refusal) {}
 
   bool run(ExaminedProcess& result) {
-    return openDirectory() && checkTracing() && readUser(result) && openExecutable(result) && findPath(result) &&
-           checkAgain(result);
+    return openDirectory() && readStatus(result) && openExecutable(result) && findPath(result) && checkAgain(result);
   }
 
  private:
@@ -102,8 +123,7 @@ class Look {
   }
 
   bool openDirectory() {
-    const std::string file = "/proc/self/fdinfo/" + std::to_string(process_);
-    const std::optional<pid_t> pid = processIn(readBeginning(AT_FDCWD, file.c_str()));
+    const std::optional<pid_t> pid = processOf(process_);
     if (!pid) return refuse(Failure::Unknown, "the descriptor is not that of a process");
     if (*pid == 0) return refuse(Failure::Unknown, "the process is in a foreign pid namespace");
     if (*pid < 0) return refuseAsGone();
@@ -113,38 +133,30 @@ class Look {
     return directory_ ? true : refuse(Failure::Hidden, "nothing may be seen of the process");
   }
 
-  bool checkTracing() {
-    switch (tracingOf(directory_.get())) {
-      case Tracing::No:
-        return true;
-      case Tracing::Yes:
-        return refuse(Failure::Traced, "another process traces it");
-      case Tracing::Unknown:
-        break;
-    }
-    return refuseAsHidden("its threads cannot be looked at");
-  }
-
-  bool readUser(ExaminedProcess& result) {
-    const std::optional<std::int64_t> user = numberBehind(readBeginning(directory_.get(), "status"), "Uid:");
-    result.user = static_cast<uid_t>(user.value_or(0));
-    return user ? true : refuseAsHidden("its user cannot be told");
+  bool readStatus(ExaminedProcess& result) {
+    const std::string text = readBeginning(directory_.get(), "status");
+    const std::optional<std::int64_t> user = numberBehind(text, "Uid:");
+    const std::optional<std::int64_t> threads = numberBehind(text, "Threads:");
+    const std::optional<std::int64_t> tracer = numberBehind(text, "TracerPid:");
+    if (!user || !threads || !tracer) return refuseAsHidden("its state may not be looked at");
+    result.user = static_cast<uid_t>(*user);
+    Tracing tracing = *tracer == 0 ? Tracing::No : Tracing::Yes;
+    if (tracing == Tracing::No && *threads > 1) tracing = tracingOfThreads(directory_.get());
+    if (tracing == Tracing::Unknown) return refuseAsHidden("its threads cannot be looked at");
+    return tracing == Tracing::No ? true : refuse(Failure::Traced, "another process traces it");
   }
 
   bool openExecutable(ExaminedProcess& result) {
-    // Without opening it as such: a file system of a user decides how long that takes.
-    const Fd place(openat(directory_.get(), "exe", O_PATH | O_CLOEXEC));
+    result.executable.reset(openat(directory_.get(), "exe", O_PATH | O_CLOEXEC));
+    const int file = result.executable.get();
     struct statfs system;
-    if (!place || fstatfs(place.get(), &system) != 0) return refuseAsHidden("its executable may not be looked at");
+    struct stat status;
+    if (!result.executable || fstatfs(file, &system) != 0 || fstat(file, &status) != 0) {
+      return refuseAsHidden("its executable may not be looked at");
+    }
     if (system.f_type == FUSE_SUPER_MAGIC) {
       return refuse(Failure::Hidden,
                     "its executable is on a file system of a user, who can show each reader another one");
-    }
-    const std::string path = "/proc/self/fd/" + std::to_string(place.get());
-    result.executable.reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    struct stat status;
-    if (!result.executable || fstat(result.executable.get(), &status) != 0) {
-      return refuseAsHidden("its executable may not be read");
     }
     result.device = status.st_dev;
     result.inode = status.st_ino;
@@ -183,6 +195,11 @@ std::optional<pid_t> processIn(std::string_view text) noexcept {
   const std::optional<std::int64_t> pid = numberBehind(text, "Pid:");
   if (!pid || *pid < -1 || *pid > INT_MAX) return std::nullopt;
   return static_cast<pid_t>(*pid);
+}
+
+Fd openForReading(const Fd& place) {
+  const std::string path = "/proc/self/fd/" + std::to_string(place.get());
+  return Fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
 }
 
 std::optional<ExaminedProcess> ExaminedProcess::open(int process, Refusal& refusal) {

@@ -30,9 +30,10 @@ struct Refusal {
   std::string reason;
 };
 
-/// A process that is looked at, with its executable opened.
+/// A process that is looked at, with its executable.
 struct ExaminedProcess {
   uid_t user = 0;
+  /// Named only, not to be read from.
   Fd executable;
   dev_t device = 0;
   ino_t inode = 0;
@@ -43,6 +44,9 @@ struct ExaminedProcess {
   /// what is opened is that of this very process, or nothing is.
   [[nodiscard]] static std::optional<ExaminedProcess> open(int process, Refusal& refusal);
 };
+
+/// Opens what a descriptor names; none with errno when it may not be read.
+[[nodiscard]] Fd openForReading(const Fd& place);
 
 /// The process id in the text of the kernel about a descriptor of a process; -1 for one that has ended, 0 for one of a
 /// foreign namespace. None when the descriptor is of something else.

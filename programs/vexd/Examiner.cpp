@@ -82,6 +82,9 @@ void Examiner::examine(int process, Receiver receive, std::function<bool()> isWa
   }
   Report report;
   if (answerFromCache(*job, report)) return receive(report);
+  // Only now: most are found in the cache, for which no file is opened to be read.
+  job->request.files.executable = openForReading(job->request.files.executable);
+  if (!job->request.files.executable) return receive(refused(Failure::Hidden, "its executable may not be read"));
   job->receive = std::move(receive);
   job->isWanted = std::move(isWanted);
   job->examiner = this;

@@ -40,7 +40,8 @@ TEST_F(ExaminedProcessTest, OpensWhatAProcessExecutes) {
   EXPECT_EQ(process->inode, status.st_ino);
   EXPECT_EQ(process->device, status.st_dev);
   EXPECT_EQ(process->user, getuid());
-  EXPECT_EQ(fstat(process->executable.get(), &status), 0);
+  const Fd opened = vexd::openForReading(process->executable);
+  ASSERT_EQ(fstat(opened.get(), &status), 0);
   EXPECT_EQ(process->inode, status.st_ino);
 }
 
