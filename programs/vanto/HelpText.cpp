@@ -24,7 +24,8 @@ Usage: vanto COMMAND ...
   plist FILE              print a property list, or convert it: XML, binary, JSON
   sign PATH               sign a bundle or a single executable
   verify PATH             what was changed since it was signed, and whether to trust who did
-  identify FILE           who an executable is to a service that asks
+  identify FILE|PID       who an executable or a process is to a service that asks
+  requirement check TEXT  whether a requirement text is one, and who satisfies it
   key new|public|succeed  make a key to sign with, give it to others, replace it
   trust add|list|remove|revoke
                           whose signatures this user, or the machine, trusts
@@ -238,9 +239,10 @@ Example:
 )"},
     {"identify", R"(Says who an executable is to a service that asks who its client is.
 
-Usage: vanto identify [--trust DIR]... [--json] FILE
+Usage: vanto identify [--trust DIR]... [--json] FILE|PID
 
   FILE         an executable, or a bundle
+  PID          a process: what the code-signing service says of it, by its own trust
   --trust DIR  a directory of trusted keys, in place of the machine's and the user's
   --json       one object with "executable", "digest", "signature", "valid", and
                "identifier", "signers" and "entitlements" or the "reason"
@@ -250,8 +252,28 @@ not: vanto verify does that.
 
 Exit status: 0 valid, 1 not valid, 2 it could not be looked at.
 
+Examples:
+  vanto identify /opt/Mail.app
+  vanto identify $PID
+)"},
+    {"requirement", R"(Tries requirement texts, which say who may connect to a service.
+
+Usage: vanto requirement check TEXT [--against FILE|PID]
+)"},
+    {"requirement check", R"(Says whether a text is a requirement, and whether somebody satisfies it.
+
+Usage: vanto requirement check TEXT [--against FILE|PID] [--trust DIR]...
+
+  TEXT         as in _AllowedClients
+  --against    an executable, a bundle, or a process: each condition is printed, with
+               whether it holds, and why the code is not valid
+  --trust DIR  a directory of trusted keys, in place of the machine's and the user's; not
+               for a process, which the code-signing service judges
+
+Exit status: 0 satisfied (or a requirement), 1 not, 2 it could not be looked at.
+
 Example:
-  vanto identify /proc/$PID/exe
+  vanto requirement check 'signer "acme"' --against $PID
 )"},
     {"key", R"(Makes and hands out keys to sign with.
 

@@ -69,6 +69,8 @@ TEST_F(CodeIdentity, RefusesAfterTwoSecondsWhenNoAnswerComes) {
   startService({"valid"});
   EXPECT_EQ(callBy(trusted_), "served");
   kill(vexd_->pid(), SIGSTOP);
+  int stopped = 0;
+  ASSERT_EQ(waitpid(vexd_->pid(), &stopped, WUNTRACED), vexd_->pid());
   const CodeClient client(trusted_, {"call", name});
   EXPECT_EQ(client.line(), refusedCode);
   EXPECT_EQ(service_->log(), Lines{lineOf(client.pid(), -6)});
