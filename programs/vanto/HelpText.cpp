@@ -256,22 +256,15 @@ Examples:
   vanto identify /opt/Mail.app
   vanto identify $PID
 )"},
-    {"requirement", R"(Tries requirement texts, which say who may connect to a service.
-
-Usage: vanto requirement check TEXT [--against FILE|PID]
-)"},
+    {"requirement", "Usage: vanto requirement check TEXT [--against FILE|PID]\n"},
     {"requirement check", R"(Says whether a text is a requirement, and whether somebody satisfies it.
 
 Usage: vanto requirement check TEXT [--against FILE|PID] [--trust DIR]...
 
-  TEXT         as in _AllowedClients
-  --against    an executable, a bundle, or a process: each condition is printed, with
-               whether it holds, and why the code is not valid
-  --trust DIR  a directory of trusted keys, in place of the machine's and the user's; not
-               for a process, which the code-signing service judges
+  --against    an executable, a bundle, or a process: prints which conditions hold
+  --trust DIR  as for vanto identify
 
 Exit status: 0 satisfied (or a requirement), 1 not, 2 it could not be looked at.
-
 Example:
   vanto requirement check 'signer "acme"' --against $PID
 )"},
