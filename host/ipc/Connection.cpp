@@ -18,6 +18,8 @@
 #include "ipc/Connection.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <ctime>
 #include <new>
 #include <utility>
 
@@ -79,6 +81,10 @@ Ref<Connection> Connection::createForClient(Fd socket, const ProcessFacts& peer,
   void* memory = allocate(sizeof(Connection));
   auto created = Ref<Connection>::adopt(new (memory) Connection(std::move(socket), peer, std::move(queue)));
   created->sendCredit_.setWindow(greeting.windowMessages, greeting.windowBytes);
+  timespec now{};
+  clock_gettime(CLOCK_BOOTTIME, &now);
+  created->greetedAt_ =
+      static_cast<std::uint64_t>(now.tv_sec) * 1'000'000'000 + static_cast<std::uint64_t>(now.tv_nsec);
   return created;
 }
 
@@ -123,6 +129,13 @@ ProcessFacts Connection::peer() noexcept {
   const Lock lock(mutex_);
   if (peer_.startTime == 0) peer_.startTime = readStartTime(peer_.pid);
   return peer_;
+}
+
+Fd Connection::openPeer() noexcept {
+  const Lock lock(mutex_);
+  if (greetedAt_ != 0) return openProcessOfTime(peer_.pid, greetedAt_);
+  errno = ESRCH;
+  return socket_ ? openPeerProcess(socket_.get(), peer_) : Fd();
 }
 
 bool Connection::watchLocked() noexcept {

@@ -71,6 +71,8 @@ class Connection final : public Endpoint {
   void cancel(std::uint64_t id) noexcept;
   void closeConnection() noexcept;
   [[nodiscard]] ProcessFacts peer() noexcept;
+  /// A descriptor of the peer's process; none with errno when it is gone or cannot be told.
+  [[nodiscard]] Fd openPeer() noexcept;
 
   /// Its last event was delivered, or there will be nobody to deliver it to.
   void isOverForUser() noexcept;
@@ -129,7 +131,9 @@ class Connection final : public Endpoint {
   void endBecause(vanto_error_code_t code, const char* text = nullptr) noexcept;
   [[nodiscard]] bool take(ReceivedFrame& frame) noexcept;
   [[nodiscard]] bool takeAnswer(const ReceivedFrame& frame) noexcept;
-  [[nodiscard]] vanto_error_code_t checkAnswerLocked(const ReceivedFrame& frame, const Greeting& answer) noexcept;
+  [[nodiscard]] ExecutableFile executableOfClient() noexcept;
+  [[nodiscard]] vanto_error_code_t checkAnswerLocked(const ReceivedFrame& frame, const Greeting& answer,
+                                                     ExecutableFile executable) noexcept;
   [[nodiscard]] bool takeStart(ReceivedFrame& frame, ChunkAssemblies::Wanted wanted) noexcept;
   [[nodiscard]] bool takeChunk(ReceivedFrame& frame) noexcept;
   [[nodiscard]] bool takeCancelLocked(const FrameHeader& header) noexcept;
@@ -191,6 +195,8 @@ class Connection final : public Endpoint {
   Fd socket_;
   Ref<ConnectionWatch> watch_;
   ProcessFacts peer_;
+  /// Of a client's end, when the service had greeted it (CLOCK_BOOTTIME, nanoseconds); 0 for that of a service.
+  std::uint64_t greetedAt_ = 0;
   std::unique_ptr<Handshake> handshake_;
   /// Answered, and to be given to the listener by the reading worker.
   Ref<Listener> admittedBy_;

@@ -5,6 +5,7 @@
 #include <optional>
 #include <utility>
 
+#include <fcntl.h>
 #include <sys/epoll.h>
 
 #include "ipc/Activity.h"
@@ -13,6 +14,7 @@
 #include "ipc/Message.h"
 #include "ipc/PeerCredentials.h"
 #include "ipc/WireBytes.h"
+#include "signing/CodeService.h"
 
 namespace vanto {
 
@@ -165,13 +167,14 @@ bool Connection::takeAnswer(const ReceivedFrame& frame) noexcept {
       answer.highestVersion != wireVersion) {
     return false;
   }
+  const ExecutableFile executable = executableOfClient();
   Afterwards afterwards;
   Lock lock(mutex_);
   if (state_ != State::AwaitingAnswer) return true;
-  const vanto_error_code_t code = checkAnswerLocked(frame, answer);
+  const vanto_error_code_t code = checkAnswerLocked(frame, answer, executable);
   if (code != VANTO_ERROR_NONE) {
     lock.unlock();
-    endBecause(code, code == VANTO_ERROR_SYSTEM ? "no room for further descriptors" : nullptr);
+    endBecause(code);
     return true;
   }
   peer_.realUser = frame.sender.uid;
@@ -183,22 +186,30 @@ bool Connection::takeAnswer(const ReceivedFrame& frame) noexcept {
   return true;
 }
 
+/// What a client that was judged by its code executes now. A confined process cannot see that and has it looked up,
+/// which takes its time and so is done without the lock.
+ExecutableFile Connection::executableOfClient() noexcept {
+  Fd process;
+  {
+    const Lock lock(mutex_);
+    if (state_ != State::AwaitingAnswer || !handshake_->isValidated) return {};
+    const ExecutableFile seen = readExecutable(peer_.pid);
+    if (seen.isKnown() || !handshake_->executable.isKnown()) return seen;
+    process.reset(fcntl(handshake_->process.get(), F_DUPFD_CLOEXEC, 3));
+  }
+  return process ? lookUpExecutable(process) : ExecutableFile{};
+}
+
 /// Whether a client that was judged is still the one that it was.
-vanto_error_code_t Connection::checkAnswerLocked(const ReceivedFrame& frame, const Greeting& answer) noexcept {
+vanto_error_code_t Connection::checkAnswerLocked(const ReceivedFrame& frame, const Greeting& answer,
+                                                 ExecutableFile executable) noexcept {
   if (!handshake_->isValidated) return frame.header.flags == 0 ? VANTO_ERROR_NONE : VANTO_ERROR_PROTOCOL;
   if (frame.header.flags != frameHasNonce || frame.sender.uid != peer_.realUser ||
       std::memcmp(answer.nonce, handshake_->greeting.nonce, nonceBytes) != 0) {
     return VANTO_ERROR_PROTOCOL;
   }
-  const bool wasRunning = isRunning(handshake_->process);
-  // Makes room for what is opened to look once more; from here on the start time tells that it is the same process.
-  handshake_->process.reset();
-  ProcessFacts now = peer_;
-  if (!readProcessFacts(now)) {
-    return errno == EMFILE || errno == ENFILE ? VANTO_ERROR_SYSTEM : VANTO_ERROR_PROTOCOL;
-  }
-  const bool isSame = now.startTime == peer_.startTime && now.realUser == peer_.realUser &&
-                      readExecutable(peer_.pid) == handshake_->executable && wasRunning;
+  // Looked at last: the process that runs now is the one whose executable was seen before.
+  const bool isSame = executable == handshake_->executable && isRunning(handshake_->process);
   return isSame ? VANTO_ERROR_NONE : VANTO_ERROR_PROTOCOL;
 }
 

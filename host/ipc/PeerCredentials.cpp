@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -31,6 +32,32 @@ bool readProcessFile(pid_t pid, const char* name, char* text, std::size_t size) 
   const ssize_t length = read(file.get(), text, size - 1);
   if (length <= 0) return false;
   text[length] = '\0';
+  return true;
+}
+
+/// The beginning of what newer kernels tell of the process of a descriptor, and their call for it.
+struct ProcessInformation {
+  std::uint64_t mask = 0;
+  std::uint64_t group = 0;
+  std::uint32_t pid = 0;
+  std::uint32_t threadGroup = 0;
+  std::uint32_t parent = 0;
+  std::uint32_t realUser = 0;
+  std::uint32_t realGroup = 0;
+  std::uint32_t others[7] = {};
+};
+static_assert(sizeof(ProcessInformation) == 64);
+constexpr unsigned long processInformationCall = _IOWR(0xFF, 11, ProcessInformation);
+constexpr std::uint64_t credentialsKnown = 2;
+
+bool readOwnerOf(const Fd& process, ProcessFacts& facts) noexcept {
+  ProcessInformation information{.mask = credentialsKnown};
+  const bool isKnown = process && ioctl(process.get(), processInformationCall, &information) == 0 &&
+                       (information.mask & credentialsKnown) != 0 &&
+                       information.pid == static_cast<std::uint32_t>(facts.pid);
+  if (!isKnown) return false;
+  facts.realUser = information.realUser;
+  facts.realGroup = information.realGroup;
   return true;
 }
 
@@ -77,6 +104,19 @@ Fd openProcess(const ProcessFacts& facts) noexcept {
   return readStartTime(facts.pid) == facts.startTime ? std::move(process) : Fd();
 }
 
+Fd openProcessOfTime(pid_t pid, std::uint64_t time) noexcept {
+  errno = ESRCH;
+  if (pid <= 0) return {};
+  Fd process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+  if (!process) return {};
+  const std::uint64_t startTime = readStartTime(pid);
+  const std::uint64_t ticksPerSecond = static_cast<std::uint64_t>(sysconf(_SC_CLK_TCK));
+  const std::uint64_t latest = time / (1'000'000'000 / ticksPerSecond);
+  errno = ESRCH;
+  // Who got the id later was started later.
+  return startTime != 0 && startTime <= latest ? std::move(process) : Fd();
+}
+
 bool isRunning(const Fd& process) noexcept {
   // Readable once the process has ended.
   pollfd set{process.get(), POLLIN, 0};
@@ -92,10 +132,10 @@ std::uint64_t readStartTime(pid_t pid) noexcept {
   return pid > 0 && readProcessStartTime(pid, startTime) ? startTime : 0;
 }
 
-bool readProcessFacts(ProcessFacts& facts) noexcept {
+bool readProcessFacts(ProcessFacts& facts, const Fd& process) noexcept {
   facts.startTime = 0;
   errno = ESRCH;
-  if (facts.pid <= 0 || !readRealOwner(facts)) return false;
+  if (facts.pid <= 0 || (!readOwnerOf(process, facts) && !readRealOwner(facts))) return false;
   facts.startTime = readStartTime(facts.pid);
   return facts.startTime != 0;
 }

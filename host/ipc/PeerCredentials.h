@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include "process/AuditToken.h"
+#include "process/ExecutableFile.h"
 #include "value/Fd.h"
 
 /// Who is at the other end of a socket, and whether a process is still the one that it was.
@@ -24,6 +25,10 @@ namespace vanto {
 /// A descriptor of the process that `facts` name with its id and start time; none with errno when it is gone.
 [[nodiscard]] Fd openProcess(const ProcessFacts& facts) noexcept;
 
+/// A descriptor of the process with the id `pid` that held it already at `time` (CLOCK_BOOTTIME, nanoseconds), as far
+/// as the kernel's ticks, of 10 ms as a rule, tell; none with errno when that one is gone, or cannot be looked at.
+[[nodiscard]] Fd openProcessOfTime(pid_t pid, std::uint64_t time) noexcept;
+
 /// Whether the process of a descriptor still runs.
 [[nodiscard]] bool isRunning(const Fd& process) noexcept;
 
@@ -32,17 +37,10 @@ namespace vanto {
 
 /// Reads real user and group and the start time of the process `facts.pid`. False with errno when it is gone,
 /// has no id here, or cannot be looked at (EMFILE and ENFILE for want of a descriptor); the start time is 0 then.
-[[nodiscard]] bool readProcessFacts(ProcessFacts& facts) noexcept;
+/// `process`, a descriptor of it where there is one, makes it cheaper.
+[[nodiscard]] bool readProcessFacts(ProcessFacts& facts, const Fd& process = Fd()) noexcept;
 
-/// Which file a process executes.
-struct ExecutableFile {
-  dev_t device = 0;
-  ino_t inode = 0;
-
-  [[nodiscard]] bool operator==(const ExecutableFile&) const noexcept = default;
-};
-
-/// The one that the process `pid` executes now; none, 0, where that may not be seen, as by a confined process.
+/// The file that the process `pid` executes now; none, 0, where that may not be seen, as by a confined process.
 [[nodiscard]] ExecutableFile readExecutable(pid_t pid) noexcept;
 
 }  // namespace vanto

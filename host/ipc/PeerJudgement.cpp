@@ -36,11 +36,12 @@ void setPeerEvaluator(vanto_peer_evaluator_t evaluator) noexcept {
 vanto_error_code_t judgePeer(int socket, ProcessFacts& facts, Handshake& handshake) noexcept {
   const vanto_peer_evaluator_t evaluator = peerEvaluator.load(std::memory_order_acquire);
   if (evaluator == nullptr) return VANTO_ERROR_NONE;
-  if (!readProcessFacts(facts) && isOutOfDescriptors()) return VANTO_ERROR_FULL;
   Fd process = openPeerProcess(socket, facts);
+  if (!readProcessFacts(facts, process) && isOutOfDescriptors()) return VANTO_ERROR_FULL;
+  // Where the kernel gives none for a socket, the start time is needed for one.
+  if (!process) process = openPeerProcess(socket, facts);
   if (!process && isOutOfDescriptors()) return VANTO_ERROR_FULL;
-  const PendingPeer pending(facts.pid);
-  handshake.executable = readExecutable(facts.pid);
+  const PendingPeer pending(facts.pid, process);
   {
     const TemporaryScope scope;
     if (!evaluator(makeAuditToken(facts))) return VANTO_ERROR_REFUSED;
@@ -50,6 +51,9 @@ vanto_error_code_t judgePeer(int socket, ProcessFacts& facts, Handshake& handsha
   if (!pending.wasCodeAsked()) return VANTO_ERROR_NONE;
   if (facts.startTime == 0 || !isRunning(process)) return VANTO_ERROR_REFUSED;
   handshake.isValidated = true;
+  // What was judged counts; where the evaluator was told nothing and admits nevertheless, what is executed now.
+  handshake.executable = pending.executable();
+  if (!handshake.executable.isKnown()) handshake.executable = readExecutable(facts.pid);
   handshake.process = std::move(process);
   return makeNonce(handshake.greeting.nonce) ? VANTO_ERROR_NONE : VANTO_ERROR_SYSTEM;
 }

@@ -26,12 +26,26 @@ constexpr std::string_view failureKeys[] = {"reason", "status"};
 constexpr std::string_view factsKeys[] = {"device", "digest", "entitlements", "fingerprint", "identifier",
                                           "inode",  "reason", "signers",      "status",      "valid"};
 
+/// Keys that begin so say nothing that a service has to understand.
+constexpr std::string_view additionPrefix = "x-";
+
 /// The beginning of a text, without a part of a character at its end.
 std::string_view shortened(std::string_view text) noexcept {
   if (text.size() <= limits::codeTextBytes) return text;
   std::size_t length = limits::codeTextBytes;
   while (length != 0 && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) --length;
   return text.substr(0, length);
+}
+
+VexStatus statusOf(vanto_error_code_t code) noexcept {
+  switch (code) {
+    case VANTO_ERROR_TIMED_OUT:
+      return VexStatusTimedOut;
+    case VANTO_ERROR_FULL:
+      return VexStatusBusy;
+    default:
+      return VexStatusUnavailable;
+  }
 }
 
 CodeReply failed(VexStatus status, std::string_view reason) {
@@ -168,7 +182,9 @@ void ReplyReader::readEntitlements(CodeFacts& facts) {
 void ReplyReader::checkKeys(std::span<const std::string_view> known) {
   DictionaryObject::Cursor cursor(reply_);
   while (const DictionaryObject::Entry* entry = cursor.next()) {
-    if (std::ranges::find(known, entry->key.text()) == known.end()) return note("a key", "is unknown");
+    const std::string_view key = entry->key.text();
+    const bool isKnown = key.starts_with(additionPrefix) || std::ranges::find(known, key) != known.end();
+    if (!isKnown) return note("a key", "is unknown");
   }
 }
 
@@ -205,10 +221,13 @@ void ReplyReader::note(std::string_view key, std::string_view problem) {
 
 }  // namespace
 
+CodeReply failedCodeReply(VexStatus status, std::string_view reason) {
+  return failed(status, reason);
+}
+
 CodeReply decodeCodeReply(vanto_object_t reply) {
   if (const auto* error = ofKind<ErrorObject>(reply)) {
-    const bool isLate = error->code() == VANTO_ERROR_TIMED_OUT;
-    return failed(isLate ? VexStatusTimedOut : VexStatusUnavailable, error->text());
+    return failed(statusOf(error->code()), error->text());
   }
   const auto* dictionary = ofKind<DictionaryObject>(reply);
   if (dictionary == nullptr) return failed(VexStatusUnavailable, "wrong reply: it is no dictionary");

@@ -1,51 +1,95 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// TODO(port): code identity is not there yet. Until it is, nothing has an identity, no requirement compiles and nothing
-// is valid, so that a service which asks for one refuses everybody. Every object here is a constant, so that never
-// releasing what these functions hand out costs nothing.
+// The code-signing facility of a service: what is known of a client's code comes from the code-signing service, which
+// is not confined; requirements are compiled and tried here. Every object that is handed out belongs to the peer that
+// is judged on this thread, and goes when it has been.
 #include "value/platform/signing.h"
+
+#include <memory>
+#include <string_view>
+#include <utility>
 
 #include <VantoService/PlistNumber.h>
 
 #include "process/PendingPeer.h"
+#include "signing/CodeService.h"
+#include "signing/RequirementCache.h"
 #include "value/ValueStorage.h"
 
+struct VexCode {
+  vanto::CodeFacts facts;
+};
+
+struct VexRequirement {
+  std::shared_ptr<const vanto::Requirement> requirement;
+};
+
 struct VexErrors {
-  PlistString* description;
+  vanto::Ref<PlistString> description;
 };
 
 namespace {
 
+using vanto::PendingPeer;
+
 constinit PlistString pidAttribute = vanto::ValueStorage::constantString("pid");
-constinit PlistString notAvailable = vanto::ValueStorage::constantString("not available on this host yet");
 constinit PlistString noDetails = vanto::ValueStorage::constantString("no details");
 
-constinit VexErrors notAvailableErrors{&notAvailable};
+/// Puts an error with a description in place, if one is wanted and can be kept.
+void describe(VexErrors** errors, std::string_view description) {
+  PendingPeer* const peer = PendingPeer::ofThisThread();
+  if (errors == nullptr || peer == nullptr) return;
+  VexErrors* const made = peer->make(VexErrors{PlistString::create(description)});
+  if (made != nullptr) *errors = made;
+}
 
-VexStatus refuse(VexErrors** errors) noexcept {
-  if (errors != nullptr) *errors = &notAvailableErrors;
-  return VexStatusUnavailable;
+/// Puts an object in place that the peer keeps.
+template <typename T>
+VexStatus handOut(PendingPeer& peer, T object, T** output) {
+  T* const made = peer.make(std::move(object));
+  if (made == nullptr) return VexStatusUnavailable;
+  *output = made;
+  return 0;
 }
 
 }  // namespace
 
 constinit PlistString* const kVexGuestAttributePid = &pidAttribute;
 
-VexStatus VexCodeCopyGuestWithAttributes(VexCode*, PlistDictionary* attributes, std::uint32_t, VexCode**) {
-  const PlistNumber* pid =
+VexStatus VexCodeCopyGuestWithAttributes(VexCode*, PlistDictionary* attributes, std::uint32_t, VexCode** code) {
+  const PlistNumber* number =
       attributes != nullptr ? vanto::as<PlistNumber>(attributes->valueForKey(kVexGuestAttributePid)) : nullptr;
-  if (pid != nullptr) vanto::PendingPeer::noteCodeAsked(static_cast<pid_t>(pid->int64Value()));
-  return VexStatusUnavailable;
+  if (number == nullptr) return vanto::VexStatusUnknown;
+  const auto pid = static_cast<pid_t>(number->int64Value());
+  PendingPeer::noteCodeAsked(pid);
+  PendingPeer* const peer = PendingPeer::ofThisThread();
+  if (pid <= 0 || peer == nullptr || peer->pid() != pid || code == nullptr) return vanto::VexStatusUnknown;
+  if (!peer->process()) return vanto::VexStatusGone;
+  vanto::CodeReply reply = vanto::askCodeService(peer->process());
+  if (reply.status != 0) return reply.status;
+  peer->noteExecutable(executableOf(reply.facts));
+  return handOut(*peer, VexCode{std::move(reply.facts)}, code);
 }
 
-VexStatus VexRequirementCreateWithStringAndErrors(PlistString*, std::uint32_t, VexErrors** errors, VexRequirement**) {
-  return refuse(errors);
+VexStatus VexRequirementCreateWithStringAndErrors(PlistString* text, std::uint32_t, VexErrors** errors,
+                                                  VexRequirement** requirement) {
+  PendingPeer* const peer = PendingPeer::ofThisThread();
+  if (peer == nullptr || text == nullptr || requirement == nullptr) return VexStatusUnavailable;
+  vanto::RequirementError error;
+  auto compiled = vanto::RequirementCache::shared().requirementFor(text->text(), &error);
+  if (compiled) return handOut(*peer, VexRequirement{std::move(compiled)}, requirement);
+  describe(errors, error.text());
+  return VexStatusMalformed;
 }
 
-VexStatus VexCodeCheckValidityWithErrors(VexCode*, std::uint32_t, VexRequirement*, VexErrors** errors) {
-  return refuse(errors);
+VexStatus VexCodeCheckValidityWithErrors(VexCode* code, std::uint32_t, VexRequirement* requirement,
+                                         VexErrors** errors) {
+  if (code == nullptr || requirement == nullptr) return VexStatusUnavailable;
+  if (requirement->requirement->isSatisfiedBy(code->facts)) return 0;
+  describe(errors, code->facts.isValid ? "the code is valid, and not what is required" : code->facts.reason);
+  return VexStatusUnsatisfied;
 }
 
 PlistString* VexErrorsLocalizedDescription(VexErrors* errors) {
-  return errors != nullptr ? errors->description : &noDetails;
+  return errors != nullptr && errors->description ? errors->description.get() : &noDetails;
 }

@@ -56,6 +56,12 @@ bool isMet(const RequirementTerm& term, const CodeFacts& facts) {
 
 }  // namespace
 
+std::vector<Requirement::Finding> Requirement::findings(const CodeFacts& facts) const {
+  std::vector<Finding> found;
+  for (const RequirementTerm& term : terms_) found.push_back({textOf(term), isMet(term, facts)});
+  return found;
+}
+
 bool Requirement::isSatisfiedBy(const CodeFacts& facts) const {
   WorkStack<bool, waitingValues> values;
   for (const RequirementStep& step : steps_) {

@@ -36,6 +36,9 @@ struct RequirementTerm {
   EntitlementTest entitlement;
 };
 
+/// The condition as a text that compiles to it.
+[[nodiscard]] std::string textOf(const RequirementTerm& term);
+
 /// A step of a requirement: each takes what it needs from a stack of truth values and leaves its result there.
 struct RequirementStep {
   enum class Kind : std::uint8_t { Term, Not, And, Or };
@@ -54,6 +57,14 @@ class Requirement {
 
   /// Whether code of which this is known satisfies the requirement.
   [[nodiscard]] bool isSatisfiedBy(const CodeFacts& facts) const;
+
+  /// A condition of the requirement, as a text, and whether it holds.
+  struct Finding {
+    std::string text;
+    bool holds;
+  };
+  /// Each condition by itself, in the order of the text.
+  [[nodiscard]] std::vector<Finding> findings(const CodeFacts& facts) const;
 
   /// The requirement as a text that compiles to the same, with no more parentheses than it needs. It can be longer than
   /// the text it was compiled from, by the blanks that were not there.

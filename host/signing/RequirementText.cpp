@@ -46,22 +46,6 @@ struct ExpectedText {
   std::string operator()(bool truth) const { return truth ? " = true" : " = false"; }
 };
 
-std::string textOf(const RequirementTerm& term) {
-  switch (term.kind) {
-    case RequirementTerm::Kind::Valid:
-      return "valid";
-    case RequirementTerm::Kind::Identifier:
-      return "identifier " + quoted(term.text);
-    case RequirementTerm::Kind::Signer:
-      return "signer " + quoted(term.text);
-    case RequirementTerm::Kind::Digest:
-      return "digest " + quoted(term.text);
-    case RequirementTerm::Kind::Entitlement:
-      return "entitlement " + quoted(term.entitlement.key) + std::visit(ExpectedText{}, term.entitlement.expected);
-  }
-  return {};
-}
-
 /// The text of `piece` as a part of what binds as `outer`.
 std::string inside(Piece piece, Binding outer) {
   return piece.binding < outer ? "(" + piece.text + ")" : std::move(piece.text);
@@ -79,6 +63,22 @@ void join(std::vector<Piece>& pieces, Binding binding) {
 }
 
 }  // namespace
+
+std::string textOf(const RequirementTerm& term) {
+  switch (term.kind) {
+    case RequirementTerm::Kind::Valid:
+      return "valid";
+    case RequirementTerm::Kind::Identifier:
+      return "identifier " + quoted(term.text);
+    case RequirementTerm::Kind::Signer:
+      return "signer " + quoted(term.text);
+    case RequirementTerm::Kind::Digest:
+      return "digest " + quoted(term.text);
+    case RequirementTerm::Kind::Entitlement:
+      return "entitlement " + quoted(term.entitlement.key) + std::visit(ExpectedText{}, term.entitlement.expected);
+  }
+  return {};
+}
 
 std::string Requirement::text() const {
   std::vector<Piece> pieces;

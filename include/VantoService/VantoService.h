@@ -2,7 +2,8 @@
 #pragma once
 
 /// Everything a C++ caller of the library needs. C programs include <VantoService/vanto.h>,
-/// <VantoService/tolven_data.h>, <VantoService/VantoServiceMain.h> and <VantoService/KorRunLoop.h>.
+/// <VantoService/vanto_code.h>, <VantoService/tolven_data.h>, <VantoService/VantoServiceMain.h> and
+/// <VantoService/KorRunLoop.h>.
 
 #include <VantoService/Bundle.h>
 #include <VantoService/IndentedDescription.h>
@@ -19,3 +20,4 @@
 #include <VantoService/dispatch.h>
 #include <VantoService/tolven_data.h>
 #include <VantoService/vanto.h>
+#include <VantoService/vanto_code.h>

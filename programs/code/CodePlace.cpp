@@ -65,15 +65,11 @@ bool readInfo(CodePlace& place, std::string& problem) {
   problem = info.problem;
   if (!info.contents) return false;
   place.infoBytes = std::move(*info.contents);
-  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(place.infoBytes.data());
-  const Ref<PlistValue> value = createPropertyList({bytes, place.infoBytes.size()});
-  const auto* const dictionary = as<PlistDictionary>(value.get());
+  const std::optional<InfoNames> names = InfoNames::read(place.infoBytes);
   problem = "is no property list with a dictionary";
-  if (dictionary == nullptr) return false;
-  place.identifier = textUnder(*dictionary, "KorBundleIdentifier");
-  const std::string_view name = textUnder(*dictionary, "KorBundleExecutable");
-  const bool isName = isResourcePath(name) && name.find('/') == name.npos;
-  if (isName) place.executable = joined(placesOf(*place.layout).executables, name);
+  if (!names) return false;
+  place.identifier = names->identifier;
+  if (!names->executable.empty()) place.executable = joined(placesOf(*place.layout).executables, names->executable);
   return true;
 }
 
@@ -96,6 +92,15 @@ Around aroundOf(std::string_view real) {
 }
 
 }  // namespace
+
+std::optional<InfoNames> InfoNames::read(std::string_view bytes) {
+  const Ref<PlistValue> value = createPropertyList({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+  const auto* const dictionary = as<PlistDictionary>(value.get());
+  if (dictionary == nullptr) return std::nullopt;
+  const std::string_view name = textUnder(*dictionary, "KorBundleExecutable");
+  const bool isName = isResourcePath(name) && name.find('/') == name.npos;
+  return InfoNames{std::string(textUnder(*dictionary, "KorBundleIdentifier")), std::string(isName ? name : "")};
+}
 
 std::string CodePlace::executableName() const {
   return executable.substr(executable.rfind('/') + 1);

@@ -3,12 +3,23 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "value/BundleLayout.h"
 #include "value/Fd.h"
 
 namespace vanto::code {
+
+/// What the Info dictionary of a bundle says that a signature is about; texts that are not there are empty.
+struct InfoNames {
+  std::string identifier;
+  /// The file name of the executable; empty too where it is none.
+  std::string executable;
+
+  /// None when the bytes are no property list with a dictionary.
+  [[nodiscard]] static std::optional<InfoNames> read(std::string_view bytes);
+};
 
 /// Where the parts of something that is or can be signed lie: of a bundle, or of a single executable. All paths are
 /// relative to the directory, and are opened below it without following links.

@@ -6,6 +6,7 @@
 #include "vanto/KeyNewCommand.h"
 #include "vanto/KeyPublicCommand.h"
 #include "vanto/KeySucceedCommand.h"
+#include "vanto/RequirementCheckCommand.h"
 #include "vanto/SignCommand.h"
 #include "vanto/TrustAddCommand.h"
 #include "vanto/TrustListCommand.h"
@@ -25,6 +26,7 @@ class CodeCommandLine : public CommandGrammar {
     addSign();
     addVerify();
     addIdentify();
+    addRequirement();
   }
 
  private:
@@ -78,6 +80,15 @@ class CodeCommandLine : public CommandGrammar {
     identify->add_flag("--json", identify_.isJson);
   }
 
+  void addRequirement() {
+    CLI::App* requirement = root().add_subcommand("requirement");
+    requirement->require_subcommand(1);
+    CLI::App* check = add(*requirement, "check", requirementCheck_);
+    check->add_option("TEXT", requirementCheck_.text)->required();
+    check->add_option("--against", requirementCheck_.against);
+    check->add_option("--trust", requirementCheck_.places.instead)->allow_extra_args(false);
+  }
+
   KeyNewCommand keyNew_;
   KeyPublicCommand keyPublic_;
   KeySucceedCommand keySucceed_;
@@ -88,6 +99,7 @@ class CodeCommandLine : public CommandGrammar {
   SignCommand sign_;
   VerifyCommand verify_;
   IdentifyCommand identify_;
+  RequirementCheckCommand requirementCheck_;
 };
 
 }  // namespace

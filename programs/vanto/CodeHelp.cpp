@@ -42,9 +42,10 @@ Example:
 )"},
     {"identify", R"(Says who an executable is to a service that asks who its client is.
 
-Usage: vanto identify [--trust DIR]... [--json] FILE
+Usage: vanto identify [--trust DIR]... [--json] FILE|PID
 
   FILE         an executable, or a bundle
+  PID          a process: what the code-signing service says of it, by its own trust
   --trust DIR  a directory of trusted keys, in place of the machine's and the user's
   --json       one object with "executable", "digest", "signature", "valid", and
                "identifier", "signers" and "entitlements" or the "reason"
@@ -54,8 +55,29 @@ not: vanto verify does that.
 
 Exit status: 0 valid, 1 not valid, 2 it could not be looked at.
 
+Examples:
+  vanto identify /opt/Mail.app
+  vanto identify $PID
+)"},
+    {"requirement", R"(Tries requirement texts, by which services say what code may connect.
+
+Usage: vanto requirement check [--against FILE|PID] [--trust DIR]... TEXT
+
+  check  whether a text is a requirement, and whether somebody satisfies it
+
+It has its own --help.
+)"},
+    {"requirement check", R"(Says whether a text is a requirement, and whether somebody satisfies it.
+
+Usage: vanto requirement check TEXT [--against FILE|PID] [--trust DIR]...
+
+  --against    an executable, a bundle, or a process: prints which conditions hold
+  --trust DIR  as for vanto identify
+
+Exit status: 0 satisfied, or a requirement, 1 not, 2 it could not be looked at.
+
 Example:
-  vanto identify /proc/$PID/exe
+  vanto requirement check 'signer "acme"' --against $PID
 )"},
     {"key", R"(Makes and hands out keys to sign with.
 

@@ -15,7 +15,7 @@
 namespace vanto::tool {
 
 bool isCodeCommand(std::string_view command) noexcept {
-  constexpr std::array<std::string_view, 5> commands{"identify", "key", "sign", "trust", "verify"};
+  constexpr std::array<std::string_view, 6> commands{"identify", "key", "requirement", "sign", "trust", "verify"};
   return std::find(commands.begin(), commands.end(), command) != commands.end();
 }
 

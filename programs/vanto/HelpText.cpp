@@ -33,7 +33,8 @@ Usage: vanto COMMAND ...
 
   sign PATH               sign a bundle or a single executable
   verify PATH             what was changed since it was signed, and whether to trust who did
-  identify FILE           who an executable is to a service that asks
+  identify FILE|PID       who an executable or a process is to a service that asks
+  requirement check TEXT  whether a requirement text is one, and who satisfies it
   key new|public|succeed  make a key to sign with, give it to others, replace it
   trust add|list|remove|revoke
                           whose signatures this user, or the machine, trusts

@@ -14,51 +14,12 @@
 #include "code/Signing.h"
 #include "code/limits.h"
 #include "vanto/DocumentForm.h"
+#include "vanto/Identity.h"
 #include "vanto/ServiceSummary.h"
 #include "vanto/VisibleText.h"
 
 namespace vanto::tool {
 namespace {
-
-/// What was found of the file, and what is to be believed.
-struct Identity {
-  std::string executable;
-  std::string digest;
-  std::string signature;
-  code::CodeJudgement judgement;
-};
-
-code::CodeEvidence evidenceOf(const code::CodePlace& place, const std::string& name,
-                              const std::optional<code::Digest>& digest) {
-  code::CodeEvidence evidence;
-  evidence.executableName = name;
-  evidence.executable = digest;
-  if (place.isBundle()) {
-    evidence.info = place.infoBytes;
-    evidence.identifier = place.identifier;
-  }
-  return evidence;
-}
-
-Identity identityOf(const code::CodePlace& place, const code::TrustStore& trust) {
-  Identity identity;
-  identity.executable = place.pathOf(place.executable);
-  std::string problem;
-  const std::optional<code::Digest> digest = code::digestOfExecutable(place, problem);
-  if (digest) identity.digest = code::hexText(*digest);
-  const std::string name = place.executableName();
-  code::CodeEvidence evidence = evidenceOf(place, name, digest);
-  const Fd file = code::openBeneath(place.directory.get(), place.signature, O_RDONLY);
-  code::OpenedFile signature;
-  if (file) signature = code::OpenedFile::read(file.get(), {code::limits::signatureBytes, 0, {}});
-  if (place.hasSignature()) identity.signature = place.pathOf(place.signature);
-  if (signature.contents) evidence.signature = *signature.contents;
-  identity.judgement = code::judge(evidence, trust);
-  if (place.hasSignature() && !signature.contents) {
-    identity.judgement.reason = "the signature " + (file ? signature.problem : std::string("cannot be opened"));
-  }
-  return identity;
-}
 
 void printLines(Console& console, const Identity& identity) {
   const auto line = [&console](const char* label, const std::string& text) {
@@ -102,14 +63,14 @@ void printJson(Console& console, const Identity& identity) {
 
 ExitStatus IdentifyCommand::run(Console& console) const {
   std::string problem;
-  const auto place = code::CodePlace::ofPath(file, problem);
-  if (!place) {
+  const std::optional<Identity> identity = Identity::of(
+      file, [&] { return places.read(console); }, problem);
+  if (!identity) {
     console.complain(visible(problem));
     return ExitStatus::Failed;
   }
-  const Identity identity = identityOf(*place, places.read(console));
-  isJson ? printJson(console, identity) : printLines(console, identity);
-  return identity.judgement.isValid ? ExitStatus::Fine : ExitStatus::Found;
+  isJson ? printJson(console, *identity) : printLines(console, *identity);
+  return identity->judgement.isValid ? ExitStatus::Fine : ExitStatus::Found;
 }
 
 }  // namespace vanto::tool

@@ -38,9 +38,11 @@ _vanto() {
   esac
   local words=""
   case $command in
-    "") words="list show job lint cache plist units load unload start stop restart hold status logs why sign verify identify key trust --help --version" ;;
+    "") words="list show job lint cache plist units load unload start stop restart hold status logs why sign verify identify requirement key trust --help --version" ;;
     cache) words="write show check --help" ;;
     key) words="new public succeed --help" ;;
+    requirement) words="check --help" ;;
+    "requirement check") words="--against --trust --help" ;;
     trust) words="add list remove revoke --help" ;;
     sign) words="--key --identifier --entitlements --help" ;;
     verify | identify) words="--trust --json --help" ;;
@@ -58,7 +60,7 @@ _vanto() {
     *) words="--help" ;;
   esac
   case $command,$word in
-    ,* | cache,* | key,* | trust,* | *,-*) mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word") ;;
+    ,* | cache,* | key,* | requirement,* | trust,* | *,-*) mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word") ;;
     unload,* | start,* | stop,* | restart,* | hold,* | status,* | logs,* | why,*)
       compopt -o filenames 2>/dev/null
       mapfile -t COMPREPLY < <(compgen -f -- "$word")

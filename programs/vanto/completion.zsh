@@ -77,6 +77,7 @@ _vanto() {
     'sign:sign a bundle or an executable'
     'verify:say what was changed since it was signed'
     'identify:say who an executable is to a service'
+    'requirement:try a requirement text'
     'key:make keys and hand them out'
     'trust:decide whose signatures are trusted'
   )
@@ -100,6 +101,7 @@ _vanto() {
     key) _vanto_key ;;
     trust) _vanto_trust ;;
     sign) _arguments '(-k --key)'{-k,--key}'[the private key]:file:_files' '--identifier[of a single executable]:identifier:' '--entitlements[a property list]:file:_files' '--help[show help]' '1:path:_files' ;;
+    requirement) _arguments '--against[an executable, a bundle or a process id]:file:_files' '*--trust[a directory of keys]:directory:_files -/' '--help[show help]' '1:command:(check)' '2:text:' ;;
     verify | identify) _arguments '*--trust[a directory of keys]:directory:_files -/' '--json[print JSON]' '--help[show help]' '1:path:_files' ;;
     plist) _arguments '(-t --to)'{-t,--to}'[the form]:form:(xml binary json)' '(-o --output)'{-o,--output}'[where to write]:file:_files' '--help[show help]' '1:file:_files' ;;
     units) _arguments '(-o --output)'{-o,--output}'[where to write]:directory:_files -/' '--account[whom services of the system run as]:user:_users' '--help[show help]' '*:bundle:_files' ;;

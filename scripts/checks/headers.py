@@ -7,7 +7,7 @@ import subprocess
 
 from checking import files, run
 
-C_HEADERS = {"Export.h", "KorRunLoop.h", "tolven_data.h", "vanto.h", "VantoServiceMain.h"}
+C_HEADERS = {"Export.h", "KorRunLoop.h", "tolven_data.h", "vanto.h", "vanto_code.h", "VantoServiceMain.h"}
 WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Werror"]
 CXX = [["g++", "-std=c++20"], ["clang++", "-std=c++20"]]
 C = [["gcc", "-std=c11"], ["clang", "-std=c11"]]

@@ -11,6 +11,8 @@ WITHOUT_TEST = {
     "programs/tolvend/main.cpp": "the tests of the whole program run it",
     "programs/vanto/codemain.cpp": "the tests of the whole program run it",
     "programs/vanto/main.cpp": "the tests of the whole program run it",
+    "programs/vexd/digestermain.cpp": "the tests of the whole program run it",
+    "programs/vexd/main.cpp": "the tests of the whole program run it",
     "programs/vantoproxy/Start.cpp": "the tests of the whole program run it",
     "programs/vantoproxy/main.cpp": "the tests of the whole program run it",
 }

@@ -114,5 +114,9 @@ inline constexpr std::size_t requirementsKept = 256;
 inline constexpr std::size_t codeTextBytes = std::size_t{4} << 10;
 inline constexpr std::size_t codeSignerNames = 64;
 inline constexpr std::size_t codeEntitlementsBytes = std::size_t{1} << 20;
+/// Codes, requirements and errors that the judgement of one client may be handed out.
+inline constexpr std::size_t codeObjectsPerPeer = std::size_t{16} << 10;
+/// How long a service waits for what the code-signing service says of a client, with the connection to it.
+inline constexpr std::uint64_t codeNanoseconds = 2'000'000'000;
 
 }  // namespace vanto::limits

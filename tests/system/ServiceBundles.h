@@ -15,7 +15,7 @@
 namespace vanto::test {
 
 /// A test with service bundles in a directory and a domain directory of its own.
-class ServiceBundles : public testing::Test {
+class ServiceBundles : public ::testing::Test {
  protected:
   static constexpr const char* name = "org.vanto.test.system";
 

@@ -10,7 +10,10 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <linux/landlock.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -89,12 +92,26 @@ void performOnRunLoop() {
   });
 }
 
+/// Enters a domain of Landlock that takes nothing away but the sight of processes outside of it.
+void enterEmptyDomain() {
+  const landlock_ruleset_attr rights{.handled_access_fs = LANDLOCK_ACCESS_FS_MAKE_CHAR};
+  const int rules = static_cast<int>(syscall(SYS_landlock_create_ruleset, &rights, sizeof rights, 0));
+  if (rules < 0 || prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || syscall(SYS_landlock_restrict_self, rules, 0) != 0) {
+    std::_Exit(97);
+  }
+  close(rules);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   const std::string_view kind = argc > 1 ? argv[1] : "";
   if (kind == "echo") return vanto_service_main(argc, argv, echo);
   if (kind == "obeying") return vanto_service_main(argc, argv, obey);
+  if (kind == "confined-echo") {
+    enterEmptyDomain();
+    return vanto_service_main(argc, argv, echo);
+  }
   if (kind == "throwing") return vanto_service_main(argc, argv, fail);
   if (kind == "without-handler") {
     logAnnotations();

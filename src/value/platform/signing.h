@@ -8,11 +8,15 @@
 
 /// The code-signing facility: looks at the code of running processes. Each function answers a status, 0 for success.
 /// What they hand out need not be released: the host takes it back when the peer evaluation that asked for it has
-/// ended.
+/// ended, and outside one hands nothing out.
 
 using VexStatus = std::int32_t;
 /// The facility cannot be used.
 inline constexpr VexStatus VexStatusUnavailable = -1;
+/// The text is no requirement.
+inline constexpr VexStatus VexStatusMalformed = -8;
+/// The code is not what the requirement asks for.
+inline constexpr VexStatus VexStatusUnsatisfied = -9;
 
 /// The code of a running process.
 struct VexCode;

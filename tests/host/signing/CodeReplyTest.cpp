@@ -274,6 +274,13 @@ TEST(CodeReply, RefusesAValueOfAnotherKind) {
   }
 }
 
+TEST(CodeReply, LetsAdditionsBe) {
+  for (const Entries& reply : {validReply(), unsignedReply(), failureReply(-5)}) {
+    EXPECT_EQ(mistakeIn(with(reply, "x-more", integer(0))), mistakeIn(reply));
+    EXPECT_NE(mistakeIn(with(reply, "xmore", integer(0))), mistakeIn(reply));
+  }
+}
+
 TEST(CodeReply, RefusesUnknownKeys) {
   for (const Entries& reply : {validReply(), unsignedReply(), failureReply(-5)}) {
     for (const char* key : {"", "more", "Status", "validity", "process"}) {

@@ -1,0 +1,287 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// What it costs to look at who connects: a connection to a service that judges its clients by their code, with a warm
+// cache, beside a bare one (a socket of the same kind; an epoll loop that accepts, reads the credentials, greets, and
+// answers one request), all on one core; and the first digest of an executable beside the cryptographic library alone.
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <openssl/evp.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <VantoService/PlistNumber.h>
+#include <VantoService/dispatch.h>
+#include <VantoService/vanto_code.h>
+
+#include "value/platform/signing.h"
+
+namespace vanto::bench {
+namespace {
+
+constexpr int rounds = 20;
+constexpr int connectionsPerRound = 200;
+constexpr std::size_t executableBytes = std::size_t{256} << 20;
+constexpr const char* judged = "org.vanto.bench.judged";
+constexpr const char* open_ = "org.vanto.bench.open";
+constexpr std::uint64_t patience = 10'000'000'000;
+
+double nanosecondsNow() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
+}
+
+void pinToOneCore() {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  CPU_SET(0, &set);
+  sched_setaffinity(0, sizeof set, &set);
+}
+
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+bool report(const char* what, double value, const char* comparison, double limit, bool isMet) {
+  std::printf("%-48s %8.2f   limit %s %.2f   %s\n", what, value, comparison, limit, isMet ? "met" : "MISSED");
+  return isMet;
+}
+
+sockaddr_un addressOf(const std::string& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path.c_str());
+  return address;
+}
+
+void answerBare(int epoll, int socket) {
+  char byte[64];
+  const ssize_t length = recv(socket, byte, sizeof byte, 0);
+  if (length > 0) {
+    static_cast<void>(send(socket, byte, static_cast<std::size_t>(length), MSG_NOSIGNAL));
+  } else {
+    epoll_ctl(epoll, EPOLL_CTL_DEL, socket, nullptr);
+    close(socket);
+  }
+}
+
+[[noreturn]] void serveBare(const std::string& path) {
+  const int listener = socket(AF_UNIX, SOCK_SEQPACKET, 0);
+  const sockaddr_un address = addressOf(path);
+  if (bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 || listen(listener, 64) != 0) {
+    _exit(1);
+  }
+  const int epoll = epoll_create1(0);
+  epoll_event event{EPOLLIN, {.fd = listener}};
+  epoll_ctl(epoll, EPOLL_CTL_ADD, listener, &event);
+  while (epoll_wait(epoll, &event, 1, -1) == 1 || errno == EINTR) {
+    if (event.data.fd != listener) {
+      answerBare(epoll, event.data.fd);
+      continue;
+    }
+    const int accepted = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    ucred credentials;
+    socklen_t size = sizeof credentials;
+    getsockopt(accepted, SOL_SOCKET, SO_PEERCRED, &credentials, &size);
+    static_cast<void>(send(accepted, "greeting", 8, MSG_NOSIGNAL));
+    epoll_event added{EPOLLIN, {.fd = accepted}};
+    epoll_ctl(epoll, EPOLL_CTL_ADD, accepted, &added);
+  }
+  _exit(1);
+}
+
+/// The same steps as those of a service with a list of one requirement.
+bool evaluate(audit_token_t token) {
+  const auto pid = static_cast<std::int32_t>(token.val[0]);
+  PlistNumber* number = PlistNumber::create(KorNumberSInt32Type, &pid).asTemporary();
+  const PlistDictionary::Entry entry{kVexGuestAttributePid, number};
+  PlistDictionary* attributes = PlistDictionary::create({&entry, 1}).asTemporary();
+  VexCode* code = nullptr;
+  if (VexCodeCopyGuestWithAttributes(nullptr, attributes, 0, &code) != 0) return false;
+  VexRequirement* requirement = nullptr;
+  VexErrors* errors = nullptr;
+  PlistString* text = PlistString::create("identifier \"org.example\" or not valid").asTemporary();
+  if (VexRequirementCreateWithStringAndErrors(text, 0, &errors, &requirement) != 0) return false;
+  return VexCodeCheckValidityWithErrors(code, 0, requirement, &errors) == 0;
+}
+
+[[noreturn]] void serve(const char* name, bool isJudged) {
+  if (isJudged) vanto_handle_service(nullptr, nullptr, evaluate);
+  const vanto_object_t listener = vanto_connection_create_listener(name, nullptr);
+  vanto_connection_set_event_handler(listener, [](vanto_object_t, vanto_object_t event) {
+    vanto_connection_set_event_handler(event, [](vanto_object_t, vanto_object_t message) {
+      if (vanto_kind(message) == VANTO_KIND_MESSAGE) vanto_reply(message, vanto_message_get_body(message));
+    });
+    vanto_connection_resume(event);
+  });
+  vanto_connection_resume(listener);
+  dispatch_main();
+}
+
+bool connectBare(const sockaddr_un& address) {
+  const int made = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+  char bytes[64];
+  const bool isFine = connect(made, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
+                      recv(made, bytes, sizeof bytes, 0) == 8 && send(made, "request", 7, 0) == 7 &&
+                      recv(made, bytes, sizeof bytes, 0) == 7;
+  close(made);
+  return isFine;
+}
+
+bool connectAndCall(const char* name, vanto_object_t request) {
+  const vanto_object_t connection = vanto_connect(name, nullptr, patience);
+  const vanto_object_t reply = vanto_call(connection, request, patience);
+  const bool isFine = vanto_equal(reply, request);
+  vanto_release(reply);
+  vanto_release(connection);
+  return isFine;
+}
+
+/// Nanoseconds for each; the program ends when one does not work.
+template <typename Work>
+double timeOf(int count, const char* what, Work work) {
+  const double start = nanosecondsNow();
+  for (int i = 0; i < count; ++i) {
+    if (work()) continue;
+    std::fprintf(stderr, "%s does not work\n", what);
+    std::exit(1);
+  }
+  return (nanosecondsNow() - start) / count;
+}
+
+template <typename Work>
+void awaitWorking(Work work) {
+  for (int i = 0; i < 10'000 && !work(); ++i) usleep(1000);
+}
+
+template <typename Work>
+pid_t inChild(Work work) {
+  const pid_t child = fork();
+  if (child == 0) work();
+  return child;
+}
+
+bool measureConnections(const sockaddr_un& bareAddress) {
+  const vanto_object_t request = vanto_string_create("request");
+  std::vector<double> bare;
+  std::vector<double> open;
+  std::vector<double> validated;
+  for (int i = 0; i < rounds; ++i) {
+    bare.push_back(timeOf(connectionsPerRound, "a bare connection", [&] { return connectBare(bareAddress); }));
+    open.push_back(timeOf(connectionsPerRound, "a connection", [&] { return connectAndCall(open_, request); }));
+    validated.push_back(
+        timeOf(connectionsPerRound, "a validated connection", [&] { return connectAndCall(judged, request); }));
+  }
+  vanto_release(request);
+  std::printf("connect, one request, close; one core, medians of %d interleaved runs\n", rounds);
+  std::printf("  bare                              %7.1f us\n", median(bare) / 1000);
+  std::printf("  service without allowed clients   %7.1f us\n", median(open) / 1000);
+  std::printf("  validated, warm cache             %7.1f us\n", median(validated) / 1000);
+  const double ratio = median(validated) / median(bare);
+  return report("validated connection, times a bare one", ratio, "<=", 4, ratio <= 4);
+}
+
+double digestByLibrary(const std::vector<unsigned char>& bytes) {
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  return timeOf(1, "the cryptographic library",
+                [&] { return EVP_Digest(bytes.data(), bytes.size(), digest, nullptr, EVP_sha256(), nullptr) == 1; });
+}
+
+/// Of a process whose executable nobody has looked at.
+double digestByService(const std::string& path, std::vector<unsigned char> bytes) {
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()), static_cast<long>(bytes.size()));
+  chmod(path.c_str(), 0700);
+  const pid_t child = inChild([&path] {
+    execl(path.c_str(), "sleep", "100", nullptr);
+    _exit(1);
+  });
+  const int process = static_cast<int>(syscall(SYS_pidfd_open, child, 0));
+  // Until it executes the file it is this program, which is known.
+  const std::string link = "/proc/" + std::to_string(child) + "/exe";
+  awaitWorking([&] {
+    char target[4096] = {};
+    return readlink(link.c_str(), target, sizeof target - 1) > 0 && path == target;
+  });
+  const double time = timeOf(1, "the code-signing service", [&] {
+    const vanto_object_t code = vanto_copy_process_code(process, patience);
+    const bool isFine = vanto_kind(code) == VANTO_KIND_DICTIONARY;
+    vanto_release(code);
+    return isFine;
+  });
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  close(process);
+  unlink(path.c_str());
+  return time;
+}
+
+bool measureDigests(const std::string& directory) {
+  std::ifstream sleep("/bin/sleep", std::ios::binary);
+  std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(sleep)), {});
+  for (std::size_t i = bytes.size(); i < executableBytes; ++i) bytes.push_back(static_cast<unsigned char>(i * 7));
+  std::vector<double> library;
+  std::vector<double> service;
+  for (int i = 0; i < 5; ++i) {
+    library.push_back(digestByLibrary(bytes));
+    bytes.back() = static_cast<unsigned char>(i);
+    service.push_back(digestByService(directory + "/program" + std::to_string(i), bytes));
+  }
+  const double size = static_cast<double>(executableBytes);
+  std::printf("\ndigest of %zu MiB: library %.2f GB/s, first look of the service %.2f GB/s\n", executableBytes >> 20,
+              size / median(library), size / median(service));
+  const double part = median(library) / median(service);
+  return report("first digest, part of the library's speed", part, ">=", 0.7, part >= 0.7);
+}
+
+int run() {
+  pinToOneCore();
+  char directory[] = "/tmp/signing-bench-XXXXXX";
+  if (mkdtemp(directory) == nullptr) return 1;
+  setenv("XDG_RUNTIME_DIR", directory, 1);
+  setenv("XDG_CONFIG_HOME", directory, 1);
+  const std::string barePath = std::string(directory) + "/bare";
+  const pid_t children[] = {inChild([&] { serveBare(barePath); }), inChild([] { serve(judged, true); }),
+                            inChild([] { serve(open_, false); }), inChild([] {
+                              execl(VANTO_BENCH_VEXD, VANTO_BENCH_VEXD, nullptr);
+                              _exit(1);
+                            })};
+  const sockaddr_un bareAddress = addressOf(barePath);
+  const vanto_object_t request = vanto_string_create("request");
+  awaitWorking([&] { return connectBare(bareAddress); });
+  awaitWorking([&] { return connectAndCall(open_, request); });
+  awaitWorking([&] { return connectAndCall(judged, request); });
+  vanto_release(request);
+  // What changed a moment ago, as this program may have, is not kept.
+  usleep(2'500'000);
+  bool met = measureConnections(bareAddress);
+  met = measureDigests(directory) && met;
+  for (const pid_t child : children) kill(child, SIGTERM);
+  for (const pid_t child : children) waitpid(child, nullptr, 0);
+  static_cast<void>(!system((std::string("rm -rf ") + directory).c_str()));
+  return met ? 0 : 1;
+}
+
+}  // namespace
+}  // namespace vanto::bench
+
+int main() {
+  return vanto::bench::run();
+}

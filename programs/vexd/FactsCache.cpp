@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vexd/FactsCache.h"
+
+#include <utility>
+
+#include "vexd/limits.h"
+
+namespace vanto::vexd {
+
+bool FactsKey::of(const CodeFiles& files, FactsKey& key) {
+  key.name = files.name;
+  return FileIdentity::of(files.executable.get(), key.executable) && FileIdentity::of(files.info.get(), key.info) &&
+         FileIdentity::of(files.bundleSignature.get(), key.bundleSignature) &&
+         FileIdentity::of(files.signature.get(), key.signature);
+}
+
+const DigestAnswer* FactsCache::find(const FactsKey& key, std::uint64_t trust) {
+  forgetOtherTrust(trust);
+  const auto found = entries_.find(key);
+  if (found == entries_.end()) return nullptr;
+  uses_.splice(uses_.begin(), uses_, found->second.use);
+  return &found->second.answer;
+}
+
+void FactsCache::keep(const FactsKey& key, std::uint64_t trust, DigestAnswer answer) {
+  // What was judged by what is trusted no more comes too late.
+  if (trust < trust_) return;
+  forgetOtherTrust(trust);
+  const auto [place, isNew] = entries_.try_emplace(key);
+  place->second.answer = std::move(answer);
+  if (!isNew) return;
+  uses_.push_front(&place->first);
+  place->second.use = uses_.begin();
+  if (entries_.size() <= limits::cachedFacts) return;
+  entries_.erase(*uses_.back());
+  uses_.pop_back();
+}
+
+void FactsCache::forgetOtherTrust(std::uint64_t trust) {
+  if (trust == trust_) return;
+  entries_.clear();
+  uses_.clear();
+  trust_ = trust;
+}
+
+}  // namespace vanto::vexd

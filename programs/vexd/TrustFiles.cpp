@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vexd/TrustFiles.h"
+
+#include <memory>
+#include <utility>
+
+#include <dirent.h>
+#include <fcntl.h>
+
+#include "code/limits.h"
+#include "value/Fd.h"
+
+namespace vanto::vexd {
+namespace {
+
+struct CloseDirectory {
+  void operator()(DIR* directory) const noexcept { closedir(directory); }
+};
+
+/// False when it cannot be relied upon.
+bool addIdentity(const Fd& file, std::vector<FileIdentity>& files) {
+  FileIdentity identity;
+  const bool isReliable = FileIdentity::of(file.get(), identity);
+  files.push_back(identity);
+  return isReliable;
+}
+
+}  // namespace
+
+std::vector<TrustFiles::Place> TrustFiles::placesOfProcess() {
+  std::vector<Place> places{{code::TrustDirectory::systemPath(), code::TrustOwner::Administrator}};
+  if (const std::string user = code::TrustDirectory::userPath(); !user.empty()) {
+    places.push_back({user, code::TrustOwner::User});
+  }
+  return places;
+}
+
+TrustFiles::State TrustFiles::look() const {
+  State state;
+  for (const Place& place : places_) {
+    Fd opened(open(place.path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    state.isSettled = addIdentity(opened, state.files) && state.isSettled;
+    const std::unique_ptr<DIR, CloseDirectory> listing(opened ? fdopendir(opened.get()) : nullptr);
+    if (!listing) continue;
+    const int directory = opened.release();
+    std::size_t count = 0;
+    while (const dirent* const entry = readdir(listing.get())) {
+      if (*entry->d_name == '.') continue;
+      // One that has more is trusted in nothing.
+      if (++count > code::limits::trustEntries) break;
+      const Fd file(openat(directory, entry->d_name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+      state.isSettled = addIdentity(file, state.files) && state.isSettled;
+    }
+  }
+  return state;
+}
+
+const std::vector<code::TrustDirectory>& TrustFiles::directories() {
+  State now = look();
+  if (state_.isSettled && now.isSettled && now.files == state_.files) return directories_;
+  // Read after the look, so that a change in between is seen at the next one.
+  directories_.clear();
+  for (const Place& place : places_) directories_.push_back(code::TrustDirectory::read(place.path, place.owner));
+  state_ = std::move(now);
+  ++generation_;
+  return directories_;
+}
+
+}  // namespace vanto::vexd

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/// Everything that the processes that are looked at, and those that ask, can make the code-signing service hold or do.
+namespace vanto::vexd::limits {
+
+/// Processes whose executables are being opened at once; a file system can make that take long.
+inline constexpr int openings = 16;
+/// Executables that wait to be digested, of all users and of one.
+inline constexpr std::size_t waiting = 64;
+inline constexpr std::size_t waitingPerUser = 16;
+/// Processes that digest.
+inline constexpr std::size_t digesters = 2;
+/// How long one may take for one executable; who asked has given up by then, but the next one finds the result.
+inline constexpr std::uint64_t digestNanoseconds = 30'000'000'000;
+/// Results that are kept.
+inline constexpr std::size_t cachedFacts = 4'096;
+/// How old a change of a file must be for what was read of it to be kept: a later one then has another time.
+inline constexpr std::int64_t settledNanoseconds = 2'000'000'000;
+/// What the trust directories hold, and so a request to digest.
+inline constexpr std::size_t requestBytes = std::size_t{64} << 20;
+/// The result of digesting: at most what a reply may have.
+inline constexpr std::size_t answerBytes = std::size_t{2} << 20;
+/// The path of an executable.
+inline constexpr std::size_t pathBytes = 4'096;
+/// Threads of a process that are looked at for whether somebody traces them.
+inline constexpr std::size_t threads = 4'096;
+
+}  // namespace vanto::vexd::limits

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vexd/CodeFinder.h"
+
+#include <filesystem>
+
+#include "programs/vexd/VexdFixture.h"
+
+namespace vanto::testing {
+namespace {
+
+class CodeFinder : public SignedCode {
+ protected:
+  static vexd::CodeFiles find(const std::string& path) {
+    vexd::ExaminedProcess process;
+    process.executable = openFile(path);
+    process.path = path;
+    return findCode(std::move(process));
+  }
+  static std::string pathOf(const Fd& file) {
+    return file ? std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file.get())).string() : "";
+  }
+};
+
+TEST_F(CodeFinder, FindsTheBundleAroundAnExecutable) {
+  sign(bundle_, acme_);
+  const vexd::CodeFiles files = find(builder_.executablePath("a"));
+  EXPECT_EQ(files.name, "a");
+  EXPECT_EQ(pathOf(files.info), builder_.infoPath());
+  EXPECT_EQ(pathOf(files.bundleSignature), bundle_ + "/Contents/Signature.plist");
+  EXPECT_FALSE(files.signature);
+  EXPECT_TRUE(files.executable);
+}
+
+TEST_F(CodeFinder, FindsFlatBundlesAndFrameworks) {
+  for (const auto layout : {test::BundleLayout::Flat, test::BundleLayout::Framework}) {
+    const bool isFlat = layout == test::BundleLayout::Flat;
+    test::BundleBuilder bundle(directory_.path(), isFlat ? "F.app" : "F.framework", layout);
+    bundle.identifier("org.example.f").executable("f").build();
+    sign(bundle.path(), acme_);
+    const vexd::CodeFiles files = find(bundle.executablePath("f"));
+    EXPECT_EQ(pathOf(files.info), bundle.infoPath());
+    EXPECT_TRUE(files.bundleSignature);
+  }
+}
+
+TEST_F(CodeFinder, FindsTheSignatureBesideAnExecutable) {
+  sign(single_, acme_);
+  const vexd::CodeFiles files = find(single_);
+  EXPECT_EQ(pathOf(files.signature), single_ + ".Signature.plist");
+  EXPECT_FALSE(files.info);
+  EXPECT_FALSE(files.bundleSignature);
+}
+
+TEST_F(CodeFinder, FollowsNoLinks) {
+  sign(single_, acme_);
+  sign(bundle_, acme_);
+  std::filesystem::rename(single_ + ".Signature.plist", directory_ / "moved");
+  std::filesystem::create_symlink(directory_ / "moved", single_ + ".Signature.plist");
+  EXPECT_FALSE(find(single_).signature);
+  std::filesystem::rename(builder_.infoPath(), directory_ / "info");
+  std::filesystem::create_symlink(directory_ / "info", builder_.infoPath());
+  const vexd::CodeFiles files = find(builder_.executablePath("a"));
+  EXPECT_FALSE(files.info);
+  EXPECT_FALSE(files.bundleSignature);
+}
+
+TEST_F(CodeFinder, FindsNothingForAnExecutableThatLiesNowhere) {
+  vexd::ExaminedProcess process;
+  process.executable = openFile(single_);
+  const vexd::CodeFiles files = vexd::findCode(std::move(process));
+  EXPECT_TRUE(files.executable);
+  EXPECT_EQ(files.name, "");
+  EXPECT_FALSE(files.signature);
+}
+
+}  // namespace
+}  // namespace vanto::testing

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vexd/Examiner.h"
+
+#include <filesystem>
+#include <future>
+
+#include "programs/vexd/VexdFixture.h"
+
+namespace vanto::testing {
+namespace {
+
+using vexd::Examiner;
+using vexd::Failure;
+using vexd::Report;
+
+class ExaminerTest : public ::testing::Test {
+ protected:
+  ExaminerTest() {
+    std::filesystem::copy_file("/bin/sleep", program_);
+    std::filesystem::create_directory(trust_);
+    std::filesystem::permissions(trust_, std::filesystem::perms::owner_all);
+    writeContents(trust_ + "/acme.plist", keyFile("acme", acme_).bytes);
+  }
+
+  static Report examine(Examiner& examiner, int process, bool isWanted = true) {
+    auto promise = std::make_shared<std::promise<Report>>();
+    examiner.examine(
+        process, [promise](const Report& report) { promise->set_value(report); }, [isWanted] { return isWanted; });
+    return promise->get_future().get();
+  }
+  [[nodiscard]] std::vector<vexd::TrustFiles::Place> places() const { return {{trust_, code::TrustOwner::User}}; }
+
+  const TemporaryScope scope_;
+  const test::TemporaryDirectory directory_;
+  const std::string program_ = directory_ / "program";
+  const std::string trust_ = directory_ / "trust";
+  const code::KeyPair acme_ = keyPair(1);
+};
+
+TEST_F(ExaminerTest, ReportsWhatIsKnownOfAProcess) {
+  Examiner examiner(VANTO_TEST_DIGESTER, places());
+  const Sleeper sleeper(program_);
+  EXPECT_EQ(examine(examiner, sleeper.process()).answer.reason, "it is not signed");
+  signFile(program_, acme_, "org.example.sleep");
+  const Report report = examine(examiner, sleeper.process());
+  EXPECT_TRUE(report.answer.isValid) << report.answer.reason;
+  EXPECT_EQ(report.answer.identifier, "org.example.sleep");
+  EXPECT_NE(report.inode, 0U);
+}
+
+TEST_F(ExaminerTest, RefusesWhoIsGone) {
+  Examiner examiner(VANTO_TEST_DIGESTER, places());
+  Sleeper sleeper(program_);
+  sleeper.end();
+  EXPECT_EQ(examine(examiner, sleeper.process()).refusal.failure, Failure::Gone);
+}
+
+TEST_F(ExaminerTest, SaysSoWhenNothingCanBeDigested) {
+  Examiner examiner("/nowhere/digester", places());
+  const Sleeper sleeper(program_);
+  EXPECT_EQ(examine(examiner, sleeper.process()).refusal.failure, Failure::Unavailable);
+}
+
+TEST_F(ExaminerTest, DigestsForNobodyWhoHasGivenUp) {
+  Examiner examiner("/nowhere/digester", places());
+  const Sleeper sleeper(program_);
+  EXPECT_EQ(examine(examiner, sleeper.process(), false).refusal.failure, Failure::TimedOut);
+}
+
+TEST_F(ExaminerTest, DigestsAnExecutableOnceAndAgainWhenTrustChanges) {
+  signFile(program_, acme_, "org.example.sleep");
+  settle(program_ + ".Signature.plist");
+  settle(trust_);
+  const Sleeper sleeper(program_);
+  Examiner examiner(VANTO_TEST_DIGESTER, places());
+  EXPECT_TRUE(examine(examiner, sleeper.process()).answer.isValid);
+  // What is kept is told to those too for whom nothing would be digested.
+  EXPECT_TRUE(examine(examiner, sleeper.process(), false).answer.isValid);
+  std::filesystem::remove(trust_ + "/acme.plist");
+  EXPECT_EQ(examine(examiner, sleeper.process(), false).refusal.failure, Failure::TimedOut);
+  EXPECT_FALSE(examine(examiner, sleeper.process()).answer.isValid);
+}
+
+}  // namespace
+}  // namespace vanto::testing

@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// What others do to be taken for a trusted program. Honest clients are served all the while.
+#include "system/CodeClients.h"
+
+namespace vanto::test {
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int slowness = 10;
+#else
+constexpr int slowness = 1;
+#endif
+
+class CodeAttack : public CodeClients {
+ protected:
+  CodeAttack() { startService({"identifier \"org.vanto.test.client\" and signer \"acme\""}); }
+
+  /// Until it is sent SIGCONT, clients wait for it.
+  void stopService() const {
+    kill(service_->pid(), SIGSTOP);
+    int status = 0;
+    ASSERT_EQ(waitpid(service_->pid(), &status, WUNTRACED), service_->pid());
+  }
+};
+
+TEST_F(CodeAttack, AClientThatExecutesATrustedProgramWhileAnotherKeepsItsSocketIsNotServed) {
+  constexpr int attempts = 1000 / slowness;
+  int served = 0;
+  for (int i = 0; i < attempts; ++i) {
+    // Every other time the service looks when the process is the trusted program already.
+    const bool isLate = i % 2 == 1;
+    if (isLate) stopService();
+    const CodeClient attacker(stranger_, {"become-trusted", name, trusted_});
+    ASSERT_EQ(attacker.line(), "connected");
+    if (isLate) {
+      ASSERT_EQ(attacker.line(), "holding");
+      kill(service_->pid(), SIGCONT);
+      ASSERT_EQ(attacker.line(), "dropped");
+    } else {
+      for (int lines = 0; lines < 2; ++lines) {
+        const std::string line = attacker.line();
+        if (line == "served") ++served;
+        ASSERT_TRUE(line == "refused" || line == "dropped" || line == "holding" || line == "served") << line;
+      }
+    }
+    if (i % 50 == 0) {
+      ASSERT_EQ(callBy(trusted_), "served");
+    }
+  }
+  EXPECT_EQ(served, 0);
+}
+
+TEST_F(CodeAttack, AProgramThatATrustedOneBecomesIsNotServedUnlessItIsTheSame) {
+  for (const char* kind : {"echo", "confined-echo"}) {
+    startService({"signer \"acme\""}, kind);
+    for (int i = 0; i < 20; ++i) {
+      EXPECT_EQ(CodeClient(trusted_, {"become-other", name, stranger_}).line(), "dropped") << kind;
+      EXPECT_EQ(CodeClient(trusted_, {"become-other", name, trusted_}).line(), "served") << kind;
+      EXPECT_EQ(CodeClient(stranger_, {"become-other", name, trusted_}).line(), "refused") << kind;
+    }
+  }
+}
+
+TEST_F(CodeAttack, AConnectionThatIsPassedOnEndsWithItsFirstMessage) {
+  for (int i = 0; i < 100 / slowness; ++i) {
+    EXPECT_EQ(CodeClient(trusted_, {"pass-on", name}).line(), "dropped");
+    EXPECT_EQ(callBy(trusted_), "served");
+  }
+}
+
+TEST_F(CodeAttack, AProcessIdThatATrustedProgramGotLaterDoesNotHelp) {
+  constexpr int attempts = 200 / slowness;
+  int served = 0;
+  for (int i = 0; i < attempts; ++i) {
+    stopService();
+    CodeClient attacker(stranger_, {"leave-socket", name});
+    ASSERT_EQ(attacker.line(), "connected");
+    const pid_t pid = attacker.pid();
+    attacker.awaitEnd();
+    const CodeClient trusted(trusted_, {"hold"}, pid);
+    if (!trusted.hasStarted() && errno == EPERM) {
+      kill(service_->pid(), SIGCONT);
+      GTEST_SKIP() << "only root can choose a process id";
+    }
+    ASSERT_EQ(trusted.pid(), pid);
+    ASSERT_EQ(trusted.line(), "holding");
+    kill(service_->pid(), SIGCONT);
+    const std::string line = attacker.line();
+    if (line == "served") ++served;
+    ASSERT_TRUE(line == "refused" || line == "served") << line;
+    if (i % 20 == 0) {
+      ASSERT_EQ(callBy(trusted_), "served");
+    }
+  }
+  EXPECT_EQ(served, 0);
+}
+
+TEST_F(CodeAttack, ClientsThatAreKilledAtAnyStepLeaveNothingBehind) {
+  ASSERT_EQ(callBy(trusted_), "served");
+  const auto descriptors = [this] {
+    const std::filesystem::directory_iterator list("/proc/" + std::to_string(service_->pid()) + "/fd");
+    return std::distance(begin(list), end(list));
+  };
+  for (int i = 0; i < 20; ++i) {
+    for (const char* step : {"connected", "greeted", "answered", "asked"}) {
+      CodeClient client(trusted_, {"die", step, name});
+      client.awaitEnd();
+    }
+    ASSERT_EQ(callBy(trusted_), "served");
+  }
+  for (int tries = 0; tries < 10'000 && descriptors() > 24; ++tries) usleep(1000);
+  EXPECT_LE(descriptors(), 24);
+}
+
+}  // namespace
+}  // namespace vanto::test
