@@ -2,6 +2,7 @@
 #include <VantoService/VantoService.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -9,7 +10,8 @@
 #include <vector>
 
 // The application that ships the Echo service: calls it and shows what went over the connection. With the argument
-// "--slow" it sends one request that takes the service a minute, and shows what it is told.
+// "--slow" it sends one request that takes the service a minute, and shows what it is told. With "--read" and a path it
+// has the service open that file, and ends with status 0 when the service could, and with 3 when it was denied.
 
 namespace {
 
@@ -106,9 +108,29 @@ bool callSlowly() {
   return wasCut;
 }
 
+/// The exit status.
+int haveRead(const char* path) {
+  const vanto_object_t connection = vanto_connect("org.vanto.example.echo", nullptr, 10 * second);
+  const vanto_object_t request = vanto_dictionary_create(nullptr, nullptr, 0);
+  const vanto_object_t text = vanto_string_create(path);
+  vanto_dictionary_set_value(request, "read", text);
+  const vanto_object_t reply = vanto_call(connection, request, 10 * second);
+  print("reply", reply);
+  const vanto_object_t outcome = vanto_dictionary_get_value(reply, "read");
+  int status = 1;
+  if (vanto_kind(outcome) == VANTO_KIND_INT64 && vanto_int64_get_value(outcome) == 0) status = 0;
+  if (vanto_int64_get_value(outcome) == EACCES) status = 3;
+  vanto_release(reply);
+  vanto_release(text);
+  vanto_release(request);
+  vanto_release(connection);
+  return status;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc > 2 && std::strcmp(argv[1], "--read") == 0) return haveRead(argv[2]);
   const bool isSlow = argc > 1 && std::strcmp(argv[1], "--slow") == 0;
   return (isSlow ? callSlowly() : callFirst()) ? 0 : 1;
 }

@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <VantoService/VantoService.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 // A service that answers each request with the request itself and how many it has answered. A request can ask for a
-// long time to think, "seconds": it shows what clients are told when a service dies over their request.
+// long time to think, "seconds": it shows what clients are told when a service dies over their request. Another can
+// name a file to open, "read": it shows what the profile in echo.sb lets the service do. The reply has "read", 0 or an
+// errno value, then.
 
 namespace {
 
@@ -23,14 +27,30 @@ void think(unsigned seconds) {
   sleep(seconds);
 }
 
+/// 0, or why the file cannot be read.
+int tryToRead(const char* path) {
+  const int file = open(path, O_RDONLY | O_CLOEXEC);
+  if (file < 0) return errno;
+  char byte;
+  const int error = read(file, &byte, 1) < 0 ? errno : 0;
+  close(file);
+  return error;
+}
+
 void answer(vanto_object_t message) {
-  const std::int64_t seconds =
-      vanto_int64_get_value(vanto_dictionary_get_value(vanto_message_get_body(message), "seconds"));
+  const vanto_object_t body = vanto_message_get_body(message);
+  const std::int64_t seconds = vanto_int64_get_value(vanto_dictionary_get_value(body, "seconds"));
+  const char* path = vanto_string_get_text(vanto_dictionary_get_value(body, "read"));
   if (seconds > 0 && seconds <= longestThought) think(static_cast<unsigned>(seconds));
   const vanto_object_t reply = vanto_dictionary_create(nullptr, nullptr, 0);
   const vanto_object_t number = vanto_int64_create(++answered);
-  vanto_dictionary_set_value(reply, "echo", vanto_message_get_body(message));
+  vanto_dictionary_set_value(reply, "echo", body);
   vanto_dictionary_set_value(reply, "answered", number);
+  if (path != nullptr) {
+    const vanto_object_t outcome = vanto_int64_create(tryToRead(path));
+    vanto_dictionary_set_value(reply, "read", outcome);
+    vanto_release(outcome);
+  }
   vanto_reply(message, reply);
   vanto_release(number);
   vanto_release(reply);

@@ -9,18 +9,6 @@
 namespace vanto {
 namespace {
 
-const char* nameOf(ConfinementLevel level) noexcept {
-  switch (level) {
-    case ConfinementLevel::None:
-      return "none";
-    case ConfinementLevel::Reduced:
-      return "reduced";
-    case ConfinementLevel::Full:
-      return "full";
-  }
-  return "";
-}
-
 const char* nameOf(WitnessResult result) noexcept {
   switch (result) {
     case WitnessResult::Untested:
@@ -75,6 +63,25 @@ void addRemarks(Lines& lines, const char* word, const std::vector<RightRemark>& 
 }
 
 }  // namespace
+
+const char* nameOf(ConfinementLevel level) noexcept {
+  switch (level) {
+    case ConfinementLevel::None:
+      return "none";
+    case ConfinementLevel::Reduced:
+      return "reduced";
+    case ConfinementLevel::Full:
+      return "full";
+  }
+  return "";
+}
+
+std::optional<ConfinementLevel> levelNamed(std::string_view word) noexcept {
+  for (const auto level : {ConfinementLevel::None, ConfinementLevel::Reduced, ConfinementLevel::Full}) {
+    if (word == nameOf(level)) return level;
+  }
+  return std::nullopt;
+}
 
 std::string textOf(const Receipt& receipt) {
   Lines lines;

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "sandbox/Enforcement.h"
@@ -16,6 +18,11 @@ enum class ConfinementLevel : std::uint8_t {
   Reduced,  ///< something that the profile denies is open
   Full
 };
+
+/// The word for a level in receipts.
+[[nodiscard]] const char* nameOf(ConfinementLevel level) noexcept;
+/// The level of that word, if it is one.
+[[nodiscard]] std::optional<ConfinementLevel> levelNamed(std::string_view word) noexcept;
 
 /// What became of a profile that a process was to be confined by.
 struct Receipt {

@@ -45,7 +45,7 @@ JobController::JobController(Job job, JobSurroundings& surroundings, std::functi
       changed_(std::move(changed)),
       listener_(surroundings.alarms, surroundings.spare,
                 [this] { withLifeCycle([](auto& life) { life.connectionWaiting(monotonicNow()); }); }),
-      timer_(surroundings.alarms, [this] { withLifeCycle([](auto& life) { life.timerExpired(monotonicNow()); }); }) {
+      timer_(surroundings.alarms, [this] { timeHasCome(); }) {
   const BackOff backOff(randomSeed());
   if (job_.isMultiple) {
     MultipleLifeCycleWorld& world = *this;
@@ -110,7 +110,13 @@ std::vector<JobController::Instance> JobController::instances() const {
       const auto place = running_.find(record.id);
       if (place == running_.end() || !place->second.process) continue;
       const ServiceProcess& process = *place->second.process;
-      found.push_back({record.id, process.pid(), record.state(), record.isExecuted, process.since()});
+      Instance instance{record.id, process.pid(), record.state(), record.isExecuted, process.since(), {}, {}};
+      if (record.saidListening) instance.confinement = ConfinementLevel::None;
+      if (const auto& receipt = place->second.receipt) {
+        instance.confinement = receipt->level;
+        instance.receipt = receipt->text;
+      }
+      found.push_back(std::move(instance));
     }
   });
   return found;
@@ -250,7 +256,35 @@ void JobController::executionFailed(InstanceId instance, const StartFailure& fai
   withLifeCycle([&](auto& life) { life.executionFailed(instance, failure, monotonicNow()); });
 }
 
+void JobController::sentReceipt(InstanceId instance, std::string_view receipt) {
+  const auto place = running_.find(instance);
+  // The first one counts.
+  if (place == running_.end() || place->second.receipt) return;
+  place->second.receipt = InstanceReceipt::read(receipt);
+  changed_();
+}
+
+bool JobController::isFit(InstanceId instance) {
+  const auto place = running_.find(instance);
+  if (place == running_.end()) return true;
+  const std::optional<InstanceReceipt>& receipt = place->second.receipt;
+  if ((receipt ? receipt->level : ConfinementLevel::None) >= surroundings_.floor) return true;
+  const std::string why = shortfall(receipt ? &*receipt : nullptr, surroundings_.floor);
+  withLifeCycle([&](auto& life) { life.rejected(instance, why, monotonicNow()); });
+  return false;
+}
+
+void JobController::timeHasCome() {
+  withLifeCycle([](auto& life) { life.timerExpired(monotonicNow()); });
+  // Who never says that it listens is seen to accept, if at all, by now.
+  for (const Instance& instance : instances()) {
+    if (instance.state == InstanceRecord::State::Running) static_cast<void>(isFit(instance.id));
+  }
+}
+
 void JobController::said(InstanceId instance, ManagerRecordKind kind) {
+  const bool isAccepting = kind == ManagerRecordKind::Listening || kind == ManagerRecordKind::Greeted;
+  if (isAccepting && !isFit(instance)) return;
   const std::uint64_t now = monotonicNow();
   switch (kind) {
     case ManagerRecordKind::Listening:

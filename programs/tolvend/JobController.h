@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -16,6 +17,7 @@
 #include "ipc/PublishedSocket.h"
 #include "tolvend/Alarms.h"
 #include "tolvend/InstanceLimit.h"
+#include "tolvend/InstanceReceipt.h"
 #include "tolvend/Job.h"
 #include "tolvend/JobListener.h"
 #include "tolvend/LifeCycle.h"
@@ -39,6 +41,8 @@ struct JobSurroundings {
   LifeCycleTimes times;
   /// After so many nanoseconds without activity a service that may is allowed to leave; 0 for never.
   std::uint64_t idle = 0;
+  /// A service that is confined less than this is ended when it listens.
+  ConfinementLevel floor = ConfinementLevel::None;
 };
 
 /// One job in the world: joins its life cycle with its socket, its processes and its log. Main thread only.
@@ -82,6 +86,10 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
     bool isExecuted;
     /// CLOCK_REALTIME in nanoseconds.
     std::uint64_t since;
+    /// None while it is not known: a service that has said that it listens, and nothing before, is not confined.
+    std::optional<ConfinementLevel> confinement;
+    /// Empty when it has sent none.
+    std::string receipt;
   };
   [[nodiscard]] std::vector<Instance> instances() const;
   [[nodiscard]] LifeCycle::State state() const;
@@ -99,6 +107,7 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
     std::unique_ptr<ServiceProcess> process;
     /// Of a job with several instances: the manager's descriptor of the client's connection.
     Fd connection;
+    std::optional<InstanceReceipt> receipt = std::nullopt;
   };
 
   // What the life cycles ask for.
@@ -118,7 +127,12 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   void executed(InstanceId instance) override;
   void executionFailed(InstanceId instance, const StartFailure& failure) override;
   void said(InstanceId instance, ManagerRecordKind kind) override;
+  void sentReceipt(InstanceId instance, std::string_view receipt) override;
   void ended(InstanceId instance, Ending ending) override;
+
+  void timeHasCome();
+  /// Whether it is confined as much as it must be. If not, it is rejected.
+  [[nodiscard]] bool isFit(InstanceId instance);
 
   template <typename Function>
   decltype(auto) withLifeCycle(Function function);

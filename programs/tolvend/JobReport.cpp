@@ -29,6 +29,8 @@ Ref<vanto_object> newArray() {
 Ref<vanto_object> instanceReport(const JobController::Instance& instance) {
   DictionaryBuilder report;
   report.number("pid", instance.pid).text("state", stateName(instance.state)).number("since", signedOf(instance.since));
+  if (instance.confinement) report.text("confinement", nameOf(*instance.confinement));
+  if (!instance.receipt.empty()) report.text("receipt", instance.receipt);
   return report.take();
 }
 

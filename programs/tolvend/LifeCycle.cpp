@@ -35,7 +35,8 @@
 // while somebody waits, and a process that stops accepting so without having been allowed to leave: both would
 // otherwise be repeated without end. Those who wait are told at once, but for one case: a service that had served is
 // started again for them if the pause is short. A client whose connection was accepted by a process that died before
-// its greeting connects again by itself; within a moment it is told what it would have been told.
+// its greeting connects again by itself; within a moment it is told what it would have been told. A process that is
+// rejected when it accepts is killed before anybody is told, so that it takes as few clients as can be.
 //
 // The world reports what a process says before it reports its end; calls about one that is gone are dropped. It calls
 // connectionWaiting() at once, or soon, whenever the listener is watched and somebody waits, and each time again.
@@ -154,6 +155,23 @@ void LifeCycle::stoppedAccepting(InstanceId instance, std::uint64_t now) {
   settle(now);
 }
 
+void LifeCycle::rejected(InstanceId instance, const std::string& why, std::uint64_t now) {
+  InstanceRecord* record = find(instance);
+  if (record == nullptr) return;
+  const bool isNews = !record->isAsked && !record->hasFailed;
+  record->isExecuted = true;
+  record->hasFailed = true;
+  record->lookAt = never;
+  kill(*record);
+  if (isNews) {
+    StartFailure failure = record->failure(now);
+    failure.stage = StartFailure::Stage::Confinement;
+    failure.reason = why;
+    failRun(*record, failure, now);
+  }
+  settle(now);
+}
+
 void LifeCycle::ended(InstanceId instance, Ending ending, std::uint64_t now) {
   const InstanceRecord* found = find(instance);
   if (found == nullptr) return;
@@ -176,11 +194,7 @@ void LifeCycle::timerExpired(std::uint64_t now) {
   timer_ = never;
   for (InstanceRecord& instance : instances_) {
     if (instance.lookAt <= now) lookAtWaiting(instance, now);
-    if (instance.killAt <= now) {
-      instance.killAt = never;
-      instance.isAsked = true;
-      world_.signal(instance.id, LifeCycleWorld::Signal::Kill);
-    }
+    if (instance.killAt <= now) kill(instance);
   }
   settle(now);
 }
@@ -304,7 +318,9 @@ void LifeCycle::fail(StartFailure failure, std::uint64_t pause, std::uint64_t no
 
 void LifeCycle::failRun(const InstanceRecord& instance, StartFailure failure, std::uint64_t now) {
   fail(failure, backOff_.failed(now - instance.since), now);
-  retellUntil_ = failure.stage == StartFailure::Stage::Greeting ? now + times_.retelling : 0;
+  using Stage = StartFailure::Stage;
+  const bool isRetold = failure.stage == Stage::Greeting || failure.stage == Stage::Confinement;
+  retellUntil_ = isRetold ? now + times_.retelling : 0;
 }
 
 void LifeCycle::tellPause(std::uint64_t now) {
@@ -332,6 +348,12 @@ void LifeCycle::askToEnd(InstanceRecord& instance, std::uint64_t now) {
 
 void LifeCycle::askAllToEnd(std::uint64_t now) {
   for (InstanceRecord& instance : instances_) askToEnd(instance, now);
+}
+
+void LifeCycle::kill(InstanceRecord& instance) {
+  instance.killAt = never;
+  instance.isAsked = true;
+  world_.signal(instance.id, LifeCycleWorld::Signal::Kill);
 }
 
 void LifeCycle::lookAtWaiting(InstanceRecord& instance, std::uint64_t now) {

@@ -82,6 +82,8 @@ class LifeCycle {
   void greeted(InstanceId instance, std::uint64_t now);
   void saidIdle(InstanceId instance, std::uint64_t now);
   void stoppedAccepting(InstanceId instance, std::uint64_t now);
+  /// It accepts clients, and is not fit to, for the reason `why`: it is killed, and clients who wait are told.
+  void rejected(InstanceId instance, const std::string& why, std::uint64_t now);
   void ended(InstanceId instance, Ending ending, std::uint64_t now);
   void timerExpired(std::uint64_t now);
 
@@ -139,6 +141,7 @@ class LifeCycle {
   /// Asks it to end, unless that was done.
   void askToEnd(InstanceRecord& instance, std::uint64_t now);
   void askAllToEnd(std::uint64_t now);
+  void kill(InstanceRecord& instance);
   /// Finds out whether a process that has not said that it listens does.
   void lookAtWaiting(InstanceRecord& instance, std::uint64_t now);
   /// Brings the world in line with what is known now. Each operation ends with it.

@@ -111,7 +111,8 @@ Manager::Failure Manager::openStore() {
 
 void Manager::restoreJobs() {
   formerProcesses_.emplace(alarms_, records_, times_.ending);
-  const JobSurroundings surroundings{alarms_, *spare_, spawn_, records_, limit_, children_, times_, options_.idle};
+  const JobSurroundings surroundings{alarms_,   *spare_, spawn_,        records_,      limit_,
+                                     children_, times_,  options_.idle, options_.floor};
   jobs_.emplace(surroundings, *store_, *formerProcesses_, sockets_, options_.domain,
                 Fd(fcntl(directory_.domain.get(), F_DUPFD_CLOEXEC, 0)));
   orders_.emplace(alarms_, *jobs_, options_.domain);

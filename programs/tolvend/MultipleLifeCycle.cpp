@@ -110,6 +110,25 @@ void MultipleLifeCycle::stoppedAccepting(InstanceId instance, std::uint64_t now)
   settle(now);
 }
 
+void MultipleLifeCycle::rejected(InstanceId instance, const std::string& why, std::uint64_t now) {
+  Instance* found = find(instance);
+  if (found == nullptr) return;
+  const bool isNews = !found->isAsked && !found->hasFailed;
+  StartFailure failure = found->failure(now);
+  failure.stage = StartFailure::Stage::Confinement;
+  failure.reason = why;
+  found->hasFailed = true;
+  // Before its client is told, so that no greeting follows.
+  world_.signal(instance, LifeCycleWorld::Signal::Kill);
+  if (isNews) {
+    noteFailure(failure, backOff_.failed(failure.ran), now);
+    endConnection(*found, failure);
+  }
+  found->killAt = never;
+  found->isAsked = true;
+  settle(now);
+}
+
 void MultipleLifeCycle::ended(InstanceId instance, Ending ending, std::uint64_t now) {
   Instance* found = find(instance);
   if (found == nullptr) return;

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include <sys/types.h>
@@ -71,6 +72,8 @@ class MultipleLifeCycle {
   void listening(InstanceId instance, std::uint64_t now);
   void greeted(InstanceId instance, std::uint64_t now);
   void stoppedAccepting(InstanceId instance, std::uint64_t now);
+  /// As of LifeCycle; told is the one client, unless it has its greeting.
+  void rejected(InstanceId instance, const std::string& why, std::uint64_t now);
   void ended(InstanceId instance, Ending ending, std::uint64_t now);
   void timerExpired(std::uint64_t now);
 

@@ -13,12 +13,13 @@ namespace vanto::manager {
 
 namespace {
 
-enum Option : int { DomainOption = 256, Proxy, Idle, Keep, LogSocket, Account, Ephemeral, Help, Version };
+enum Option : int { DomainOption = 256, Proxy, Idle, Floor, Keep, LogSocket, Account, Ephemeral, Help, Version };
 
 constexpr option options[] = {
     {"domain", required_argument, nullptr, DomainOption},
     {"proxy", required_argument, nullptr, Proxy},
     {"idle", required_argument, nullptr, Idle},
+    {"floor", required_argument, nullptr, Floor},
     {"keep", required_argument, nullptr, Keep},
     {"log-socket", required_argument, nullptr, LogSocket},
     {"account", required_argument, nullptr, Account},
@@ -66,6 +67,13 @@ std::string takeIdle(std::string_view given, std::uint64_t& idle) {
   return {};
 }
 
+std::string takeFloor(std::string_view word, ConfinementLevel& floor) {
+  const std::optional<ConfinementLevel> level = levelNamed(word);
+  if (!level) return "--floor must be full, reduced or none";
+  floor = *level;
+  return {};
+}
+
 std::string takeName(std::string_view given, std::vector<std::string>& names) {
   if (given.empty() || given.find_first_of("=:") != std::string_view::npos) {
     return "--keep must be the name of one variable";
@@ -82,6 +90,8 @@ std::string take(int option, const char* value, Options& taken) {
       return takePath("--proxy", value, taken.proxy);
     case Idle:
       return takeIdle(value, taken.idle);
+    case Floor:
+      return takeFloor(value, taken.floor);
     case Keep:
       return takeName(value, taken.keep);
     case LogSocket:
@@ -148,6 +158,7 @@ Usage: tolvend [OPTION]...
       --account USER     in the system domain, the user as whom services run
       --proxy FILE       what services are started through; /usr/libexec/vantoproxy
       --idle SECONDS     how long a service is idle before it may leave; 30, 0 for never
+      --floor LEVEL      end services that are confined less: full or reduced; none
       --keep NAME        a further variable of the environment for services; repeatable
       --log-socket PATH  take what services write to the system log, where nobody else does
       --ephemeral DIR    a manager of its own in DIR, for the time that COMMAND runs

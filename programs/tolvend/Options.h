@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "ipc/Domain.h"
+#include "sandbox/Receipt.h"
 
 namespace vanto::manager {
 
@@ -18,6 +19,8 @@ struct Options {
   std::uint64_t idle = 30'000'000'000;
   /// Names of further variables that services shall have.
   std::vector<std::string> keep;
+  /// How far services must be confined.
+  ConfinementLevel floor = ConfinementLevel::None;
   /// Empty for none.
   std::string logSocket;
   std::string account;

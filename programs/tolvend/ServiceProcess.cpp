@@ -180,7 +180,8 @@ void ServiceProcess::readLink() {
   // At most one record of each kind is meant to come, and who sends more shall not keep others waiting.
   for (int turn = 0; link_ && turn < limits::managerLogTurn; turn++) {
     ManagerRecord record;
-    const ManagerRecordResult result = receiveManagerRecord(link_.get(), record);
+    std::string text;
+    const ManagerRecordResult result = receiveManagerRecord(link_.get(), record, text);
     if (result == ManagerRecordResult::Nothing) return;
     if (result == ManagerRecordResult::Ended) {
       linkWatch_.stop();
@@ -189,7 +190,12 @@ void ServiceProcess::readLink() {
     }
     // Who speaks was executed; the pipe may have become ready later than the link.
     readStatus();
-    if (result == ManagerRecordResult::Record) owner_.said(instance_, record.kind);
+    if (result != ManagerRecordResult::Record) continue;
+    if (record.kind == ManagerRecordKind::Receipt) {
+      owner_.sentReceipt(instance_, text);
+    } else {
+      owner_.said(instance_, record.kind);
+    }
   }
 }
 

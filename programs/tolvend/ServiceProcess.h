@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <string_view>
 
 #include <sys/types.h>
 
@@ -22,6 +24,8 @@ class ServiceProcessOwner {
   /// The proxy has told why it did not execute the service.
   virtual void executionFailed(InstanceId instance, const StartFailure& failure) = 0;
   virtual void said(InstanceId instance, ManagerRecordKind kind) = 0;
+  /// It has said how it is confined. `receipt` is what came, and may be anything.
+  virtual void sentReceipt(InstanceId instance, std::string_view receipt) = 0;
   /// The process is gone and reaped, with what was left of its group. The last call; the object may end in it.
   virtual void ended(InstanceId instance, Ending ending) = 0;
 

@@ -31,10 +31,11 @@ std::string signalText(int signal) {
 }
 
 /// What ended it, without how long it ran.
-std::string reason(const StartFailure& failure) {
+std::string reasonOf(const StartFailure& failure) {
   if (failure.stage == Stage::Held) return "its owner has stopped it";
   if (failure.stage == Stage::Limit) return "too many instances";
   if (failure.stage == Stage::Removed) return "its job was unloaded";
+  if (!failure.reason.empty()) return failure.reason;
   if (failure.signal >= 0) return signalText(failure.signal);
   if (failure.exitStatus >= 0) return "exited with status " + std::to_string(failure.exitStatus);
   if (failure.error == ETIMEDOUT) return "did not accept clients within 10 s";
@@ -44,7 +45,8 @@ std::string reason(const StartFailure& failure) {
 
 /// After a start that failed before there was anything to run, the pause is too short to speak of.
 bool isPauseTold(Stage stage) {
-  return stage == Stage::Pause || stage == Stage::Listening || stage == Stage::Greeting || stage == Stage::Serving;
+  return stage == Stage::Pause || stage == Stage::Listening || stage == Stage::Confinement ||
+         stage == Stage::Greeting || stage == Stage::Serving;
 }
 
 }  // namespace
@@ -75,6 +77,8 @@ const char* stageName(Stage stage) noexcept {
       return "execution";
     case Stage::Listening:
       return "listening";
+    case Stage::Confinement:
+      return "confinement";
     case Stage::Greeting:
       return "greeting";
     case Stage::Serving:
@@ -86,8 +90,8 @@ const char* stageName(Stage stage) noexcept {
 }
 
 std::string failureText(const StartFailure& failure) {
-  std::string text = std::string(stageName(failure.stage)) + ": " + reason(failure);
-  const bool hasEnd = failure.signal >= 0 || failure.exitStatus >= 0 || failure.error == 0;
+  std::string text = std::string(stageName(failure.stage)) + ": " + reasonOf(failure);
+  const bool hasEnd = failure.signal >= 0 || failure.exitStatus >= 0 || (failure.error == 0 && failure.reason.empty());
   if (hasEnd && failure.ran != 0) text += " after " + seconds(failure.ran);
   if (failure.pause != 0 && isPauseTold(failure.stage)) text += "; next attempt in " + seconds(failure.pause);
   return text;

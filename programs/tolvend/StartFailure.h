@@ -21,10 +21,11 @@ struct StartFailure {
     ProcessState,
     Executable,
     Execution,
-    Listening,  ///< "listening": it ended, or time passed, before it listened
-    Greeting,   ///< "greeting": it ended before it greeted a client
-    Serving,    ///< "serving": it ended by a failure later on; clients who wait are not told
-    Removed     ///< "removed": its job was unloaded
+    Listening,    ///< "listening": it ended, or time passed, before it listened
+    Confinement,  ///< "confinement": it listened, and is confined less than this manager demands
+    Greeting,     ///< "greeting": it ended before it greeted a client
+    Serving,      ///< "serving": it ended by a failure later on; clients who wait are not told
+    Removed       ///< "removed": its job was unloaded
   };
 
   Stage stage = Stage::Resources;
@@ -41,6 +42,8 @@ struct StartFailure {
   std::uint64_t pause = 0;
   /// CLOCK_MONOTONIC in nanoseconds.
   std::uint64_t time = 0;
+  /// What is wrong in words, for stages whose failures have no number; empty for others.
+  std::string reason = {};
 };
 
 /// The word for a stage.

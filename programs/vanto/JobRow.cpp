@@ -25,21 +25,34 @@ std::string processText(const JobState& job) {
   return text;
 }
 
+/// The weakest that is known of its processes.
+std::string confinementText(const JobState& job) {
+  const std::string* weakest = nullptr;
+  const auto strength = [](const std::string& level) {
+    return level == "full" ? 2 : level == "reduced" ? 1 : 0;
+  };
+  for (const JobState::Instance& instance : job.instances) {
+    if (!instance.confinement) continue;
+    if (weakest == nullptr || strength(*instance.confinement) < strength(*weakest)) weakest = &*instance.confinement;
+  }
+  return weakest == nullptr ? "-" : visible(*weakest);
+}
+
 }  // namespace
 
 Row JobRow::headline(DomainColumn column) {
-  return joined("LABEL", "DOMAIN", column, {"STATE", "PID", "SINCE", "STARTS", "FAILURES", "LAST FAILURE"});
+  return joined("LABEL", "DOMAIN", column, {"STATE", "PID", "SINCE", "CONFINED", "STARTS", "FAILURES", "LAST FAILURE"});
 }
 
 Row JobRow::of(const JobState& job, ManagerDomain domain, DomainColumn column) {
   const std::string age = job.instances.empty() ? "-" : durationText(elapsedSince(job.instances.front().since));
   return joined(visible(job.label), nameOf(domain), column,
-                {visible(job.state), processText(job), age, std::to_string(job.starts), std::to_string(job.failures),
-                 job.failure ? visible(job.failure->text) : "-"});
+                {visible(job.state), processText(job), age, confinementText(job), std::to_string(job.starts),
+                 std::to_string(job.failures), job.failure ? visible(job.failure->text) : "-"});
 }
 
 Row JobRow::removed(const std::string& label, ManagerDomain domain, DomainColumn column) {
-  return joined(visible(label), nameOf(domain), column, {"removed", "-", "-", "-", "-", "-"});
+  return joined(visible(label), nameOf(domain), column, {"removed", "-", "-", "-", "-", "-", "-"});
 }
 
 }  // namespace vanto::tool

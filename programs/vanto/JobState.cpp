@@ -10,7 +10,8 @@ JobState JobState::read(ReplyReader& reader) {
   state.program = reader.text("program");
   state.state = reader.text("state");
   reader.eachOf("instances", [&state](ReplyReader& instance) {
-    state.instances.push_back({instance.integer("pid"), instance.text("state"), instance.integer("since")});
+    state.instances.push_back({instance.integer("pid"), instance.text("state"), instance.integer("since"),
+                               instance.textIfAny("confinement")});
   });
   state.isMultiple = reader.flag("multiple");
   state.starts = reader.integer("starts");

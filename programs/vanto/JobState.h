@@ -18,6 +18,8 @@ struct JobState {
     std::string state;
     /// Nanoseconds since the epoch.
     std::int64_t since = 0;
+    /// "full", "reduced" or "none"; none at all while the manager does not know.
+    std::optional<std::string> confinement = std::nullopt;
   };
 
   std::string label;

@@ -135,8 +135,9 @@ Usage: vanto status [--json] [--watch] [--domain DOMAIN] [--timeout SECONDS] [LA
   -d, --domain DOMAIN    session, user or system; without it all that run
       --timeout SECONDS  how long to wait for each answer; 60 unless said
 
-A row has label, state, process, its age, how often it was started and has failed, and the
-last failure. With several managers it has the domain too.
+A row has label, state, process, its age, how far it is confined, how often it was started
+and has failed, and the last failure. With several managers it has the domain too. Of several
+processes it is the weakest confinement; "-" stands for what is not known.
 
 Exit status: 0 fine, 2 no manager runs, a label is not known, or the manager has ended.
 

@@ -11,8 +11,10 @@ inline constexpr std::uint64_t SandboxProfileIsFile = 3;
 extern "C" {
 
 /// Confines the process for the rest of its life by the profile at `profile`, in which the `parameters` (pairs of name
-/// and value, closed by null) can be referred to. 0 on success; else nothing changed, the result is -1 and `errorText`
-/// is a text that the caller frees with sandbox_free_error(). Only while the process has a single thread.
+/// and value, closed by null) can be referred to. 0 on success; else the result is -1 and `errorText` is a text that
+/// the caller frees with sandbox_free_error(). Nothing is enforced then, unless the text says so: that can be when the
+/// filter of system calls was refused after the rules for files had come into force. Only that the process gains no
+/// privileges by execution (no_new_privs) may hold in any case. Only while the process has a single thread.
 int sandbox_init_with_parameters(const char* profile, std::uint64_t flags, const char* const parameters[],
                                  char** errorText);
 

@@ -64,5 +64,12 @@ TEST(Receipt, CutsAnErrorBetweenCharacters) {
   EXPECT_NE(textOf(receipt).find("error " + std::string(1023, 'e') + "...\n"), std::string::npos);
 }
 
+TEST(Receipt, KnowsTheLevelsByTheirNames) {
+  for (const auto level : {ConfinementLevel::None, ConfinementLevel::Reduced, ConfinementLevel::Full}) {
+    EXPECT_EQ(levelNamed(nameOf(level)), level);
+  }
+  for (const char* word : {"", "ful", "full ", "Full"}) EXPECT_EQ(levelNamed(word), std::nullopt) << word;
+}
+
 }  // namespace
 }  // namespace vanto::testing

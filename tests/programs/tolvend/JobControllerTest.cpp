@@ -14,8 +14,10 @@ using namespace manager;
 using Lines = std::vector<std::string>;
 
 /// A controller whose changes `look` is told of.
-JobController& controllerOf(ManagerWorld& world, const Job& job, std::function<void(JobController&)> look) {
+JobController& controllerOf(ManagerWorld& world, const Job& job, std::function<void(JobController&)> look,
+                            ConfinementLevel floor = ConfinementLevel::None) {
   static JobSurroundings surroundings = world.surroundings();
+  surroundings.floor = floor;
   static JobController* made = nullptr;
   static const auto told = std::move(look);
   made = new JobController(job, surroundings, [] { told(*made); });
@@ -77,6 +79,59 @@ TEST(JobController, ListsItsInstancesAndTheirLines) {
                 ASSERT_EQ(job.log().lines().size(), 1U);
                 EXPECT_EQ(job.log().last()->text, "its line");
               }).empty());
+}
+
+/// What becomes of a service that does as its `lines` say, where it must be confined so far: its level and receipt once
+/// it runs, or its failure.
+Lines fateOf(const char* lines, ConfinementLevel floor, bool isMultiple = false) {
+  return runWithEvents([=](const auto& report, Alarms& alarms) {
+    static ManagerWorld world(alarms);
+    static Fd client;
+    Job served = world.job("org.example.echo", world.speaker(lines));
+    served.isMultiple = isMultiple;
+    JobController& job = controllerOf(
+        world, served,
+        [report](JobController& self) {
+          if (self.failures() != 0 && self.isEmpty()) {
+            report(failureText(*self.lastFailure()));
+            EXPECT_GT(self.pidOf(*self.lastFailure()), 0);
+            finish();
+          }
+          for (const JobController::Instance& instance : self.instances()) {
+            if (instance.state != InstanceRecord::State::Running) continue;
+            report(instance.confinement ? nameOf(*instance.confinement) : "unknown");
+            report(instance.receipt);
+            kill(instance.pid, SIGKILL);
+            finish();
+          }
+        },
+        floor);
+    job.begin();
+    client = world.client("org.example.echo");
+  });
+}
+
+TEST(JobController, KeepsTheFirstReceiptOfAnInstance) {
+  constexpr auto none = ConfinementLevel::None;
+  const char* const twice = "level reduced\nmissing ioctl: x\n\nlevel full\n\nlistening\n";
+  EXPECT_EQ(fateOf(twice, none), (Lines{"reduced", "level reduced", "missing ioctl: x", ""}));
+  EXPECT_EQ(fateOf("listening\n", none), (Lines{"none", ""}));
+  EXPECT_EQ(fateOf("nonsense\n\nlistening\n", none), (Lines{"none", ""}));
+}
+
+TEST(JobController, EndsWhatIsConfinedTooLittle) {
+  constexpr auto full = ConfinementLevel::Full;
+  for (const bool isMultiple : {false, true}) {
+    EXPECT_EQ(fateOf("level full\n\nlistening\n", full, isMultiple), (Lines{"full", "level full", ""}));
+    const Lines reduced = fateOf("level reduced\nmissing ioctl: too old\n\nlistening\n", full, isMultiple);
+    ASSERT_EQ(reduced.size(), 1U);
+    EXPECT_TRUE(reduced[0].starts_with(
+        "confinement: confined in part (the manager demands full): missing ioctl: too old; next attempt in 0."))
+        << reduced[0];
+    const Lines none = fateOf("listening\n", ConfinementLevel::Reduced, isMultiple);
+    ASSERT_EQ(none.size(), 1U);
+    EXPECT_TRUE(none[0].starts_with("confinement: not confined (the manager demands reduced): no profile")) << none[0];
+  }
 }
 
 }  // namespace

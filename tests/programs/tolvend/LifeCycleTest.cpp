@@ -464,5 +464,42 @@ TEST_F(LifeCycleTest, NamesItsStates) {
   EXPECT_STREQ(stateName(State::Held), "held");
 }
 
+TEST_F(LifeCycleTest, KillsWhatIsRejectedBeforeItTells) {
+  client();
+  static_cast<void>(world.taken());
+  life.executed(1, now);
+  life.rejected(1, "not confined", now);
+  EXPECT_EQ(world.taken(), "kill 1, tell confinement");
+  EXPECT_EQ(world.told.reason, "not confined");
+  EXPECT_EQ(world.told.instance, 1U);
+  EXPECT_EQ(life.state(), State::Stopping);
+  EXPECT_EQ(life.failures(), 1U);
+  life.rejected(1, "not confined", now);
+  EXPECT_EQ(world.taken(), "kill 1");
+  EXPECT_EQ(life.failures(), 1U);
+  life.ended(1, {Ending::Kind::Signalled, 9}, now);
+  EXPECT_EQ(world.taken(), "watch");
+  EXPECT_EQ(life.failures(), 1U);
+  EXPECT_EQ(life.state(), State::Pausing);
+  // Whom it had accepted connects again by himself.
+  client();
+  EXPECT_EQ(world.taken(), "tell confinement");
+  wait();
+  client();
+  EXPECT_EQ(world.taken(), "spawn 2, unwatch");
+}
+
+TEST_F(LifeCycleTest, KillsWhatIsRejectedWhileItEnds) {
+  client();
+  life.executed(1, now);
+  life.stop(now);
+  static_cast<void>(world.taken());
+  life.rejected(1, "not confined", now);
+  EXPECT_EQ(world.taken(), "kill 1");
+  EXPECT_EQ(life.failures(), 0U);
+  life.rejected(7, "nobody", now);
+  EXPECT_EQ(world.taken(), "");
+}
+
 }  // namespace
 }  // namespace vanto::manager

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <fstream>
 #include <optional>
 #include <set>
 #include <string>
@@ -31,7 +32,7 @@ struct ManagerWorld {
   }
 
   [[nodiscard]] manager::JobSurroundings surroundings() {
-    return {alarms, spare, spawn, records, limit, children, {}, 0};
+    return {alarms, spare, spawn, records, limit, children, {}, 0, ConfinementLevel::None};
   }
   [[nodiscard]] Fd openAt(const std::string& name) const {
     return Fd(open((directory / name).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -42,6 +43,13 @@ struct ManagerWorld {
     made.program = program;
     made.data = label + program;
     return made;
+  }
+  /// The path of a program that says to its manager what these lines are; see speaker.cpp.
+  [[nodiscard]] std::string speaker(const std::string& lines) const {
+    const std::string path = directory / "speaker";
+    EXPECT_EQ(symlink(VANTO_TEST_SPEAKER, path.c_str()), 0);
+    std::ofstream(path + ".says") << lines;
+    return path;
   }
   /// A client that waits at the socket of a service.
   [[nodiscard]] Fd client(const std::string& name) const {

@@ -440,5 +440,26 @@ TEST(MultipleLifeCycleWalk, CountsByTruthWhateverHappens) {
   }
 }
 
+TEST_F(MultipleLifeCycleTest, KillsWhatIsRejectedBeforeItTells) {
+  const InstanceId served = serve();
+  client();
+  EXPECT_EQ(world.taken(), "spawn 2");
+  life.executed(2, now);
+  life.rejected(2, "not confined", now);
+  EXPECT_EQ(world.taken(), "kill 2, refuse 2 confinement");
+  EXPECT_EQ(world.told.reason, "not confined");
+  EXPECT_EQ(life.failures(), 1U);
+  life.rejected(2, "not confined", now);
+  EXPECT_EQ(world.taken(), "kill 2");
+  end(2, {Ending::Kind::Signalled, 9});
+  EXPECT_EQ(life.failures(), 1U);
+  EXPECT_EQ(life.state(), State::Pausing);
+  life.rejected(served, "too late for its client", now);
+  EXPECT_EQ(world.taken(), "kill 1");
+  EXPECT_EQ(life.failures(), 2U);
+  life.rejected(7, "nobody", now);
+  EXPECT_EQ(world.taken(), "");
+}
+
 }  // namespace
 }  // namespace vanto::manager

@@ -29,6 +29,7 @@ TEST(Options, HaveDefaults) {
   EXPECT_EQ(parsed.options.domain, Domain::User);
   EXPECT_EQ(parsed.options.proxy, "/usr/libexec/vantoproxy");
   EXPECT_EQ(parsed.options.idle, 30'000'000'000U);
+  EXPECT_EQ(parsed.options.floor, ConfinementLevel::None);
 }
 
 TEST(Options, AreTaken) {
@@ -41,6 +42,9 @@ TEST(Options, AreTaken) {
   EXPECT_EQ(parsed.options.idle, 0U);
   EXPECT_EQ(parsed.options.keep, (std::vector<std::string>{"ONE", "TWO"}));
   EXPECT_EQ(parsed.options.logSocket, "/log");
+  EXPECT_EQ(parse({"--floor", "full"}).options.floor, ConfinementLevel::Full);
+  EXPECT_EQ(parse({"--floor", "reduced"}).options.floor, ConfinementLevel::Reduced);
+  EXPECT_EQ(parse({"--floor", "full", "--floor", "none"}).options.floor, ConfinementLevel::None);
   const ParsedOptions system = parse({"--domain", "system", "--account", "root"});
   EXPECT_EQ(system.options.account, "root");
   const ParsedOptions ephemeral = parse({"--ephemeral", "/d", "--", "command", "--help"});
@@ -55,6 +59,7 @@ TEST(Options, AreRefusedWithAReason) {
   for (const char* seconds : {"", "-1", "1.5", "5s", "99999999999999999999"}) {
     EXPECT_EQ(wrong({"--idle", seconds}), "--idle must be a whole number of seconds, 0 for never");
   }
+  EXPECT_EQ(wrong({"--floor", "high"}), "--floor must be full, reduced or none");
   EXPECT_EQ(wrong({"--keep", "A=B"}), "--keep must be the name of one variable");
   EXPECT_EQ(wrong({"--keep", "A:B"}), "--keep must be the name of one variable");
   EXPECT_EQ(wrong({"--ephemeral", "/d"}), "--ephemeral needs a command after --");
@@ -69,7 +74,8 @@ TEST(Options, HelpAndVersionWin) {
   EXPECT_EQ(parse({"-h"}).wish, ParsedOptions::Wish::Help);
   EXPECT_EQ(parse({"--version"}).wish, ParsedOptions::Wish::Version);
   const std::string help = helpText();
-  for (const char* option : {"--domain", "--proxy", "--idle", "--keep", "--log-socket", "--account", "--ephemeral"}) {
+  for (const char* option :
+       {"--domain", "--proxy", "--idle", "--floor", "--keep", "--log-socket", "--account", "--ephemeral"}) {
     EXPECT_NE(help.find(option), std::string::npos) << option;
   }
 }

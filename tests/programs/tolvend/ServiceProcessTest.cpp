@@ -21,29 +21,36 @@ class Owner final : public ServiceProcessOwner {
   }
   void said(InstanceId, ManagerRecordKind kind) override {
     report_("said " + std::to_string(static_cast<unsigned>(kind)));
+    if (whenHeard != nullptr) whenHeard->terminate();
   }
+  void sentReceipt(InstanceId, std::string_view receipt) override { report_("receipt " + std::string(receipt)); }
   void ended(InstanceId, Ending ending) override {
     report_(log_.lines().empty() ? "no log" : "log");
     report_((ending.kind == Ending::Kind::Exited ? "exited " : "signal ") + std::to_string(ending.value));
     finish();
   }
 
+  /// Asked to end when it says something.
+  ServiceProcess* whenHeard = nullptr;
+
  private:
   const testing::ChildReport report_;
   LogRing& log_;
 };
 
-/// What is told of a process that executes `program`, which `act` may do something to.
-std::vector<std::string> storyOf(const char* program, void (*act)(ServiceProcess&) = nullptr) {
+/// What is told of a process that executes `given`, a path or lines for a speaker, which `act` may do something to.
+std::vector<std::string> storyOf(const char* given, void (*act)(ServiceProcess&) = nullptr) {
   return runWithEvents([=](const auto& report, Alarms& alarms) {
     static ManagerWorld world(alarms);
     static LogRing log;
     static Owner owner(report, log);
     static ServiceProcess process(owner, 1, log);
+    owner.whenHeard = &process;
     static PublishedSocket listener;
     EXPECT_EQ(listener.open(world.openAt(""), "name"), VANTO_ERROR_NONE);
     StartFailure failure;
-    EXPECT_TRUE(process.start(world.spawn, {program, "name", listener.descriptor(), 0}, failure));
+    const std::string program = *given == '/' ? given : world.speaker(given);
+    EXPECT_TRUE(process.start(world.spawn, {program.c_str(), "name", listener.descriptor(), 0}, failure));
     EXPECT_GT(process.pid(), 0);
     EXPECT_GT(process.since(), 0U);
     if (act != nullptr) act(process);
@@ -58,6 +65,11 @@ TEST(ServiceProcess, TellsTheStoryInItsOrder) {
 
 TEST(ServiceProcess, TellsWhyNothingWasExecuted) {
   EXPECT_EQ(storyOf("/nowhere/program"), (Lines{"executable 2", "log", "exited 127"}));
+}
+
+TEST(ServiceProcess, HandsOnTheReceiptBeforeItListens) {
+  EXPECT_EQ(storyOf("level full\n\nlistening\n"),
+            (Lines{"executed", "receipt level full", "", "said 16", "no log", "signal 15"}));
 }
 
 TEST(ServiceProcess, IsTerminatedAndKilled) {

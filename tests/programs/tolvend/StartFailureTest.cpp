@@ -14,9 +14,9 @@ using Stage = StartFailure::Stage;
 constexpr std::uint64_t millisecond = 1'000'000;
 
 TEST(StartFailure, NamesEachStage) {
-  const char* names[] = {"held",      "pause",     "limit",       "resources", "proxy",
-                         "call",      "handover",  "descriptors", "state",     "executable",
-                         "execution", "listening", "greeting",    "serving",   "removed"};
+  const char* names[] = {"held",        "pause",       "limit",   "resources",  "proxy",     "call",
+                         "handover",    "descriptors", "state",   "executable", "execution", "listening",
+                         "confinement", "greeting",    "serving", "removed"};
   unsigned number = 0;
   for (const char* name : names) EXPECT_STREQ(stageName(static_cast<Stage>(number++)), name);
   EXPECT_EQ(number, static_cast<unsigned>(Stage::Removed) + 1);
@@ -53,6 +53,15 @@ TEST(StartFailure, TellsThatNobodyWasAccepted) {
       "listening: did not accept clients within 10 s; next attempt in 0.09 s");
   EXPECT_EQ(failureText({.stage = Stage::Greeting, .ran = 40 * millisecond}),
             "greeting: stopped accepting clients after 0.04 s");
+}
+
+TEST(StartFailure, TellsAReasonInWords) {
+  EXPECT_EQ(
+      failureText(
+          {.stage = Stage::Confinement, .ran = 40 * millisecond, .pause = 100 * millisecond, .reason = "not confined"}),
+      "confinement: not confined; next attempt in 0.1 s");
+  EXPECT_EQ(failureText({.stage = Stage::Pause, .ran = 1, .pause = 90 * millisecond, .reason = "not confined"}),
+            "pause: not confined; next attempt in 0.09 s");
 }
 
 TEST(StartFailure, TellsWhatPeopleDecided) {

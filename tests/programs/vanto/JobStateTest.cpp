@@ -14,7 +14,7 @@ using testing::objectOf;
 TEST(JobState, HasAllThatIsTold) {
   const test::Held object = objectOf(
       R"({"label": "l", "name": "n", "program": "p", "state": "pausing",
-          "instances": [{"pid": 1, "state": "a", "since": 2}, {"pid": 3, "state": "b", "since": 4}],
+          "instances": [{"pid": 1, "state": "a", "since": 2}, {"pid": 3, "state": "b", "since": 4, "confinement": "full", "receipt": "r"}],
           "multiple": true, "starts": 5, "failures": 6, "retry": 7,
           "failure": {"stage": "serving", "text": "t", "time": 8}})");
   ReplyReader reader(object);
@@ -25,6 +25,8 @@ TEST(JobState, HasAllThatIsTold) {
   EXPECT_EQ(job.instances[1].pid, 3);
   EXPECT_EQ(job.instances[1].state, "b");
   EXPECT_EQ(job.instances[1].since, 4);
+  EXPECT_EQ(job.instances[0].confinement, std::nullopt);
+  EXPECT_EQ(job.instances[1].confinement, "full");
   EXPECT_TRUE(job.isMultiple);
   EXPECT_EQ(job.starts, 5);
   EXPECT_EQ(job.failures, 6);

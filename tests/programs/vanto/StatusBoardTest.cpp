@@ -17,7 +17,7 @@ JobState jobCalled(const char* label, const char* state = "resting") {
   return job;
 }
 
-constexpr const char* headline = "LABEL  STATE    PID  SINCE  STARTS  FAILURES  LAST FAILURE\n";
+constexpr const char* headline = "LABEL  STATE    PID  SINCE  CONFINED  STARTS  FAILURES  LAST FAILURE\n";
 
 TEST(StatusBoard, PrintsJobsByLabel) {
   CapturedConsole captured;
@@ -27,8 +27,8 @@ TEST(StatusBoard, PrintsJobsByLabel) {
   board.set(ManagerDomain::User, jobCalled("b", "held"));
   board.print();
   EXPECT_EQ(captured.output(), std::string(headline) +
-                                   "a      resting  -    -      0       0         -\n"
-                                   "b      held     -    -      0       0         -\n");
+                                   "a      resting  -    -      -         0       0         -\n"
+                                   "b      held     -    -      -         0       0         -\n");
 }
 
 TEST(StatusBoard, KeepsJobsOfOneLabelInTwoDomainsApart) {
@@ -52,8 +52,8 @@ TEST(StatusBoard, PrintsARowForAChange) {
   board.remove(ManagerDomain::User, "a");
   board.printRow(ManagerDomain::User, "a");
   EXPECT_TRUE(
-      captured.output().ends_with("a      held     -    -      0       0         -\n"
-                                  "a      removed  -    -      -       -         -\n"))
+      captured.output().ends_with("a      held     -    -      -         0       0         -\n"
+                                  "a      removed  -    -      -         -       -         -\n"))
       << captured.output();
 }
 

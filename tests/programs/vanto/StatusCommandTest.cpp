@@ -17,9 +17,9 @@ TEST_F(StatusCommandTest, PrintsARowForEachJob) {
   const ToolRun run = runForUser({"status"});
   EXPECT_EQ(run.status, ExitStatus::Fine);
   EXPECT_EQ(run.output,
-            "LABEL  STATE    PID  SINCE  STARTS  FAILURES  LAST FAILURE\n"
-            "a      resting  -    -      3       0         -\n"
-            "b      resting  -    -      3       0         -\n");
+            "LABEL  STATE    PID  SINCE  CONFINED  STARTS  FAILURES  LAST FAILURE\n"
+            "a      resting  -    -      -         3       0         -\n"
+            "b      resting  -    -      -         3       0         -\n");
   EXPECT_EQ(run.messages, "");
 }
 

@@ -32,12 +32,12 @@ TEST_F(StatusWatchTest, PrintsARowForEachChangeUntilTheManagerEnds) {
   EXPECT_EQ(run.status, ExitStatus::Failed);
   EXPECT_EQ(run.messages, ended);
   EXPECT_EQ(run.output,
-            "LABEL  STATE    PID  SINCE  STARTS  FAILURES  LAST FAILURE\n"
-            "a      resting  -    -      3       0         -\n"
-            "b      resting  -    -      3       0         -\n"
-            "a      resting  -    -      3       0         -\n"
-            "c      resting  -    -      3       0         -\n"
-            "a      removed  -    -      -       -         -\n");
+            "LABEL  STATE    PID  SINCE  CONFINED  STARTS  FAILURES  LAST FAILURE\n"
+            "a      resting  -    -      -         3       0         -\n"
+            "b      resting  -    -      -         3       0         -\n"
+            "a      resting  -    -      -         3       0         -\n"
+            "c      resting  -    -      -         3       0         -\n"
+            "a      removed  -    -      -         -       -         -\n");
 }
 
 TEST_F(StatusWatchTest, PrintsALineOfJsonForEachJobAndChange) {
