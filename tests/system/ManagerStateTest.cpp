@@ -160,6 +160,14 @@ TEST_F(ManagerState, AServiceThatFloodsItsLogKeepsNobodyWaiting) {
   EXPECT_LE(bytes, 64U << 10);
 }
 
+TEST_F(ManagerState, AServiceThatHasItsSocketBlockStopsNobodyElse) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("blocks", echo), "");
+  const std::string refusal = refusalOf(echo);
+  EXPECT_TRUE(refusal.starts_with("15 org.example.echo: not started: listening: exited with status 1")) << refusal;
+  EXPECT_EQ(number(stateOf(echo), "failures"), 1);
+}
+
 TEST_F(ManagerState, ACommandHasAManagerOfItsOwn) {
   const std::string place = directory_ / "ephemeral";
   const auto run = [&](const std::string& command) {

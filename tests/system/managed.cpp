@@ -8,11 +8,15 @@
 #include <cstring>
 #include <string>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <VantoService/VantoService.h>
 
 namespace {
+
+/// The socket that was handed over.
+constexpr int listenerDescriptor = 3;
 
 std::string behaviour;
 std::string service;
@@ -80,6 +84,10 @@ int main(int, char** argv) {
   if (behaviour == "exits-3") {
     std::fputs("cannot go on\n", stderr);
     return 3;
+  }
+  if (behaviour == "blocks") {
+    fcntl(listenerDescriptor, F_SETFL, 0);
+    return 1;
   }
   if (behaviour == "silent") {
     for (;;) pause();
