@@ -62,8 +62,8 @@ JobController::~JobController() {
   }
 }
 
-std::string JobController::open(Fd directory, PublishedSocket::Access access, PublishedSocket::Rival rival) {
-  return listener_.open(std::move(directory), file_, access, rival);
+std::string JobController::open(int directory, PublishedSocket::Access access, PublishedSocket::Rival rival) {
+  return listener_.open(directory, file_, access, rival);
 }
 
 void JobController::begin() {

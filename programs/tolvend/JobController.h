@@ -50,8 +50,8 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   JobController(const JobController&) = delete;
   JobController& operator=(const JobController&) = delete;
 
-  /// Binds its socket. An empty text, or what is wrong and what to do.
-  [[nodiscard]] std::string open(Fd directory, PublishedSocket::Access access, PublishedSocket::Rival rival);
+  /// Binds its socket in a directory that is borrowed. An empty text, or what is wrong and what to do.
+  [[nodiscard]] std::string open(int directory, PublishedSocket::Access access, PublishedSocket::Rival rival);
   /// Begins to serve clients.
   void begin();
   [[nodiscard]] bool hasBegun() const noexcept { return hasBegun_; }

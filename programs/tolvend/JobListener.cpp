@@ -26,9 +26,9 @@ constexpr std::uint64_t restNanoseconds = 100'000'000;
 
 }  // namespace
 
-std::string JobListener::open(Fd directory, const std::string& file, PublishedSocket::Access access,
+std::string JobListener::open(int directory, const std::string& file, PublishedSocket::Access access,
                               PublishedSocket::Rival rival) {
-  switch (socket_.open(std::move(directory), file, access, rival)) {
+  switch (socket_.openShared(directory, file, access, rival)) {
     case VANTO_ERROR_NONE:
       break;
     case VANTO_ERROR_IN_USE:

@@ -20,8 +20,8 @@ class JobListener {
   JobListener(Alarms& alarms, SpareDescriptor& spare, std::function<void()> waiting)
       : spare_(spare), waiting_(static_cast<std::function<void()>&&>(waiting)), retry_(alarms, [this] { obey(); }) {}
 
-  /// Binds it. An empty text, or what is wrong and what to do.
-  [[nodiscard]] std::string open(Fd directory, const std::string& file, PublishedSocket::Access access,
+  /// Binds it in a directory that is borrowed. An empty text, or what is wrong and what to do.
+  [[nodiscard]] std::string open(int directory, const std::string& file, PublishedSocket::Access access,
                                  PublishedSocket::Rival rival);
   /// Removes its file and closes it.
   void close();

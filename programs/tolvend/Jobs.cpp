@@ -2,29 +2,18 @@
 #include "tolvend/Jobs.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <utility>
-
-#include <fcntl.h>
 
 namespace vanto::manager {
 
-namespace {
-
-Fd duplicate(const Fd& descriptor) noexcept {
-  return Fd(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, 0));
-}
-
-}  // namespace
-
 Jobs::Jobs(JobSurroundings surroundings, JobStore& store, FormerProcesses& former, BoundSockets& sockets, Domain domain,
-           Fd directory)
+           int directory)
     : surroundings_(surroundings),
       store_(store),
       former_(former),
       sockets_(sockets),
       domain_(domain),
-      directory_(std::move(directory)),
+      directory_(directory),
       telling_(surroundings.alarms, [this] { tell(); }) {}
 
 std::unique_ptr<JobController> Jobs::make(Job job) {
@@ -34,10 +23,8 @@ std::unique_ptr<JobController> Jobs::make(Job job) {
 
 std::string Jobs::open(JobController& job, PublishedSocket::Rival rival) const {
   using Access = PublishedSocket::Access;
-  Fd directory = duplicate(directory_);
-  if (!directory) return "there is no descriptor left for its socket";
   const Access access = domain_ == Domain::System ? Access::Everybody : Access::Owner;
-  std::string error = job.open(std::move(directory), access, rival);
+  std::string error = job.open(directory_, access, rival);
   if (error.empty()) sockets_.put(job.file());
   return error;
 }

@@ -112,8 +112,7 @@ Manager::Failure Manager::openStore() {
 void Manager::restoreJobs() {
   formerProcesses_.emplace(alarms_, records_, times_.ending);
   const JobSurroundings surroundings{alarms_, *spare_, spawn_, records_, limit_, children_, times_, options_.idle};
-  jobs_.emplace(surroundings, *store_, *formerProcesses_, sockets_, options_.domain,
-                Fd(fcntl(directory_.domain.get(), F_DUPFD_CLOEXEC, 0)));
+  jobs_.emplace(surroundings, *store_, *formerProcesses_, sockets_, options_.domain, directory_.domain.get());
   orders_.emplace(alarms_, *jobs_, options_.domain);
   jobs_->observe([this](const std::string& label) {
     orders_->jobChanged(label);
@@ -133,8 +132,8 @@ Manager::Failure Manager::publishOrders() {
   const auto access =
       options_.domain == Domain::System ? PublishedSocket::Access::Everybody : PublishedSocket::Access::Owner;
   // Whoever holds the lock is the manager.
-  const vanto_error_code_t code = ordersSocket_.open(Fd(fcntl(directory_.domain.get(), F_DUPFD_CLOEXEC, 0)),
-                                                     socketFileName(name), access, PublishedSocket::Rival::Replace);
+  const vanto_error_code_t code =
+      ordersSocket_.openShared(directory_.domain.get(), socketFileName(name), access, PublishedSocket::Rival::Replace);
   if (code != VANTO_ERROR_NONE || dup2(ordersSocket_.descriptor(), serviceDescriptor) < 0) {
     return failed("the socket for orders cannot be made: " + errorNumberText(errno));
   }

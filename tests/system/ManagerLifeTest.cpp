@@ -8,6 +8,7 @@
 #include <thread>
 #include <tuple>
 
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -194,6 +195,18 @@ TEST_F(ManagerLife, LoadsNoJobWhoseNameSomebodyElseServes) {
   EXPECT_FALSE(std::filesystem::exists(socketPath(".tolvend/jobs/org.example.echo")));
   vanto_close(rival);
   EXPECT_EQ(load("echo", echo), "");
+}
+
+TEST_F(ManagerLife, NobodyWhoLocksTheDirectoryOfItsDomainStopsIt) {
+  ASSERT_EQ(ManagerProcess(setting()).terminate(), "exit status 0");
+  const Fd directory = openDomain(Domain::User);
+  ASSERT_EQ(flock(directory.get(), LOCK_EX), 0);
+  ManagerProcess manager(setting());
+  ASSERT_TRUE(manager.isReady()) << manager.messages();
+  ASSERT_EQ(load("echo", echo), "");
+  EXPECT_GT(call(echo), 0);
+  EXPECT_EQ(errorOf(order("unload", echo)), "");
+  EXPECT_EQ(manager.terminate(), "exit status 0");
 }
 
 }  // namespace

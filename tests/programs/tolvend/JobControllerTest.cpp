@@ -19,7 +19,7 @@ JobController& controllerOf(ManagerWorld& world, const Job& job, std::function<v
   static JobController* made = nullptr;
   static const auto told = std::move(look);
   made = new JobController(job, surroundings, [] { told(*made); });
-  EXPECT_EQ(made->open(world.openAt(""), PublishedSocket::Access::Owner, PublishedSocket::Rival::Respect), "");
+  EXPECT_EQ(made->open(world.domain.get(), PublishedSocket::Access::Owner, PublishedSocket::Rival::Respect), "");
   return *made;
 }
 

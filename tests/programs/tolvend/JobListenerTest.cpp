@@ -38,7 +38,7 @@ TEST(JobListener, TellsOfClientsWhileItIsWatched) {
                 finish();
               });
               self = &listener;
-              EXPECT_EQ(listener.open(world.openAt(""), "name", Access::Owner, Rival::Respect), "");
+              EXPECT_EQ(listener.open(world.domain.get(), "name", Access::Owner, Rival::Respect), "");
               static const Fd client = world.client("name");
               static Alarm later(alarms, [report] {
                 report("not watched");
@@ -53,7 +53,7 @@ TEST(JobListener, RefusesAllWhoWait) {
   EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
                 ManagerWorld world(alarms);
                 JobListener listener(alarms, world.spare, [] {});
-                EXPECT_EQ(listener.open(world.openAt(""), "name", Access::Owner, Rival::Respect), "");
+                EXPECT_EQ(listener.open(world.domain.get(), "name", Access::Owner, Rival::Respect), "");
                 const Fd one = world.client("name");
                 const Fd other = world.client("name");
                 listener.refuseAll({VANTO_ERROR_START, "a reason", "; a secret"});
@@ -70,15 +70,15 @@ TEST(JobListener, RespectsOrReplacesARival) {
                 PublishedSocket rival;
                 EXPECT_EQ(rival.open(world.openAt(""), "name"), VANTO_ERROR_NONE);
                 JobListener listener(alarms, world.spare, [] {});
-                EXPECT_EQ(listener.open(world.openAt(""), "name", Access::Owner, Rival::Respect),
+                EXPECT_EQ(listener.open(world.domain.get(), "name", Access::Owner, Rival::Respect),
                           "another process already serves this name; end it first");
-                EXPECT_EQ(listener.open(world.openAt(""), "name", Access::Owner, Rival::Replace), "");
+                EXPECT_EQ(listener.open(world.domain.get(), "name", Access::Owner, Rival::Replace), "");
                 rival.close();
                 const Fd client = world.client("name");
                 EXPECT_TRUE(listener.isAnybodyWaiting());
                 listener.close();
                 EXPECT_FALSE(world.client("name"));
-                EXPECT_TRUE(listener.open(Fd(), "name", Access::Owner, Rival::Respect).starts_with("the socket"));
+                EXPECT_TRUE(listener.open(-1, "name", Access::Owner, Rival::Respect).starts_with("the socket"));
                 finish();
               }).empty());
 }

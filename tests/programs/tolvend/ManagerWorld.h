@@ -27,7 +27,7 @@ struct ManagerWorld {
     spawn.proxy = VANTO_TEST_PROXY;
     spawn.environment = manager::serviceEnvironment({});
     EXPECT_EQ(sockets.open(openAt(""), openAt("").get()), 0);
-    jobs.emplace(surroundings(), store, former, sockets, Domain::User, openAt(""));
+    jobs.emplace(surroundings(), store, former, sockets, Domain::User, domain.get());
   }
 
   [[nodiscard]] manager::JobSurroundings surroundings() {
@@ -49,6 +49,7 @@ struct ManagerWorld {
   }
 
   const TemporaryDirectory directory;
+  const Fd domain = openAt("");
   manager::Alarms& alarms;
   manager::SpareDescriptor spare;
   manager::SpawnSetting spawn;
