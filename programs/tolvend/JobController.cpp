@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include <sys/random.h>
+#include <unistd.h>
 
 #include "dispatch/Workers.h"
 #include "ipc/PeerCredentials.h"
@@ -43,8 +44,10 @@ JobController::JobController(Job job, JobSurroundings& surroundings, std::functi
       file_(socketFileName(job_.name)),
       surroundings_(surroundings),
       changed_(std::move(changed)),
-      listener_(surroundings.alarms, surroundings.spare,
-                [this] { withLifeCycle([](auto& life) { life.connectionWaiting(monotonicNow()); }); }),
+      listener_(
+          surroundings.alarms, surroundings.spare,
+          [this] { withLifeCycle([](auto& life) { life.connectionWaiting(monotonicNow()); }); },
+          [this] { listenerReplaced(); }),
       timer_(surroundings.alarms, [this] { withLifeCycle([](auto& life) { life.timerExpired(monotonicNow()); }); }) {
   const BackOff backOff(randomSeed());
   if (job_.isMultiple) {
@@ -63,7 +66,15 @@ JobController::~JobController() {
 }
 
 std::string JobController::open(int directory, PublishedSocket::Access access, PublishedSocket::Rival rival) {
-  return listener_.open(directory, file_, access, rival);
+  std::string error = listener_.open(directory, file_, access, rival);
+  if (error.empty()) surroundings_.sockets.put(file_);
+  return error;
+}
+
+void JobController::listenerReplaced() {
+  surroundings_.sockets.put(file_);
+  log_.add({realtimeNow(), getpid(), "the listening socket was shut down by a process, and is replaced"});
+  if (auto* life = std::get_if<LifeCycle>(&lifeCycle_)) life->listenerReplaced(monotonicNow());
 }
 
 void JobController::begin() {

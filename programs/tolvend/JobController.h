@@ -15,6 +15,7 @@
 
 #include "ipc/PublishedSocket.h"
 #include "tolvend/Alarms.h"
+#include "tolvend/BoundSockets.h"
 #include "tolvend/InstanceLimit.h"
 #include "tolvend/Job.h"
 #include "tolvend/JobListener.h"
@@ -33,6 +34,7 @@ struct JobSurroundings {
   SpareDescriptor& spare;
   const SpawnSetting& spawn;
   const ProcessRecords& records;
+  const BoundSockets& sockets;
   InstanceLimit& limit;
   /// Processes of all jobs that are not reaped yet.
   std::set<pid_t>& children;
@@ -50,7 +52,7 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   JobController(const JobController&) = delete;
   JobController& operator=(const JobController&) = delete;
 
-  /// Binds its socket in a directory that is borrowed. An empty text, or what is wrong and what to do.
+  /// Binds its socket in a directory that is borrowed, and notes that. An empty text, or what is wrong and what to do.
   [[nodiscard]] std::string open(int directory, PublishedSocket::Access access, PublishedSocket::Rival rival);
   /// Begins to serve clients.
   void begin();
@@ -124,6 +126,7 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   decltype(auto) withLifeCycle(Function function);
   template <typename Function>
   decltype(auto) withLifeCycle(Function function) const;
+  void listenerReplaced();
   void whenBegun(std::function<void()> order);
   [[nodiscard]] JobListener::Refusal refusalOf(const StartFailure& failure) const;
 

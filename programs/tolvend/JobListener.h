@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include <sys/types.h>
@@ -16,9 +18,10 @@ namespace vanto::manager {
 /// The listening socket of one job, which the manager keeps while processes come and go. Main thread only.
 class JobListener {
  public:
-  /// `waiting` is called while a client waits and the socket is watched.
-  JobListener(Alarms& alarms, SpareDescriptor& spare, std::function<void()> waiting)
-      : spare_(spare), waiting_(static_cast<std::function<void()>&&>(waiting)), retry_(alarms, [this] { obey(); }) {}
+  /// `waiting` is called while a client waits and the socket is watched; `replaced` when a process that was handed the
+  /// socket has shut it down for good, and another one has been bound in its place.
+  JobListener(
+      Alarms& alarms, SpareDescriptor& spare, std::function<void()> waiting, std::function<void()> replaced = [] {});
 
   /// Binds it in a directory that is borrowed. An empty text, or what is wrong and what to do.
   [[nodiscard]] std::string open(int directory, const std::string& file, PublishedSocket::Access access,
@@ -26,7 +29,7 @@ class JobListener {
   /// Removes its file and closes it.
   void close();
 
-  [[nodiscard]] int descriptor() const noexcept { return socket_.descriptor(); }
+  [[nodiscard]] int descriptor() const noexcept { return socket_ ? socket_->descriptor() : -1; }
 
   void watch(bool shallWatch);
   [[nodiscard]] bool isAnybodyWaiting() const noexcept;
@@ -49,13 +52,22 @@ class JobListener {
  private:
   void rest();
   void obey();
+  void change();
+  void isReady(std::uint32_t events);
+  void replace();
+  [[nodiscard]] std::string bind(PublishedSocket::Rival rival);
 
-  PublishedSocket socket_;
+  std::unique_ptr<PublishedSocket> socket_;
+  int directory_ = -1;
+  /// Empty while it is not open.
+  std::string file_;
+  PublishedSocket::Access access_ = PublishedSocket::Access::Owner;
   SpareDescriptor& spare_;
   const std::function<void()> waiting_;
+  const std::function<void()> replaced_;
   Watch watch_;
   bool shallWatch_ = false;
-  /// Until then nothing is accepted, for want of a descriptor.
+  /// Until then nothing is accepted, for want of a descriptor or of a socket.
   Alarm retry_;
 };
 

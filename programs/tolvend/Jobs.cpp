@@ -23,10 +23,7 @@ std::unique_ptr<JobController> Jobs::make(Job job) {
 
 std::string Jobs::open(JobController& job, PublishedSocket::Rival rival) const {
   using Access = PublishedSocket::Access;
-  const Access access = domain_ == Domain::System ? Access::Everybody : Access::Owner;
-  std::string error = job.open(directory_, access, rival);
-  if (error.empty()) sockets_.put(job.file());
-  return error;
+  return job.open(directory_, domain_ == Domain::System ? Access::Everybody : Access::Owner, rival);
 }
 
 std::vector<std::string> Jobs::restore() {

@@ -83,6 +83,8 @@ class LifeCycle {
   void saidIdle(InstanceId instance, std::uint64_t now);
   void stoppedAccepting(InstanceId instance, std::uint64_t now);
   void ended(InstanceId instance, Ending ending, std::uint64_t now);
+  /// A process of it has made the listener useless, which another one has replaced.
+  void listenerReplaced(std::uint64_t now);
   void timerExpired(std::uint64_t now);
 
   // What people ask for.

@@ -34,8 +34,8 @@ Accepted acceptClient(int listener) noexcept {
     Fd socket(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
     if (socket) return {Accepted::Result::Client, static_cast<Fd&&>(socket)};
     if (errno == EINTR || errno == ECONNABORTED) continue;
-    // Want of memory passes too, and is not cured by asking at once.
-    return {errno == EAGAIN ? Accepted::Result::Nobody : Accepted::Result::NoDescriptor, {}};
+    // Want of memory passes too, and is not cured by asking at once. A socket that was shut down is EINVAL.
+    return {errno == EAGAIN || errno == EINVAL ? Accepted::Result::Nobody : Accepted::Result::NoDescriptor, {}};
   }
   return {};
 }

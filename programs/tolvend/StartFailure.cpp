@@ -37,6 +37,7 @@ std::string reason(const StartFailure& failure) {
   if (failure.stage == Stage::Removed) return "its job was unloaded";
   if (failure.signal >= 0) return signalText(failure.signal);
   if (failure.exitStatus >= 0) return "exited with status " + std::to_string(failure.exitStatus);
+  if (failure.error == ESHUTDOWN) return "shut down the socket that it was handed";
   if (failure.error == ETIMEDOUT) return "did not accept clients within 10 s";
   if (failure.error != 0) return errorText(failure.error);
   return failure.ran != 0 ? "stopped accepting clients" : "it failed before";

@@ -168,6 +168,37 @@ TEST_F(ManagerState, AServiceThatHasItsSocketBlockStopsNobodyElse) {
   EXPECT_EQ(number(stateOf(echo), "failures"), 1);
 }
 
+TEST_F(ManagerState, AServiceThatShutsItsSocketDownIsStartedAgainWithANewOne) {
+  ManagerProcess manager(impatient());
+  ASSERT_EQ(load("echo", echo), "");
+  ASSERT_EQ(load("shuts-down", "org.example.other"), "");
+  const Held client = connect(echo);
+  const std::int64_t first = tell(client, "pid").first;
+  // The reply may be lost, as the service is asked to end then.
+  static_cast<void>(tell(client, "shut down"));
+  ASSERT_TRUE(waitUntil([&] { return number(stateOf(echo), "failures") == 1; }));
+  EXPECT_TRUE(waitUntil([&] { return !isAlive(static_cast<pid_t>(first)); }));
+  EXPECT_NE(call(echo), first);
+  const Held why = order("why", echo);
+  EXPECT_TRUE(text(vanto_dictionary_get_value(why, "failure"), "text")
+                  .starts_with("serving: shut down the socket that it was handed"))
+      << text(vanto_dictionary_get_value(why, "failure"), "text");
+  const std::vector<std::string> log = logOf(echo);
+  ASSERT_EQ(log.size(), 1U);
+  EXPECT_EQ(log[0], "the listening socket was shut down by a process, and is replaced");
+  // A pause that grows is what keeps this from happening without end, and nothing is to spin meanwhile.
+  const long before = manager.processorTicks();
+  for (int i = 0; i < 10; i++) static_cast<void>(connect("org.example.other", 100'000'000));
+  EXPECT_LT(manager.processorTicks() - before, sysconf(_SC_CLK_TCK) / 4);
+  EXPECT_LE(starts("org.example.other"), 5U);
+  // The next manager knows the new socket as its own.
+  manager.signal(SIGKILL);
+  EXPECT_EQ(manager.waitForEnd(), "signal 9");
+  const ManagerProcess next(impatient());
+  EXPECT_EQ(next.messages(), "");
+  EXPECT_GT(call(echo), 0);
+}
+
 TEST_F(ManagerState, ACommandHasAManagerOfItsOwn) {
   const std::string place = directory_ / "ephemeral";
   const auto run = [&](const std::string& command) {

@@ -9,6 +9,7 @@
 #include <string>
 
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <VantoService/VantoService.h>
@@ -44,6 +45,7 @@ void obey(vanto_object_t message) {
   if (order == "crash") std::abort();
   if (order == "leave") std::exit(0);
   if (order == "away") forkAway();
+  if (order == "shut down") shutdown(listenerDescriptor, SHUT_RDWR);
   if (order.rfind("say ", 0) == 0) {
     std::printf("%s\n", order.c_str() + 4);
     std::fflush(stdout);
@@ -88,6 +90,10 @@ int main(int, char** argv) {
   if (behaviour == "blocks") {
     fcntl(listenerDescriptor, F_SETFL, 0);
     return 1;
+  }
+  if (behaviour == "shuts-down") {
+    shutdown(listenerDescriptor, SHUT_RDWR);
+    for (;;) pause();
   }
   if (behaviour == "silent") {
     for (;;) pause();

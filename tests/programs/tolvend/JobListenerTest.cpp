@@ -83,5 +83,36 @@ TEST(JobListener, RespectsOrReplacesARival) {
               }).empty());
 }
 
+TEST(JobListener, ReplacesASocketThatWasShutDown) {
+  EXPECT_EQ(runWithEvents([](const auto& report, Alarms& alarms) {
+              static ManagerWorld world(alarms);
+              static JobListener* self = nullptr;
+              static Fd left;
+              static Fd client;
+              static JobListener listener(
+                  alarms, world.spare,
+                  [report] {
+                    EXPECT_TRUE(self->accept());
+                    report("waiting");
+                    finish();
+                  },
+                  [report] {
+                    report("replaced");
+                    char byte = 0;
+                    EXPECT_EQ(recv(left.get(), &byte, 1, MSG_DONTWAIT), 0) << "one who waited is not let go";
+                    EXPECT_FALSE(self->isAnybodyWaiting());
+                    client = world.client("name");
+                    EXPECT_TRUE(client);
+                  });
+              self = &listener;
+              EXPECT_EQ(listener.open(world.domain.get(), "name", Access::Owner, Rival::Respect), "");
+              left = world.client("name");
+              EXPECT_EQ(shutdown(listener.descriptor(), SHUT_RD), 0);
+              static Alarm later(alarms, [] { listener.watch(true); });
+              later.set(1);
+            }),
+            (Lines{"replaced", "waiting"}));
+}
+
 }  // namespace
 }  // namespace vanto::test

@@ -31,7 +31,7 @@ struct ManagerWorld {
   }
 
   [[nodiscard]] manager::JobSurroundings surroundings() {
-    return {alarms, spare, spawn, records, limit, children, {}, 0};
+    return {alarms, spare, spawn, records, sockets, limit, children, {}, 0};
   }
   [[nodiscard]] Fd openAt(const std::string& name) const {
     return Fd(open((directory / name).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
