@@ -61,7 +61,7 @@ JobController::JobController(Job job, JobSurroundings& surroundings, std::functi
 
 JobController::~JobController() {
   for (const auto& [instance, running] : running_) {
-    if (running.process) surroundings_.children.erase(running.process->pid());
+    if (running.process) surroundings_.children.erase(running.process->pid(), monotonicNow());
   }
 }
 
@@ -282,7 +282,7 @@ void JobController::said(InstanceId instance, ManagerRecordKind kind) {
 void JobController::ended(InstanceId instance, Ending ending) {
   const auto place = running_.find(instance);
   const pid_t pid = place->second.process->pid();
-  surroundings_.children.erase(pid);
+  surroundings_.children.erase(pid, monotonicNow());
   surroundings_.records.remove(pid);
   // Until the end of this function, which its process has called.
   const std::unique_ptr<ServiceProcess> process = std::move(place->second.process);

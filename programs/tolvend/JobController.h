@@ -6,7 +6,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -16,6 +15,7 @@
 #include "ipc/PublishedSocket.h"
 #include "tolvend/Alarms.h"
 #include "tolvend/BoundSockets.h"
+#include "tolvend/Children.h"
 #include "tolvend/InstanceLimit.h"
 #include "tolvend/Job.h"
 #include "tolvend/JobListener.h"
@@ -37,7 +37,7 @@ struct JobSurroundings {
   const BoundSockets& sockets;
   InstanceLimit& limit;
   /// Processes of all jobs that are not reaped yet.
-  std::set<pid_t>& children;
+  Children& children;
   LifeCycleTimes times;
   /// After so many nanoseconds without activity a service that may is allowed to leave; 0 for never.
   std::uint64_t idle = 0;

@@ -43,10 +43,7 @@ int failed(const std::string& line, int status = ExitStatus::Failed) {
 }  // namespace
 
 Manager::Manager(Options options, LifeCycleTimes times)
-    : options_(std::move(options)),
-      times_(times),
-      strays_([this](pid_t pid) { return isOwn(pid); }),
-      leaving_(alarms_, [this] { endIfEmpty(); }) {}
+    : options_(std::move(options)), times_(times), strays_(children_), leaving_(alarms_, [this] { endIfEmpty(); }) {}
 
 void Manager::run() {
   Failure failure = prepare();
@@ -79,7 +76,7 @@ Manager::Failure Manager::prepare() {
   signals_ = openSignals();
   int error = signals_ ? alarms_.open() : errno;
   if (error == 0) error = signalsWatch_.start(signals_.get(), EPOLLIN, [this](std::uint32_t) { readSignals(); });
-  if (error == 0) error = Strays::adopt();
+  if (error == 0) error = strays_.adopt();
   if (error != 0) return failed("the system lacks something: " + errorNumberText(error));
   spare_.emplace();
   spawn_.proxy = options_.proxy;
@@ -111,12 +108,13 @@ Manager::Failure Manager::openStore() {
 
 void Manager::restoreJobs() {
   formerProcesses_.emplace(alarms_, records_, times_.ending);
-  const JobSurroundings surroundings{alarms_, *spare_, spawn_, records_, sockets_, limit_, children_, times_, options_.idle};
+  const JobSurroundings surroundings{alarms_, *spare_,   spawn_, records_,     sockets_,
+                                     limit_,  children_, times_, options_.idle};
   jobs_.emplace(surroundings, *store_, *formerProcesses_, sockets_, options_.domain, directory_.domain.get());
   orders_.emplace(alarms_, *jobs_, options_.domain);
   jobs_->observe([this](const std::string& label) {
     orders_->jobChanged(label);
-    strays_.sweep();
+    sweep();
     endIfEmpty();
   });
   formerProcesses_->end([this] {
@@ -161,6 +159,7 @@ Manager::Failure Manager::runCommand() {
     former_.input.reset();
     return {};
   }
+  strays_.expectOthers();
   // The command gets the limit that the manager was given.
   rlimit raised{};
   getrlimit(RLIMIT_NOFILE, &raised);
@@ -183,7 +182,7 @@ void Manager::readSignals() {
   while (read(signals_.get(), &facts, sizeof facts) == static_cast<ssize_t>(sizeof facts)) {
     shallEnd = shallEnd || facts.ssi_signo != SIGCHLD;
   }
-  strays_.sweep();
+  sweep();
   if (!shallEnd) return;
   if (ephemeral_.pid() != 0) return ephemeral_.terminate();
   end(ExitStatus::Ended);
@@ -202,16 +201,12 @@ void Manager::endIfEmpty() {
 }
 
 void Manager::leave(int status) {
-  strays_.sweep();
+  sweep();
   ordersSocket_.close();
   log_.reset();
   ephemeral_.remove();
   // Nothing that is still in hand is anybody's business, and what lives as long as the process needs no end.
   std::_Exit(status);
-}
-
-bool Manager::isOwn(pid_t pid) const {
-  return children_.contains(pid) || pid == ephemeral_.pid();
 }
 
 }  // namespace vanto::manager

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // How managers end, die and come back, and what becomes of services and clients meanwhile.
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -156,6 +157,50 @@ TEST_F(ManagerLife, WhatAServiceLeavesBehindEndsWithIt) {
   EXPECT_TRUE(isAlive(away));
   ASSERT_EQ(kill(static_cast<pid_t>(pid), SIGKILL), 0);
   EXPECT_TRUE(waitUntil([&] { return !isAlive(away); }));
+}
+
+TEST_F(ManagerLife, ProcessesThatAreNoneOfItsServicesAreLeftAlone) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const Fd reading(ends[0]);
+  Fd writing(ends[1]);
+  ManagerSetting changed = setting();
+  changed.prepare = [&] {
+    const pid_t child = fork();
+    if (child != 0) return;
+    const pid_t grandchild = fork();
+    const pid_t self = getpid();
+    static_cast<void>(!write(writing.get(), &self, sizeof self));
+    // The older one leaves the younger one to the manager when there is one.
+    if (grandchild != 0) kill(self, SIGSTOP);
+    if (grandchild != 0) _exit(0);
+    for (;;) pause();
+  };
+  ManagerProcess manager(changed);
+  pid_t pids[2];
+  ASSERT_EQ(read(reading.get(), pids, sizeof pids), static_cast<ssize_t>(sizeof pids));
+  writing.reset();
+  const pid_t stopped = std::min(pids[0], pids[1]);
+  const pid_t orphan = std::max(pids[0], pids[1]);
+  ASSERT_EQ(load("echo", echo), "");
+  const std::int64_t pid = call(echo, "away");
+  pid_t away = 0;
+  ASSERT_TRUE(waitUntil([&] {
+    for (const std::string& line : logOf(echo)) {
+      if (line.starts_with("away ")) away = std::atoi(line.c_str() + 5);
+    }
+    return away != 0;
+  }));
+  EXPECT_TRUE(isAlive(stopped));
+  ASSERT_EQ(kill(stopped, SIGCONT), 0);
+  ASSERT_TRUE(waitUntil([&] { return !isAlive(stopped); }));
+  // It is reaped as well: whose parent else would.
+  EXPECT_TRUE(waitUntil([&] { return kill(stopped, 0) != 0; }));
+  ASSERT_EQ(kill(static_cast<pid_t>(pid), SIGKILL), 0);
+  EXPECT_TRUE(waitUntil([&] { return !isAlive(away); }));
+  EXPECT_EQ(manager.terminate(), "exit status 0");
+  EXPECT_TRUE(isAlive(orphan));
+  EXPECT_EQ(kill(orphan, SIGKILL), 0);
 }
 
 TEST_F(ManagerLife, RefusesADirectoryThatIsNotItsOwn) {

@@ -214,6 +214,9 @@ TEST_F(ManagerState, ACommandHasAManagerOfItsOwn) {
       "exit status 0");
   EXPECT_NE(access(place.c_str(), F_OK), 0);
   EXPECT_EQ(run("exit 7"), "exit status 7");
+  // What the command leaves to the manager while it runs goes on; each end of a process has the manager look.
+  EXPECT_EQ(run("p=$(sleep 777 >&- & echo $!); for i in 1 2 3 4 5; do (true &); sleep 0.05; done; kill -9 $p"),
+            "exit status 0");
   EXPECT_EQ(run("kill -9 $$"), "exit status 137");
   EXPECT_EQ(run("exec /nowhere/nothing"), "exit status 127");
   ASSERT_EQ(mkdir(place.c_str(), 0700), 0);

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <optional>
-#include <set>
 #include <string>
 
 #include <fcntl.h>
@@ -55,7 +54,7 @@ struct ManagerWorld {
   manager::SpawnSetting spawn;
   manager::ProcessRecords records;
   manager::InstanceLimit limit;
-  std::set<pid_t> children;
+  manager::Children children;
   manager::JobStore store;
   manager::FormerProcesses former;
   manager::BoundSockets sockets;
