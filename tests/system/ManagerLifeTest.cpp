@@ -80,6 +80,25 @@ TEST_F(ManagerLife, AfterItWasKilledTheNextOneEndsWhatItLeft) {
   EXPECT_EQ(second.messages(), "");
 }
 
+TEST_F(ManagerLife, AfterItWasKilledTheNextOneEndsWhatItsServicesHaveLeft) {
+  ManagerProcess first(setting());
+  ASSERT_EQ(load("echo", echo), "");
+  const std::int64_t pid = call(echo, "child");
+  pid_t child = 0;
+  ASSERT_TRUE(waitUntil([&] {
+    for (const std::string& line : logOf(echo)) {
+      if (line.starts_with("child ")) child = std::atoi(line.c_str() + 6);
+    }
+    return child != 0;
+  }));
+  first.signal(SIGKILL);
+  EXPECT_EQ(first.waitForEnd(), "signal 9");
+  EXPECT_TRUE(waitUntil([&] { return !isAlive(static_cast<pid_t>(pid)); }));
+  EXPECT_TRUE(isAlive(child));
+  const ManagerProcess second(setting());
+  EXPECT_TRUE(waitUntil([&] { return !isAlive(child); }));
+}
+
 TEST_F(ManagerLife, AFormerProcessThatDoesNotEndIsKilledBeforeTheNextStart) {
   ManagerProcess first(impatient());
   ASSERT_EQ(load("stubborn", echo), "");
