@@ -76,13 +76,17 @@ std::string Ephemeral::run(const std::vector<std::string>& command, int input, s
   process_.reset(static_cast<int>(syscall(SYS_pidfd_open, pid_, 0)));
   const int error = process_ ? watch_.start(process_.get(), EPOLLIN, [this](std::uint32_t) { reap(); }) : errno;
   if (error == 0) return {};
-  kill(pid_, SIGKILL);
+  kill();
   waitpid(std::exchange(pid_, 0), nullptr, 0);
   return command.front() + " cannot be watched: " + errorNumberText(error);
 }
 
 void Ephemeral::terminate() const noexcept {
-  if (pid_ > 0) kill(pid_, SIGTERM);
+  if (pid_ > 0) ::kill(pid_, SIGTERM);
+}
+
+void Ephemeral::kill() const noexcept {
+  if (pid_ > 0) ::kill(pid_, SIGKILL);
 }
 
 void Ephemeral::reap() {

@@ -19,6 +19,7 @@
 #include <VantoService/dispatch.h>
 
 #include "dispatch/Pool.h"
+#include "dispatch/Workers.h"
 #include "ipc/SocketName.h"
 #include "runtime/LogText.h"
 #include "tolvend/Account.h"
@@ -43,7 +44,11 @@ int failed(const std::string& line, int status = ExitStatus::Failed) {
 }  // namespace
 
 Manager::Manager(Options options, LifeCycleTimes times)
-    : options_(std::move(options)), times_(times), strays_(children_), leaving_(alarms_, [this] { endIfEmpty(); }) {}
+    : options_(std::move(options)),
+      times_(times),
+      strays_(children_),
+      leaving_(alarms_, [this] { endIfEmpty(); }),
+      killing_(alarms_, [this] { ephemeral_.kill(); }) {}
 
 void Manager::run() {
   Failure failure = prepare();
@@ -172,7 +177,15 @@ Manager::Failure Manager::runCommand() {
   return failed(error, 127);
 }
 
+/// Whoever asks again is in a hurry.
+void Manager::endCommand() {
+  if (killing_.isSet()) return ephemeral_.kill();
+  ephemeral_.terminate();
+  killing_.set(deadlineAfter(times_.ending));
+}
+
 void Manager::commandEnded(int status) {
+  killing_.set(UINT64_MAX);
   end(isEnding_ && status_ != ExitStatus::Ended ? status_ : status);
 }
 
@@ -184,7 +197,7 @@ void Manager::readSignals() {
   }
   sweep();
   if (!shallEnd) return;
-  if (ephemeral_.pid() != 0) return ephemeral_.terminate();
+  if (ephemeral_.pid() != 0) return endCommand();
   end(ExitStatus::Ended);
 }
 

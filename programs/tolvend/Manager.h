@@ -49,6 +49,7 @@ class Manager {
   void offerLogSocket();
 
   void readSignals();
+  void endCommand();
   void commandEnded(int status);
   void sweep() const { strays_.sweep(ephemeral_.pid()); }
   void end(int status);
@@ -77,6 +78,8 @@ class Manager {
   Fd signals_;
   Watch signalsWatch_;
   Alarm leaving_;
+  /// Set while the command has been asked to end.
+  Alarm killing_;
   bool isEnding_ = false;
   int status_ = ExitStatus::Ended;
 };

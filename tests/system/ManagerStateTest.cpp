@@ -2,8 +2,10 @@
 
 // In which state services find themselves, and how the manager stands what is scarce or hostile.
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include <sys/resource.h>
@@ -223,6 +225,31 @@ TEST_F(ManagerState, ACommandHasAManagerOfItsOwn) {
   EXPECT_EQ(run("exit 0"), "exit status 0");
   EXPECT_EQ(access(place.c_str(), F_OK), 0);
   EXPECT_NE(access((place + "/run").c_str(), F_OK), 0);
+}
+
+TEST_F(ManagerState, ACommandThatDoesNotEndIsKilled) {
+  const std::string asked = directory_ / "asked";
+  const auto stubborn = [&] {
+    return std::vector<std::string>{
+        "--ephemeral", directory_ / "ephemeral",
+        "--",          "sh",
+        "-c",          "trap 'echo >> " + asked + "' TERM; echo >> " + asked + "; while :; do sleep 0.05; done"};
+  };
+  const auto lines = [&] {
+    std::ifstream file(asked);
+    return std::count(std::istreambuf_iterator<char>(file), {}, '\n');
+  };
+  ManagerProcess patient(setting(stubborn()));
+  ASSERT_TRUE(waitUntil([&] { return lines() == 1; }));
+  patient.signal(SIGTERM);
+  ASSERT_TRUE(waitUntil([&] { return lines() == 2; }));
+  const auto before = std::chrono::steady_clock::now();
+  patient.signal(SIGINT);
+  EXPECT_EQ(patient.waitForEnd(), "exit status 137");
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(15));
+  ManagerProcess once(impatient(stubborn()));
+  ASSERT_TRUE(waitUntil([&] { return lines() == 3; }));
+  EXPECT_EQ(once.terminate(), "exit status 137");
 }
 
 }  // namespace
