@@ -26,7 +26,8 @@ std::string runDirectory(const std::string& directory) {
   return directory + "/run";
 }
 
-/// Starts the command with no signal blocked or ignored. 0, or an errno value.
+/// Starts the command with no signal blocked, and none ignored but those that whoever started the manager has chosen to
+/// keep from it. 0, or an errno value.
 int start(const std::vector<std::string>& command, int input, pid_t& pid) {
   std::vector<char*> arguments;
   for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
@@ -39,6 +40,7 @@ int start(const std::vector<std::string>& command, int input, pid_t& pid) {
   sigset_t all;
   sigemptyset(&none);
   sigfillset(&all);
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT}) sigdelset(&all, signal);
   posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
   posix_spawnattr_setsigmask(&attributes, &none);
   posix_spawnattr_setsigdefault(&attributes, &all);

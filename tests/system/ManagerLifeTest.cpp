@@ -49,6 +49,29 @@ TEST_F(ManagerLife, KillsAServiceThatDoesNotEnd) {
   EXPECT_FALSE(isAlive(static_cast<pid_t>(pid)));
 }
 
+TEST_F(ManagerLife, ATerminalThatIsGoneEndsItUnlessThatShallBeIgnored) {
+  ManagerProcess one(setting());
+  one.signal(SIGHUP);
+  EXPECT_EQ(one.waitForEnd(), "exit status 0");
+  ManagerSetting changed = setting();
+  changed.prepare = [] {
+    for (const int number : {SIGHUP, SIGINT}) std::signal(number, SIG_IGN);
+  };
+  ManagerProcess other(changed);
+  other.signal(SIGHUP);
+  other.signal(SIGINT);
+  ASSERT_EQ(load("echo", echo), "");
+  EXPECT_GT(call(echo), 0);
+  EXPECT_EQ(other.terminate(), "exit status 0");
+  const auto ignoredBy = [&](const ManagerSetting& base) {
+    ManagerSetting command = base;
+    command.arguments = {"--ephemeral", directory_ / "ephemeral", "--", "sh", "-c", "kill -HUP $$; exit 3"};
+    return ManagerProcess(command).waitForEnd();
+  };
+  EXPECT_EQ(ignoredBy(setting()), "exit status 129");
+  EXPECT_EQ(ignoredBy(changed), "exit status 3");
+}
+
 TEST_F(ManagerLife, ASecondManagerOfADomainEnds) {
   const ManagerProcess manager(setting());
   ManagerProcess second(setting());
