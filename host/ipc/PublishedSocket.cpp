@@ -38,10 +38,23 @@ const sockaddr* generic(const sockaddr_un& address) noexcept {
   return reinterpret_cast<const sockaddr*>(&address);
 }
 
-/// Whether somebody listens on the socket called `file`.
-bool isServed(int directory, const char* file) noexcept {
-  const Fd socket = connectToSocket(directory, file, 0);
-  return socket || (errno != ECONNREFUSED && errno != ENOENT && errno != ENOTSOCK);
+/// VANTO_ERROR_IN_USE when somebody listens on the socket called `file`, VANTO_ERROR_SYSTEM with errno when there is
+/// not what it takes to find out.
+vanto_error_code_t judgeRival(int directory, const char* file) noexcept {
+  if (connectToSocket(directory, file, 0)) return VANTO_ERROR_IN_USE;
+  switch (errno) {
+    case ECONNREFUSED:
+    case ENOENT:
+    case ENOTSOCK:
+      return VANTO_ERROR_NONE;
+    case EMFILE:
+    case ENFILE:
+    case ENOMEM:
+    case ENOBUFS:
+      return VANTO_ERROR_SYSTEM;
+    default:
+      return VANTO_ERROR_IN_USE;
+  }
 }
 
 bool isThere(int directory, const char* file) noexcept {
@@ -124,7 +137,10 @@ vanto_error_code_t PublishedSocket::bindIn(int directory, const std::string& fil
   socket_ = createSocket(SOCK_NONBLOCK);
   if (!socket_ || !enableSenderCredentials(socket_.get())) return VANTO_ERROR_SYSTEM;
   const Place place = rival == Rival::Replace || isThere(directory_, file.c_str()) ? Place::Taken : Place::Free;
-  if (rival == Rival::Respect && isServed(directory_, file.c_str())) return VANTO_ERROR_IN_USE;
+  if (rival == Rival::Respect) {
+    const vanto_error_code_t code = judgeRival(directory_, file.c_str());
+    if (code != VANTO_ERROR_NONE) return code;
+  }
   // Bound under a short name, which always fits into an address, and renamed when it listens: nobody ever finds a
   // socket under the service's name that does not listen yet.
   const std::string temporary = ".new-" + std::to_string(getpid());

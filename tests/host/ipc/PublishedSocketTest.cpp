@@ -8,9 +8,11 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "support/Child.h"
 #include "support/TemporaryDirectory.h"
 
 namespace vanto::test {
@@ -98,6 +100,22 @@ TEST_F(PublishedSocketTest, WaitsForNobodyWhoKeepsItsDirectoryLocked) {
   ASSERT_EQ(flock(holder.get(), LOCK_EX), 0);
   own.close();
   alarm(0);
+}
+
+TEST_F(PublishedSocketTest, TakesWantOfDescriptorsForNoRival) {
+  const testing::ChildOutcome outcome = testing::runInChild([this](const testing::ChildReport&) {
+    const Fd directoryInCharge = place();
+    const int next = dup(0);
+    ASSERT_GE(next, 0);
+    close(next);
+    // For the socket, and not for looking at the name.
+    const rlimit limit{static_cast<rlim_t>(next) + 1, static_cast<rlim_t>(next) + 1};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    PublishedSocket socket;
+    EXPECT_EQ(socket.openShared(directoryInCharge.get(), "name", Access::Owner, Rival::Respect), VANTO_ERROR_SYSTEM);
+    EXPECT_EQ(errno, EMFILE);
+  });
+  EXPECT_EQ(outcome.end, "exit status 0");
 }
 
 TEST_F(PublishedSocketTest, SaysThatThereIsNoPlace) {
