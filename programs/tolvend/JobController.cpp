@@ -174,11 +174,16 @@ bool JobController::isAnybodyWaiting() {
 }
 
 bool JobController::accept(InstanceId instance, uid_t& user) {
-  Fd client = listener_.accept();
+  Accepted accepted = listener_.accept();
+  if (accepted.result == Accepted::Result::NoDescriptor) {
+    StartFailure failure;
+    failure.error = accepted.error;
+    tellWaiting(failure);
+  }
   ProcessFacts facts;
-  if (!client || !readPeerCredentials(client.get(), facts)) return false;
+  if (!accepted.socket || !readPeerCredentials(accepted.socket.get(), facts)) return false;
   user = facts.effectiveUser;
-  running_[instance].connection = std::move(client);
+  running_[instance].connection = std::move(accepted.socket);
   return true;
 }
 

@@ -117,12 +117,6 @@ bool JobListener::isAnybodyWaiting() const noexcept {
   return count == 1 && (set.revents & POLLIN) != 0;
 }
 
-Fd JobListener::accept() {
-  Accepted accepted = acceptClient(descriptor());
-  if (accepted.result == Accepted::Result::NoDescriptor) rest();
-  return std::move(accepted.socket);
-}
-
 void JobListener::refuse(int client, const Refusal& refusal) {
   ProcessFacts facts;
   const bool isTrusted =

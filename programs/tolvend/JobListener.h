@@ -34,8 +34,8 @@ class JobListener {
   void watch(bool shallWatch);
   [[nodiscard]] bool isAnybodyWaiting() const noexcept;
 
-  /// Accepts the client who waits longest. Without a descriptor for it the socket rests for a moment.
-  [[nodiscard]] Fd accept();
+  /// Accepts the client who waits longest. Without a descriptor for it those who wait are to be refused.
+  [[nodiscard]] Accepted accept() { return acceptClient(descriptor()); }
 
   /// What a client is told who is not served.
   struct Refusal {
@@ -44,7 +44,8 @@ class JobListener {
     /// For the manager's user and root only.
     std::string confidential;
   };
-  /// Accepts those who wait, limits::managerRefusals at most, and tells each.
+  /// Accepts those who wait, limits::managerRefusals at most, and tells each. Without a descriptor even for that the
+  /// socket rests for a moment.
   void refuseAll(const Refusal& refusal);
   /// Tells one client, whose socket is borrowed.
   static void refuse(int client, const Refusal& refusal);

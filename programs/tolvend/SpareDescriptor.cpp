@@ -32,10 +32,11 @@ void SpareDescriptor::restore() noexcept {
 Accepted acceptClient(int listener) noexcept {
   while (isReady(listener)) {
     Fd socket(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
-    if (socket) return {Accepted::Result::Client, static_cast<Fd&&>(socket)};
+    if (socket) return {Accepted::Result::Client, static_cast<Fd&&>(socket), 0};
     if (errno == EINTR || errno == ECONNABORTED) continue;
     // Want of memory passes too, and is not cured by asking at once. A socket that was shut down is EINVAL.
-    return {errno == EAGAIN || errno == EINVAL ? Accepted::Result::Nobody : Accepted::Result::NoDescriptor, {}};
+    if (errno == EAGAIN || errno == EINVAL) return {};
+    return {Accepted::Result::NoDescriptor, {}, errno};
   }
   return {};
 }

@@ -24,6 +24,8 @@ class SpareDescriptor {
 struct Accepted {
   enum class Result { Client, Nobody, NoDescriptor } result = Result::Nobody;
   Fd socket;
+  /// An errno value where there was no descriptor.
+  int error = 0;
 };
 
 /// Accepts a client of a listening socket, without waiting for one: the socket is made not to block each time, since
