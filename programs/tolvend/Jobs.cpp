@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "value/limits.h"
+
 namespace vanto::manager {
 
 Jobs::Jobs(JobSurroundings surroundings, JobStore& store, FormerProcesses& former, BoundSockets& sockets, Domain domain,
@@ -32,6 +34,10 @@ std::vector<std::string> Jobs::restore() {
   for (const JobStore::Damage& damage : contents.damages) problems.push_back(damage.file + ": " + damage.reason);
   for (JobStore::StoredJob& stored : contents.jobs) {
     const std::string label = stored.job.label;
+    if (jobs_.size() >= limits::managerJobs) {
+      problems.push_back(label + ": not loaded: the manager has as many jobs as it takes");
+      continue;
+    }
     std::unique_ptr<JobController> job = make(std::move(stored.job));
     // Processes of the manager before may still have the sockets that it bound.
     const bool isOurs = sockets_.has(job->file()) || former_.hasAny(job->file());
@@ -56,6 +62,7 @@ void Jobs::beginWhatCan() {
 Jobs::Result Jobs::load(Job job) {
   if (isRetired_) return {"the manager is ending"};
   if (JobController* const old = find(job.label)) return replace(*old, std::move(job));
+  if (jobs_.size() >= limits::managerJobs) return {"the manager has as many jobs as it takes; unload one first"};
   const std::string label = job.label;
   std::unique_ptr<JobController> added = make(job);
   if (std::string error = open(*added, PublishedSocket::Rival::Respect); !error.empty()) return {std::move(error)};
