@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
 #include <utility>
 
 #include <fcntl.h>
@@ -37,10 +38,28 @@ const sockaddr* generic(const sockaddr_un& address) noexcept {
   return reinterpret_cast<const sockaddr*>(&address);
 }
 
-/// Whether somebody listens on the socket called `file`.
-bool isServed(int directory, const char* file) noexcept {
-  const Fd socket = connectToSocket(directory, file, 0);
-  return socket || (errno != ECONNREFUSED && errno != ENOENT && errno != ENOTSOCK);
+/// VANTO_ERROR_IN_USE when somebody listens on the socket called `file`, VANTO_ERROR_SYSTEM with errno when there is
+/// not what it takes to find out.
+vanto_error_code_t judgeRival(int directory, const char* file) noexcept {
+  if (connectToSocket(directory, file, 0)) return VANTO_ERROR_IN_USE;
+  switch (errno) {
+    case ECONNREFUSED:
+    case ENOENT:
+    case ENOTSOCK:
+      return VANTO_ERROR_NONE;
+    case EMFILE:
+    case ENFILE:
+    case ENOMEM:
+    case ENOBUFS:
+      return VANTO_ERROR_SYSTEM;
+    default:
+      return VANTO_ERROR_IN_USE;
+  }
+}
+
+bool isThere(int directory, const char* file) noexcept {
+  struct stat facts;
+  return fstatat(directory, file, &facts, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
 void setTimeout(int socket, std::uint64_t nanoseconds) noexcept {
@@ -49,19 +68,31 @@ void setTimeout(int socket, std::uint64_t nanoseconds) noexcept {
   setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);
 }
 
-/// Keeps other processes from binding or removing names in a directory.
+/// Keeps other processes from binding or removing names in a directory. None has it for more than a moment, but for one
+/// that was stopped meanwhile, and nobody shall wait for that.
 class DirectoryLock {
  public:
   explicit DirectoryLock(const Fd& directory) noexcept : directory_(directory.get()) {
-    while (flock(directory_, LOCK_EX) != 0 && errno == EINTR) {
+    constexpr int tries = 500;
+    constexpr timespec pause{0, 1'000'000};
+    for (int i = 0; i < tries && !isHeld_; i++) {
+      if (i > 0) nanosleep(&pause, nullptr);
+      isHeld_ = flock(directory_, LOCK_EX | LOCK_NB) == 0;
+      if (!isHeld_ && errno != EWOULDBLOCK && errno != EINTR) return;
     }
   }
-  ~DirectoryLock() { flock(directory_, LOCK_UN); }
+  ~DirectoryLock() {
+    if (isHeld_) flock(directory_, LOCK_UN);
+  }
   DirectoryLock(const DirectoryLock&) = delete;
   DirectoryLock& operator=(const DirectoryLock&) = delete;
 
+  /// Whether it came about; else there is errno.
+  [[nodiscard]] bool isHeld() const noexcept { return isHeld_; }
+
  private:
   const int directory_;
+  bool isHeld_ = false;
 };
 
 }  // namespace
@@ -88,52 +119,81 @@ Fd connectToSocket(int directory, const char* file, std::uint64_t deadline) noex
 }
 
 vanto_error_code_t PublishedSocket::open(Fd directory, const std::string& file, Access access, Rival rival) noexcept {
-  directory_ = std::move(directory);
+  ownDirectory_ = std::move(directory);
+  if (!ownDirectory_) return VANTO_ERROR_SYSTEM;
+  const DirectoryLock lock(ownDirectory_);
+  return lock.isHeld() ? bindIn(ownDirectory_.get(), file, access, rival) : VANTO_ERROR_SYSTEM;
+}
+
+vanto_error_code_t PublishedSocket::openShared(int directory, const std::string& file, Access access,
+                                               Rival rival) noexcept {
+  ownDirectory_.reset();
+  return bindIn(directory, file, access, rival);
+}
+
+vanto_error_code_t PublishedSocket::bindIn(int directory, const std::string& file, Access access,
+                                           Rival rival) noexcept {
+  directory_ = directory;
   socket_ = createSocket(SOCK_NONBLOCK);
-  if (!directory_ || !socket_ || !enableSenderCredentials(socket_.get())) return VANTO_ERROR_SYSTEM;
-  const DirectoryLock lock(directory_);
-  if (rival == Rival::Respect && isServed(directory_.get(), file.c_str())) return VANTO_ERROR_IN_USE;
+  if (!socket_ || !enableSenderCredentials(socket_.get())) return VANTO_ERROR_SYSTEM;
+  const Place place = rival == Rival::Replace || isThere(directory_, file.c_str()) ? Place::Taken : Place::Free;
+  if (rival == Rival::Respect) {
+    const vanto_error_code_t code = judgeRival(directory_, file.c_str());
+    if (code != VANTO_ERROR_NONE) return code;
+  }
   // Bound under a short name, which always fits into an address, and renamed when it listens: nobody ever finds a
   // socket under the service's name that does not listen yet.
   const std::string temporary = ".new-" + std::to_string(getpid());
-  unlinkat(directory_.get(), temporary.c_str(), 0);
-  const sockaddr_un address = addressOf(directory_.get(), temporary.c_str());
+  unlinkat(directory_, temporary.c_str(), 0);
+  const sockaddr_un address = addressOf(directory_, temporary.c_str());
   if (bind(socket_.get(), generic(address), sizeof address) != 0) return VANTO_ERROR_SYSTEM;
-  const vanto_error_code_t code = publish(file, temporary, access);
+  const vanto_error_code_t code = publish(file, temporary, access, place);
   const int error = errno;
-  if (code != VANTO_ERROR_NONE) unlinkat(directory_.get(), temporary.c_str(), 0);
+  if (code != VANTO_ERROR_NONE) unlinkat(directory_, temporary.c_str(), 0);
   errno = error;
   return code;
 }
 
-vanto_error_code_t PublishedSocket::publish(const std::string& file, const std::string& temporary,
-                                            Access access) noexcept {
+vanto_error_code_t PublishedSocket::publish(const std::string& file, const std::string& temporary, Access access,
+                                            Place place) noexcept {
   struct stat facts;
-  if (fstatat(directory_.get(), temporary.c_str(), &facts, AT_SYMLINK_NOFOLLOW) != 0) return VANTO_ERROR_SYSTEM;
+  if (fstatat(directory_, temporary.c_str(), &facts, AT_SYMLINK_NOFOLLOW) != 0) return VANTO_ERROR_SYSTEM;
   // The sticky bit keeps those who tidy up run-time directories away. It is no loss where it cannot be set; that
   // everybody may connect, where they shall, is more than the file mode mask grants.
   const mode_t mode = S_ISVTX | (access == Access::Everybody ? 0666 : 0600);
-  const bool hasMode = fchmodat(directory_.get(), temporary.c_str(), mode, 0) == 0;
+  const bool hasMode = fchmodat(directory_, temporary.c_str(), mode, 0) == 0;
   if (!hasMode && access == Access::Everybody) return VANTO_ERROR_SYSTEM;
   if (listen(socket_.get(), SOMAXCONN) != 0) return VANTO_ERROR_SYSTEM;
-  // Takes the place of a socket that nobody listens on any more.
-  if (renameat(directory_.get(), temporary.c_str(), directory_.get(), file.c_str()) != 0) return VANTO_ERROR_SYSTEM;
+  // Somebody without a manager may have bound the name since it was free.
+  const bool isNew =
+      place == Place::Free && renameat2(directory_, temporary.c_str(), directory_, file.c_str(), RENAME_NOREPLACE) == 0;
+  if (!isNew && place == Place::Free && errno == EEXIST) return VANTO_ERROR_IN_USE;
+  // Else it takes the place of a socket that nobody listens on any more, or the file system does not tell.
+  if (!isNew && renameat(directory_, temporary.c_str(), directory_, file.c_str()) != 0) return VANTO_ERROR_SYSTEM;
   file_ = file;
   inode_ = facts.st_ino;
   return VANTO_ERROR_NONE;
 }
 
 void PublishedSocket::close() noexcept {
-  if (directory_ && !file_.empty()) {
-    const DirectoryLock lock(directory_);
-    struct stat facts;
-    const bool isOurs =
-        fstatat(directory_.get(), file_.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0 && facts.st_ino == inode_;
-    if (isOurs) unlinkat(directory_.get(), file_.c_str(), 0);
-    file_.clear();
+  if (ownDirectory_) {
+    const DirectoryLock lock(ownDirectory_);
+    // Without it the name may be another socket's by the time it is removed: better it stays, which nobody minds.
+    if (lock.isHeld()) unlinkOwn();
+  } else {
+    unlinkOwn();
   }
-  directory_.reset();
+  file_.clear();
+  ownDirectory_.reset();
+  directory_ = -1;
   socket_.reset();
+}
+
+void PublishedSocket::unlinkOwn() const noexcept {
+  struct stat facts;
+  const bool isOurs =
+      !file_.empty() && fstatat(directory_, file_.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0 && facts.st_ino == inode_;
+  if (isOurs) unlinkat(directory_, file_.c_str(), 0);
 }
 
 }  // namespace vanto

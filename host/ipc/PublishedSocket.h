@@ -26,10 +26,16 @@ class PublishedSocket {
   PublishedSocket(const PublishedSocket&) = delete;
   PublishedSocket& operator=(const PublishedSocket&) = delete;
 
-  /// Binds `file`, which leads nowhere else, in `directory`, and listens. VANTO_ERROR_IN_USE when somebody else listens
-  /// there, VANTO_ERROR_SYSTEM with errno.
+  /// Binds `file`, which leads nowhere else, in `directory`, and listens. The directory is locked meanwhile, so it must
+  /// be one that nobody but this user can open. VANTO_ERROR_IN_USE when somebody else listens there, VANTO_ERROR_SYSTEM
+  /// with errno, EWOULDBLOCK when another process keeps the directory locked.
   [[nodiscard]] vanto_error_code_t open(Fd directory, const std::string& file, Access access = Access::Owner,
                                         Rival rival = Rival::Respect) noexcept;
+
+  /// The same for whoever is in charge of the directory, and keeps it open until close(). It may be open to everybody:
+  /// it is not locked, since whoever can open it could have this wait for ever.
+  [[nodiscard]] vanto_error_code_t openShared(int directory, const std::string& file, Access access,
+                                              Rival rival) noexcept;
 
   [[nodiscard]] int descriptor() const noexcept { return socket_.get(); }
 
@@ -37,11 +43,19 @@ class PublishedSocket {
   void close() noexcept;
 
  private:
-  [[nodiscard]] vanto_error_code_t publish(const std::string& file, const std::string& temporary,
-                                           Access access) noexcept;
+  /// How the new name may take its place.
+  enum class Place : std::uint8_t { Free, Taken };
+
+  [[nodiscard]] vanto_error_code_t bindIn(int directory, const std::string& file, Access access, Rival rival) noexcept;
+  [[nodiscard]] vanto_error_code_t publish(const std::string& file, const std::string& temporary, Access access,
+                                           Place place) noexcept;
+
+  void unlinkOwn() const noexcept;
 
   Fd socket_;
-  Fd directory_;
+  /// Where it is bound; none where the caller keeps it.
+  Fd ownDirectory_;
+  int directory_ = -1;
   /// Empty until it is bound.
   std::string file_;
   ino_t inode_ = 0;

@@ -26,7 +26,8 @@ std::string runDirectory(const std::string& directory) {
   return directory + "/run";
 }
 
-/// Starts the command with no signal blocked or ignored. 0, or an errno value.
+/// Starts the command with no signal blocked, and none ignored but those that whoever started the manager has chosen to
+/// keep from it. 0, or an errno value.
 int start(const std::vector<std::string>& command, int input, pid_t& pid) {
   std::vector<char*> arguments;
   for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
@@ -39,6 +40,7 @@ int start(const std::vector<std::string>& command, int input, pid_t& pid) {
   sigset_t all;
   sigemptyset(&none);
   sigfillset(&all);
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT}) sigdelset(&all, signal);
   posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
   posix_spawnattr_setsigmask(&attributes, &none);
   posix_spawnattr_setsigdefault(&attributes, &all);
@@ -76,13 +78,17 @@ std::string Ephemeral::run(const std::vector<std::string>& command, int input, s
   process_.reset(static_cast<int>(syscall(SYS_pidfd_open, pid_, 0)));
   const int error = process_ ? watch_.start(process_.get(), EPOLLIN, [this](std::uint32_t) { reap(); }) : errno;
   if (error == 0) return {};
-  kill(pid_, SIGKILL);
+  kill();
   waitpid(std::exchange(pid_, 0), nullptr, 0);
   return command.front() + " cannot be watched: " + errorNumberText(error);
 }
 
 void Ephemeral::terminate() const noexcept {
-  if (pid_ > 0) kill(pid_, SIGTERM);
+  if (pid_ > 0) ::kill(pid_, SIGTERM);
+}
+
+void Ephemeral::kill() const noexcept {
+  if (pid_ > 0) ::kill(pid_, SIGKILL);
 }
 
 void Ephemeral::reap() {

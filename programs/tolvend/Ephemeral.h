@@ -23,6 +23,8 @@ class Ephemeral {
   [[nodiscard]] std::string run(const std::vector<std::string>& command, int input, std::function<void(int)> ended);
   /// Asks the command to end.
   void terminate() const noexcept;
+  /// Ends it at once.
+  void kill() const noexcept;
 
   /// The process of the command while it is not reaped; 0 for none.
   [[nodiscard]] pid_t pid() const noexcept { return pid_; }

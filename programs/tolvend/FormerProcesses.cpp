@@ -11,6 +11,7 @@
 
 #include "dispatch/Workers.h"
 #include "ipc/PeerCredentials.h"
+#include "tolvend/Remnants.h"
 
 namespace vanto::manager {
 
@@ -31,6 +32,7 @@ void FormerProcesses::add(const ProcessRecord& record) {
   // Without a watch its end would never be seen: better to forget it than to wait for ever.
   if (!isThere ||
       process->watch.start(process->descriptor.get(), EPOLLIN, [this, added](std::uint32_t) { remove(added); }) != 0) {
+    if (!isThere) killRemnants(record);
     records_.remove(record.pid);
     return;
   }
@@ -43,6 +45,7 @@ void FormerProcesses::remove(const Process* process) {
   const auto place =
       std::find_if(processes_.begin(), processes_.end(), [process](const auto& each) { return each.get() == process; });
   if (place == processes_.end()) return;
+  killRemnants(process->record);
   records_.remove(process->record.pid);
   processes_.erase(place);
   gone_();

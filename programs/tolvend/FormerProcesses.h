@@ -14,8 +14,8 @@
 
 namespace vanto::manager {
 
-/// Processes that a manager started which is no more. They are asked to end, and killed when they do not. Main thread
-/// only.
+/// Processes that a manager started which is no more. They are asked to end, and killed when they do not; what
+/// they leave behind is killed when they have ended. Main thread only.
 class FormerProcesses {
  public:
   FormerProcesses(Alarms& alarms, const ProcessRecords& records, std::uint64_t patience)

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include <sys/random.h>
+#include <unistd.h>
 
 #include "dispatch/Workers.h"
 #include "ipc/PeerCredentials.h"
@@ -43,8 +44,10 @@ JobController::JobController(Job job, JobSurroundings& surroundings, std::functi
       file_(socketFileName(job_.name)),
       surroundings_(surroundings),
       changed_(std::move(changed)),
-      listener_(surroundings.alarms, surroundings.spare,
-                [this] { withLifeCycle([](auto& life) { life.connectionWaiting(monotonicNow()); }); }),
+      listener_(
+          surroundings.alarms, surroundings.spare,
+          [this] { withLifeCycle([](auto& life) { life.connectionWaiting(monotonicNow()); }); },
+          [this] { listenerReplaced(); }),
       timer_(surroundings.alarms, [this] { timeHasCome(); }) {
   const BackOff backOff(randomSeed());
   if (job_.isMultiple) {
@@ -58,12 +61,20 @@ JobController::JobController(Job job, JobSurroundings& surroundings, std::functi
 
 JobController::~JobController() {
   for (const auto& [instance, running] : running_) {
-    if (running.process) surroundings_.children.erase(running.process->pid());
+    if (running.process) surroundings_.children.erase(running.process->pid(), monotonicNow());
   }
 }
 
-std::string JobController::open(Fd directory, PublishedSocket::Access access, PublishedSocket::Rival rival) {
-  return listener_.open(std::move(directory), file_, access, rival);
+std::string JobController::open(int directory, PublishedSocket::Access access, PublishedSocket::Rival rival) {
+  std::string error = listener_.open(directory, file_, access, rival);
+  if (error.empty()) surroundings_.sockets.put(file_);
+  return error;
+}
+
+void JobController::listenerReplaced() {
+  surroundings_.sockets.put(file_);
+  log_.add({realtimeNow(), getpid(), "the listening socket was shut down by a process, and is replaced"});
+  if (auto* life = std::get_if<LifeCycle>(&lifeCycle_)) life->listenerReplaced(monotonicNow());
 }
 
 void JobController::begin() {
@@ -169,11 +180,16 @@ bool JobController::isAnybodyWaiting() {
 }
 
 bool JobController::accept(InstanceId instance, uid_t& user) {
-  Fd client = listener_.accept();
+  Accepted accepted = listener_.accept();
+  if (accepted.result == Accepted::Result::NoDescriptor) {
+    StartFailure failure;
+    failure.error = accepted.error;
+    tellWaiting(failure);
+  }
   ProcessFacts facts;
-  if (!client || !readPeerCredentials(client.get(), facts)) return false;
+  if (!accepted.socket || !readPeerCredentials(accepted.socket.get(), facts)) return false;
   user = facts.effectiveUser;
-  running_[instance].connection = std::move(client);
+  running_[instance].connection = std::move(accepted.socket);
   return true;
 }
 
@@ -305,7 +321,7 @@ void JobController::said(InstanceId instance, ManagerRecordKind kind) {
 void JobController::ended(InstanceId instance, Ending ending) {
   const auto place = running_.find(instance);
   const pid_t pid = place->second.process->pid();
-  surroundings_.children.erase(pid);
+  surroundings_.children.erase(pid, monotonicNow());
   surroundings_.records.remove(pid);
   // Until the end of this function, which its process has called.
   const std::unique_ptr<ServiceProcess> process = std::move(place->second.process);

@@ -7,7 +7,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -16,6 +15,8 @@
 
 #include "ipc/PublishedSocket.h"
 #include "tolvend/Alarms.h"
+#include "tolvend/BoundSockets.h"
+#include "tolvend/Children.h"
 #include "tolvend/InstanceLimit.h"
 #include "tolvend/InstanceReceipt.h"
 #include "tolvend/Job.h"
@@ -35,9 +36,10 @@ struct JobSurroundings {
   SpareDescriptor& spare;
   const SpawnSetting& spawn;
   const ProcessRecords& records;
+  const BoundSockets& sockets;
   InstanceLimit& limit;
   /// Processes of all jobs that are not reaped yet.
-  std::set<pid_t>& children;
+  Children& children;
   LifeCycleTimes times;
   /// After so many nanoseconds without activity a service that may is allowed to leave; 0 for never.
   std::uint64_t idle = 0;
@@ -54,8 +56,8 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   JobController(const JobController&) = delete;
   JobController& operator=(const JobController&) = delete;
 
-  /// Binds its socket. An empty text, or what is wrong and what to do.
-  [[nodiscard]] std::string open(Fd directory, PublishedSocket::Access access, PublishedSocket::Rival rival);
+  /// Binds its socket in a directory that is borrowed, and notes that. An empty text, or what is wrong and what to do.
+  [[nodiscard]] std::string open(int directory, PublishedSocket::Access access, PublishedSocket::Rival rival);
   /// Begins to serve clients.
   void begin();
   [[nodiscard]] bool hasBegun() const noexcept { return hasBegun_; }
@@ -138,6 +140,7 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   decltype(auto) withLifeCycle(Function function);
   template <typename Function>
   decltype(auto) withLifeCycle(Function function) const;
+  void listenerReplaced();
   void whenBegun(std::function<void()> order);
   [[nodiscard]] JobListener::Refusal refusalOf(const StartFailure& failure) const;
 

@@ -3,6 +3,10 @@
 // The socket is in the set of watched descriptors as long as it is open; whether clients are told of is a matter of the
 // events that are asked for. Where a client cannot be accepted, for want of a descriptor, nothing is asked for until a
 // moment has passed: the client would be told of again and again.
+//
+// Each process of the job has the socket too, and can shut it down, on purpose or because it takes it for a connection.
+// Nobody can connect to it any more then, and the kernel tells of that without end. A new socket takes its name; those
+// who still wait at the old one are let go, and come again.
 #include "tolvend/JobListener.h"
 
 #include <cerrno>
@@ -26,9 +30,24 @@ constexpr std::uint64_t restNanoseconds = 100'000'000;
 
 }  // namespace
 
-std::string JobListener::open(Fd directory, const std::string& file, PublishedSocket::Access access,
+JobListener::JobListener(Alarms& alarms, SpareDescriptor& spare, std::function<void()> waiting,
+                         std::function<void()> replaced)
+    : spare_(spare), waiting_(std::move(waiting)), replaced_(std::move(replaced)), retry_(alarms, [this] { obey(); }) {}
+
+std::string JobListener::open(int directory, const std::string& file, PublishedSocket::Access access,
                               PublishedSocket::Rival rival) {
-  switch (socket_.open(std::move(directory), file, access, rival)) {
+  directory_ = directory;
+  file_ = file;
+  access_ = access;
+  std::string error = bind(rival);
+  if (!error.empty()) close();
+  return error;
+}
+
+/// In the place of the socket that there is.
+std::string JobListener::bind(PublishedSocket::Rival rival) {
+  auto socket = std::make_unique<PublishedSocket>();
+  switch (socket->openShared(directory_, file_, access_, rival)) {
     case VANTO_ERROR_NONE:
       break;
     case VANTO_ERROR_IN_USE:
@@ -36,16 +55,39 @@ std::string JobListener::open(Fd directory, const std::string& file, PublishedSo
     default:
       return "the socket cannot be made: " + errorNumberText(errno);
   }
-  const int error = watch_.start(socket_.descriptor(), 0, [this](std::uint32_t) { waiting_(); });
-  if (error == 0) return {};
-  socket_.close();
-  return "the socket cannot be watched: " + errorNumberText(error);
+  const int error = watch_.start(socket->descriptor(), EPOLLRDHUP, [this](std::uint32_t events) { isReady(events); });
+  if (error != 0) return "the socket cannot be watched: " + errorNumberText(error);
+  socket_ = std::move(socket);
+  return {};
 }
 
 void JobListener::close() {
   retry_.set(UINT64_MAX);
   watch_.stop();
-  socket_.close();
+  socket_.reset();
+  file_.clear();
+}
+
+void JobListener::isReady(std::uint32_t events) {
+  if ((events & (EPOLLHUP | EPOLLRDHUP)) != 0) return replace();
+  waiting_();
+}
+
+void JobListener::replace() {
+  watch_.stop();
+  // The name stands for the old one, which nobody serves, or for somebody else's.
+  const std::unique_ptr<PublishedSocket> old = std::move(socket_);
+  if (!bind(PublishedSocket::Rival::Respect).empty()) {
+    retry_.set(deadlineAfter(restNanoseconds));
+    return;
+  }
+  change();
+  if (old) {
+    for (int i = 0; i < limits::managerRefusals && acceptClient(old->descriptor(), spare_).socket; i++)
+      spare_.restore();
+    spare_.restore();
+  }
+  replaced_();
 }
 
 void JobListener::watch(bool shallWatch) {
@@ -54,26 +96,25 @@ void JobListener::watch(bool shallWatch) {
 }
 
 void JobListener::obey() {
-  watch_.change(shallWatch_ ? static_cast<std::uint32_t>(EPOLLIN) : 0);
+  if (!socket_ && !file_.empty()) return replace();
+  change();
+}
+
+void JobListener::change() {
+  watch_.change(static_cast<std::uint32_t>(shallWatch_ ? EPOLLIN | EPOLLRDHUP : EPOLLRDHUP));
 }
 
 void JobListener::rest() {
-  watch_.change(0);
+  watch_.change(EPOLLRDHUP);
   retry_.set(deadlineAfter(restNanoseconds));
 }
 
 bool JobListener::isAnybodyWaiting() const noexcept {
-  pollfd set{socket_.descriptor(), POLLIN, 0};
+  pollfd set{descriptor(), POLLIN, 0};
   int count = -1;
-  while (socket_.descriptor() >= 0 && (count = poll(&set, 1, 0)) < 0 && errno == EINTR) {
+  while (socket_ && (count = poll(&set, 1, 0)) < 0 && errno == EINTR) {
   }
   return count == 1 && (set.revents & POLLIN) != 0;
-}
-
-Fd JobListener::accept() {
-  Accepted accepted = acceptClient(socket_.descriptor());
-  if (accepted.result == Accepted::Result::NoDescriptor) rest();
-  return std::move(accepted.socket);
 }
 
 void JobListener::refuse(int client, const Refusal& refusal) {
@@ -86,8 +127,8 @@ void JobListener::refuse(int client, const Refusal& refusal) {
 }
 
 void JobListener::refuseAll(const Refusal& refusal) {
-  for (int i = 0; i < limits::managerRefusals && socket_.descriptor() >= 0; i++) {
-    Accepted accepted = acceptClient(socket_.descriptor(), spare_);
+  for (int i = 0; i < limits::managerRefusals && socket_; i++) {
+    Accepted accepted = acceptClient(descriptor(), spare_);
     if (accepted.result == Accepted::Result::Client) refuse(accepted.socket.get(), refusal);
     accepted.socket.reset();
     spare_.restore();

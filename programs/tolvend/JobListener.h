@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include <sys/types.h>
@@ -16,23 +18,24 @@ namespace vanto::manager {
 /// The listening socket of one job, which the manager keeps while processes come and go. Main thread only.
 class JobListener {
  public:
-  /// `waiting` is called while a client waits and the socket is watched.
-  JobListener(Alarms& alarms, SpareDescriptor& spare, std::function<void()> waiting)
-      : spare_(spare), waiting_(static_cast<std::function<void()>&&>(waiting)), retry_(alarms, [this] { obey(); }) {}
+  /// `waiting` is called while a client waits and the socket is watched; `replaced` when a process that was handed the
+  /// socket has shut it down for good, and another one has been bound in its place.
+  JobListener(
+      Alarms& alarms, SpareDescriptor& spare, std::function<void()> waiting, std::function<void()> replaced = [] {});
 
-  /// Binds it. An empty text, or what is wrong and what to do.
-  [[nodiscard]] std::string open(Fd directory, const std::string& file, PublishedSocket::Access access,
+  /// Binds it in a directory that is borrowed. An empty text, or what is wrong and what to do.
+  [[nodiscard]] std::string open(int directory, const std::string& file, PublishedSocket::Access access,
                                  PublishedSocket::Rival rival);
   /// Removes its file and closes it.
   void close();
 
-  [[nodiscard]] int descriptor() const noexcept { return socket_.descriptor(); }
+  [[nodiscard]] int descriptor() const noexcept { return socket_ ? socket_->descriptor() : -1; }
 
   void watch(bool shallWatch);
   [[nodiscard]] bool isAnybodyWaiting() const noexcept;
 
-  /// Accepts the client who waits longest. Without a descriptor for it the socket rests for a moment.
-  [[nodiscard]] Fd accept();
+  /// Accepts the client who waits longest. Without a descriptor for it those who wait are to be refused.
+  [[nodiscard]] Accepted accept() { return acceptClient(descriptor()); }
 
   /// What a client is told who is not served.
   struct Refusal {
@@ -41,7 +44,8 @@ class JobListener {
     /// For the manager's user and root only.
     std::string confidential;
   };
-  /// Accepts those who wait, limits::managerRefusals at most, and tells each.
+  /// Accepts those who wait, limits::managerRefusals at most, and tells each. Without a descriptor even for that the
+  /// socket rests for a moment.
   void refuseAll(const Refusal& refusal);
   /// Tells one client, whose socket is borrowed.
   static void refuse(int client, const Refusal& refusal);
@@ -49,13 +53,22 @@ class JobListener {
  private:
   void rest();
   void obey();
+  void change();
+  void isReady(std::uint32_t events);
+  void replace();
+  [[nodiscard]] std::string bind(PublishedSocket::Rival rival);
 
-  PublishedSocket socket_;
+  std::unique_ptr<PublishedSocket> socket_;
+  int directory_ = -1;
+  /// Empty while it is not open.
+  std::string file_;
+  PublishedSocket::Access access_ = PublishedSocket::Access::Owner;
   SpareDescriptor& spare_;
   const std::function<void()> waiting_;
+  const std::function<void()> replaced_;
   Watch watch_;
   bool shallWatch_ = false;
-  /// Until then nothing is accepted, for want of a descriptor.
+  /// Until then nothing is accepted, for want of a descriptor or of a socket.
   Alarm retry_;
 };
 

@@ -2,29 +2,20 @@
 #include "tolvend/Jobs.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <utility>
 
-#include <fcntl.h>
+#include "value/limits.h"
 
 namespace vanto::manager {
 
-namespace {
-
-Fd duplicate(const Fd& descriptor) noexcept {
-  return Fd(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, 0));
-}
-
-}  // namespace
-
 Jobs::Jobs(JobSurroundings surroundings, JobStore& store, FormerProcesses& former, BoundSockets& sockets, Domain domain,
-           Fd directory)
+           int directory)
     : surroundings_(surroundings),
       store_(store),
       former_(former),
       sockets_(sockets),
       domain_(domain),
-      directory_(std::move(directory)),
+      directory_(directory),
       telling_(surroundings.alarms, [this] { tell(); }) {}
 
 std::unique_ptr<JobController> Jobs::make(Job job) {
@@ -34,12 +25,7 @@ std::unique_ptr<JobController> Jobs::make(Job job) {
 
 std::string Jobs::open(JobController& job, PublishedSocket::Rival rival) const {
   using Access = PublishedSocket::Access;
-  Fd directory = duplicate(directory_);
-  if (!directory) return "there is no descriptor left for its socket";
-  const Access access = domain_ == Domain::System ? Access::Everybody : Access::Owner;
-  std::string error = job.open(std::move(directory), access, rival);
-  if (error.empty()) sockets_.put(job.file());
-  return error;
+  return job.open(directory_, domain_ == Domain::System ? Access::Everybody : Access::Owner, rival);
 }
 
 std::vector<std::string> Jobs::restore() {
@@ -48,6 +34,10 @@ std::vector<std::string> Jobs::restore() {
   for (const JobStore::Damage& damage : contents.damages) problems.push_back(damage.file + ": " + damage.reason);
   for (JobStore::StoredJob& stored : contents.jobs) {
     const std::string label = stored.job.label;
+    if (jobs_.size() >= limits::managerJobs) {
+      problems.push_back(label + ": not loaded: the manager has as many jobs as it takes");
+      continue;
+    }
     std::unique_ptr<JobController> job = make(std::move(stored.job));
     // Processes of the manager before may still have the sockets that it bound.
     const bool isOurs = sockets_.has(job->file()) || former_.hasAny(job->file());
@@ -72,6 +62,7 @@ void Jobs::beginWhatCan() {
 Jobs::Result Jobs::load(Job job) {
   if (isRetired_) return {"the manager is ending"};
   if (JobController* const old = find(job.label)) return replace(*old, std::move(job));
+  if (jobs_.size() >= limits::managerJobs) return {"the manager has as many jobs as it takes; unload one first"};
   const std::string label = job.label;
   std::unique_ptr<JobController> added = make(job);
   if (std::string error = open(*added, PublishedSocket::Rival::Respect); !error.empty()) return {std::move(error)};

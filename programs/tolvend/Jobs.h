@@ -22,9 +22,9 @@ class Jobs {
   /// Keyed by label.
   using Map = std::map<std::string, std::unique_ptr<JobController>, std::less<>>;
 
-  /// `directory` is that of the domain, in which sockets are bound.
+  /// `directory` is that of the domain, in which sockets are bound; borrowed.
   Jobs(JobSurroundings surroundings, JobStore& store, FormerProcesses& former, BoundSockets& sockets, Domain domain,
-       Fd directory);
+       int directory);
 
   /// Called, in a call of its own, with the label of a job that has changed, was removed, or has ended after that.
   void observe(std::function<void(const std::string& label)> observer) { observer_ = std::move(observer); }
@@ -67,7 +67,7 @@ class Jobs {
   FormerProcesses& former_;
   BoundSockets& sockets_;
   const Domain domain_;
-  const Fd directory_;
+  const int directory_;
   Map jobs_;
   /// Removed, with processes that have not ended.
   std::vector<std::unique_ptr<JobController>> ending_;

@@ -190,6 +190,22 @@ void LifeCycle::ended(InstanceId instance, Ending ending, std::uint64_t now) {
   settle(now);
 }
 
+void LifeCycle::listenerReplaced(std::uint64_t now) {
+  // Whose doing it was is not known; but the current process, which has the old one, gets no client any more.
+  if (InstanceRecord* record = find(current_)) {
+    StartFailure failure = record->failure(now);
+    failure.error = ESHUTDOWN;
+    const bool isNews = !record->isAsked;
+    current_ = 0;
+    record->saidStopped = true;
+    record->hasFailed = true;
+    record->lookAt = never;
+    if (isNews) failRun(*record, failure, now);
+    askToEnd(*record, now);
+  }
+  settle(now);
+}
+
 void LifeCycle::timerExpired(std::uint64_t now) {
   timer_ = never;
   for (InstanceRecord& instance : instances_) {

@@ -85,6 +85,8 @@ class LifeCycle {
   /// It accepts clients, and is not fit to, for the reason `why`: it is killed, and clients who wait are told.
   void rejected(InstanceId instance, const std::string& why, std::uint64_t now);
   void ended(InstanceId instance, Ending ending, std::uint64_t now);
+  /// A process of it has made the listener useless, which another one has replaced.
+  void listenerReplaced(std::uint64_t now);
   void timerExpired(std::uint64_t now);
 
   // What people ask for.

@@ -19,6 +19,7 @@
 #include <VantoService/dispatch.h>
 
 #include "dispatch/Pool.h"
+#include "dispatch/Workers.h"
 #include "ipc/SocketName.h"
 #include "runtime/LogText.h"
 #include "tolvend/Account.h"
@@ -45,8 +46,9 @@ int failed(const std::string& line, int status = ExitStatus::Failed) {
 Manager::Manager(Options options, LifeCycleTimes times)
     : options_(std::move(options)),
       times_(times),
-      strays_([this](pid_t pid) { return isOwn(pid); }),
-      leaving_(alarms_, [this] { endIfEmpty(); }) {}
+      strays_(children_),
+      leaving_(alarms_, [this] { endIfEmpty(); }),
+      killing_(alarms_, [this] { ephemeral_.kill(); }) {}
 
 void Manager::run() {
   Failure failure = prepare();
@@ -79,7 +81,7 @@ Manager::Failure Manager::prepare() {
   signals_ = openSignals();
   int error = signals_ ? alarms_.open() : errno;
   if (error == 0) error = signalsWatch_.start(signals_.get(), EPOLLIN, [this](std::uint32_t) { readSignals(); });
-  if (error == 0) error = Strays::adopt();
+  if (error == 0) error = strays_.adopt();
   if (error != 0) return failed("the system lacks something: " + errorNumberText(error));
   spare_.emplace();
   spawn_.proxy = options_.proxy;
@@ -111,10 +113,9 @@ Manager::Failure Manager::openStore() {
 
 void Manager::restoreJobs() {
   formerProcesses_.emplace(alarms_, records_, times_.ending);
-  const JobSurroundings surroundings{alarms_,   *spare_, spawn_,        records_,      limit_,
+  const JobSurroundings surroundings{alarms_,   *spare_, spawn_,        records_,     sockets_, limit_,
                                      children_, times_,  options_.idle, options_.floor};
-  jobs_.emplace(surroundings, *store_, *formerProcesses_, sockets_, options_.domain,
-                Fd(fcntl(directory_.domain.get(), F_DUPFD_CLOEXEC, 0)));
+  jobs_.emplace(surroundings, *store_, *formerProcesses_, sockets_, options_.domain, directory_.domain.get());
   orders_.emplace(alarms_, *jobs_, options_.domain);
   jobs_->observe([this](const std::string& label) {
     orders_->jobChanged(label);
@@ -133,8 +134,8 @@ Manager::Failure Manager::publishOrders() {
   const auto access =
       options_.domain == Domain::System ? PublishedSocket::Access::Everybody : PublishedSocket::Access::Owner;
   // Whoever holds the lock is the manager.
-  const vanto_error_code_t code = ordersSocket_.open(Fd(fcntl(directory_.domain.get(), F_DUPFD_CLOEXEC, 0)),
-                                                     socketFileName(name), access, PublishedSocket::Rival::Replace);
+  const vanto_error_code_t code =
+      ordersSocket_.openShared(directory_.domain.get(), socketFileName(name), access, PublishedSocket::Rival::Replace);
   if (code != VANTO_ERROR_NONE || dup2(ordersSocket_.descriptor(), serviceDescriptor) < 0) {
     return failed("the socket for orders cannot be made: " + errorNumberText(errno));
   }
@@ -162,6 +163,7 @@ Manager::Failure Manager::runCommand() {
     former_.input.reset();
     return {};
   }
+  strays_.expectOthers();
   // The command gets the limit that the manager was given.
   rlimit raised{};
   getrlimit(RLIMIT_NOFILE, &raised);
@@ -174,7 +176,15 @@ Manager::Failure Manager::runCommand() {
   return failed(error, 127);
 }
 
+/// Whoever asks again is in a hurry.
+void Manager::endCommand() {
+  if (killing_.isSet()) return ephemeral_.kill();
+  ephemeral_.terminate();
+  killing_.set(deadlineAfter(times_.ending));
+}
+
 void Manager::commandEnded(int status) {
+  killing_.set(UINT64_MAX);
   end(isEnding_ && status_ != ExitStatus::Ended ? status_ : status);
 }
 
@@ -184,9 +194,9 @@ void Manager::readSignals() {
   while (read(signals_.get(), &facts, sizeof facts) == static_cast<ssize_t>(sizeof facts)) {
     shallEnd = shallEnd || facts.ssi_signo != SIGCHLD;
   }
-  strays_.sweep();
+  sweep();
   if (!shallEnd) return;
-  if (ephemeral_.pid() != 0) return ephemeral_.terminate();
+  if (ephemeral_.pid() != 0) return endCommand();
   end(ExitStatus::Ended);
 }
 
@@ -203,16 +213,12 @@ void Manager::endIfEmpty() {
 }
 
 void Manager::leave(int status) {
-  strays_.sweep();
+  sweep();
   ordersSocket_.close();
   log_.reset();
   ephemeral_.remove();
   // Nothing that is still in hand is anybody's business, and what lives as long as the process needs no end.
   std::_Exit(status);
-}
-
-bool Manager::isOwn(pid_t pid) const {
-  return children_.contains(pid) || pid == ephemeral_.pid();
 }
 
 }  // namespace vanto::manager

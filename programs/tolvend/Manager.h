@@ -3,11 +3,11 @@
 
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 
 #include "ipc/PublishedSocket.h"
 #include "tolvend/Alarms.h"
+#include "tolvend/Children.h"
 #include "tolvend/Ephemeral.h"
 #include "tolvend/FormerProcesses.h"
 #include "tolvend/InstanceLimit.h"
@@ -49,11 +49,12 @@ class Manager {
   void offerLogSocket();
 
   void readSignals();
+  void endCommand();
   void commandEnded(int status);
+  void sweep() const { strays_.sweep(ephemeral_.pid()); }
   void end(int status);
   void endIfEmpty();
   [[noreturn]] void leave(int status);
-  [[nodiscard]] bool isOwn(pid_t pid) const;
 
   const Options options_;
   const LifeCycleTimes times_;
@@ -64,7 +65,7 @@ class Manager {
   ProcessRecords records_;
   BoundSockets sockets_;
   InstanceLimit limit_;
-  std::set<pid_t> children_;
+  Children children_;
   ManagerDirectory directory_;
   std::optional<JobStore> store_;
   std::optional<FormerProcesses> formerProcesses_;
@@ -77,6 +78,8 @@ class Manager {
   Fd signals_;
   Watch signalsWatch_;
   Alarm leaving_;
+  /// Set while the command has been asked to end.
+  Alarm killing_;
   bool isEnding_ = false;
   int status_ = ExitStatus::Ended;
 };

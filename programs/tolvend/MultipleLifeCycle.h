@@ -26,7 +26,7 @@ class MultipleLifeCycleWorld {
   /// Has connectionWaiting() called, or no longer, when a client waits at the listener.
   virtual void watchListener(bool shallWatch) = 0;
   /// Accepts the one client that waits longest, as the connection of `instance`, and tells whose it is. False when
-  /// there is none any more, or no descriptor for it.
+  /// there is none any more, or no descriptor for it, which all who wait are told.
   [[nodiscard]] virtual bool accept(InstanceId instance, uid_t& user) = 0;
   /// Starts a process with the connection of `instance`. False, with `failure` filled in, when none could be made.
   [[nodiscard]] virtual bool spawn(InstanceId instance, StartFailure& failure) = 0;

@@ -46,6 +46,11 @@ void raiseDescriptors(FormerState& former) noexcept {
 /// SIGTERM is blocked and read, but its default action would have the library take it over.
 void handleNothing(int) noexcept {}
 
+bool isIgnored(int signal) noexcept {
+  struct sigaction action {};
+  return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 }  // namespace
 
 std::string prepareProcess(FormerState& former) {
@@ -59,6 +64,8 @@ std::string prepareProcess(FormerState& former) {
   raiseDescriptors(former);
   umask(fileModeMask);
   std::signal(SIGPIPE, SIG_IGN);
+  // Ignored, it would have children vanish without a word.
+  std::signal(SIGCHLD, SIG_DFL);
   struct sigaction action {};
   action.sa_handler = &handleNothing;
   sigaction(SIGTERM, &action, nullptr);
@@ -68,7 +75,11 @@ std::string prepareProcess(FormerState& former) {
 Fd openSignals() noexcept {
   sigset_t signals;
   sigemptyset(&signals);
-  for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGCHLD}) sigaddset(&signals, signal);
+  for (const int signal : {SIGTERM, SIGCHLD}) sigaddset(&signals, signal);
+  // Whoever has started this process so wants it to outlive the terminal. What is blocked would come all the same.
+  for (const int signal : {SIGINT, SIGHUP}) {
+    if (!isIgnored(signal)) sigaddset(&signals, signal);
+  }
   if (sigprocmask(SIG_BLOCK, &signals, nullptr) != 0) return {};
   return Fd(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
 }

@@ -24,9 +24,12 @@ class SpareDescriptor {
 struct Accepted {
   enum class Result { Client, Nobody, NoDescriptor } result = Result::Nobody;
   Fd socket;
+  /// An errno value where there was no descriptor.
+  int error = 0;
 };
 
-/// Accepts a client of a listening socket, which does not block.
+/// Accepts a client of a listening socket, without waiting for one: the socket is made not to block each time, since
+/// other processes have it too.
 [[nodiscard]] Accepted acceptClient(int listener) noexcept;
 
 /// The same with the help of `spare` if need be: the client must be let go before anything else is opened, and

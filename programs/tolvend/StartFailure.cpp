@@ -38,6 +38,7 @@ std::string reasonOf(const StartFailure& failure) {
   if (!failure.reason.empty()) return failure.reason;
   if (failure.signal >= 0) return signalText(failure.signal);
   if (failure.exitStatus >= 0) return "exited with status " + std::to_string(failure.exitStatus);
+  if (failure.error == ESHUTDOWN) return "shut down the socket that it was handed";
   if (failure.error == ETIMEDOUT) return "did not accept clients within 10 s";
   if (failure.error != 0) return errorText(failure.error);
   return failure.ran != 0 ? "stopped accepting clients" : "it failed before";

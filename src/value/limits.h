@@ -84,6 +84,8 @@ inline constexpr std::size_t profileErrors = 100;
 inline constexpr std::size_t receiptBytes = 3900;
 
 // The service manager.
+/// Jobs of one manager: each has a socket, so a descriptor, even while nothing of it runs.
+inline constexpr std::size_t managerJobs = 1024;
 /// Of what the services of one job write: bytes of the lines that are kept, and of one line.
 inline constexpr std::size_t managerLogBytes = std::size_t{64} << 10;
 inline constexpr std::size_t managerLogLineBytes = std::size_t{1} << 10;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // How managers end, die and come back, and what becomes of services and clients meanwhile.
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -8,6 +9,7 @@
 #include <thread>
 #include <tuple>
 
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -47,6 +49,29 @@ TEST_F(ManagerLife, KillsAServiceThatDoesNotEnd) {
   EXPECT_FALSE(isAlive(static_cast<pid_t>(pid)));
 }
 
+TEST_F(ManagerLife, ATerminalThatIsGoneEndsItUnlessThatShallBeIgnored) {
+  ManagerProcess one(setting());
+  one.signal(SIGHUP);
+  EXPECT_EQ(one.waitForEnd(), "exit status 0");
+  ManagerSetting changed = setting();
+  changed.prepare = [] {
+    for (const int number : {SIGHUP, SIGINT}) std::signal(number, SIG_IGN);
+  };
+  ManagerProcess other(changed);
+  other.signal(SIGHUP);
+  other.signal(SIGINT);
+  ASSERT_EQ(load("echo", echo), "");
+  EXPECT_GT(call(echo), 0);
+  EXPECT_EQ(other.terminate(), "exit status 0");
+  const auto ignoredBy = [&](const ManagerSetting& base) {
+    ManagerSetting command = base;
+    command.arguments = {"--ephemeral", directory_ / "ephemeral", "--", "sh", "-c", "kill -HUP $$; exit 3"};
+    return ManagerProcess(command).waitForEnd();
+  };
+  EXPECT_EQ(ignoredBy(setting()), "exit status 129");
+  EXPECT_EQ(ignoredBy(changed), "exit status 3");
+}
+
 TEST_F(ManagerLife, ASecondManagerOfADomainEnds) {
   const ManagerProcess manager(setting());
   ManagerProcess second(setting());
@@ -76,6 +101,25 @@ TEST_F(ManagerLife, AfterItWasKilledTheNextOneEndsWhatItLeft) {
   EXPECT_GT(fresh, 0);
   EXPECT_NE(fresh, pid);
   EXPECT_EQ(second.messages(), "");
+}
+
+TEST_F(ManagerLife, AfterItWasKilledTheNextOneEndsWhatItsServicesHaveLeft) {
+  ManagerProcess first(setting());
+  ASSERT_EQ(load("echo", echo), "");
+  const std::int64_t pid = call(echo, "child");
+  pid_t child = 0;
+  ASSERT_TRUE(waitUntil([&] {
+    for (const std::string& line : logOf(echo)) {
+      if (line.starts_with("child ")) child = std::atoi(line.c_str() + 6);
+    }
+    return child != 0;
+  }));
+  first.signal(SIGKILL);
+  EXPECT_EQ(first.waitForEnd(), "signal 9");
+  EXPECT_TRUE(waitUntil([&] { return !isAlive(static_cast<pid_t>(pid)); }));
+  EXPECT_TRUE(isAlive(child));
+  const ManagerProcess second(setting());
+  EXPECT_TRUE(waitUntil([&] { return !isAlive(child); }));
 }
 
 TEST_F(ManagerLife, AFormerProcessThatDoesNotEndIsKilledBeforeTheNextStart) {
@@ -157,6 +201,50 @@ TEST_F(ManagerLife, WhatAServiceLeavesBehindEndsWithIt) {
   EXPECT_TRUE(waitUntil([&] { return !isAlive(away); }));
 }
 
+TEST_F(ManagerLife, ProcessesThatAreNoneOfItsServicesAreLeftAlone) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const Fd reading(ends[0]);
+  Fd writing(ends[1]);
+  ManagerSetting changed = setting();
+  changed.prepare = [&] {
+    const pid_t child = fork();
+    if (child != 0) return;
+    const pid_t grandchild = fork();
+    const pid_t self = getpid();
+    static_cast<void>(!write(writing.get(), &self, sizeof self));
+    // The older one leaves the younger one to the manager when there is one.
+    if (grandchild != 0) kill(self, SIGSTOP);
+    if (grandchild != 0) _exit(0);
+    for (;;) pause();
+  };
+  ManagerProcess manager(changed);
+  pid_t pids[2];
+  ASSERT_EQ(read(reading.get(), pids, sizeof pids), static_cast<ssize_t>(sizeof pids));
+  writing.reset();
+  const pid_t stopped = std::min(pids[0], pids[1]);
+  const pid_t orphan = std::max(pids[0], pids[1]);
+  ASSERT_EQ(load("echo", echo), "");
+  const std::int64_t pid = call(echo, "away");
+  pid_t away = 0;
+  ASSERT_TRUE(waitUntil([&] {
+    for (const std::string& line : logOf(echo)) {
+      if (line.starts_with("away ")) away = std::atoi(line.c_str() + 5);
+    }
+    return away != 0;
+  }));
+  EXPECT_TRUE(isAlive(stopped));
+  ASSERT_EQ(kill(stopped, SIGCONT), 0);
+  ASSERT_TRUE(waitUntil([&] { return !isAlive(stopped); }));
+  // It is reaped as well: whose parent else would.
+  EXPECT_TRUE(waitUntil([&] { return kill(stopped, 0) != 0; }));
+  ASSERT_EQ(kill(static_cast<pid_t>(pid), SIGKILL), 0);
+  EXPECT_TRUE(waitUntil([&] { return !isAlive(away); }));
+  EXPECT_EQ(manager.terminate(), "exit status 0");
+  EXPECT_TRUE(isAlive(orphan));
+  EXPECT_EQ(kill(orphan, SIGKILL), 0);
+}
+
 TEST_F(ManagerLife, RefusesADirectoryThatIsNotItsOwn) {
   const std::string runtime = directory_ / "run";
   const auto refused = [&] {
@@ -194,6 +282,18 @@ TEST_F(ManagerLife, LoadsNoJobWhoseNameSomebodyElseServes) {
   EXPECT_FALSE(std::filesystem::exists(socketPath(".tolvend/jobs/org.example.echo")));
   vanto_close(rival);
   EXPECT_EQ(load("echo", echo), "");
+}
+
+TEST_F(ManagerLife, NobodyWhoLocksTheDirectoryOfItsDomainStopsIt) {
+  ASSERT_EQ(ManagerProcess(setting()).terminate(), "exit status 0");
+  const Fd directory = openDomain(Domain::User);
+  ASSERT_EQ(flock(directory.get(), LOCK_EX), 0);
+  ManagerProcess manager(setting());
+  ASSERT_TRUE(manager.isReady()) << manager.messages();
+  ASSERT_EQ(load("echo", echo), "");
+  EXPECT_GT(call(echo), 0);
+  EXPECT_EQ(errorOf(order("unload", echo)), "");
+  EXPECT_EQ(manager.terminate(), "exit status 0");
 }
 
 }  // namespace

@@ -2,8 +2,10 @@
 
 // In which state services find themselves, and how the manager stands what is scarce or hostile.
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include <sys/resource.h>
@@ -102,7 +104,7 @@ TEST_F(ManagerState, WithoutDescriptorsClientsAreToldAndNothingSpins) {
     last = errorOf(Held(vanto_call(orders.front(), request, generous)));
     loaded += last.empty();
   }
-  EXPECT_NE(last, "") << "there were descriptors for everything";
+  EXPECT_TRUE(last.ends_with("Too many open files (error 24)")) << last << ": there were descriptors for everything";
   const long before = manager.processorTicks();
   const std::string refusal = refusalOf(echo);
   EXPECT_TRUE(refusal.starts_with("15 org.example.echo: not started: resources: Too many open files")) << refusal;
@@ -160,6 +162,45 @@ TEST_F(ManagerState, AServiceThatFloodsItsLogKeepsNobodyWaiting) {
   EXPECT_LE(bytes, 64U << 10);
 }
 
+TEST_F(ManagerState, AServiceThatHasItsSocketBlockStopsNobodyElse) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("blocks", echo), "");
+  const std::string refusal = refusalOf(echo);
+  EXPECT_TRUE(refusal.starts_with("15 org.example.echo: not started: listening: exited with status 1")) << refusal;
+  EXPECT_EQ(number(stateOf(echo), "failures"), 1);
+}
+
+TEST_F(ManagerState, AServiceThatShutsItsSocketDownIsStartedAgainWithANewOne) {
+  ManagerProcess manager(impatient());
+  ASSERT_EQ(load("echo", echo), "");
+  ASSERT_EQ(load("shuts-down", "org.example.other"), "");
+  const Held client = connect(echo);
+  const std::int64_t first = tell(client, "pid").first;
+  // The reply may be lost, as the service is asked to end then.
+  static_cast<void>(tell(client, "shut down"));
+  ASSERT_TRUE(waitUntil([&] { return number(stateOf(echo), "failures") == 1; }));
+  EXPECT_TRUE(waitUntil([&] { return !isAlive(static_cast<pid_t>(first)); }));
+  EXPECT_NE(call(echo), first);
+  const Held why = order("why", echo);
+  EXPECT_TRUE(text(vanto_dictionary_get_value(why, "failure"), "text")
+                  .starts_with("serving: shut down the socket that it was handed"))
+      << text(vanto_dictionary_get_value(why, "failure"), "text");
+  const std::vector<std::string> log = logOf(echo);
+  ASSERT_EQ(log.size(), 1U);
+  EXPECT_EQ(log[0], "the listening socket was shut down by a process, and is replaced");
+  // A pause that grows is what keeps this from happening without end, and nothing is to spin meanwhile.
+  const long before = manager.processorTicks();
+  for (int i = 0; i < 10; i++) static_cast<void>(connect("org.example.other", 100'000'000));
+  EXPECT_LT(manager.processorTicks() - before, sysconf(_SC_CLK_TCK) / 4);
+  EXPECT_LE(starts("org.example.other"), 5U);
+  // The next manager knows the new socket as its own.
+  manager.signal(SIGKILL);
+  EXPECT_EQ(manager.waitForEnd(), "signal 9");
+  const ManagerProcess next(impatient());
+  EXPECT_EQ(next.messages(), "");
+  EXPECT_GT(call(echo), 0);
+}
+
 TEST_F(ManagerState, ACommandHasAManagerOfItsOwn) {
   const std::string place = directory_ / "ephemeral";
   const auto run = [&](const std::string& command) {
@@ -175,12 +216,40 @@ TEST_F(ManagerState, ACommandHasAManagerOfItsOwn) {
       "exit status 0");
   EXPECT_NE(access(place.c_str(), F_OK), 0);
   EXPECT_EQ(run("exit 7"), "exit status 7");
+  // What the command leaves to the manager while it runs goes on; each end of a process has the manager look.
+  EXPECT_EQ(run("p=$(sleep 777 >&- & echo $!); for i in 1 2 3 4 5; do (true &); sleep 0.05; done; kill -9 $p"),
+            "exit status 0");
   EXPECT_EQ(run("kill -9 $$"), "exit status 137");
   EXPECT_EQ(run("exec /nowhere/nothing"), "exit status 127");
   ASSERT_EQ(mkdir(place.c_str(), 0700), 0);
   EXPECT_EQ(run("exit 0"), "exit status 0");
   EXPECT_EQ(access(place.c_str(), F_OK), 0);
   EXPECT_NE(access((place + "/run").c_str(), F_OK), 0);
+}
+
+TEST_F(ManagerState, ACommandThatDoesNotEndIsKilled) {
+  const std::string asked = directory_ / "asked";
+  const auto stubborn = [&] {
+    return std::vector<std::string>{
+        "--ephemeral", directory_ / "ephemeral",
+        "--",          "sh",
+        "-c",          "trap 'echo >> " + asked + "' TERM; echo >> " + asked + "; while :; do sleep 0.05; done"};
+  };
+  const auto lines = [&] {
+    std::ifstream file(asked);
+    return std::count(std::istreambuf_iterator<char>(file), {}, '\n');
+  };
+  ManagerProcess patient(setting(stubborn()));
+  ASSERT_TRUE(waitUntil([&] { return lines() == 1; }));
+  patient.signal(SIGTERM);
+  ASSERT_TRUE(waitUntil([&] { return lines() == 2; }));
+  const auto before = std::chrono::steady_clock::now();
+  patient.signal(SIGINT);
+  EXPECT_EQ(patient.waitForEnd(), "exit status 137");
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(15));
+  ManagerProcess once(impatient(stubborn()));
+  ASSERT_TRUE(waitUntil([&] { return lines() == 3; }));
+  EXPECT_EQ(once.terminate(), "exit status 137");
 }
 
 }  // namespace

@@ -8,11 +8,16 @@
 #include <cstring>
 #include <string>
 
+#include <fcntl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <VantoService/VantoService.h>
 
 namespace {
+
+/// The socket that was handed over.
+constexpr int listenerDescriptor = 3;
 
 std::string behaviour;
 std::string service;
@@ -33,6 +38,17 @@ void forkAway() {
   for (;;) pause();
 }
 
+/// Has another program run beside this one.
+void runChild() {
+  const pid_t child = fork();
+  if (child == 0) {
+    execlp("sleep", "sleep", "777", nullptr);
+    _exit(96);
+  }
+  std::printf("child %d\n", child);
+  std::fflush(stdout);
+}
+
 void obey(vanto_object_t message) {
   const vanto_object_t body = vanto_message_get_body(message);
   const char* text = vanto_string_get_text(body);
@@ -40,6 +56,8 @@ void obey(vanto_object_t message) {
   if (order == "crash") std::abort();
   if (order == "leave") std::exit(0);
   if (order == "away") forkAway();
+  if (order == "child") runChild();
+  if (order == "shut down") shutdown(listenerDescriptor, SHUT_RDWR);
   if (order.rfind("say ", 0) == 0) {
     std::printf("%s\n", order.c_str() + 4);
     std::fflush(stdout);
@@ -80,6 +98,14 @@ int main(int, char** argv) {
   if (behaviour == "exits-3") {
     std::fputs("cannot go on\n", stderr);
     return 3;
+  }
+  if (behaviour == "blocks") {
+    fcntl(listenerDescriptor, F_SETFL, 0);
+    return 1;
+  }
+  if (behaviour == "shuts-down") {
+    shutdown(listenerDescriptor, SHUT_RDWR);
+    for (;;) pause();
   }
   if (behaviour == "silent") {
     for (;;) pause();

@@ -7,8 +7,12 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include "support/Child.h"
 #include "support/TemporaryDirectory.h"
 
 namespace vanto::test {
@@ -75,6 +79,43 @@ TEST_F(PublishedSocketTest, FollowsNoLink) {
   EXPECT_EQ(std::filesystem::file_size(directory / "victim"), 4U);
   socket.close();
   EXPECT_TRUE(std::filesystem::exists(directory / "victim"));
+}
+
+TEST_F(PublishedSocketTest, WaitsForNobodyWhoKeepsItsDirectoryLocked) {
+  // For a call that does not come back.
+  alarm(20);
+  const Fd holder = place();
+  ASSERT_EQ(flock(holder.get(), LOCK_EX), 0);
+  PublishedSocket own;
+  EXPECT_EQ(own.open(place(), "own"), VANTO_ERROR_SYSTEM);
+  EXPECT_EQ(errno, EWOULDBLOCK);
+  const Fd directoryInCharge = place();
+  PublishedSocket shared;
+  EXPECT_EQ(shared.openShared(directoryInCharge.get(), "shared", Access::Everybody, Rival::Respect), VANTO_ERROR_NONE);
+  EXPECT_TRUE(connectTo("shared"));
+  shared.close();
+  EXPECT_FALSE(connectTo("shared"));
+  ASSERT_EQ(flock(holder.get(), LOCK_UN), 0);
+  ASSERT_EQ(own.open(place(), "own"), VANTO_ERROR_NONE);
+  ASSERT_EQ(flock(holder.get(), LOCK_EX), 0);
+  own.close();
+  alarm(0);
+}
+
+TEST_F(PublishedSocketTest, TakesWantOfDescriptorsForNoRival) {
+  const testing::ChildOutcome outcome = testing::runInChild([this](const testing::ChildReport&) {
+    const Fd directoryInCharge = place();
+    const int next = dup(0);
+    ASSERT_GE(next, 0);
+    close(next);
+    // For the socket, and not for looking at the name.
+    const rlimit limit{static_cast<rlim_t>(next) + 1, static_cast<rlim_t>(next) + 1};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    PublishedSocket socket;
+    EXPECT_EQ(socket.openShared(directoryInCharge.get(), "name", Access::Owner, Rival::Respect), VANTO_ERROR_SYSTEM);
+    EXPECT_EQ(errno, EMFILE);
+  });
+  EXPECT_EQ(outcome.end, "exit status 0");
 }
 
 TEST_F(PublishedSocketTest, SaysThatThereIsNoPlace) {

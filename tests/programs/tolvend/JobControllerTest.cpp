@@ -5,6 +5,12 @@
 
 #include <csignal>
 
+#include <sys/epoll.h>
+#include <sys/resource.h>
+
+#include "ipc/Frame.h"
+#include "ipc/FrameSocket.h"
+#include "ipc/Refusal.h"
 #include "programs/tolvend/ManagerWorld.h"
 
 namespace vanto::test {
@@ -21,7 +27,7 @@ JobController& controllerOf(ManagerWorld& world, const Job& job, std::function<v
   static JobController* made = nullptr;
   static const auto told = std::move(look);
   made = new JobController(job, surroundings, [] { told(*made); });
-  EXPECT_EQ(made->open(world.openAt(""), PublishedSocket::Access::Owner, PublishedSocket::Rival::Respect), "");
+  EXPECT_EQ(made->open(world.domain.get(), PublishedSocket::Access::Owner, PublishedSocket::Rival::Respect), "");
   return *made;
 }
 
@@ -59,6 +65,36 @@ TEST(JobController, WhatIsAskedForBeforeItBeginsWaits) {
                 EXPECT_FALSE(world.client("org.example.echo"));
                 finish();
               }).empty());
+}
+
+TEST(JobController, AClientForWhomThereIsNoDescriptorIsTold) {
+  EXPECT_EQ(runWithEvents([](const auto& report, Alarms& alarms) {
+              static ManagerWorld world(alarms);
+              static const Fd client = [] {
+                Job multiple = ManagerWorld::job("org.example.echo");
+                multiple.isMultiple = true;
+                controllerOf(world, multiple, [](JobController&) {}).begin();
+                return world.client("org.example.echo");
+              }();
+              static Watch watch;
+              EXPECT_EQ(watch.start(client.get(), EPOLLIN,
+                                    [report](std::uint32_t) {
+                                      FrameBuffer buffer;
+                                      ReceivedFrame frame;
+                                      Refusal refusal;
+                                      EXPECT_EQ(receiveFrame(client.get(), Waiting::Never, buffer, nullptr, frame),
+                                                ReceiveResult::Frame);
+                                      EXPECT_TRUE(decodeRefusal(frame.payload, refusal));
+                                      report(std::string(refusal.text));
+                                      finish();
+                                    }),
+                        0);
+              const int next = dup(0);
+              close(next);
+              const rlimit limit{static_cast<rlim_t>(next), static_cast<rlim_t>(next)};
+              EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+            }),
+            Lines{"org.example.echo: not started: resources: Too many open files (error 24)"});
 }
 
 TEST(JobController, ListsItsInstancesAndTheirLines) {

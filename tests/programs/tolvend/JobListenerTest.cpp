@@ -32,13 +32,13 @@ TEST(JobListener, TellsOfClientsWhileItIsWatched) {
               static JobListener* self = nullptr;
               static JobListener listener(alarms, world.spare, [report] {
                 EXPECT_TRUE(self->isAnybodyWaiting());
-                EXPECT_TRUE(self->accept());
+                EXPECT_TRUE(self->accept().socket);
                 EXPECT_FALSE(self->isAnybodyWaiting());
                 report("waiting");
                 finish();
               });
               self = &listener;
-              EXPECT_EQ(listener.open(world.openAt(""), "name", Access::Owner, Rival::Respect), "");
+              EXPECT_EQ(listener.open(world.domain.get(), "name", Access::Owner, Rival::Respect), "");
               static const Fd client = world.client("name");
               static Alarm later(alarms, [report] {
                 report("not watched");
@@ -53,7 +53,7 @@ TEST(JobListener, RefusesAllWhoWait) {
   EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
                 ManagerWorld world(alarms);
                 JobListener listener(alarms, world.spare, [] {});
-                EXPECT_EQ(listener.open(world.openAt(""), "name", Access::Owner, Rival::Respect), "");
+                EXPECT_EQ(listener.open(world.domain.get(), "name", Access::Owner, Rival::Respect), "");
                 const Fd one = world.client("name");
                 const Fd other = world.client("name");
                 listener.refuseAll({VANTO_ERROR_START, "a reason", "; a secret"});
@@ -70,17 +70,48 @@ TEST(JobListener, RespectsOrReplacesARival) {
                 PublishedSocket rival;
                 EXPECT_EQ(rival.open(world.openAt(""), "name"), VANTO_ERROR_NONE);
                 JobListener listener(alarms, world.spare, [] {});
-                EXPECT_EQ(listener.open(world.openAt(""), "name", Access::Owner, Rival::Respect),
+                EXPECT_EQ(listener.open(world.domain.get(), "name", Access::Owner, Rival::Respect),
                           "another process already serves this name; end it first");
-                EXPECT_EQ(listener.open(world.openAt(""), "name", Access::Owner, Rival::Replace), "");
+                EXPECT_EQ(listener.open(world.domain.get(), "name", Access::Owner, Rival::Replace), "");
                 rival.close();
                 const Fd client = world.client("name");
                 EXPECT_TRUE(listener.isAnybodyWaiting());
                 listener.close();
                 EXPECT_FALSE(world.client("name"));
-                EXPECT_TRUE(listener.open(Fd(), "name", Access::Owner, Rival::Respect).starts_with("the socket"));
+                EXPECT_TRUE(listener.open(-1, "name", Access::Owner, Rival::Respect).starts_with("the socket"));
                 finish();
               }).empty());
+}
+
+TEST(JobListener, ReplacesASocketThatWasShutDown) {
+  EXPECT_EQ(runWithEvents([](const auto& report, Alarms& alarms) {
+              static ManagerWorld world(alarms);
+              static JobListener* self = nullptr;
+              static Fd left;
+              static Fd client;
+              static JobListener listener(
+                  alarms, world.spare,
+                  [report] {
+                    EXPECT_TRUE(self->accept().socket);
+                    report("waiting");
+                    finish();
+                  },
+                  [report] {
+                    report("replaced");
+                    char byte = 0;
+                    EXPECT_EQ(recv(left.get(), &byte, 1, MSG_DONTWAIT), 0) << "one who waited is not let go";
+                    EXPECT_FALSE(self->isAnybodyWaiting());
+                    client = world.client("name");
+                    EXPECT_TRUE(client);
+                  });
+              self = &listener;
+              EXPECT_EQ(listener.open(world.domain.get(), "name", Access::Owner, Rival::Respect), "");
+              left = world.client("name");
+              EXPECT_EQ(shutdown(listener.descriptor(), SHUT_RD), 0);
+              static Alarm later(alarms, [] { listener.watch(true); });
+              later.set(1);
+            }),
+            (Lines{"replaced", "waiting"}));
 }
 
 }  // namespace

@@ -3,9 +3,12 @@
 
 #include <filesystem>
 
+#include <sys/resource.h>
+
 #include "programs/tolvend/JobSamples.h"
 #include "programs/tolvend/ManagerWorld.h"
 #include "tolvend/JobIntake.h"
+#include "value/limits.h"
 
 namespace vanto::test {
 namespace {
@@ -50,6 +53,27 @@ TEST(Jobs, AreRestoredFromDisk) {
                 ASSERT_NE(world.jobs->find(job.label), nullptr);
                 EXPECT_EQ(world.jobs->find(job.label)->state(), LifeCycle::State::Held);
                 EXPECT_TRUE(world.jobs->find(job.label)->hasBegun());
+                finish();
+              }).empty());
+}
+
+TEST(Jobs, AreLimitedInNumber) {
+  EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
+                rlimit descriptors{};
+                ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &descriptors), 0);
+                ASSERT_GT(descriptors.rlim_max, limits::managerJobs + 100);
+                descriptors.rlim_cur = descriptors.rlim_max;
+                ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &descriptors), 0);
+                ManagerWorld world(alarms);
+                for (std::size_t i = 0; i < limits::managerJobs; i++) {
+                  ASSERT_EQ(world.jobs->load(ManagerWorld::job("org.example.job" + std::to_string(i))).error, "") << i;
+                }
+                EXPECT_EQ(world.jobs->load(ManagerWorld::job(echo)).error,
+                          "the manager has as many jobs as it takes; unload one first");
+                EXPECT_EQ(world.jobs->find(echo), nullptr);
+                EXPECT_FALSE(std::filesystem::exists(world.directory / "jobs/org.example.echo"));
+                EXPECT_EQ(world.jobs->unload("org.example.job7").error, "");
+                EXPECT_EQ(world.jobs->load(ManagerWorld::job(echo)).error, "");
                 finish();
               }).empty());
 }

@@ -3,7 +3,6 @@
 
 #include <fstream>
 #include <optional>
-#include <set>
 #include <string>
 
 #include <fcntl.h>
@@ -28,11 +27,11 @@ struct ManagerWorld {
     spawn.proxy = VANTO_TEST_PROXY;
     spawn.environment = manager::serviceEnvironment({});
     EXPECT_EQ(sockets.open(openAt(""), openAt("").get()), 0);
-    jobs.emplace(surroundings(), store, former, sockets, Domain::User, openAt(""));
+    jobs.emplace(surroundings(), store, former, sockets, Domain::User, domain.get());
   }
 
   [[nodiscard]] manager::JobSurroundings surroundings() {
-    return {alarms, spare, spawn, records, limit, children, {}, 0, ConfinementLevel::None};
+    return {alarms, spare, spawn, records, sockets, limit, children, {}, 0, ConfinementLevel::None};
   }
   [[nodiscard]] Fd openAt(const std::string& name) const {
     return Fd(open((directory / name).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -57,12 +56,13 @@ struct ManagerWorld {
   }
 
   const TemporaryDirectory directory;
+  const Fd domain = openAt("");
   manager::Alarms& alarms;
   manager::SpareDescriptor spare;
   manager::SpawnSetting spawn;
   manager::ProcessRecords records;
   manager::InstanceLimit limit;
-  std::set<pid_t> children;
+  manager::Children children;
   manager::JobStore store;
   manager::FormerProcesses former;
   manager::BoundSockets sockets;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include "ipc/PublishedSocket.h"
 #include "support/Child.h"
@@ -26,6 +27,23 @@ TEST(SpareDescriptor, IsNotNeededWhereThereAreMore) {
   const Accepted accepted = acceptClient(listener.descriptor());
   EXPECT_EQ(accepted.result, Accepted::Result::Client);
   EXPECT_NE(fcntl(accepted.socket.get(), F_GETFD) & FD_CLOEXEC, 0);
+}
+
+TEST(SpareDescriptor, NeverWaitsForAClientWhateverOthersDoToTheSocket) {
+  const testing::ChildOutcome outcome = testing::runInChild([](const testing::ChildReport&) {
+    // For a call that does not come back.
+    alarm(20);
+    const test::TemporaryDirectory place;
+    PublishedSocket listener;
+    ASSERT_EQ(listener.open(openPlace(place), "name"), VANTO_ERROR_NONE);
+    ASSERT_EQ(fcntl(listener.descriptor(), F_SETFL, 0), 0);
+    EXPECT_EQ(acceptClient(listener.descriptor()).result, Accepted::Result::Nobody);
+    const Fd client = connectToSocket(openPlace(place).get(), "name", UINT64_MAX);
+    EXPECT_EQ(acceptClient(listener.descriptor()).result, Accepted::Result::Client);
+    EXPECT_EQ(acceptClient(listener.descriptor()).result, Accepted::Result::Nobody);
+    EXPECT_NE(fcntl(listener.descriptor(), F_GETFL) & O_NONBLOCK, 0) << "one whom another process takes first";
+  });
+  EXPECT_EQ(outcome.end, "exit status 0");
 }
 
 TEST(SpareDescriptor, LetsAClientBeTurnedAway) {

@@ -3,48 +3,144 @@
 
 #include <cerrno>
 #include <csignal>
+#include <functional>
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "dispatch/Workers.h"
 #include "support/Child.h"
 
 namespace vanto::manager {
 namespace {
 
+/// A process in a session of its own that does `work` and then waits for its end.
+pid_t startLeader(const std::function<void()>& work) {
+  int ends[2];
+  EXPECT_EQ(pipe(ends), 0);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    setsid();
+    work();
+    close(ends[0]);
+    close(ends[1]);
+    for (;;) pause();
+  }
+  close(ends[1]);
+  char byte = 0;
+  EXPECT_EQ(read(ends[0], &byte, 1), 0);
+  close(ends[0]);
+  return pid;
+}
+
+/// A process that does nothing.
+pid_t startIdle() {
+  const pid_t pid = fork();
+  if (pid == 0) {
+    for (;;) pause();
+  }
+  return pid;
+}
+
+/// A process that is this one's child when the one that forked it off, in a session of its own, has ended.
+struct Orphan {
+  pid_t leader = 0;
+  pid_t pid = 0;
+
+  Orphan() {
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    leader = startLeader([&] {
+      const pid_t made = startIdle();
+      static_cast<void>(!write(ends[1], &made, sizeof made));
+      close(ends[0]);
+      close(ends[1]);
+    });
+    close(ends[1]);
+    EXPECT_EQ(read(ends[0], &pid, sizeof pid), static_cast<ssize_t>(sizeof pid));
+    close(ends[0]);
+  }
+
+  void endLeader() const {
+    kill(leader, SIGKILL);
+    EXPECT_EQ(waitpid(leader, nullptr, 0), leader);
+  }
+};
+
+/// Sweeps until it is gone.
+void expectGone(const Strays& strays, pid_t pid) {
+  // Its end takes a moment; whoever waits for it without reaping leaves that to the next sweep.
+  siginfo_t facts;
+  while (waitid(P_PID, static_cast<id_t>(pid), &facts, WEXITED | WNOWAIT) == 0) strays.sweep(0);
+  EXPECT_EQ(errno, ECHILD);
+}
+
+void expectAlive(pid_t pid) {
+  // It may have been killed and not have ended yet.
+  EXPECT_EQ(usleep(20'000), 0);
+  siginfo_t facts{};
+  EXPECT_EQ(waitid(P_PID, static_cast<id_t>(pid), &facts, WEXITED | WNOWAIT | WNOHANG), 0);
+  EXPECT_EQ(facts.si_pid, 0) << "it has ended";
+  kill(pid, SIGKILL);
+  EXPECT_EQ(waitpid(pid, nullptr, 0), pid);
+}
+
 TEST(Strays, AreKilledAndReapedAndOwnChildrenLeftAlone) {
   const testing::ChildOutcome outcome = testing::runInChild([](const testing::ChildReport&) {
-    ASSERT_EQ(Strays::adopt(), 0);
-    const pid_t own = fork();
-    if (own == 0) {
-      for (;;) pause();
-    }
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    const pid_t parent = fork();
-    if (parent == 0) {
-      if (fork() == 0) {
-        setsid();
-        const pid_t self = getpid();
-        static_cast<void>(!write(ends[1], &self, sizeof self));
-        for (;;) pause();
-      }
-      _exit(0);
-    }
-    ASSERT_EQ(waitpid(parent, nullptr, 0), parent);
-    pid_t stray = 0;
-    ASSERT_EQ(read(ends[0], &stray, sizeof stray), static_cast<ssize_t>(sizeof stray));
-    const Strays strays([=](pid_t pid) { return pid == own; });
-    strays.sweep();
-    // Its end takes a moment; whoever waits for it without reaping leaves that to the next sweep.
-    siginfo_t facts;
-    while (waitid(P_PID, static_cast<id_t>(stray), &facts, WEXITED | WNOWAIT) == 0) strays.sweep();
-    EXPECT_EQ(errno, ECHILD);
-    EXPECT_EQ(kill(stray, 0), -1);
-    EXPECT_EQ(waitpid(own, nullptr, WNOHANG), 0) << "the own child was killed";
-    kill(own, SIGKILL);
-    EXPECT_EQ(waitpid(own, nullptr, 0), own);
+    alarm(60);
+    Children services;
+    Strays strays(services);
+    ASSERT_EQ(strays.adopt(), 0);
+    const pid_t service = startIdle();
+    services.insert(service);
+    const pid_t command = startIdle();
+    const Orphan orphan;
+    orphan.endLeader();
+    strays.sweep(command);
+    expectGone(strays, orphan.pid);
+    expectAlive(service);
+    expectAlive(command);
+  });
+  EXPECT_EQ(outcome.end, "exit status 0");
+}
+
+TEST(Strays, LiveAsLongAsTheirService) {
+  const testing::ChildOutcome outcome = testing::runInChild([](const testing::ChildReport&) {
+    alarm(60);
+    Children services;
+    Strays strays(services);
+    ASSERT_EQ(strays.adopt(), 0);
+    const Orphan orphan;
+    services.insert(orphan.leader);
+    orphan.endLeader();
+    strays.sweep(0);
+    EXPECT_EQ(kill(orphan.pid, 0), 0);
+    EXPECT_EQ(waitpid(orphan.pid, nullptr, WNOHANG), 0) << "killed before its service has ended";
+    services.erase(orphan.leader, monotonicNow());
+    strays.sweep(0);
+    expectGone(strays, orphan.pid);
+  });
+  EXPECT_EQ(outcome.end, "exit status 0");
+}
+
+TEST(Strays, OfOthersAreLeftAlone) {
+  const testing::ChildOutcome outcome = testing::runInChild([](const testing::ChildReport&) {
+    alarm(60);
+    const pid_t earlier = startIdle();
+    Children services;
+    Strays strays(services);
+    ASSERT_EQ(strays.adopt(), 0);
+    const Orphan other;
+    other.endLeader();
+    const Orphan orphan;
+    services.insert(orphan.leader);
+    orphan.endLeader();
+    services.erase(orphan.leader, monotonicNow());
+    strays.sweep(0);
+    expectGone(strays, orphan.pid);
+    expectAlive(earlier);
+    expectAlive(other.pid);
   });
   EXPECT_EQ(outcome.end, "exit status 0");
 }

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tolvend/Children.h"
+
+#include <gtest/gtest.h>
+
+namespace vanto::manager {
+namespace {
+
+TEST(Children, AreKnownForAWhileAfterTheirEnd) {
+  Children children;
+  children.insert(7);
+  EXPECT_TRUE(children.contains(7));
+  EXPECT_FALSE(children.hasEnded(7, 1'000));
+  children.erase(7, 1'000);
+  EXPECT_TRUE(children.empty());
+  EXPECT_TRUE(children.hasEnded(7, 1'000 + Children::memory));
+  EXPECT_FALSE(children.hasEnded(7, 1'001 + Children::memory));
+  EXPECT_FALSE(children.hasEnded(8, 1'000));
+  children.erase(8, 1'000);
+  EXPECT_FALSE(children.hasEnded(8, 1'000)) << "one that was never there";
+}
+
+}  // namespace
+}  // namespace vanto::manager
