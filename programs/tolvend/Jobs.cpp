@@ -119,6 +119,12 @@ Jobs::Result Jobs::start(JobController& job) {
   return {};
 }
 
+Jobs::Result Jobs::restart(JobController& job) {
+  if (const StoreFailure failure = store_.removeHeld(job.job().label)) return {storeFailureText(failure)};
+  job.restart();
+  return {};
+}
+
 JobController* Jobs::find(const std::string& label) const {
   const auto place = jobs_.find(label);
   return place != jobs_.end() ? place->second.get() : nullptr;

@@ -44,6 +44,7 @@ class Jobs {
   [[nodiscard]] Result unload(const std::string& label);
   [[nodiscard]] Result hold(JobController& job);
   [[nodiscard]] Result start(JobController& job);
+  [[nodiscard]] Result restart(JobController& job);
 
   [[nodiscard]] JobController* find(const std::string& label) const;
   [[nodiscard]] const Map& all() const noexcept { return jobs_; }

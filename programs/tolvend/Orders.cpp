@@ -181,8 +181,10 @@ Ref<vanto_object> Orders::stop(const Order& order) {
 
 Ref<vanto_object> Orders::restart(const Order& order) {
   pending_.add(order.message, order.label, PendingOrders::Goal::Restarted);
-  order.job->restart();
-  return nullptr;
+  const Jobs::Result result = jobs_.restart(*order.job);
+  if (result.error.empty()) return nullptr;
+  pending_.drop(order.message);
+  return errorReply(order.label + ": not restarted: " + result.error);
 }
 
 Ref<vanto_object> Orders::hold(const Order& order) {

@@ -128,6 +128,18 @@ TEST_F(ManagerLife, AHeldJobStaysHeldUnderTheNextManager) {
   EXPECT_GT(call(echo), 0);
 }
 
+TEST_F(ManagerLife, AHeldJobThatWasRestartedIsNotHeldUnderTheNextManager) {
+  {
+    const ManagerProcess first(setting());
+    ASSERT_EQ(load("echo", echo), "");
+    ASSERT_EQ(errorOf(order("hold", echo)), "");
+    ASSERT_EQ(errorOf(order("restart", echo)), "");
+  }
+  const ManagerProcess second(setting());
+  EXPECT_EQ(text(stateOf(echo), "state"), "resting");
+  EXPECT_GT(call(echo), 0);
+}
+
 TEST_F(ManagerLife, ADamagedJobIsNamedAndLeftAlone) {
   {
     const ManagerProcess first(setting());

@@ -54,6 +54,22 @@ TEST(Jobs, AreRestoredFromDisk) {
               }).empty());
 }
 
+TEST(Jobs, AreHeldOnDiskUntilTheyAreStartedOrRestarted) {
+  EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
+                ManagerWorld world(alarms);
+                Jobs& jobs = *world.jobs;
+                const std::string mark = world.directory / "held/org.example.echo";
+                EXPECT_EQ(jobs.load(ManagerWorld::job(echo)).error, "");
+                for (Jobs::Result (Jobs::*release)(JobController&) : {&Jobs::start, &Jobs::restart}) {
+                  EXPECT_EQ(jobs.hold(*jobs.find(echo)).error, "");
+                  EXPECT_TRUE(std::filesystem::exists(mark));
+                  EXPECT_EQ((jobs.*release)(*jobs.find(echo)).error, "");
+                  EXPECT_FALSE(std::filesystem::exists(mark));
+                }
+                finish();
+              }).empty());
+}
+
 TEST(Jobs, NoneIsLoadedWhenTheyAreRetired) {
   EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
                 ManagerWorld world(alarms);
