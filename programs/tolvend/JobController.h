@@ -52,11 +52,12 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
 
   /// Binds its socket. An empty text, or what is wrong and what to do.
   [[nodiscard]] std::string open(Fd directory, PublishedSocket::Access access, PublishedSocket::Rival rival);
-  /// Begins to serve clients.
+  /// Begins to serve clients: to be called once no process is left that another manager, or another job of that label,
+  /// has started.
   void begin();
-  [[nodiscard]] bool hasBegun() const noexcept { return hasBegun_; }
+  [[nodiscard]] bool hasBegun() const;
 
-  // What people ask for. Before begin() it waits for that, but for holding.
+  // What people ask for. Before begin() clients of a job that is held are told so; a start waits.
   void start();
   void stop();
   void restart();
@@ -124,7 +125,6 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   decltype(auto) withLifeCycle(Function function);
   template <typename Function>
   decltype(auto) withLifeCycle(Function function) const;
-  void whenBegun(std::function<void()> order);
   [[nodiscard]] JobListener::Refusal refusalOf(const StartFailure& failure) const;
 
   Job job_;
@@ -138,9 +138,6 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   /// Numbers of the last processes, for what is told of them when they are gone.
   std::deque<std::pair<InstanceId, pid_t>> pids_;
   std::variant<std::monostate, LifeCycle, MultipleLifeCycle> lifeCycle_;
-  bool hasBegun_ = false;
-  /// What was asked for before it began.
-  std::vector<std::function<void()>> orders_;
 };
 
 }  // namespace vanto::manager

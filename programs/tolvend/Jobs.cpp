@@ -64,6 +64,7 @@ std::vector<std::string> Jobs::restore() {
 }
 
 void Jobs::beginWhatCan() {
+  forgetEnded();
   for (const auto& [label, job] : jobs_) {
     if (!job->hasBegun() && !former_.hasAny(job->file()) && !isEnding(label)) job->begin();
   }
@@ -159,10 +160,16 @@ void Jobs::note(const std::string& label) {
   if (!telling_.isSet()) telling_.set(0);
 }
 
+void Jobs::forgetEnded() {
+  std::erase_if(ending_, [this](const auto& job) {
+    const bool hasEnded = job->isEmpty() && !former_.hasAny(job->file());
+    if (hasEnded) note(job->job().label);
+    return hasEnded;
+  });
+}
+
 void Jobs::tell() {
-  const std::size_t before = ending_.size();
-  std::erase_if(ending_, [](const auto& job) { return job->isEmpty(); });
-  if (ending_.size() != before) beginWhatCan();
+  beginWhatCan();
   for (const std::string& label : std::exchange(changed_, {})) {
     if (observer_) observer_(label);
   }

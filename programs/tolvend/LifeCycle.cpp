@@ -30,6 +30,9 @@
 // a while to finish what it holds: everything that was asked to end, or ends by itself, is killed when it takes too
 // long. The number of such processes is bounded; beyond that clients wait until one has ended.
 //
+// Before it begins, a process that another manager has started for the job is left, and ends. The job counts as
+// Stopping then, unless it is held: those who come are told so at once.
+//
 // Failures. A start that fails before the service is executed pauses for a short, fixed time. An end that nobody asked
 // for, other than with status 0, pauses for longer each time; so does an end with status 0 before the first greeting
 // while somebody waits, and a process that stops accepting so without having been allowed to leave: both would
@@ -72,6 +75,7 @@ LifeCycle::LifeCycle(LifeCycleWorld& world, BackOff backOff, LifeCycleTimes time
     : world_(world), backOff_(backOff), times_(times) {}
 
 void LifeCycle::begin(std::uint64_t now) {
+  hasBegun_ = true;
   settle(now);
 }
 
@@ -232,7 +236,7 @@ LifeCycle::State LifeCycle::state() const noexcept {
     if (record->isAsked) return State::Stopping;
     return record->state() == InstanceRecord::State::Starting ? State::Starting : State::Running;
   }
-  if (instances_.size() >= limits::instancesPerJob) return State::Stopping;
+  if (!hasBegun_ || instances_.size() >= limits::instancesPerJob) return State::Stopping;
   return pauseUntil_ != 0 ? State::Pausing : State::Resting;
 }
 
@@ -247,7 +251,7 @@ const InstanceRecord* LifeCycle::currentRecord() const noexcept {
 }
 
 bool LifeCycle::mayStart() const noexcept {
-  return !isRetired_ && !isHeld_ && current_ == 0 && instances_.size() < limits::instancesPerJob;
+  return hasBegun_ && !isRetired_ && !isHeld_ && current_ == 0 && instances_.size() < limits::instancesPerJob;
 }
 
 bool LifeCycle::shallWatch() const noexcept {

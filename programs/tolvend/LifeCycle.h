@@ -70,8 +70,10 @@ class LifeCycle {
   /// `world` is borrowed, and not called yet.
   LifeCycle(LifeCycleWorld& world, BackOff backOff, LifeCycleTimes times = {}) noexcept;
 
-  /// Begins to watch for clients; to be called once, before anything else.
+  /// Begins to watch for clients and to start processes, once: as soon as no process is left that somebody else has
+  /// started for the job. What is asked for before that takes effect at once, but for starts, which wait.
   void begin(std::uint64_t now);
+  [[nodiscard]] bool hasBegun() const noexcept { return hasBegun_; }
 
   // What happened. Calls about an instance that has ended, or is unknown, do nothing.
   void connectionWaiting(std::uint64_t now);
@@ -163,6 +165,7 @@ class LifeCycle {
   bool isStartWanted_ = false;
   /// A client waits for the end of a short pause.
   bool isClientPatient_ = false;
+  bool hasBegun_ = false;
   bool isHeld_ = false;
   bool isRetired_ = false;
   bool isWatching_ = false;

@@ -6,8 +6,9 @@
 // others to serve, and no process but the one made for it can lose a client. What is left to decide is when a client is
 // accepted, and what becomes of its connection if the process fails.
 //
-// The listener is watched but for three times: while a client is known to wait for the end of a short pause, while
-// all processes were asked to end and have not, and for ever once the job is retired. Those who come meanwhile wait.
+// The listener is watched but for these times: before it begins, unless the job is held; while a client is known to
+// wait for the end of a short pause; while all processes were asked to end and have not; and for ever once the job is
+// retired. Those who come meanwhile wait.
 //
 // The world holds each connection beside the process until the process has greeted its client, or for a limited time,
 // since a process without the library never says so. If the process ends before that, the client is told why. A client
@@ -48,6 +49,7 @@ MultipleLifeCycle::~MultipleLifeCycle() {
 }
 
 void MultipleLifeCycle::begin(std::uint64_t now) {
+  hasBegun_ = true;
   settle(now);
 }
 
@@ -176,7 +178,7 @@ void MultipleLifeCycle::retire(std::uint64_t now) {
 MultipleLifeCycle::State MultipleLifeCycle::state() const noexcept {
   if (isRetired_) return instances_.empty() ? State::Resting : State::Stopping;
   if (isHeld_) return State::Held;
-  if (isStopping_) return State::Stopping;
+  if (!hasBegun_ || isStopping_) return State::Stopping;
   if (pauseUntil_ != 0) return State::Pausing;
   if (instances_.empty()) return State::Resting;
   const bool isAnyReady = std::ranges::any_of(
@@ -190,7 +192,7 @@ MultipleLifeCycle::Instance* MultipleLifeCycle::find(InstanceId instance) noexce
 }
 
 bool MultipleLifeCycle::shallWatch() const noexcept {
-  return !isRetired_ && (isHeld_ || (!isStopping_ && !isClientPatient_));
+  return !isRetired_ && (isHeld_ || (hasBegun_ && !isStopping_ && !isClientPatient_));
 }
 
 std::uint64_t MultipleLifeCycle::nextDeadline() const noexcept {

@@ -61,8 +61,9 @@ class MultipleLifeCycle {
   /// Gives back to `limit` what it counts for instances that are left.
   ~MultipleLifeCycle();
 
-  /// Begins to watch for clients; to be called once, before anything else.
+  /// As for LifeCycle.
   void begin(std::uint64_t now);
+  [[nodiscard]] bool hasBegun() const noexcept { return hasBegun_; }
 
   // What happened. Calls about an instance that has ended, or is unknown, do nothing.
   void connectionWaiting(std::uint64_t now);
@@ -145,6 +146,7 @@ class MultipleLifeCycle {
   bool isClientPatient_ = false;
   /// All were asked to end, and not all have: clients wait.
   bool isStopping_ = false;
+  bool hasBegun_ = false;
   bool isHeld_ = false;
   bool isRetired_ = false;
   bool isWatching_ = false;

@@ -60,7 +60,7 @@ PendingOrders::State PendingOrders::settle(Order& order, std::uint64_t now) {
   if (order.goal == Goal::Unloaded) return jobs_.isEnding(order.label) ? State::Waiting : succeed(order, 0);
   const JobController* job = jobs_.find(order.label);
   if (job == nullptr) return fail(order, "the job was unloaded meanwhile");
-  if (hasAny(job->instances(), order.old)) return State::Waiting;
+  if (!job->hasBegun() || hasAny(job->instances(), order.old)) return State::Waiting;
   return order.goal == Goal::Ended ? succeed(order, 0) : settleStart(order, *job, now);
 }
 
@@ -79,7 +79,7 @@ PendingOrders::State PendingOrders::settleStart(Order& order, const JobControlle
     }
     return fresh->isExecuted && now >= order.executed + quietStart ? succeed(order, fresh->pid) : State::Waiting;
   }
-  if (job.state() == LifeCycle::State::Held && job.hasBegun()) return fail(order, "the job was held meanwhile");
+  if (job.state() == LifeCycle::State::Held) return fail(order, "the job was held meanwhile");
   const StartFailure* failure = job.lastFailure();
   if (failure != nullptr && job.failures() != order.failures) return fail(order, failureText(*failure));
   return State::Waiting;

@@ -92,6 +92,60 @@ TEST_F(ManagerLife, AFormerProcessThatDoesNotEndIsKilledBeforeTheNextStart) {
   EXPECT_FALSE(isAlive(static_cast<pid_t>(pid)));
 }
 
+/// Orders while a process that a killed manager has left has not ended.
+class ManagerOfAFormerProcess : public ManagerFixture {
+ protected:
+  void SetUp() override {
+    ManagerProcess first(impatient());
+    ASSERT_EQ(load("stubborn", echo), "");
+    former_ = static_cast<pid_t>(call(echo));
+    first.signal(SIGSTOP);
+    ASSERT_EQ(kill(former_, SIGSTOP), 0);
+    first.signal(SIGKILL);
+    EXPECT_EQ(first.waitForEnd(), "signal 9");
+  }
+  pid_t former_ = 0;
+};
+
+TEST_F(ManagerOfAFormerProcess, StopIsAnsweredWhenThatHasEnded) {
+  const ManagerProcess second(impatient());
+  ASSERT_TRUE(isAlive(former_));
+  EXPECT_EQ(text(stateOf(echo), "state"), "stopping");
+  EXPECT_EQ(errorOf(order("stop", echo)), "");
+  EXPECT_FALSE(isAlive(former_));
+  EXPECT_EQ(text(stateOf(echo), "state"), "resting");
+}
+
+TEST_F(ManagerOfAFormerProcess, UnloadIsAnsweredWhenThatHasEnded) {
+  const ManagerProcess second(impatient());
+  ASSERT_TRUE(isAlive(former_));
+  EXPECT_EQ(errorOf(order("unload", echo)), "");
+  EXPECT_FALSE(isAlive(former_));
+}
+
+TEST_F(ManagerOfAFormerProcess, AJobThatIsLoadedAgainStartsWhenThatHasEnded) {
+  const ManagerProcess second(impatient());
+  std::thread unload([] { EXPECT_EQ(errorOf(order("unload", echo)), ""); });
+  ASSERT_TRUE(waitUntil([] { return !errorOf(order("status", echo)).empty(); }));
+  ASSERT_EQ(load("echo", echo), "");
+  EXPECT_TRUE(isAlive(former_));
+  EXPECT_GT(call(echo), 0);
+  EXPECT_FALSE(isAlive(former_));
+  unload.join();
+}
+
+TEST_F(ManagerOfAFormerProcess, ClientsOfAHeldJobAreToldAtOnce) {
+  const ManagerProcess second(impatient());
+  std::thread hold([this] {
+    EXPECT_EQ(errorOf(order("hold", echo)), "");
+    EXPECT_FALSE(isAlive(former_));
+  });
+  ASSERT_TRUE(waitUntil([] { return text(stateOf(echo), "state") == "held"; }));
+  EXPECT_TRUE(refusalOf(echo).starts_with("15 org.example.echo: not started: held"));
+  EXPECT_TRUE(isAlive(former_));
+  hold.join();
+}
+
 TEST_F(ManagerLife, ClientsThatWaitWhenItIsKilledAreServedByTheNextOne) {
   ManagerProcess first(setting());
   ASSERT_EQ(load("echo", echo), "");

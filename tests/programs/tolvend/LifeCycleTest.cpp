@@ -402,6 +402,27 @@ TEST_F(LifeCycleTest, DoesNothingMoreOnceRetired) {
   EXPECT_EQ(life.failures(), 0U);
 }
 
+TEST(LifeCycleBeforeItBegins, HoldsAtOnceAndStartsLater) {
+  ScriptedWorld world;
+  LifeCycle life(world, BackOff(1));
+  EXPECT_EQ(life.state(), State::Stopping);
+  life.stop(second);
+  EXPECT_EQ(world.taken(), "");
+  life.hold(second);
+  EXPECT_EQ(life.state(), State::Held);
+  EXPECT_EQ(world.taken(), "tell held, watch");
+  world.isWaiting = true;
+  life.connectionWaiting(second);
+  EXPECT_EQ(world.taken(), "tell held");
+  life.start(second);
+  EXPECT_EQ(life.state(), State::Stopping);
+  EXPECT_EQ(world.taken(), "unwatch");
+  EXPECT_FALSE(life.hasBegun());
+  life.begin(2 * second);
+  EXPECT_TRUE(life.hasBegun());
+  EXPECT_EQ(world.taken(), "spawn 1");
+}
+
 TEST_F(LifeCycleTest, KeepsNoMoreThanSixteenProcesses) {
   for (InstanceId instance = 1; instance <= 16; ++instance) {
     serve();

@@ -305,6 +305,21 @@ TEST_F(MultipleLifeCycleTest, DoesNothingMoreOnceRetired) {
   EXPECT_EQ(world.timer, UINT64_MAX);
 }
 
+TEST_F(MultipleLifeCycleTest, HoldsAtOnceBeforeItBegins) {
+  ScriptedWorld other;
+  MultipleLifeCycle early(other, limit, BackOff(1));
+  EXPECT_EQ(early.state(), State::Stopping);
+  early.hold(now);
+  EXPECT_EQ(early.state(), State::Held);
+  EXPECT_EQ(other.taken(), "tell held, watch");
+  early.start(now);
+  EXPECT_EQ(early.state(), State::Stopping);
+  EXPECT_EQ(other.taken(), "unwatch");
+  early.begin(now);
+  EXPECT_EQ(early.state(), State::Resting);
+  EXPECT_EQ(other.taken(), "watch");
+}
+
 TEST_F(MultipleLifeCycleTest, GivesBackWhatItCountsWhenItEnds) {
   {
     ScriptedWorld other;
