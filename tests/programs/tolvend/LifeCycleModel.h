@@ -97,6 +97,7 @@ class LifeCycleModel final : LifeCycleWorld {
   [[nodiscard]] std::uint64_t anyTime();
 
   // What happens.
+  void begin();
   void plan(std::uint64_t after, std::function<void()> event);
   void report(InstanceId instance, std::function<void()> call);
   void runUntil(std::uint64_t time);
@@ -152,6 +153,7 @@ class LifeCycleModel final : LifeCycleWorld {
   bool isStartWanted_ = false;
   /// Until then clients are told of the last failure.
   std::uint64_t retellUntil_ = 0;
+  bool hasBegun_ = false;
   bool isHeld_ = false;
   bool isRetired_ = false;
   std::string problem_;
