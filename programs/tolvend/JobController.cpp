@@ -133,6 +133,16 @@ const StartFailure* JobController::lastFailure() const {
   return withLifeCycle([](const auto& life) { return life.lastFailure(); });
 }
 
+bool JobController::isStartWanted() const noexcept {
+  const auto* life = std::get_if<LifeCycle>(&lifeCycle_);
+  return life != nullptr && life->isStartWanted();
+}
+
+const StartFailure* JobController::lastEnd() const noexcept {
+  const auto* life = std::get_if<LifeCycle>(&lifeCycle_);
+  return life != nullptr ? life->lastEnd() : nullptr;
+}
+
 pid_t JobController::pidOf(const StartFailure& failure) const noexcept {
   const auto place =
       std::find_if(pids_.begin(), pids_.end(), [&](const auto& each) { return each.first == failure.instance; });

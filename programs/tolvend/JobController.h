@@ -92,6 +92,9 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   [[nodiscard]] std::uint64_t failures() const;
   /// The last failure, or null.
   [[nodiscard]] const StartFailure* lastFailure() const;
+  /// As LifeCycle; of a job with several instances nothing is known.
+  [[nodiscard]] bool isStartWanted() const noexcept;
+  [[nodiscard]] const StartFailure* lastEnd() const noexcept;
   /// The process that a failure is of; 0 for none.
   [[nodiscard]] pid_t pidOf(const StartFailure& failure) const noexcept;
 

@@ -166,13 +166,11 @@ void LifeCycle::ended(InstanceId instance, Ending ending, std::uint64_t now) {
   if (current_ == instance) current_ = 0;
   if (now - record.since >= BackOff::healthy) backOff_.reset();
 
+  end_ = record.failure(now);
+  (ending.kind == Ending::Kind::Signalled ? end_.signal : end_.exitStatus) = ending.value;
   const bool isFailure =
       isCrash(ending) ? !record.isAsked && !record.hasFailed : isUnseen(record) && world_.isAnybodyWaiting();
-  if (isFailure) {
-    StartFailure failure = record.failure(now);
-    (ending.kind == Ending::Kind::Signalled ? failure.signal : failure.exitStatus) = ending.value;
-    failRun(record, failure, now);
-  }
+  if (isFailure) failRun(record, end_, now);
   settle(now);
 }
 

@@ -111,6 +111,10 @@ class LifeCycle {
   [[nodiscard]] std::uint64_t failures() const noexcept { return failures_; }
   /// The last failure, or null.
   [[nodiscard]] const StartFailure* lastFailure() const noexcept { return failures_ == 0 ? nullptr : &failure_; }
+  /// Whether a start was asked for that could not be yet.
+  [[nodiscard]] bool isStartWanted() const noexcept { return isStartWanted_; }
+  /// The end of the process that ended last, told as a failure, whether it was one or not; null for none.
+  [[nodiscard]] const StartFailure* lastEnd() const noexcept { return end_.instance == 0 ? nullptr : &end_; }
   /// The instances whose processes have not ended, the oldest first. Until the next call of anything that is not const.
   [[nodiscard]] const std::vector<InstanceRecord>& instances() const noexcept { return instances_; }
 
@@ -160,6 +164,7 @@ class LifeCycle {
   std::uint64_t starts_ = 0;
   std::uint64_t failures_ = 0;
   StartFailure failure_;
+  StartFailure end_;
   Appearance told_{State::Resting, 0, 0, 0, 0};
   /// A start was asked for that could not be yet.
   bool isStartWanted_ = false;

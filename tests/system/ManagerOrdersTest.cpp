@@ -51,6 +51,15 @@ TEST_F(ManagerOrders, AStartThatFailsIsAnswered) {
   EXPECT_TRUE(errorOf(order("start", echo)).starts_with("org.example.echo: executable: No such file"));
 }
 
+TEST_F(ManagerOrders, AStartThatEndsWithoutAFailureIsAnswered) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("exits-0", echo), "");
+  EXPECT_TRUE(errorOf(order("start", echo)).starts_with("org.example.echo: listening: exited with status 0 after "));
+  EXPECT_TRUE(errorOf(order("restart", echo)).starts_with("org.example.echo: listening: exited with status 0 after "));
+  EXPECT_EQ(starts(echo), 2U);
+  EXPECT_EQ(number(stateOf(echo), "failures"), 0);
+}
+
 TEST_F(ManagerOrders, AServiceWithoutTheLibraryHasStartedAfterASecond) {
   const ManagerProcess manager(setting());
   ASSERT_EQ(load("silent", echo), "");
