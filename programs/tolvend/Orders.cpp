@@ -160,12 +160,6 @@ Ref<vanto_object> Orders::unload(const Order& order) {
 }
 
 Ref<vanto_object> Orders::start(const Order& order) {
-  // A process that accepts already is as good as one that is started now.
-  for (const JobController::Instance& instance : order.job->instances()) {
-    if (instance.state != InstanceRecord::State::Running) continue;
-    DictionaryBuilder reply;
-    return reply.text("label", order.label).number("pid", instance.pid).take();
-  }
   pending_.add(order.message, order.label, PendingOrders::Goal::Started);
   const Jobs::Result result = jobs_.start(*order.job);
   if (result.error.empty()) return nullptr;

@@ -60,6 +60,24 @@ TEST_F(ManagerOrders, AStartThatEndsWithoutAFailureIsAnswered) {
   EXPECT_EQ(number(stateOf(echo), "failures"), 0);
 }
 
+TEST_F(ManagerOrders, AStartForgetsThePauseThoughAnInstanceRuns) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("echo", echo, {{"MultipleInstances", Held(vanto_bool_create(true))}}), "");
+  const Held running = connect(echo);
+  ASSERT_GT(tell(running, "pid").first, 0);
+  // Each pause is longer than the one before.
+  ASSERT_TRUE(waitUntil([] {
+    static_cast<void>(tell(connect(echo), "crash"));
+    return number(stateOf(echo), "retry") > 1'000'000'000;
+  }));
+  const Held started = order("start", echo);
+  EXPECT_EQ(errorOf(started), "");
+  EXPECT_EQ(text(started, "label"), echo);
+  EXPECT_EQ(vanto_dictionary_get_value(started, "pid"), nullptr);
+  EXPECT_EQ(text(stateOf(echo), "state"), "running");
+  EXPECT_GT(tell(running, "pid").first, 0);
+}
+
 TEST_F(ManagerOrders, AServiceWithoutTheLibraryHasStartedAfterASecond) {
   const ManagerProcess manager(setting());
   ASSERT_EQ(load("silent", echo), "");
