@@ -163,8 +163,10 @@ void Jobs::note(const std::string& label) {
 void Jobs::forgetEnded() {
   std::erase_if(ending_, [this](const auto& job) {
     const bool hasEnded = job->isEmpty() && !former_.hasAny(job->file());
-    if (hasEnded) note(job->job().label);
-    return hasEnded;
+    if (!hasEnded) return false;
+    note(job->job().label);
+    job->log().end();
+    return true;
   });
 }
 
