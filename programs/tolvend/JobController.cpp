@@ -91,8 +91,8 @@ void JobController::hold() {
   withLifeCycle([](auto& life) { life.hold(monotonicNow()); });
 }
 
-void JobController::retire() {
-  withLifeCycle([](auto& life) { life.retire(monotonicNow()); });
+void JobController::retire(StartFailure::Stage told) {
+  withLifeCycle([=](auto& life) { life.retire(told, monotonicNow()); });
   listener_.close();
 }
 

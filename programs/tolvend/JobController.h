@@ -62,8 +62,8 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   void stop();
   void restart();
   void hold();
-  /// Ends everything; what clients wait is told. To be destroyed once isEmpty().
-  void retire();
+  /// Ends everything; clients who wait are told why, Removed or Manager. To be destroyed once isEmpty().
+  void retire(StartFailure::Stage told);
   /// Processes from now on are those of `job`, which has the same label and number of instances.
   void replace(Job job) { job_ = std::move(job); }
 

@@ -77,7 +77,7 @@ Jobs::Result Jobs::load(Job job) {
   std::unique_ptr<JobController> added = make(job);
   if (std::string error = open(*added, PublishedSocket::Rival::Respect); !error.empty()) return {std::move(error)};
   if (const StoreFailure failure = store_.putJob(job)) {
-    added->retire();
+    added->retire(StartFailure::Stage::Removed);
     return {storeFailureText(failure)};
   }
   jobs_.emplace(label, std::move(added));
@@ -100,7 +100,7 @@ Jobs::Result Jobs::replace(JobController& old, Job job) {
 Jobs::Result Jobs::unload(const std::string& label) {
   const auto place = jobs_.find(label);
   if (const StoreFailure failure = store_.removeJob(label)) return {storeFailureText(failure)};
-  place->second->retire();
+  place->second->retire(StartFailure::Stage::Removed);
   sockets_.remove(place->second->file());
   ending_.push_back(std::move(place->second));
   jobs_.erase(place);
@@ -138,7 +138,7 @@ bool Jobs::isEnding(const std::string& label) const {
 void Jobs::retireAll() {
   isRetired_ = true;
   for (auto& [label, job] : jobs_) {
-    job->retire();
+    job->retire(StartFailure::Stage::Manager);
     sockets_.remove(job->file());
     ending_.push_back(std::move(job));
     note(label);

@@ -219,10 +219,10 @@ void LifeCycle::hold(std::uint64_t now) {
   settle(now);
 }
 
-void LifeCycle::retire(std::uint64_t now) {
+void LifeCycle::retire(StartFailure::Stage told, std::uint64_t now) {
   if (isRetired_) return;
   isRetired_ = true;
-  world_.tellWaiting(failureOf(StartFailure::Stage::Removed, now));
+  world_.tellWaiting(failureOf(told, now));
   askAllToEnd(now);
   settle(now);
 }

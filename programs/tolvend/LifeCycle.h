@@ -96,8 +96,8 @@ class LifeCycle {
   void restart(std::uint64_t now);
   /// Has the running process end, and starts none until start() is called.
   void hold(std::uint64_t now);
-  /// Has everything end for good: clients who wait are told, nothing is watched or started any more.
-  void retire(std::uint64_t now);
+  /// Has everything end for good: clients who wait are told why, nothing is watched or started any more.
+  void retire(StartFailure::Stage told, std::uint64_t now);
 
   [[nodiscard]] State state() const noexcept;
   /// True when no process of it is left.

@@ -167,11 +167,11 @@ void MultipleLifeCycle::hold(std::uint64_t now) {
   settle(now);
 }
 
-void MultipleLifeCycle::retire(std::uint64_t now) {
+void MultipleLifeCycle::retire(StartFailure::Stage told, std::uint64_t now) {
   if (isRetired_) return;
   isRetired_ = true;
   askAllToEnd(now);
-  world_.tellWaiting(failureOf(StartFailure::Stage::Removed, now));
+  world_.tellWaiting(failureOf(told, now));
   settle(now);
 }
 

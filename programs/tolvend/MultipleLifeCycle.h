@@ -83,7 +83,7 @@ class MultipleLifeCycle {
   /// The same, and forgets the back-off.
   void restart(std::uint64_t now);
   void hold(std::uint64_t now);
-  void retire(std::uint64_t now);
+  void retire(StartFailure::Stage told, std::uint64_t now);
 
   [[nodiscard]] State state() const noexcept;
   [[nodiscard]] bool isEmpty() const noexcept { return instances_.empty(); }

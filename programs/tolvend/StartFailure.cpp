@@ -35,6 +35,7 @@ std::string reason(const StartFailure& failure) {
   if (failure.stage == Stage::Held) return "its owner has stopped it";
   if (failure.stage == Stage::Limit) return "too many instances";
   if (failure.stage == Stage::Removed) return "its job was unloaded";
+  if (failure.stage == Stage::Manager) return "the service manager is ending";
   if (failure.signal >= 0) return signalText(failure.signal);
   if (failure.exitStatus >= 0) return "exited with status " + std::to_string(failure.exitStatus);
   if (failure.error == ETIMEDOUT) return "did not accept clients within 10 s";
@@ -80,9 +81,11 @@ const char* stageName(Stage stage) noexcept {
     case Stage::Serving:
       return "serving";
     case Stage::Removed:
+      return "removed";
+    case Stage::Manager:
       break;
   }
-  return "removed";
+  return "manager";
 }
 
 std::string failureText(const StartFailure& failure) {

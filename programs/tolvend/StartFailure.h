@@ -24,7 +24,8 @@ struct StartFailure {
     Listening,  ///< "listening": it ended, or time passed, before it listened
     Greeting,   ///< "greeting": it ended before it greeted a client
     Serving,    ///< "serving": it ended by a failure later on; clients who wait are not told
-    Removed     ///< "removed": its job was unloaded
+    Removed,    ///< "removed": its job was unloaded
+    Manager     ///< "manager": the manager is ending
   };
 
   Stage stage = Stage::Resources;

@@ -39,6 +39,18 @@ TEST_F(ManagerLife, EndsItsServicesAndKeepsItsJobs) {
   EXPECT_NE(call(echo), pid);
 }
 
+TEST_F(ManagerLife, ClientsThatWaitWhenItEndsAreToldSo) {
+  ManagerProcess manager(setting());
+  ASSERT_EQ(load("silent", echo), "");
+  // Waits at the listener of a service that does not accept.
+  std::string refusal;
+  std::thread client([&] { refusal = refusalOf(echo); });
+  ASSERT_TRUE(waitUntil([&] { return starts(echo) == 1; }));
+  EXPECT_EQ(manager.terminate(), "exit status 0");
+  client.join();
+  EXPECT_EQ(refusal, "15 org.example.echo: not started: manager: the service manager is ending");
+}
+
 TEST_F(ManagerLife, KillsAServiceThatDoesNotEnd) {
   ManagerProcess manager(impatient());
   ASSERT_EQ(load("stubborn", echo), "");

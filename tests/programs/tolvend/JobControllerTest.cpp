@@ -55,7 +55,7 @@ TEST(JobController, BeforeItBeginsItIsHeldAtOnceAndStartsNothing) {
                 job.begin();
                 EXPECT_TRUE(job.hasBegun());
                 EXPECT_EQ(job.starts(), 1U);
-                job.retire();
+                job.retire(StartFailure::Stage::Removed);
                 EXPECT_FALSE(world.client("org.example.echo"));
                 finish();
               }).empty());

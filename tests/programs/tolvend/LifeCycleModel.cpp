@@ -49,7 +49,7 @@ std::string LifeCycleModel::walk() {
   if (chance(50) && !isRetired_)
     order([this] {
       isRetired_ = true;
-      orderToEnd(&LifeCycle::retire);
+      orderToEnd([this] { lifeCycle_.retire(StartFailure::Stage::Removed, now_); });
     });
   runUntil(now_ + 600 * second);
   if (!waiting_.empty() && !isRetired_) wrong("a client waits after ten minutes");
@@ -191,7 +191,7 @@ void LifeCycleModel::act() {
     case 0:
       return order([this] { orderToStart(&LifeCycle::start); });
     case 1:
-      return order([this] { orderToEnd(&LifeCycle::stop); });
+      return order([this] { orderToEnd([this] { lifeCycle_.stop(now_); }); });
     case 2:
       return order([this] { orderToStart(&LifeCycle::restart); });
     case 3:
@@ -199,7 +199,7 @@ void LifeCycleModel::act() {
       return order([this] {
         isHeld_ = true;
         isPatient_ = false;
-        orderToEnd(&LifeCycle::hold);
+        orderToEnd([this] { lifeCycle_.hold(now_); });
       });
     case 4:
       if (Process* process = current(); process != nullptr && chance(30)) {
@@ -237,13 +237,13 @@ void LifeCycleModel::orderToStart(void (LifeCycle::*what)(std::uint64_t)) {
   (lifeCycle_.*what)(now_);
 }
 
-void LifeCycleModel::orderToEnd(void (LifeCycle::*what)(std::uint64_t)) {
+void LifeCycleModel::orderToEnd(const std::function<void()>& what) {
   isStartWanted_ = false;
   std::vector<InstanceId> asked;
   for (const auto& [id, process] : processes_) {
     if (!process.toldEnded) asked.push_back(id);
   }
-  (lifeCycle_.*what)(now_);
+  what();
   // Not one that it may have started for a client who waited for the end of a pause.
   for (const InstanceId id : asked) {
     if (!processes_[id].isAsked) wrong("process " + std::to_string(id) + " was not asked to end");
@@ -513,7 +513,8 @@ void LifeCycleModel::check() {
   if (isPatient_ && lifeCycle_.earliestStart() == 0) isPatient_ = false;
   if (isWatching_ != shallBeWatched()) wrong(isWatching_ ? "the listener is watched" : "the listener is not watched");
   if (timer_ != never && timer_ + 3 * millisecond < now_) wrong("a timer in the past");
-  if (isStartWanted_ && hasBegun_ && !isHeld_ && !isRetired_ && current_ == 0 && unfinished() < limits::instancesPerJob) {
+  if (isStartWanted_ && hasBegun_ && !isHeld_ && !isRetired_ && current_ == 0 &&
+      unfinished() < limits::instancesPerJob) {
     wrong("a start that was asked for is forgotten");
   }
   checkFailures();

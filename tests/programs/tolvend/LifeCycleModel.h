@@ -116,7 +116,7 @@ class LifeCycleModel final : LifeCycleWorld {
   void end(InstanceId instance, Ending ending);
   void order(const std::function<void()>& order);
   void orderToStart(void (LifeCycle::*what)(std::uint64_t));
-  void orderToEnd(void (LifeCycle::*what)(std::uint64_t));
+  void orderToEnd(const std::function<void()>& what);
   void lookAtProcesses();
   void tellEnd(InstanceId instance, Ending ending);
 

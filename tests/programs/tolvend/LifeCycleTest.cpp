@@ -386,12 +386,12 @@ TEST_F(LifeCycleTest, ForgetsThePauseWhenStarted) {
 
 TEST_F(LifeCycleTest, DoesNothingMoreOnceRetired) {
   serve();
-  life.retire(now);
+  life.retire(Stage::Removed, now);
   EXPECT_EQ(world.taken(), "tell removed, terminate 1");
   life.start(now);
   life.restart(now);
   life.hold(now);
-  life.retire(now);
+  life.retire(Stage::Removed, now);
   life.connectionWaiting(now);
   EXPECT_EQ(world.taken(), "");
   wait();

@@ -293,8 +293,8 @@ TEST_F(MultipleLifeCycleTest, TellsEachClientThatItIsHeld) {
 
 TEST_F(MultipleLifeCycleTest, DoesNothingMoreOnceRetired) {
   serve();
-  life.retire(now);
-  life.retire(now);
+  life.retire(Stage::Removed, now);
+  life.retire(Stage::Removed, now);
   life.hold(now);
   life.start(now);
   client();
@@ -363,7 +363,7 @@ class MultipleWalk {
       }
       check();
     }
-    life_.retire(now_);
+    life_.retire(StartFailure::Stage::Removed, now_);
     world_.isClosed = true;
     for (int round = 0; round < 100; ++round) {
       while (!world_.killed.empty()) end(world_.killed.back(), {Ending::Kind::Signalled, 9});

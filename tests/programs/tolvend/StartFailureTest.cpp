@@ -14,12 +14,12 @@ using Stage = StartFailure::Stage;
 constexpr std::uint64_t millisecond = 1'000'000;
 
 TEST(StartFailure, NamesEachStage) {
-  const char* names[] = {"held",      "pause",     "limit",       "resources", "proxy",
-                         "call",      "handover",  "descriptors", "state",     "executable",
-                         "execution", "listening", "greeting",    "serving",   "removed"};
+  const char* names[] = {"held",     "pause",       "limit",   "resources",  "proxy",     "call",
+                         "handover", "descriptors", "state",   "executable", "execution", "listening",
+                         "greeting", "serving",     "removed", "manager"};
   unsigned number = 0;
   for (const char* name : names) EXPECT_STREQ(stageName(static_cast<Stage>(number++)), name);
-  EXPECT_EQ(number, static_cast<unsigned>(Stage::Removed) + 1);
+  EXPECT_EQ(number, static_cast<unsigned>(Stage::Manager) + 1);
 }
 
 TEST(StartFailure, TellsWhatTheSystemSaid) {
@@ -59,6 +59,7 @@ TEST(StartFailure, TellsWhatPeopleDecided) {
   EXPECT_EQ(failureText({.stage = Stage::Held}), "held: its owner has stopped it");
   EXPECT_EQ(failureText({.stage = Stage::Limit}), "limit: too many instances");
   EXPECT_EQ(failureText({.stage = Stage::Removed}), "removed: its job was unloaded");
+  EXPECT_EQ(failureText({.stage = Stage::Manager}), "manager: the service manager is ending");
 }
 
 }  // namespace
