@@ -71,6 +71,11 @@ bool isThere(int directory, const char* folder, std::string_view name) {
   return fstatat(directory, pathOf(folder, name).c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
+bool isDirectory(int directory, const char* folder, std::string_view name) {
+  struct stat status {};
+  return fstatat(directory, pathOf(folder, name).c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
+}
+
 /// The names in a folder, "." and ".." left out, in order. 0, or errno.
 int listFolder(int directory, const char* folder, std::vector<std::string>& names) {
   Fd opened(openat(directory, folder, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
@@ -97,7 +102,8 @@ StoreFailure cleanFolder(int directory, const char* folder) {
   if (const int error = listFolder(directory, folder, names); error != 0) return {error, folder};
   for (const std::string& name : names) {
     const bool isOrphan = folder == std::string_view(heldFolder) && !isThere(directory, jobsFolder, name);
-    if (name != unfinishedName && !isOrphan) continue;
+    // A manager makes no directory there; one is named when the jobs are read.
+    if ((name != unfinishedName && !isOrphan) || isDirectory(directory, folder, name)) continue;
     const std::string path = pathOf(folder, name);
     if (unlinkat(directory, path.c_str(), 0) != 0) return {errno, path};
   }
@@ -140,8 +146,16 @@ JobStore::Contents JobStore::read(Domain domain) const {
       contents.damages.push_back({pathOf(jobsFolder, name), std::move(reason)});
       continue;
     }
-    stored.isHeld = isThere(directory_.get(), heldFolder, name);
+    stored.isHeld = isThere(directory_.get(), heldFolder, name) && !isDirectory(directory_.get(), heldFolder, name);
     contents.jobs.push_back(std::move(stored));
+  }
+  names.clear();
+  if (const int error = listFolder(directory_.get(), heldFolder, names); error != 0) {
+    contents.damages.push_back({heldFolder, errorText(error)});
+  }
+  for (const std::string& name : names) {
+    if (!isDirectory(directory_.get(), heldFolder, name)) continue;
+    contents.damages.push_back({pathOf(heldFolder, name), "is a directory"});
   }
   std::ranges::sort(contents.jobs, {}, [](const StoredJob& stored) -> const std::string& { return stored.job.label; });
   return contents;
@@ -167,8 +181,18 @@ StoreFailure JobStore::putJob(const Job& job) {
 }
 
 StoreFailure JobStore::removeJob(std::string_view label) {
-  if (StoreFailure failure = removeFile(directory_.get(), jobsFolder, label)) return failure;
-  return removeHeld(label);
+  const std::string path = pathOf(jobsFolder, socketFileName(label));
+  const std::string aside = pathOf(jobsFolder, unfinishedName);
+  const bool isThere = renameat(directory_.get(), path.c_str(), directory_.get(), aside.c_str()) == 0;
+  if (!isThere && errno != ENOENT) return {errno, path};
+  // Without its mark, or not at all.
+  if (StoreFailure failure = removeHeld(label)) {
+    if (isThere) renameat(directory_.get(), aside.c_str(), directory_.get(), path.c_str());
+    return failure;
+  }
+  // What stays is taken away by the next manager.
+  if (isThere) unlinkat(directory_.get(), aside.c_str(), 0);
+  return {};
 }
 
 StoreFailure JobStore::putHeld(std::string_view label) {

@@ -78,6 +78,7 @@ Jobs::Result Jobs::load(Job job) {
   if (std::string error = open(*added, PublishedSocket::Rival::Respect); !error.empty()) return {std::move(error)};
   if (const StoreFailure failure = store_.putJob(job)) {
     added->retire(StartFailure::Stage::Removed);
+    sockets_.remove(added->file());
     return {storeFailureText(failure)};
   }
   jobs_.emplace(label, std::move(added));

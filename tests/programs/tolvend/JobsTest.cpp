@@ -70,6 +70,19 @@ TEST(Jobs, AreHeldOnDiskUntilTheyAreStartedOrRestarted) {
               }).empty());
 }
 
+TEST(Jobs, OneThatCannotBeKeptLeavesNothing) {
+  EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
+                ManagerWorld world(alarms);
+                std::filesystem::create_directory(world.directory / "jobs/org.example.echo");
+                EXPECT_EQ(world.jobs->load(ManagerWorld::job(echo)).error,
+                          "jobs/org.example.echo: Is a directory (error 21)");
+                EXPECT_EQ(world.jobs->find(echo), nullptr);
+                EXPECT_FALSE(std::filesystem::exists(world.directory / "org.example.echo"));
+                EXPECT_FALSE(std::filesystem::exists(world.directory / "sockets/org.example.echo"));
+                finish();
+              }).empty());
+}
+
 TEST(Jobs, NoneIsLoadedWhenTheyAreRetired) {
   EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
                 ManagerWorld world(alarms);
