@@ -345,6 +345,7 @@ void LifeCycle::lookAtWaiting(InstanceRecord& instance, std::uint64_t now) {
   StartFailure failure = instance.failure(now);
   failure.stage = StartFailure::Stage::Listening;
   failure.error = ETIMEDOUT;
+  failure.patience = times_.listening;
   instance.hasFailed = true;
   failRun(instance, failure, now);
   askToEnd(instance, now);

@@ -268,6 +268,7 @@ void MultipleLifeCycle::lookAtConnection(Instance& instance, std::uint64_t now) 
   }
   StartFailure failure = instance.failure(now);
   failure.error = ETIMEDOUT;
+  failure.patience = times_.listening;
   noteFailure(failure, backOff_.failed(failure.ran), now);
   endConnection(instance, failure);
   instance.hasFailed = true;

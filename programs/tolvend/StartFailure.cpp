@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tolvend/StartFailure.h"
 
-#include <cerrno>
 #include <cstring>
 
 #include "tolvend/ErrorText.h"
@@ -38,7 +37,7 @@ std::string reason(const StartFailure& failure) {
   if (failure.stage == Stage::Manager) return "the service manager is ending";
   if (failure.signal >= 0) return signalText(failure.signal);
   if (failure.exitStatus >= 0) return "exited with status " + std::to_string(failure.exitStatus);
-  if (failure.error == ETIMEDOUT) return "did not accept clients within 10 s";
+  if (failure.patience != 0) return "did not accept clients within " + seconds(failure.patience);
   if (failure.error != 0) return errorText(failure.error);
   return failure.ran != 0 ? "stopped accepting clients" : "it failed before";
 }

@@ -36,6 +36,9 @@ struct StartFailure {
   int signal = -1;
   /// For how long the process ran, in nanoseconds; 0 where there was none.
   std::uint64_t ran = 0;
+  /// For how long clients have waited for it to accept them, in nanoseconds, where that was too long; then `error` is
+  /// ETIMEDOUT.
+  std::uint64_t patience = 0;
   /// The instance that failed, 0 for none.
   std::uint64_t instance = 0;
   /// For how long the next start is put off from `time` on, in nanoseconds; 0 when it may be at once.

@@ -240,6 +240,7 @@ TEST_F(LifeCycleTest, TerminatesAProcessThatAcceptsNobody) {
   wait();
   EXPECT_EQ(world.taken(), "spawn 1, unwatch, tell listening, terminate 1");
   EXPECT_EQ(world.told.error, ETIMEDOUT);
+  EXPECT_EQ(world.told.patience, 10 * second);
   EXPECT_EQ(life.state(), State::Stopping);
   life.ended(1, {Ending::Kind::Signalled, 15}, now);
   EXPECT_EQ(life.failures(), 1U);

@@ -256,6 +256,7 @@ TEST_F(MultipleLifeCycleTest, EndsAProcessThatIsNeverExecuted) {
   wait();
   EXPECT_EQ(world.taken(), "spawn 1, refuse 1 listening, terminate 1");
   EXPECT_EQ(world.told.error, ETIMEDOUT);
+  EXPECT_EQ(world.told.patience, 10 * second);
   while (world.killed.empty()) wait();
   EXPECT_EQ(now, 130 * second);
 }

@@ -47,10 +47,12 @@ TEST(StartFailure, TellsHowAProcessEndedAndWhenTheNextIsTried) {
 }
 
 TEST(StartFailure, TellsThatNobodyWasAccepted) {
-  EXPECT_EQ(
-      failureText(
-          {.stage = Stage::Listening, .error = ETIMEDOUT, .ran = 10'000 * millisecond, .pause = 90 * millisecond}),
-      "listening: did not accept clients within 10 s; next attempt in 0.09 s");
+  EXPECT_EQ(failureText({.stage = Stage::Listening,
+                         .error = ETIMEDOUT,
+                         .ran = 10'000 * millisecond,
+                         .patience = 7'500 * millisecond,
+                         .pause = 90 * millisecond}),
+            "listening: did not accept clients within 7.5 s; next attempt in 0.09 s");
   EXPECT_EQ(failureText({.stage = Stage::Greeting, .ran = 40 * millisecond}),
             "greeting: stopped accepting clients after 0.04 s");
 }
