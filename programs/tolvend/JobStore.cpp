@@ -13,7 +13,7 @@
 
 #include "ipc/SocketName.h"
 #include "process/Contents.h"
-#include "tolvend/ErrorText.h"
+#include "tolvend/ErrorNumber.h"
 #include "tolvend/JobIntake.h"
 #include "value/limits.h"
 
@@ -113,7 +113,7 @@ StoreFailure cleanFolder(int directory, const char* folder) {
 /// What is wrong with a file before it is read, or nothing.
 std::string judgeFile(int file) {
   struct stat status {};
-  if (fstat(file, &status) != 0) return errorText(errno);
+  if (fstat(file, &status) != 0) return errorNumberText(errno);
   if (!S_ISREG(status.st_mode)) return "is no regular file";
   if (status.st_uid != geteuid()) return "belongs to user " + std::to_string(status.st_uid);
   if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) return "can be written by others";
@@ -123,7 +123,7 @@ std::string judgeFile(int file) {
 }  // namespace
 
 std::string storeFailureText(const StoreFailure& failure) {
-  return failure.file + ": " + errorText(failure.error);
+  return failure.file + ": " + errorNumberText(failure.error);
 }
 
 StoreFailure JobStore::prepare() {
@@ -138,7 +138,7 @@ JobStore::Contents JobStore::read(Domain domain) const {
   Contents contents;
   std::vector<std::string> names;
   if (const int error = listFolder(directory_.get(), jobsFolder, names); error != 0) {
-    contents.damages.push_back({jobsFolder, errorText(error)});
+    contents.damages.push_back({jobsFolder, errorNumberText(error)});
   }
   for (const std::string& name : names) {
     StoredJob stored;
@@ -151,7 +151,7 @@ JobStore::Contents JobStore::read(Domain domain) const {
   }
   names.clear();
   if (const int error = listFolder(directory_.get(), heldFolder, names); error != 0) {
-    contents.damages.push_back({heldFolder, errorText(error)});
+    contents.damages.push_back({heldFolder, errorNumberText(error)});
   }
   for (const std::string& name : names) {
     if (!isDirectory(directory_.get(), heldFolder, name)) continue;
@@ -165,10 +165,11 @@ std::string JobStore::readJob(const std::string& name, Domain domain, Job& job) 
   // Opening something that is no regular file must neither wait nor do anything to it.
   const Fd file(openat(directory_.get(), pathOf(jobsFolder, name).c_str(),
                        O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (!file) return errno == ELOOP ? "is no regular file" : errorText(errno);
+  if (!file) return errno == ELOOP ? "is no regular file" : errorNumberText(errno);
   if (std::string reason = judgeFile(file.get()); !reason.empty()) return reason;
   GrowingBytes bytes;
-  if (const int error = readContents(file.get(), limits::jobDataBytes, bytes); error != 0) return errorText(error);
+  if (const int error = readContents(file.get(), limits::jobDataBytes, bytes); error != 0)
+    return errorNumberText(error);
   Job read;
   if (std::string refusal = takeJob(bytes.data(), bytes.size(), domain, read); !refusal.empty()) return refusal;
   if (socketFileName(read.label) != name) return "is the job of another label";

@@ -56,13 +56,6 @@ namespace {
 
 constexpr std::uint64_t never = UINT64_MAX;
 
-StartFailure failureOf(StartFailure::Stage stage, std::uint64_t now) {
-  StartFailure failure;
-  failure.stage = stage;
-  failure.time = now;
-  return failure;
-}
-
 /// Whether a process that ended with status 0, or stopped accepting, has left clients without what they came for.
 bool isUnseen(const InstanceRecord& instance) {
   return !instance.isAsked && !instance.hasFailed && !instance.mayLeave &&
@@ -92,7 +85,7 @@ void LifeCycle::connectionWaiting(std::uint64_t now) {
   } else if (pauseUntil_ - now <= times_.patience) {
     isClientPatient_ = true;
   } else {
-    tellPause(now);
+    world_.tellWaiting(pauseAfter(failure_, pauseUntil_, now));
   }
   settle(now);
 }
@@ -300,21 +293,13 @@ void LifeCycle::fail(StartFailure failure, std::uint64_t pause, std::uint64_t no
   if (failure.stage != StartFailure::Stage::Serving) {
     world_.tellWaiting(failure_);
   } else if (!isReplaced && pause > times_.patience && world_.isAnybodyWaiting()) {
-    tellPause(now);
+    world_.tellWaiting(pauseAfter(failure_, pauseUntil_, now));
   }
 }
 
 void LifeCycle::failRun(const InstanceRecord& instance, StartFailure failure, std::uint64_t now) {
   fail(failure, backOff_.failed(now - instance.since), now);
   retellUntil_ = failure.stage == StartFailure::Stage::Greeting ? now + times_.retelling : 0;
-}
-
-void LifeCycle::tellPause(std::uint64_t now) {
-  StartFailure told = failure_;
-  told.stage = StartFailure::Stage::Pause;
-  told.time = now;
-  told.pause = pauseUntil_ - now;
-  world_.tellWaiting(told);
 }
 
 void LifeCycle::forgetFailures() noexcept {

@@ -140,7 +140,6 @@ class LifeCycle {
   void fail(StartFailure failure, std::uint64_t pause, std::uint64_t now);
   /// The same for a process that was executed: the pause grows with each failure.
   void failRun(const InstanceRecord& instance, StartFailure failure, std::uint64_t now);
-  void tellPause(std::uint64_t now);
   void forgetFailures() noexcept;
   /// Asks it to end, unless that was done.
   void askToEnd(InstanceRecord& instance, std::uint64_t now);

@@ -31,13 +31,6 @@ namespace {
 
 constexpr std::uint64_t never = UINT64_MAX;
 
-StartFailure failureOf(StartFailure::Stage stage, std::uint64_t now) {
-  StartFailure failure;
-  failure.stage = stage;
-  failure.time = now;
-  return failure;
-}
-
 }  // namespace
 
 MultipleLifeCycle::MultipleLifeCycle(MultipleLifeCycleWorld& world, InstanceLimit& limit, BackOff backOff,
@@ -62,7 +55,7 @@ void MultipleLifeCycle::connectionWaiting(std::uint64_t now) {
   } else if (pauseUntil_ - now <= times_.patience) {
     isClientPatient_ = true;
   } else {
-    tellPause(now);
+    world_.tellWaiting(pauseAfter(failure_, pauseUntil_, now));
   }
   settle(now);
 }
@@ -235,14 +228,6 @@ void MultipleLifeCycle::noteFailure(StartFailure& failure, std::uint64_t pause, 
   ++failures_;
   // Another instance may have failed before it, for longer.
   pauseUntil_ = std::max(pauseUntil_, now + pause);
-}
-
-void MultipleLifeCycle::tellPause(std::uint64_t now) {
-  StartFailure told = failure_;
-  told.stage = StartFailure::Stage::Pause;
-  told.time = now;
-  told.pause = pauseUntil_ - now;
-  world_.tellWaiting(told);
 }
 
 void MultipleLifeCycle::endConnection(Instance& instance, const StartFailure& failure) {

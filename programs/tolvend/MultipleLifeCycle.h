@@ -118,7 +118,6 @@ class MultipleLifeCycle {
   void serveOne(std::uint64_t now);
   /// Notes a failure and how long the pause after it is.
   void noteFailure(StartFailure& failure, std::uint64_t pause, std::uint64_t now);
-  void tellPause(std::uint64_t now);
   /// Gives up the manager's descriptor of the connection: the client is told `failure`, unless people wanted the end.
   void endConnection(Instance& instance, const StartFailure& failure);
   void forgetConnection(Instance& instance);

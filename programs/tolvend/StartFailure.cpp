@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "tolvend/ErrorText.h"
+#include "tolvend/ErrorNumber.h"
 
 namespace vanto::manager {
 
@@ -38,7 +38,7 @@ std::string reason(const StartFailure& failure) {
   if (failure.signal >= 0) return signalText(failure.signal);
   if (failure.exitStatus >= 0) return "exited with status " + std::to_string(failure.exitStatus);
   if (failure.patience != 0) return "did not accept clients within " + seconds(failure.patience);
-  if (failure.error != 0) return errorText(failure.error);
+  if (failure.error != 0) return errorNumberText(failure.error);
   return failure.ran != 0 ? "stopped accepting clients" : "it failed before";
 }
 
@@ -48,6 +48,21 @@ bool isPauseTold(Stage stage) {
 }
 
 }  // namespace
+
+StartFailure failureOf(Stage stage, std::uint64_t now) noexcept {
+  StartFailure failure;
+  failure.stage = stage;
+  failure.time = now;
+  return failure;
+}
+
+StartFailure pauseAfter(const StartFailure& failure, std::uint64_t end, std::uint64_t now) noexcept {
+  StartFailure told = failure;
+  told.stage = Stage::Pause;
+  told.time = now;
+  told.pause = end - now;
+  return told;
+}
 
 const char* stageName(Stage stage) noexcept {
   switch (stage) {

@@ -47,6 +47,11 @@ struct StartFailure {
   std::uint64_t time = 0;
 };
 
+/// A failure that no process is to blame for.
+[[nodiscard]] StartFailure failureOf(StartFailure::Stage stage, std::uint64_t now) noexcept;
+/// What clients are told at `now` of a failure before, after which nothing is started until `end`.
+[[nodiscard]] StartFailure pauseAfter(const StartFailure& failure, std::uint64_t end, std::uint64_t now) noexcept;
+
 /// The word for a stage.
 [[nodiscard]] const char* stageName(StartFailure::Stage stage) noexcept;
 

@@ -64,5 +64,15 @@ TEST(StartFailure, TellsWhatPeopleDecided) {
   EXPECT_EQ(failureText({.stage = Stage::Manager}), "manager: the service manager is ending");
 }
 
+TEST(StartFailure, IsToldAgainInThePauseAfterIt) {
+  const StartFailure failure{.stage = Stage::Greeting, .signal = SIGSEGV, .ran = 7, .pause = 9, .time = 1};
+  const StartFailure told = pauseAfter(failure, 10, 4);
+  EXPECT_EQ(told.stage, Stage::Pause);
+  EXPECT_EQ(told.signal, SIGSEGV);
+  EXPECT_EQ(told.pause, 6U);
+  EXPECT_EQ(told.time, 4U);
+  EXPECT_EQ(failureOf(Stage::Limit, 5).time, 5U);
+}
+
 }  // namespace
 }  // namespace vanto::manager
