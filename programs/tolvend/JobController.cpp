@@ -78,39 +78,32 @@ void JobController::listenerReplaced() {
 }
 
 void JobController::begin() {
-  hasBegun_ = true;
   withLifeCycle([](auto& life) { life.begin(monotonicNow()); });
-  for (const std::function<void()>& order : std::exchange(orders_, {})) order();
   changed_();
 }
 
-void JobController::whenBegun(std::function<void()> order) {
-  if (hasBegun_) {
-    order();
-  } else {
-    orders_.push_back(std::move(order));
-  }
+bool JobController::hasBegun() const {
+  return withLifeCycle([](const auto& life) { return life.hasBegun(); });
 }
 
 void JobController::start() {
-  whenBegun([this] { withLifeCycle([](auto& life) { life.start(monotonicNow()); }); });
+  withLifeCycle([](auto& life) { life.start(monotonicNow()); });
 }
 
 void JobController::stop() {
-  whenBegun([this] { withLifeCycle([](auto& life) { life.stop(monotonicNow()); }); });
+  withLifeCycle([](auto& life) { life.stop(monotonicNow()); });
 }
 
 void JobController::restart() {
-  whenBegun([this] { withLifeCycle([](auto& life) { life.restart(monotonicNow()); }); });
+  withLifeCycle([](auto& life) { life.restart(monotonicNow()); });
 }
 
 void JobController::hold() {
-  whenBegun([this] { withLifeCycle([](auto& life) { life.hold(monotonicNow()); }); });
+  withLifeCycle([](auto& life) { life.hold(monotonicNow()); });
 }
 
-void JobController::retire() {
-  orders_.clear();
-  withLifeCycle([](auto& life) { life.retire(monotonicNow()); });
+void JobController::retire(StartFailure::Stage told) {
+  withLifeCycle([=](auto& life) { life.retire(told, monotonicNow()); });
   listener_.close();
 }
 
@@ -155,6 +148,16 @@ std::uint64_t JobController::failures() const {
 
 const StartFailure* JobController::lastFailure() const {
   return withLifeCycle([](const auto& life) { return life.lastFailure(); });
+}
+
+bool JobController::isStartWanted() const noexcept {
+  const auto* life = std::get_if<LifeCycle>(&lifeCycle_);
+  return life != nullptr && life->isStartWanted();
+}
+
+const StartFailure* JobController::lastEnd() const noexcept {
+  const auto* life = std::get_if<LifeCycle>(&lifeCycle_);
+  return life != nullptr ? life->lastEnd() : nullptr;
 }
 
 pid_t JobController::pidOf(const StartFailure& failure) const noexcept {

@@ -58,17 +58,18 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
 
   /// Binds its socket in a directory that is borrowed, and notes that. An empty text, or what is wrong and what to do.
   [[nodiscard]] std::string open(int directory, PublishedSocket::Access access, PublishedSocket::Rival rival);
-  /// Begins to serve clients.
+  /// Begins to serve clients: to be called once no process is left that another manager, or another job of that label,
+  /// has started.
   void begin();
-  [[nodiscard]] bool hasBegun() const noexcept { return hasBegun_; }
+  [[nodiscard]] bool hasBegun() const;
 
-  // What people ask for. Before begin() it waits for that, but for holding.
+  // What people ask for. Before begin() clients of a job that is held are told so; a start waits.
   void start();
   void stop();
   void restart();
   void hold();
-  /// Ends everything; what clients wait is told. To be destroyed once isEmpty().
-  void retire();
+  /// Ends everything; clients who wait are told why, Removed or Manager. To be destroyed once isEmpty().
+  void retire(StartFailure::Stage told);
   /// Processes from now on are those of `job`, which has the same label and number of instances.
   void replace(Job job) { job_ = std::move(job); }
 
@@ -101,6 +102,9 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   [[nodiscard]] std::uint64_t failures() const;
   /// The last failure, or null.
   [[nodiscard]] const StartFailure* lastFailure() const;
+  /// As LifeCycle; of a job with several instances nothing is known.
+  [[nodiscard]] bool isStartWanted() const noexcept;
+  [[nodiscard]] const StartFailure* lastEnd() const noexcept;
   /// The process that a failure is of; 0 for none.
   [[nodiscard]] pid_t pidOf(const StartFailure& failure) const noexcept;
 
@@ -141,7 +145,6 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   template <typename Function>
   decltype(auto) withLifeCycle(Function function) const;
   void listenerReplaced();
-  void whenBegun(std::function<void()> order);
   [[nodiscard]] JobListener::Refusal refusalOf(const StartFailure& failure) const;
 
   Job job_;
@@ -155,9 +158,6 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   /// Numbers of the last processes, for what is told of them when they are gone.
   std::deque<std::pair<InstanceId, pid_t>> pids_;
   std::variant<std::monostate, LifeCycle, MultipleLifeCycle> lifeCycle_;
-  bool hasBegun_ = false;
-  /// What was asked for before it began.
-  std::vector<std::function<void()>> orders_;
 };
 
 }  // namespace vanto::manager

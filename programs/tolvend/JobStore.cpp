@@ -13,7 +13,7 @@
 
 #include "ipc/SocketName.h"
 #include "process/Contents.h"
-#include "tolvend/ErrorText.h"
+#include "tolvend/ErrorNumber.h"
 #include "tolvend/JobIntake.h"
 #include "value/limits.h"
 
@@ -71,6 +71,11 @@ bool isThere(int directory, const char* folder, std::string_view name) {
   return fstatat(directory, pathOf(folder, name).c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
+bool isDirectory(int directory, const char* folder, std::string_view name) {
+  struct stat status {};
+  return fstatat(directory, pathOf(folder, name).c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
+}
+
 /// The names in a folder, "." and ".." left out, in order. 0, or errno.
 int listFolder(int directory, const char* folder, std::vector<std::string>& names) {
   Fd opened(openat(directory, folder, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
@@ -97,7 +102,8 @@ StoreFailure cleanFolder(int directory, const char* folder) {
   if (const int error = listFolder(directory, folder, names); error != 0) return {error, folder};
   for (const std::string& name : names) {
     const bool isOrphan = folder == std::string_view(heldFolder) && !isThere(directory, jobsFolder, name);
-    if (name != unfinishedName && !isOrphan) continue;
+    // A manager makes no directory there; one is named when the jobs are read.
+    if ((name != unfinishedName && !isOrphan) || isDirectory(directory, folder, name)) continue;
     const std::string path = pathOf(folder, name);
     if (unlinkat(directory, path.c_str(), 0) != 0) return {errno, path};
   }
@@ -107,7 +113,7 @@ StoreFailure cleanFolder(int directory, const char* folder) {
 /// What is wrong with a file before it is read, or nothing.
 std::string judgeFile(int file) {
   struct stat status {};
-  if (fstat(file, &status) != 0) return errorText(errno);
+  if (fstat(file, &status) != 0) return errorNumberText(errno);
   if (!S_ISREG(status.st_mode)) return "is no regular file";
   if (status.st_uid != geteuid()) return "belongs to user " + std::to_string(status.st_uid);
   if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) return "can be written by others";
@@ -117,7 +123,7 @@ std::string judgeFile(int file) {
 }  // namespace
 
 std::string storeFailureText(const StoreFailure& failure) {
-  return failure.file + ": " + errorText(failure.error);
+  return failure.file + ": " + errorNumberText(failure.error);
 }
 
 StoreFailure JobStore::prepare() {
@@ -132,7 +138,7 @@ JobStore::Contents JobStore::read(Domain domain) const {
   Contents contents;
   std::vector<std::string> names;
   if (const int error = listFolder(directory_.get(), jobsFolder, names); error != 0) {
-    contents.damages.push_back({jobsFolder, errorText(error)});
+    contents.damages.push_back({jobsFolder, errorNumberText(error)});
   }
   for (const std::string& name : names) {
     StoredJob stored;
@@ -140,8 +146,16 @@ JobStore::Contents JobStore::read(Domain domain) const {
       contents.damages.push_back({pathOf(jobsFolder, name), std::move(reason)});
       continue;
     }
-    stored.isHeld = isThere(directory_.get(), heldFolder, name);
+    stored.isHeld = isThere(directory_.get(), heldFolder, name) && !isDirectory(directory_.get(), heldFolder, name);
     contents.jobs.push_back(std::move(stored));
+  }
+  names.clear();
+  if (const int error = listFolder(directory_.get(), heldFolder, names); error != 0) {
+    contents.damages.push_back({heldFolder, errorNumberText(error)});
+  }
+  for (const std::string& name : names) {
+    if (!isDirectory(directory_.get(), heldFolder, name)) continue;
+    contents.damages.push_back({pathOf(heldFolder, name), "is a directory"});
   }
   std::ranges::sort(contents.jobs, {}, [](const StoredJob& stored) -> const std::string& { return stored.job.label; });
   return contents;
@@ -151,10 +165,11 @@ std::string JobStore::readJob(const std::string& name, Domain domain, Job& job) 
   // Opening something that is no regular file must neither wait nor do anything to it.
   const Fd file(openat(directory_.get(), pathOf(jobsFolder, name).c_str(),
                        O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (!file) return errno == ELOOP ? "is no regular file" : errorText(errno);
+  if (!file) return errno == ELOOP ? "is no regular file" : errorNumberText(errno);
   if (std::string reason = judgeFile(file.get()); !reason.empty()) return reason;
   GrowingBytes bytes;
-  if (const int error = readContents(file.get(), limits::jobDataBytes, bytes); error != 0) return errorText(error);
+  if (const int error = readContents(file.get(), limits::jobDataBytes, bytes); error != 0)
+    return errorNumberText(error);
   Job read;
   if (std::string refusal = takeJob(bytes.data(), bytes.size(), domain, read); !refusal.empty()) return refusal;
   if (socketFileName(read.label) != name) return "is the job of another label";
@@ -167,8 +182,18 @@ StoreFailure JobStore::putJob(const Job& job) {
 }
 
 StoreFailure JobStore::removeJob(std::string_view label) {
-  if (StoreFailure failure = removeFile(directory_.get(), jobsFolder, label)) return failure;
-  return removeHeld(label);
+  const std::string path = pathOf(jobsFolder, socketFileName(label));
+  const std::string aside = pathOf(jobsFolder, unfinishedName);
+  const bool isThere = renameat(directory_.get(), path.c_str(), directory_.get(), aside.c_str()) == 0;
+  if (!isThere && errno != ENOENT) return {errno, path};
+  // Without its mark, or not at all.
+  if (StoreFailure failure = removeHeld(label)) {
+    if (isThere) renameat(directory_.get(), aside.c_str(), directory_.get(), path.c_str());
+    return failure;
+  }
+  // What stays is taken away by the next manager.
+  if (isThere) unlinkat(directory_.get(), aside.c_str(), 0);
+  return {};
 }
 
 StoreFailure JobStore::putHeld(std::string_view label) {

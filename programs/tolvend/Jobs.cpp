@@ -54,6 +54,7 @@ std::vector<std::string> Jobs::restore() {
 }
 
 void Jobs::beginWhatCan() {
+  forgetEnded();
   for (const auto& [label, job] : jobs_) {
     if (!job->hasBegun() && !former_.hasAny(job->file()) && !isEnding(label)) job->begin();
   }
@@ -67,7 +68,8 @@ Jobs::Result Jobs::load(Job job) {
   std::unique_ptr<JobController> added = make(job);
   if (std::string error = open(*added, PublishedSocket::Rival::Respect); !error.empty()) return {std::move(error)};
   if (const StoreFailure failure = store_.putJob(job)) {
-    added->retire();
+    added->retire(StartFailure::Stage::Removed);
+    sockets_.remove(added->file());
     return {storeFailureText(failure)};
   }
   jobs_.emplace(label, std::move(added));
@@ -90,7 +92,7 @@ Jobs::Result Jobs::replace(JobController& old, Job job) {
 Jobs::Result Jobs::unload(const std::string& label) {
   const auto place = jobs_.find(label);
   if (const StoreFailure failure = store_.removeJob(label)) return {storeFailureText(failure)};
-  place->second->retire();
+  place->second->retire(StartFailure::Stage::Removed);
   sockets_.remove(place->second->file());
   ending_.push_back(std::move(place->second));
   jobs_.erase(place);
@@ -110,6 +112,12 @@ Jobs::Result Jobs::start(JobController& job) {
   return {};
 }
 
+Jobs::Result Jobs::restart(JobController& job) {
+  if (const StoreFailure failure = store_.removeHeld(job.job().label)) return {storeFailureText(failure)};
+  job.restart();
+  return {};
+}
+
 JobController* Jobs::find(const std::string& label) const {
   const auto place = jobs_.find(label);
   return place != jobs_.end() ? place->second.get() : nullptr;
@@ -122,7 +130,7 @@ bool Jobs::isEnding(const std::string& label) const {
 void Jobs::retireAll() {
   isRetired_ = true;
   for (auto& [label, job] : jobs_) {
-    job->retire();
+    job->retire(StartFailure::Stage::Manager);
     sockets_.remove(job->file());
     ending_.push_back(std::move(job));
     note(label);
@@ -144,10 +152,18 @@ void Jobs::note(const std::string& label) {
   if (!telling_.isSet()) telling_.set(0);
 }
 
+void Jobs::forgetEnded() {
+  std::erase_if(ending_, [this](const auto& job) {
+    const bool hasEnded = job->isEmpty() && !former_.hasAny(job->file());
+    if (!hasEnded) return false;
+    note(job->job().label);
+    job->log().end();
+    return true;
+  });
+}
+
 void Jobs::tell() {
-  const std::size_t before = ending_.size();
-  std::erase_if(ending_, [](const auto& job) { return job->isEmpty(); });
-  if (ending_.size() != before) beginWhatCan();
+  beginWhatCan();
   for (const std::string& label : std::exchange(changed_, {})) {
     if (observer_) observer_(label);
   }

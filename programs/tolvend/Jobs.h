@@ -44,10 +44,11 @@ class Jobs {
   [[nodiscard]] Result unload(const std::string& label);
   [[nodiscard]] Result hold(JobController& job);
   [[nodiscard]] Result start(JobController& job);
+  [[nodiscard]] Result restart(JobController& job);
 
   [[nodiscard]] JobController* find(const std::string& label) const;
   [[nodiscard]] const Map& all() const noexcept { return jobs_; }
-  /// Whether a job of that label was removed whose processes have not all ended.
+  /// Whether a job of that label was removed whose processes, or those of a manager before, have not all ended.
   [[nodiscard]] bool isEnding(const std::string& label) const;
 
   /// Ends all of them, and leaves them in the store.
@@ -59,6 +60,8 @@ class Jobs {
   [[nodiscard]] std::string open(JobController& job, PublishedSocket::Rival rival) const;
   [[nodiscard]] std::unique_ptr<JobController> make(Job job);
   [[nodiscard]] Result replace(JobController& old, Job job);
+  /// Forgets those removed whose processes have all ended.
+  void forgetEnded();
   void note(const std::string& label);
   void tell();
 

@@ -30,6 +30,9 @@
 // a while to finish what it holds: everything that was asked to end, or ends by itself, is killed when it takes too
 // long. The number of such processes is bounded; beyond that clients wait until one has ended.
 //
+// Before it begins, a process that another manager has started for the job is left, and ends. The job counts as
+// Stopping then, unless it is held: those who come are told so at once.
+//
 // Failures. A start that fails before the service is executed pauses for a short, fixed time. An end that nobody asked
 // for, other than with status 0, pauses for longer each time; so does an end with status 0 before the first greeting
 // while somebody waits, and a process that stops accepting so without having been allowed to leave: both would
@@ -54,13 +57,6 @@ namespace {
 
 constexpr std::uint64_t never = UINT64_MAX;
 
-StartFailure failureOf(StartFailure::Stage stage, std::uint64_t now) {
-  StartFailure failure;
-  failure.stage = stage;
-  failure.time = now;
-  return failure;
-}
-
 /// Whether a process that ended with status 0, or stopped accepting, has left clients without what they came for.
 bool isUnseen(const InstanceRecord& instance) {
   return !instance.isAsked && !instance.hasFailed && !instance.mayLeave &&
@@ -73,6 +69,7 @@ LifeCycle::LifeCycle(LifeCycleWorld& world, BackOff backOff, LifeCycleTimes time
     : world_(world), backOff_(backOff), times_(times) {}
 
 void LifeCycle::begin(std::uint64_t now) {
+  hasBegun_ = true;
   settle(now);
 }
 
@@ -89,7 +86,7 @@ void LifeCycle::connectionWaiting(std::uint64_t now) {
   } else if (pauseUntil_ - now <= times_.patience) {
     isClientPatient_ = true;
   } else {
-    tellPause(now);
+    world_.tellWaiting(pauseAfter(failure_, pauseUntil_, now));
   }
   settle(now);
 }
@@ -180,13 +177,11 @@ void LifeCycle::ended(InstanceId instance, Ending ending, std::uint64_t now) {
   if (current_ == instance) current_ = 0;
   if (now - record.since >= BackOff::healthy) backOff_.reset();
 
+  end_ = record.failure(now);
+  (ending.kind == Ending::Kind::Signalled ? end_.signal : end_.exitStatus) = ending.value;
   const bool isFailure =
       isCrash(ending) ? !record.isAsked && !record.hasFailed : isUnseen(record) && world_.isAnybodyWaiting();
-  if (isFailure) {
-    StartFailure failure = record.failure(now);
-    (ending.kind == Ending::Kind::Signalled ? failure.signal : failure.exitStatus) = ending.value;
-    failRun(record, failure, now);
-  }
+  if (isFailure) failRun(record, end_, now);
   settle(now);
 }
 
@@ -247,10 +242,10 @@ void LifeCycle::hold(std::uint64_t now) {
   settle(now);
 }
 
-void LifeCycle::retire(std::uint64_t now) {
+void LifeCycle::retire(StartFailure::Stage told, std::uint64_t now) {
   if (isRetired_) return;
   isRetired_ = true;
-  world_.tellWaiting(failureOf(StartFailure::Stage::Removed, now));
+  world_.tellWaiting(failureOf(told, now));
   askAllToEnd(now);
   settle(now);
 }
@@ -262,7 +257,7 @@ LifeCycle::State LifeCycle::state() const noexcept {
     if (record->isAsked) return State::Stopping;
     return record->state() == InstanceRecord::State::Starting ? State::Starting : State::Running;
   }
-  if (instances_.size() >= limits::instancesPerJob) return State::Stopping;
+  if (!hasBegun_ || instances_.size() >= limits::instancesPerJob) return State::Stopping;
   return pauseUntil_ != 0 ? State::Pausing : State::Resting;
 }
 
@@ -277,7 +272,7 @@ const InstanceRecord* LifeCycle::currentRecord() const noexcept {
 }
 
 bool LifeCycle::mayStart() const noexcept {
-  return !isRetired_ && !isHeld_ && current_ == 0 && instances_.size() < limits::instancesPerJob;
+  return hasBegun_ && !isRetired_ && !isHeld_ && current_ == 0 && instances_.size() < limits::instancesPerJob;
 }
 
 bool LifeCycle::shallWatch() const noexcept {
@@ -328,7 +323,7 @@ void LifeCycle::fail(StartFailure failure, std::uint64_t pause, std::uint64_t no
   if (failure.stage != StartFailure::Stage::Serving) {
     world_.tellWaiting(failure_);
   } else if (!isReplaced && pause > times_.patience && world_.isAnybodyWaiting()) {
-    tellPause(now);
+    world_.tellWaiting(pauseAfter(failure_, pauseUntil_, now));
   }
 }
 
@@ -337,14 +332,6 @@ void LifeCycle::failRun(const InstanceRecord& instance, StartFailure failure, st
   using Stage = StartFailure::Stage;
   const bool isRetold = failure.stage == Stage::Greeting || failure.stage == Stage::Confinement;
   retellUntil_ = isRetold ? now + times_.retelling : 0;
-}
-
-void LifeCycle::tellPause(std::uint64_t now) {
-  StartFailure told = failure_;
-  told.stage = StartFailure::Stage::Pause;
-  told.time = now;
-  told.pause = pauseUntil_ - now;
-  world_.tellWaiting(told);
 }
 
 void LifeCycle::forgetFailures() noexcept {
@@ -381,6 +368,7 @@ void LifeCycle::lookAtWaiting(InstanceRecord& instance, std::uint64_t now) {
   StartFailure failure = instance.failure(now);
   failure.stage = StartFailure::Stage::Listening;
   failure.error = ETIMEDOUT;
+  failure.patience = times_.listening;
   instance.hasFailed = true;
   failRun(instance, failure, now);
   askToEnd(instance, now);

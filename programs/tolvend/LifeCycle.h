@@ -70,8 +70,10 @@ class LifeCycle {
   /// `world` is borrowed, and not called yet.
   LifeCycle(LifeCycleWorld& world, BackOff backOff, LifeCycleTimes times = {}) noexcept;
 
-  /// Begins to watch for clients; to be called once, before anything else.
+  /// Begins to watch for clients and to start processes, once: as soon as no process is left that somebody else has
+  /// started for the job. What is asked for before that takes effect at once, but for starts, which wait.
   void begin(std::uint64_t now);
+  [[nodiscard]] bool hasBegun() const noexcept { return hasBegun_; }
 
   // What happened. Calls about an instance that has ended, or is unknown, do nothing.
   void connectionWaiting(std::uint64_t now);
@@ -98,8 +100,8 @@ class LifeCycle {
   void restart(std::uint64_t now);
   /// Has the running process end, and starts none until start() is called.
   void hold(std::uint64_t now);
-  /// Has everything end for good: clients who wait are told, nothing is watched or started any more.
-  void retire(std::uint64_t now);
+  /// Has everything end for good: clients who wait are told why, nothing is watched or started any more.
+  void retire(StartFailure::Stage told, std::uint64_t now);
 
   [[nodiscard]] State state() const noexcept;
   /// True when no process of it is left.
@@ -113,6 +115,10 @@ class LifeCycle {
   [[nodiscard]] std::uint64_t failures() const noexcept { return failures_; }
   /// The last failure, or null.
   [[nodiscard]] const StartFailure* lastFailure() const noexcept { return failures_ == 0 ? nullptr : &failure_; }
+  /// Whether a start was asked for that could not be yet.
+  [[nodiscard]] bool isStartWanted() const noexcept { return isStartWanted_; }
+  /// The end of the process that ended last, told as a failure, whether it was one or not; null for none.
+  [[nodiscard]] const StartFailure* lastEnd() const noexcept { return end_.instance == 0 ? nullptr : &end_; }
   /// The instances whose processes have not ended, the oldest first. Until the next call of anything that is not const.
   [[nodiscard]] const std::vector<InstanceRecord>& instances() const noexcept { return instances_; }
 
@@ -138,7 +144,6 @@ class LifeCycle {
   void fail(StartFailure failure, std::uint64_t pause, std::uint64_t now);
   /// The same for a process that was executed: the pause grows with each failure.
   void failRun(const InstanceRecord& instance, StartFailure failure, std::uint64_t now);
-  void tellPause(std::uint64_t now);
   void forgetFailures() noexcept;
   /// Asks it to end, unless that was done.
   void askToEnd(InstanceRecord& instance, std::uint64_t now);
@@ -163,11 +168,13 @@ class LifeCycle {
   std::uint64_t starts_ = 0;
   std::uint64_t failures_ = 0;
   StartFailure failure_;
+  StartFailure end_;
   Appearance told_{State::Resting, 0, 0, 0, 0};
   /// A start was asked for that could not be yet.
   bool isStartWanted_ = false;
   /// A client waits for the end of a short pause.
   bool isClientPatient_ = false;
+  bool hasBegun_ = false;
   bool isHeld_ = false;
   bool isRetired_ = false;
   bool isWatching_ = false;

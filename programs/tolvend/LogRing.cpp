@@ -35,7 +35,11 @@ void LogRing::add(LogLine line) {
     bytes_ -= sizeOf(lines_.front());
     lines_.pop_front();
   }
-  if (follower_) follower_(lines_.back());
+  if (follower_) follower_(&lines_.back());
+}
+
+void LogRing::end() const {
+  if (follower_) follower_(nullptr);
 }
 
 void LogAssembly::append(std::string_view text) {

@@ -24,13 +24,15 @@ struct LogLine {
 /// The last lines of one job, of all its processes.
 class LogRing {
  public:
-  /// Called with each line that is added.
-  using Follower = std::function<void(const LogLine&)>;
+  /// Called with each line that is added, and with null when there will be none any more.
+  using Follower = std::function<void(const LogLine*)>;
 
   /// Adds a line, of which limits::managerLogLineBytes are kept, and drops the oldest ones so that no more than
   /// limits::managerLogBytes are held.
   void add(LogLine line);
   void follow(Follower follower) { follower_ = std::move(follower); }
+  /// The job is gone, and its last process has ended.
+  void end() const;
 
   [[nodiscard]] const std::deque<LogLine>& lines() const noexcept { return lines_; }
   /// The last line, or null.

@@ -113,8 +113,8 @@ Manager::Failure Manager::openStore() {
 
 void Manager::restoreJobs() {
   formerProcesses_.emplace(alarms_, records_, times_.ending);
-  const JobSurroundings surroundings{alarms_,   *spare_, spawn_,        records_,     sockets_, limit_,
-                                     children_, times_,  options_.idle, options_.floor};
+  const JobSurroundings surroundings{alarms_, *spare_,   spawn_, records_,      sockets_,
+                                     limit_,  children_, times_, options_.idle, options_.floor};
   jobs_.emplace(surroundings, *store_, *formerProcesses_, sockets_, options_.domain, directory_.domain.get());
   orders_.emplace(alarms_, *jobs_, options_.domain);
   jobs_->observe([this](const std::string& label) {

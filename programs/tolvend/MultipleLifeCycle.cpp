@@ -6,8 +6,9 @@
 // others to serve, and no process but the one made for it can lose a client. What is left to decide is when a client is
 // accepted, and what becomes of its connection if the process fails.
 //
-// The listener is watched but for three times: while a client is known to wait for the end of a short pause, while
-// all processes were asked to end and have not, and for ever once the job is retired. Those who come meanwhile wait.
+// The listener is watched but for these times: before it begins, unless the job is held; while a client is known to
+// wait for the end of a short pause; while all processes were asked to end and have not; and for ever once the job is
+// retired. Those who come meanwhile wait.
 //
 // The world holds each connection beside the process until the process has greeted its client, or for a limited time,
 // since a process without the library never says so. If the process ends before that, the client is told why. A client
@@ -30,13 +31,6 @@ namespace {
 
 constexpr std::uint64_t never = UINT64_MAX;
 
-StartFailure failureOf(StartFailure::Stage stage, std::uint64_t now) {
-  StartFailure failure;
-  failure.stage = stage;
-  failure.time = now;
-  return failure;
-}
-
 }  // namespace
 
 MultipleLifeCycle::MultipleLifeCycle(MultipleLifeCycleWorld& world, InstanceLimit& limit, BackOff backOff,
@@ -48,6 +42,7 @@ MultipleLifeCycle::~MultipleLifeCycle() {
 }
 
 void MultipleLifeCycle::begin(std::uint64_t now) {
+  hasBegun_ = true;
   settle(now);
 }
 
@@ -60,7 +55,7 @@ void MultipleLifeCycle::connectionWaiting(std::uint64_t now) {
   } else if (pauseUntil_ - now <= times_.patience) {
     isClientPatient_ = true;
   } else {
-    tellPause(now);
+    world_.tellWaiting(pauseAfter(failure_, pauseUntil_, now));
   }
   settle(now);
 }
@@ -184,18 +179,18 @@ void MultipleLifeCycle::hold(std::uint64_t now) {
   settle(now);
 }
 
-void MultipleLifeCycle::retire(std::uint64_t now) {
+void MultipleLifeCycle::retire(StartFailure::Stage told, std::uint64_t now) {
   if (isRetired_) return;
   isRetired_ = true;
   askAllToEnd(now);
-  world_.tellWaiting(failureOf(StartFailure::Stage::Removed, now));
+  world_.tellWaiting(failureOf(told, now));
   settle(now);
 }
 
 MultipleLifeCycle::State MultipleLifeCycle::state() const noexcept {
   if (isRetired_) return instances_.empty() ? State::Resting : State::Stopping;
   if (isHeld_) return State::Held;
-  if (isStopping_) return State::Stopping;
+  if (!hasBegun_ || isStopping_) return State::Stopping;
   if (pauseUntil_ != 0) return State::Pausing;
   if (instances_.empty()) return State::Resting;
   const bool isAnyReady = std::ranges::any_of(
@@ -209,7 +204,7 @@ MultipleLifeCycle::Instance* MultipleLifeCycle::find(InstanceId instance) noexce
 }
 
 bool MultipleLifeCycle::shallWatch() const noexcept {
-  return !isRetired_ && (isHeld_ || (!isStopping_ && !isClientPatient_));
+  return !isRetired_ && (isHeld_ || (hasBegun_ && !isStopping_ && !isClientPatient_));
 }
 
 std::uint64_t MultipleLifeCycle::nextDeadline() const noexcept {
@@ -254,14 +249,6 @@ void MultipleLifeCycle::noteFailure(StartFailure& failure, std::uint64_t pause, 
   pauseUntil_ = std::max(pauseUntil_, now + pause);
 }
 
-void MultipleLifeCycle::tellPause(std::uint64_t now) {
-  StartFailure told = failure_;
-  told.stage = StartFailure::Stage::Pause;
-  told.time = now;
-  told.pause = pauseUntil_ - now;
-  world_.tellWaiting(told);
-}
-
 void MultipleLifeCycle::endConnection(Instance& instance, const StartFailure& failure) {
   if (instance.isAsked) {
     forgetConnection(instance);
@@ -285,6 +272,7 @@ void MultipleLifeCycle::lookAtConnection(Instance& instance, std::uint64_t now) 
   }
   StartFailure failure = instance.failure(now);
   failure.error = ETIMEDOUT;
+  failure.patience = times_.listening;
   noteFailure(failure, backOff_.failed(failure.ran), now);
   endConnection(instance, failure);
   instance.hasFailed = true;

@@ -62,8 +62,9 @@ class MultipleLifeCycle {
   /// Gives back to `limit` what it counts for instances that are left.
   ~MultipleLifeCycle();
 
-  /// Begins to watch for clients; to be called once, before anything else.
+  /// As for LifeCycle.
   void begin(std::uint64_t now);
+  [[nodiscard]] bool hasBegun() const noexcept { return hasBegun_; }
 
   // What happened. Calls about an instance that has ended, or is unknown, do nothing.
   void connectionWaiting(std::uint64_t now);
@@ -85,7 +86,7 @@ class MultipleLifeCycle {
   /// The same, and forgets the back-off.
   void restart(std::uint64_t now);
   void hold(std::uint64_t now);
-  void retire(std::uint64_t now);
+  void retire(StartFailure::Stage told, std::uint64_t now);
 
   [[nodiscard]] State state() const noexcept;
   [[nodiscard]] bool isEmpty() const noexcept { return instances_.empty(); }
@@ -120,7 +121,6 @@ class MultipleLifeCycle {
   void serveOne(std::uint64_t now);
   /// Notes a failure and how long the pause after it is.
   void noteFailure(StartFailure& failure, std::uint64_t pause, std::uint64_t now);
-  void tellPause(std::uint64_t now);
   /// Gives up the manager's descriptor of the connection: the client is told `failure`, unless people wanted the end.
   void endConnection(Instance& instance, const StartFailure& failure);
   void forgetConnection(Instance& instance);
@@ -148,6 +148,7 @@ class MultipleLifeCycle {
   bool isClientPatient_ = false;
   /// All were asked to end, and not all have: clients wait.
   bool isStopping_ = false;
+  bool hasBegun_ = false;
   bool isHeld_ = false;
   bool isRetired_ = false;
   bool isWatching_ = false;

@@ -160,12 +160,6 @@ Ref<vanto_object> Orders::unload(const Order& order) {
 }
 
 Ref<vanto_object> Orders::start(const Order& order) {
-  // A process that accepts already is as good as one that is started now.
-  for (const JobController::Instance& instance : order.job->instances()) {
-    if (instance.state != InstanceRecord::State::Running) continue;
-    DictionaryBuilder reply;
-    return reply.text("label", order.label).number("pid", instance.pid).take();
-  }
   pending_.add(order.message, order.label, PendingOrders::Goal::Started);
   const Jobs::Result result = jobs_.start(*order.job);
   if (result.error.empty()) return nullptr;
@@ -181,8 +175,10 @@ Ref<vanto_object> Orders::stop(const Order& order) {
 
 Ref<vanto_object> Orders::restart(const Order& order) {
   pending_.add(order.message, order.label, PendingOrders::Goal::Restarted);
-  order.job->restart();
-  return nullptr;
+  const Jobs::Result result = jobs_.restart(*order.job);
+  if (result.error.empty()) return nullptr;
+  pending_.drop(order.message);
+  return errorReply(order.label + ": not restarted: " + result.error);
 }
 
 Ref<vanto_object> Orders::hold(const Order& order) {

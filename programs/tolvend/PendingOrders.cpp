@@ -28,11 +28,13 @@ void PendingOrders::add(vanto_object_t message, const std::string& label, Goal g
   order.message = Ref<vanto_object>::share(message);
   order.label = label;
   order.goal = goal;
+  order.time = monotonicNow();
   order.deadline = deadlineAfter(longest);
   if (const JobController* job = jobs_.find(label)) {
     order.failures = job->failures();
-    if (goal != Goal::Started) {
-      for (const JobController::Instance& instance : job->instances()) order.old.push_back(instance.id);
+    for (const JobController::Instance& instance : job->instances()) {
+      const bool isLeaving = instance.state == InstanceRecord::State::Stopping;
+      if (isLeaving || goal != Goal::Started) order.old.push_back(instance.id);
     }
   }
   orders_.push_back(std::move(order));
@@ -60,7 +62,8 @@ PendingOrders::State PendingOrders::settle(Order& order, std::uint64_t now) {
   if (order.goal == Goal::Unloaded) return jobs_.isEnding(order.label) ? State::Waiting : succeed(order, 0);
   const JobController* job = jobs_.find(order.label);
   if (job == nullptr) return fail(order, "the job was unloaded meanwhile");
-  if (hasAny(job->instances(), order.old)) return State::Waiting;
+  if (!job->hasBegun()) return State::Waiting;
+  if (order.goal != Goal::Started && hasAny(job->instances(), order.old)) return State::Waiting;
   return order.goal == Goal::Ended ? succeed(order, 0) : settleStart(order, *job, now);
 }
 
@@ -79,10 +82,18 @@ PendingOrders::State PendingOrders::settleStart(Order& order, const JobControlle
     }
     return fresh->isExecuted && now >= order.executed + quietStart ? succeed(order, fresh->pid) : State::Waiting;
   }
-  if (job.state() == LifeCycle::State::Held && job.hasBegun()) return fail(order, "the job was held meanwhile");
+  if (job.state() == LifeCycle::State::Held) return fail(order, "the job was held meanwhile");
   const StartFailure* failure = job.lastFailure();
   if (failure != nullptr && job.failures() != order.failures) return fail(order, failureText(*failure));
-  return State::Waiting;
+  return job.isStartWanted() ? State::Waiting : settleEnd(order, job);
+}
+
+/// Nothing accepts, and nothing is going to.
+PendingOrders::State PendingOrders::settleEnd(const Order& order, const JobController& job) {
+  const StartFailure* end = job.lastEnd();
+  const bool isOfThis = end != nullptr && end->time >= order.time &&
+                        std::find(order.old.begin(), order.old.end(), end->instance) == order.old.end();
+  return fail(order, isOfThis ? failureText(*end) : "the job was stopped meanwhile");
 }
 
 PendingOrders::State PendingOrders::succeed(const Order& order, pid_t pid) {

@@ -44,8 +44,10 @@ class PendingOrders {
     Ref<vanto_object> message;
     std::string label;
     Goal goal;
-    /// Those whose end is waited for.
+    /// Those that were there and are not what is started. Unless all is about a start, their end is waited for.
     std::vector<InstanceId> old;
+    /// When the order was given.
+    std::uint64_t time = 0;
     /// Failures of the job when the order was given.
     std::uint64_t failures = 0;
     std::uint64_t deadline = 0;
@@ -57,6 +59,7 @@ class PendingOrders {
 
   [[nodiscard]] State settle(Order& order, std::uint64_t now);
   [[nodiscard]] State settleStart(Order& order, const JobController& job, std::uint64_t now);
+  [[nodiscard]] static State settleEnd(const Order& order, const JobController& job);
   static State succeed(const Order& order, pid_t pid);
   static State fail(const Order& order, const std::string& error);
 

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tolvend/StartFailure.h"
 
-#include <cerrno>
 #include <cstring>
 
-#include "tolvend/ErrorText.h"
+#include "tolvend/ErrorNumber.h"
 
 namespace vanto::manager {
 
@@ -35,12 +34,13 @@ std::string reasonOf(const StartFailure& failure) {
   if (failure.stage == Stage::Held) return "its owner has stopped it";
   if (failure.stage == Stage::Limit) return "too many instances";
   if (failure.stage == Stage::Removed) return "its job was unloaded";
+  if (failure.stage == Stage::Manager) return "the service manager is ending";
   if (!failure.reason.empty()) return failure.reason;
   if (failure.signal >= 0) return signalText(failure.signal);
   if (failure.exitStatus >= 0) return "exited with status " + std::to_string(failure.exitStatus);
   if (failure.error == ESHUTDOWN) return "shut down the socket that it was handed";
-  if (failure.error == ETIMEDOUT) return "did not accept clients within 10 s";
-  if (failure.error != 0) return errorText(failure.error);
+  if (failure.patience != 0) return "did not accept clients within " + seconds(failure.patience);
+  if (failure.error != 0) return errorNumberText(failure.error);
   return failure.ran != 0 ? "stopped accepting clients" : "it failed before";
 }
 
@@ -51,6 +51,21 @@ bool isPauseTold(Stage stage) {
 }
 
 }  // namespace
+
+StartFailure failureOf(Stage stage, std::uint64_t now) noexcept {
+  StartFailure failure;
+  failure.stage = stage;
+  failure.time = now;
+  return failure;
+}
+
+StartFailure pauseAfter(const StartFailure& failure, std::uint64_t end, std::uint64_t now) noexcept {
+  StartFailure told = failure;
+  told.stage = Stage::Pause;
+  told.time = now;
+  told.pause = end - now;
+  return told;
+}
 
 const char* stageName(Stage stage) noexcept {
   switch (stage) {
@@ -85,9 +100,11 @@ const char* stageName(Stage stage) noexcept {
     case Stage::Serving:
       return "serving";
     case Stage::Removed:
+      return "removed";
+    case Stage::Manager:
       break;
   }
-  return "removed";
+  return "manager";
 }
 
 std::string failureText(const StartFailure& failure) {

@@ -25,7 +25,8 @@ struct StartFailure {
     Confinement,  ///< "confinement": it listened, and is confined less than this manager demands
     Greeting,     ///< "greeting": it ended before it greeted a client
     Serving,      ///< "serving": it ended by a failure later on; clients who wait are not told
-    Removed       ///< "removed": its job was unloaded
+    Removed,      ///< "removed": its job was unloaded
+    Manager       ///< "manager": the manager is ending
   };
 
   Stage stage = Stage::Resources;
@@ -36,6 +37,9 @@ struct StartFailure {
   int signal = -1;
   /// For how long the process ran, in nanoseconds; 0 where there was none.
   std::uint64_t ran = 0;
+  /// For how long clients have waited for it to accept them, in nanoseconds, where that was too long; then `error` is
+  /// ETIMEDOUT.
+  std::uint64_t patience = 0;
   /// The instance that failed, 0 for none.
   std::uint64_t instance = 0;
   /// For how long the next start is put off from `time` on, in nanoseconds; 0 when it may be at once.
@@ -45,6 +49,11 @@ struct StartFailure {
   /// What is wrong in words, for stages whose failures have no number; empty for others.
   std::string reason = {};
 };
+
+/// A failure that no process is to blame for.
+[[nodiscard]] StartFailure failureOf(StartFailure::Stage stage, std::uint64_t now) noexcept;
+/// What clients are told at `now` of a failure before, after which nothing is started until `end`.
+[[nodiscard]] StartFailure pauseAfter(const StartFailure& failure, std::uint64_t end, std::uint64_t now) noexcept;
 
 /// The word for a stage.
 [[nodiscard]] const char* stageName(StartFailure::Stage stage) noexcept;

@@ -13,23 +13,29 @@ namespace {
 
 constexpr std::uint64_t interval = 100'000'000;
 
+Ref<vanto_object> removedReport(const std::string& label) {
+  DictionaryBuilder removed;
+  return removed.text("label", label).truth("removed", true).take();
+}
+
 }  // namespace
 
-void Subscriptions::add(std::list<Watcher>& list, vanto_object_t connection, const std::string& label) {
+void Subscriptions::add(std::list<Watcher>& list, vanto_object_t connection, const std::string& label,
+                        const LogRing* log) {
   const bool isThere = std::any_of(list.begin(), list.end(), [&](const Watcher& watcher) {
-    return watcher.connection.get() == connection && watcher.label == label;
+    return watcher.connection.get() == connection && watcher.label == label && watcher.log == log;
   });
-  if (!isThere) list.push_back({Ref<vanto_object>::share(connection), label});
+  if (!isThere) list.push_back({Ref<vanto_object>::share(connection), label, log});
 }
 
 void Subscriptions::watch(vanto_object_t connection, const std::string& label) {
-  add(watchers_, connection, label);
+  add(watchers_, connection, label, nullptr);
 }
 
 void Subscriptions::follow(vanto_object_t connection, JobController& job) {
-  const std::string label = job.job().label;
-  add(followers_, connection, label);
-  job.log().follow([this, label](const LogLine& line) { tellLine(label, line); });
+  const LogRing& log = job.log();
+  add(followers_, connection, job.job().label, &log);
+  job.log().follow([this, &log](const LogLine* line) { line != nullptr ? tellLine(log, *line) : tellEnd(log); });
 }
 
 void Subscriptions::forget(vanto_object_t connection) {
@@ -68,20 +74,30 @@ void Subscriptions::tellOf(const std::string& label) {
   if (const JobController* job = jobs_.find(label)) {
     message = jobState(*job);
   } else {
-    DictionaryBuilder removed;
-    message = removed.text("label", label).truth("removed", true).take();
+    message = removedReport(label);
   }
   for (const Watcher& watcher : watchers_) {
     if (watcher.label.empty() || watcher.label == label) send(watcher.connection.get(), message.get());
   }
 }
 
-void Subscriptions::tellLine(const std::string& label, const LogLine& line) {
+void Subscriptions::tellLine(const LogRing& log, const LogLine& line) {
   Ref<vanto_object> message;
   for (const Watcher& follower : followers_) {
-    if (follower.label != label) continue;
+    if (follower.log != &log) continue;
     if (!message) message = lineReport(line);
     send(follower.connection.get(), message.get());
+  }
+}
+
+void Subscriptions::tellEnd(const LogRing& log) {
+  for (auto follower = followers_.begin(); follower != followers_.end();) {
+    if (follower->log != &log) {
+      ++follower;
+      continue;
+    }
+    send(follower->connection.get(), removedReport(follower->label).get());
+    follower = followers_.erase(follower);
   }
 }
 

@@ -24,7 +24,8 @@ class Subscriptions {
 
   /// Tells `connection` of changes of the job `label`, or of all for an empty text.
   void watch(vanto_object_t connection, const std::string& label);
-  /// Tells `connection` each further line of the log of `job`.
+  /// Tells `connection` each further line of the log of `job`, and when there will be none any more since the job was
+  /// removed.
   void follow(vanto_object_t connection, JobController& job);
   /// Tells `connection` nothing any more.
   void forget(vanto_object_t connection);
@@ -36,12 +37,15 @@ class Subscriptions {
   struct Watcher {
     Ref<vanto_object> connection;
     std::string label;
+    /// What a follower reads: a job of the same label that is loaded later has another one.
+    const LogRing* log = nullptr;
   };
 
-  static void add(std::list<Watcher>& list, vanto_object_t connection, const std::string& label);
+  static void add(std::list<Watcher>& list, vanto_object_t connection, const std::string& label, const LogRing* log);
   void tellWatchers();
   void tellOf(const std::string& label);
-  void tellLine(const std::string& label, const LogLine& line);
+  void tellLine(const LogRing& log, const LogLine& line);
+  void tellEnd(const LogRing& log);
   void send(vanto_object_t connection, vanto_object_t message);
 
   Jobs& jobs_;

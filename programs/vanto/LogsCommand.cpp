@@ -17,12 +17,17 @@ ExitStatus fail(Console& console, const std::string& problem) {
   return ExitStatus::Failed;
 }
 
-/// Prints what the manager sends from now on. Ends when it ends, sends what is no line, or nobody reads any more.
+/// Prints what the manager sends from now on. Ends when it or the job does, when it sends what is no line, or nobody
+/// reads any more.
 ExitStatus follow(Console& console, const ManagerClient& manager, MessageInbox& inbox) {
   while (console.isOutputFine()) {
     const MessageInbox::Item item = inbox.take();
     if (vanto_kind(item.content.get()) == VANTO_KIND_ERROR) return fail(console, manager.name() + " has ended");
     ReplyReader reader(item.content.get());
+    if (vanto_bool_get_value(vanto_dictionary_get_value(item.content.get(), "removed"))) {
+      const std::string label = reader.text("label");
+      return fail(console, visible(label) + ": was unloaded");
+    }
     const LogLine line = LogLine::read(reader);
     if (!reader.isFine()) return fail(console, manager.malformed(reader.problem()).text);
     console.printLine(line.line());

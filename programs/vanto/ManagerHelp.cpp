@@ -151,14 +151,16 @@ Usage: vanto logs [--lines N] [--follow] [--domain DOMAIN] [--timeout SECONDS] L
 
   LABEL                  the label of a job, or the path of its bundle
   -n, --lines N          the last N lines; without it all that the manager has kept
-  -f, --follow           go on with further lines until the manager ends
+  -f, --follow           go on with further lines until the job is unloaded or
+                         the manager ends
   -d, --domain DOMAIN    session, user or system; without it the first manager in
                          this order that has the label
       --timeout SECONDS  how long to wait for each answer; 60 unless said
 
 A line has the local time, the process, and the text.
 
-Exit status: 0 fine, 2 no manager has the label, or it has ended.
+Exit status: 0 fine, 2 no manager has the label, or it has ended, or the job
+was unloaded.
 
 Example:
   vanto logs -n 20 -f org.example.index

@@ -35,6 +35,7 @@ constexpr StageText texts[] = {
     {"serving", "it served clients, and then ended by a failure",
      "look for what its last request has done to it; vanto logs has what it wrote"},
     {"removed", "its job was unloaded while a client waited", "load it again: vanto load"},
+    {"manager", "its manager ended while a client waited", "start tolvend again; it still has the job"},
 };
 
 constexpr StageText unknown{"", "this tool does not know this stage", "use a vanto of the version of its manager"};

@@ -51,6 +51,33 @@ TEST_F(ManagerOrders, AStartThatFailsIsAnswered) {
   EXPECT_TRUE(errorOf(order("start", echo)).starts_with("org.example.echo: executable: No such file"));
 }
 
+TEST_F(ManagerOrders, AStartThatEndsWithoutAFailureIsAnswered) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("exits-0", echo), "");
+  EXPECT_TRUE(errorOf(order("start", echo)).starts_with("org.example.echo: listening: exited with status 0 after "));
+  EXPECT_TRUE(errorOf(order("restart", echo)).starts_with("org.example.echo: listening: exited with status 0 after "));
+  EXPECT_EQ(starts(echo), 2U);
+  EXPECT_EQ(number(stateOf(echo), "failures"), 0);
+}
+
+TEST_F(ManagerOrders, AStartForgetsThePauseThoughAnInstanceRuns) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("echo", echo, {{"MultipleInstances", Held(vanto_bool_create(true))}}), "");
+  const Held running = connect(echo);
+  ASSERT_GT(tell(running, "pid").first, 0);
+  // Each pause is longer than the one before.
+  ASSERT_TRUE(waitUntil([] {
+    static_cast<void>(tell(connect(echo), "crash"));
+    return number(stateOf(echo), "retry") > 1'000'000'000;
+  }));
+  const Held started = order("start", echo);
+  EXPECT_EQ(errorOf(started), "");
+  EXPECT_EQ(text(started, "label"), echo);
+  EXPECT_EQ(vanto_dictionary_get_value(started, "pid"), nullptr);
+  EXPECT_EQ(text(stateOf(echo), "state"), "running");
+  EXPECT_GT(tell(running, "pid").first, 0);
+}
+
 TEST_F(ManagerOrders, AServiceWithoutTheLibraryHasStartedAfterASecond) {
   const ManagerProcess manager(setting());
   ASSERT_EQ(load("silent", echo), "");

@@ -49,6 +49,15 @@ void runChild() {
   std::fflush(stdout);
 }
 
+/// Has a process write lines as fast as they are taken, until this one ends.
+void flood() {
+  if (fork() != 0) return;
+  const std::string line(500, 'x');
+  for (;;) {
+    if (std::puts(line.c_str()) == EOF) std::_Exit(1);
+  }
+}
+
 void obey(vanto_object_t message) {
   const vanto_object_t body = vanto_message_get_body(message);
   const char* text = vanto_string_get_text(body);
@@ -58,6 +67,7 @@ void obey(vanto_object_t message) {
   if (order == "away") forkAway();
   if (order == "child") runChild();
   if (order == "shut down") shutdown(listenerDescriptor, SHUT_RDWR);
+  if (order == "flood") flood();
   if (order.rfind("say ", 0) == 0) {
     std::printf("%s\n", order.c_str() + 4);
     std::fflush(stdout);

@@ -50,18 +50,20 @@ TEST(JobController, AStartThatFailsIsKnownWithItsProcess) {
             Lines{"executable: No such file or directory"});
 }
 
-TEST(JobController, WhatIsAskedForBeforeItBeginsWaits) {
+TEST(JobController, BeforeItBeginsItIsHeldAtOnceAndStartsNothing) {
   EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
                 static ManagerWorld world(alarms);
                 JobController& job = controllerOf(world, world.job("org.example.echo"), [](JobController&) {});
                 job.hold();
                 EXPECT_FALSE(job.hasBegun());
-                EXPECT_EQ(job.state(), LifeCycle::State::Resting);
+                EXPECT_EQ(job.state(), LifeCycle::State::Held);
+                job.start();
+                EXPECT_EQ(job.state(), LifeCycle::State::Stopping);
+                EXPECT_EQ(job.starts(), 0U);
                 job.begin();
                 EXPECT_TRUE(job.hasBegun());
-                EXPECT_EQ(job.state(), LifeCycle::State::Held);
-                job.retire();
-                EXPECT_TRUE(job.isEmpty());
+                EXPECT_EQ(job.starts(), 1U);
+                job.retire(StartFailure::Stage::Removed);
                 EXPECT_FALSE(world.client("org.example.echo"));
                 finish();
               }).empty());

@@ -148,8 +148,33 @@ TEST_F(JobStoreTest, NamesWhatIsDamagedAndLeavesItAlone) {
   EXPECT_TRUE(newStore().read(Domain::User).jobs.empty());
 }
 
+TEST_F(JobStoreTest, LeavesDirectoriesAloneAndNamesThem) {
+  ASSERT_FALSE(newStore().prepare());
+  EXPECT_FALSE(newStore().putJob(job()));
+  for (const char* name : {"jobs/.unfinished", "held/.unfinished", "held/org.example.echo", "held/org.example.gone"}) {
+    std::filesystem::create_directories(directory / name);
+  }
+  ASSERT_FALSE(newStore().prepare());
+  EXPECT_EQ(damages(),
+            (std::set<std::string>{"jobs/.unfinished: is no regular file", "held/.unfinished: is a directory",
+                                   "held/org.example.echo: is a directory", "held/org.example.gone: is a directory"}));
+  const JobStore::Contents contents = newStore().read(Domain::User);
+  ASSERT_EQ(contents.jobs.size(), 1U);
+  EXPECT_FALSE(contents.jobs[0].isHeld);
+}
+
+TEST_F(JobStoreTest, KeepsAJobWhoseMarkCannotBeRemoved) {
+  JobStore store = newStore();
+  ASSERT_FALSE(store.prepare());
+  EXPECT_FALSE(store.putJob(job()));
+  std::filesystem::create_directory(directory / "held/org.example.echo");
+  EXPECT_EQ(storeFailureText(store.removeJob("org.example.echo")), "held/org.example.echo: Is a directory (error 21)");
+  EXPECT_EQ(files(), (std::set<std::string>{"jobs/org.example.echo", "held/org.example.echo"}));
+  EXPECT_EQ(store.read(Domain::User).jobs.size(), 1U);
+}
+
 TEST_F(JobStoreTest, NamesTheFilesOfOthers) {
-  if (geteuid() != 0) return;  // nobody else can make one
+  if (geteuid() != 0) GTEST_SKIP() << "needs root";
   ASSERT_FALSE(newStore().prepare());
   write("jobs/org.example.echo", job().data);
   ASSERT_EQ(chown((directory / "jobs/org.example.echo").c_str(), 4711, 0), 0);
@@ -185,7 +210,8 @@ TEST_F(JobStoreTest, TellsThatItsFoldersAreNone) {
   write("jobs", "");
   EXPECT_EQ(newStore().prepare().error, ENOTDIR);
   EXPECT_EQ(newStore().putJob(job()).error, ENOTDIR);
-  EXPECT_EQ(damages(), std::set<std::string>{"jobs: Not a directory (error 20)"});
+  EXPECT_EQ(damages(),
+            (std::set<std::string>{"jobs: Not a directory (error 20)", "held: No such file or directory (error 2)"}));
 }
 
 TEST_F(JobStoreTest, TellsThatItsDirectoryIsGone) {

@@ -78,6 +78,35 @@ TEST(Jobs, AreLimitedInNumber) {
               }).empty());
 }
 
+TEST(Jobs, AreHeldOnDiskUntilTheyAreStartedOrRestarted) {
+  EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
+                ManagerWorld world(alarms);
+                Jobs& jobs = *world.jobs;
+                const std::string mark = world.directory / "held/org.example.echo";
+                EXPECT_EQ(jobs.load(ManagerWorld::job(echo)).error, "");
+                for (Jobs::Result (Jobs::*release)(JobController&) : {&Jobs::start, &Jobs::restart}) {
+                  EXPECT_EQ(jobs.hold(*jobs.find(echo)).error, "");
+                  EXPECT_TRUE(std::filesystem::exists(mark));
+                  EXPECT_EQ((jobs.*release)(*jobs.find(echo)).error, "");
+                  EXPECT_FALSE(std::filesystem::exists(mark));
+                }
+                finish();
+              }).empty());
+}
+
+TEST(Jobs, OneThatCannotBeKeptLeavesNothing) {
+  EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
+                ManagerWorld world(alarms);
+                std::filesystem::create_directory(world.directory / "jobs/org.example.echo");
+                EXPECT_EQ(world.jobs->load(ManagerWorld::job(echo)).error,
+                          "jobs/org.example.echo: Is a directory (error 21)");
+                EXPECT_EQ(world.jobs->find(echo), nullptr);
+                EXPECT_FALSE(std::filesystem::exists(world.directory / "org.example.echo"));
+                EXPECT_FALSE(std::filesystem::exists(world.directory / "sockets/org.example.echo"));
+                finish();
+              }).empty());
+}
+
 TEST(Jobs, NoneIsLoadedWhenTheyAreRetired) {
   EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
                 ManagerWorld world(alarms);

@@ -26,8 +26,19 @@ constexpr std::uint64_t longestStart = 21 * second + 500 * millisecond;
 
 LifeCycleModel::LifeCycleModel(std::uint64_t seed) : random_(seed), lifeCycle_(*this, BackOff(seed)) {}
 
-std::string LifeCycleModel::walk() {
+void LifeCycleModel::begin() {
+  for (Client& client : waiting_) ++client.disturbances;
+  hasBegun_ = true;
   lifeCycle_.begin(now_);
+}
+
+std::string LifeCycleModel::walk() {
+  if (chance(70)) {
+    begin();
+  } else {
+    // A process is left that another manager has started.
+    plan(upTo(20 * second), [this] { begin(); });
+  }
   check();
   for (int step = 0; step < 40 && problem_.empty(); ++step) {
     act();
@@ -38,7 +49,7 @@ std::string LifeCycleModel::walk() {
   if (chance(50) && !isRetired_)
     order([this] {
       isRetired_ = true;
-      orderToEnd(&LifeCycle::retire);
+      orderToEnd([this] { lifeCycle_.retire(StartFailure::Stage::Removed, now_); });
     });
   runUntil(now_ + 600 * second);
   if (!waiting_.empty() && !isRetired_) wrong("a client waits after ten minutes");
@@ -55,6 +66,7 @@ void LifeCycleModel::watchListener(bool shallWatch) {
 
 bool LifeCycleModel::spawn(InstanceId instance, StartFailure& failure) {
   if (isHeld_ || isRetired_) wrong("a start while held or retired");
+  if (!hasBegun_) wrong("a start before it begins");
   if (lifeCycle_.earliestStart() > now_) wrong("a start in a pause");
   for (const auto& [id, process] : processes_) {
     if (process.isAlive && !process.hasStopped && !process.hasFailedExecution) {
@@ -179,7 +191,7 @@ void LifeCycleModel::act() {
     case 0:
       return order([this] { orderToStart(&LifeCycle::start); });
     case 1:
-      return order([this] { orderToEnd(&LifeCycle::stop); });
+      return order([this] { orderToEnd([this] { lifeCycle_.stop(now_); }); });
     case 2:
       return order([this] { orderToStart(&LifeCycle::restart); });
     case 3:
@@ -187,7 +199,7 @@ void LifeCycleModel::act() {
       return order([this] {
         isHeld_ = true;
         isPatient_ = false;
-        orderToEnd(&LifeCycle::hold);
+        orderToEnd([this] { lifeCycle_.hold(now_); });
       });
     case 4:
       if (Process* process = current(); process != nullptr && chance(30)) {
@@ -225,11 +237,16 @@ void LifeCycleModel::orderToStart(void (LifeCycle::*what)(std::uint64_t)) {
   (lifeCycle_.*what)(now_);
 }
 
-void LifeCycleModel::orderToEnd(void (LifeCycle::*what)(std::uint64_t)) {
+void LifeCycleModel::orderToEnd(const std::function<void()>& what) {
   isStartWanted_ = false;
-  (lifeCycle_.*what)(now_);
+  std::vector<InstanceId> asked;
   for (const auto& [id, process] : processes_) {
-    if (!process.toldEnded && !process.isAsked) wrong("process " + std::to_string(id) + " was not asked to end");
+    if (!process.toldEnded) asked.push_back(id);
+  }
+  what();
+  // Not one that it may have started for a client who waited for the end of a pause.
+  for (const InstanceId id : asked) {
+    if (!processes_[id].isAsked) wrong("process " + std::to_string(id) + " was not asked to end");
   }
 }
 
@@ -249,22 +266,23 @@ void LifeCycleModel::lookAtProcesses() {
 
 void LifeCycleModel::tellEnd(InstanceId instance, Ending ending) {
   Process& process = processes_[instance];
+  const bool isQuietFailure = isUnseen(process) && !waiting_.empty();
   process.toldGone = process.toldEnded = true;
   process.lookAt = never;
   if (current_ == instance) current_ = 0;
   for (Client& client : waiting_) ++client.disturbances;
   if (now_ - process.madeAt >= BackOff::healthy) nominal_ = BackOff::first;
-  const bool isQuietFailure = isUnseen(process) && !waiting_.empty();
   const bool isFailure = isCrash(ending) ? !process.isAsked && !process.toldFailed : isQuietFailure;
   expectFailure(isFailure, "an end", [this, instance, ending] { lifeCycle_.ended(instance, ending, now_); });
-  if (isFailure && current_ == 0 && lifeCycle_.lastFailure()->pause > second && !waiting_.empty()) {
+  const StartFailure* failure = lifeCycle_.lastFailure();
+  if (isFailure && current_ == 0 && failure != nullptr && failure->pause > second && !waiting_.empty()) {
     wrong("a client was not told of a long pause");
   }
 }
 
 bool LifeCycleModel::isUnseen(const Process& process) const {
   return !process.isAsked && !process.toldFailed && !process.toldIdle && !process.toldGreeted && !process.toldStopped &&
-         (process.toldListening || !process.seemedToAccept);
+         (process.toldListening || !process.seemedToAccept || process.lookAt != never);
 }
 
 void LifeCycleModel::expectFailure(bool isExpected, const char* what, const std::function<void()>& call) {
@@ -351,6 +369,7 @@ void LifeCycleModel::execute(InstanceId instance) {
   process.isExecuted = true;
   report(instance, [this, instance] {
     Process& executed = processes_[instance];
+    executed.toldExecuted = true;
     if (!executed.toldListening && executed.lookAt != never) executed.lookAt = now_ + 10 * second;
     lifeCycle_.executed(instance, now_);
   });
@@ -494,7 +513,8 @@ void LifeCycleModel::check() {
   if (isPatient_ && lifeCycle_.earliestStart() == 0) isPatient_ = false;
   if (isWatching_ != shallBeWatched()) wrong(isWatching_ ? "the listener is watched" : "the listener is not watched");
   if (timer_ != never && timer_ + 3 * millisecond < now_) wrong("a timer in the past");
-  if (isStartWanted_ && !isHeld_ && !isRetired_ && current_ == 0 && unfinished() < limits::instancesPerJob) {
+  if (isStartWanted_ && hasBegun_ && !isHeld_ && !isRetired_ && current_ == 0 &&
+      unfinished() < limits::instancesPerJob) {
     wrong("a start that was asked for is forgotten");
   }
   checkFailures();
@@ -536,7 +556,7 @@ void LifeCycleModel::checkFailures() {
 }
 
 void LifeCycleModel::checkWaiting() {
-  if (isRetired_ || waiting_.empty()) return;
+  if (isRetired_ || waiting_.empty() || (!hasBegun_ && !isHeld_)) return;
   const Process* process = current();
   const bool isServed = process != nullptr && (process->isAccepting || process->isKilled);
   if (!isServed && !isWatching_ && timer_ == never && reportsUnderWay_ == 0) wrong("a client waits for nothing");
@@ -550,7 +570,7 @@ bool LifeCycleModel::shallBeWatched() {
   if (const Process* process = current()) {
     return !process->isAsked && !process->toldListening && process->lookAt == never;
   }
-  return unfinished() < limits::instancesPerJob && !isPatient_;
+  return hasBegun_ && unfinished() < limits::instancesPerJob && !isPatient_;
 }
 
 LifeCycleModel::Process* LifeCycleModel::current() {

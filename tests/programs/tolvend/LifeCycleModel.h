@@ -97,6 +97,7 @@ class LifeCycleModel final : LifeCycleWorld {
   [[nodiscard]] std::uint64_t anyTime();
 
   // What happens.
+  void begin();
   void plan(std::uint64_t after, std::function<void()> event);
   void report(InstanceId instance, std::function<void()> call);
   void runUntil(std::uint64_t time);
@@ -115,7 +116,7 @@ class LifeCycleModel final : LifeCycleWorld {
   void end(InstanceId instance, Ending ending);
   void order(const std::function<void()>& order);
   void orderToStart(void (LifeCycle::*what)(std::uint64_t));
-  void orderToEnd(void (LifeCycle::*what)(std::uint64_t));
+  void orderToEnd(const std::function<void()>& what);
   void lookAtProcesses();
   void tellEnd(InstanceId instance, Ending ending);
 
@@ -152,6 +153,7 @@ class LifeCycleModel final : LifeCycleWorld {
   bool isStartWanted_ = false;
   /// Until then clients are told of the last failure.
   std::uint64_t retellUntil_ = 0;
+  bool hasBegun_ = false;
   bool isHeld_ = false;
   bool isRetired_ = false;
   std::string problem_;

@@ -240,6 +240,7 @@ TEST_F(LifeCycleTest, TerminatesAProcessThatAcceptsNobody) {
   wait();
   EXPECT_EQ(world.taken(), "spawn 1, unwatch, tell listening, terminate 1");
   EXPECT_EQ(world.told.error, ETIMEDOUT);
+  EXPECT_EQ(world.told.patience, 10 * second);
   EXPECT_EQ(life.state(), State::Stopping);
   life.ended(1, {Ending::Kind::Signalled, 15}, now);
   EXPECT_EQ(life.failures(), 1U);
@@ -386,12 +387,12 @@ TEST_F(LifeCycleTest, ForgetsThePauseWhenStarted) {
 
 TEST_F(LifeCycleTest, DoesNothingMoreOnceRetired) {
   serve();
-  life.retire(now);
+  life.retire(Stage::Removed, now);
   EXPECT_EQ(world.taken(), "tell removed, terminate 1");
   life.start(now);
   life.restart(now);
   life.hold(now);
-  life.retire(now);
+  life.retire(Stage::Removed, now);
   life.connectionWaiting(now);
   EXPECT_EQ(world.taken(), "");
   wait();
@@ -400,6 +401,27 @@ TEST_F(LifeCycleTest, DoesNothingMoreOnceRetired) {
   EXPECT_TRUE(life.isEmpty());
   EXPECT_EQ(world.timer, UINT64_MAX);
   EXPECT_EQ(life.failures(), 0U);
+}
+
+TEST(LifeCycleBeforeItBegins, HoldsAtOnceAndStartsLater) {
+  ScriptedWorld world;
+  LifeCycle life(world, BackOff(1));
+  EXPECT_EQ(life.state(), State::Stopping);
+  life.stop(second);
+  EXPECT_EQ(world.taken(), "");
+  life.hold(second);
+  EXPECT_EQ(life.state(), State::Held);
+  EXPECT_EQ(world.taken(), "tell held, watch");
+  world.isWaiting = true;
+  life.connectionWaiting(second);
+  EXPECT_EQ(world.taken(), "tell held");
+  life.start(second);
+  EXPECT_EQ(life.state(), State::Stopping);
+  EXPECT_EQ(world.taken(), "unwatch");
+  EXPECT_FALSE(life.hasBegun());
+  life.begin(2 * second);
+  EXPECT_TRUE(life.hasBegun());
+  EXPECT_EQ(world.taken(), "spawn 1");
 }
 
 TEST_F(LifeCycleTest, KeepsNoMoreThanSixteenProcesses) {

@@ -256,6 +256,7 @@ TEST_F(MultipleLifeCycleTest, EndsAProcessThatIsNeverExecuted) {
   wait();
   EXPECT_EQ(world.taken(), "spawn 1, refuse 1 listening, terminate 1");
   EXPECT_EQ(world.told.error, ETIMEDOUT);
+  EXPECT_EQ(world.told.patience, 10 * second);
   while (world.killed.empty()) wait();
   EXPECT_EQ(now, 130 * second);
 }
@@ -293,8 +294,8 @@ TEST_F(MultipleLifeCycleTest, TellsEachClientThatItIsHeld) {
 
 TEST_F(MultipleLifeCycleTest, DoesNothingMoreOnceRetired) {
   serve();
-  life.retire(now);
-  life.retire(now);
+  life.retire(Stage::Removed, now);
+  life.retire(Stage::Removed, now);
   life.hold(now);
   life.start(now);
   client();
@@ -303,6 +304,21 @@ TEST_F(MultipleLifeCycleTest, DoesNothingMoreOnceRetired) {
   end(1, crash);
   EXPECT_EQ(world.taken(), "kill 1");
   EXPECT_EQ(world.timer, UINT64_MAX);
+}
+
+TEST_F(MultipleLifeCycleTest, HoldsAtOnceBeforeItBegins) {
+  ScriptedWorld other;
+  MultipleLifeCycle early(other, limit, BackOff(1));
+  EXPECT_EQ(early.state(), State::Stopping);
+  early.hold(now);
+  EXPECT_EQ(early.state(), State::Held);
+  EXPECT_EQ(other.taken(), "tell held, watch");
+  early.start(now);
+  EXPECT_EQ(early.state(), State::Stopping);
+  EXPECT_EQ(other.taken(), "unwatch");
+  early.begin(now);
+  EXPECT_EQ(early.state(), State::Resting);
+  EXPECT_EQ(other.taken(), "watch");
 }
 
 TEST_F(MultipleLifeCycleTest, GivesBackWhatItCountsWhenItEnds) {
@@ -348,7 +364,7 @@ class MultipleWalk {
       }
       check();
     }
-    life_.retire(now_);
+    life_.retire(StartFailure::Stage::Removed, now_);
     world_.isClosed = true;
     for (int round = 0; round < 100; ++round) {
       while (!world_.killed.empty()) end(world_.killed.back(), {Ending::Kind::Signalled, 9});

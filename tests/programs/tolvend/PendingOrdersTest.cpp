@@ -81,6 +81,11 @@ TEST(PendingOrders, AJobThatIsUnloadedWillNotStart) {
             std::vector<std::string>{"org.example.echo: the job was unloaded meanwhile"});
 }
 
+TEST(PendingOrders, AJobThatIsStoppedWillNotStart) {
+  EXPECT_EQ(answerTo(PendingOrders::Goal::Started, doNothing, doNothing),
+            std::vector<std::string>{"org.example.echo: the job was stopped meanwhile"});
+}
+
 TEST(PendingOrders, AnUnloadIsAnsweredWhenNothingIsLeft) {
   EXPECT_EQ(
       answerTo(PendingOrders::Goal::Unloaded, doNothing, [](Jobs& jobs) { static_cast<void>(jobs.unload(echo)); }),

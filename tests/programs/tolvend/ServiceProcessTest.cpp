@@ -72,11 +72,16 @@ TEST(ServiceProcess, HandsOnTheReceiptBeforeItListens) {
             (Lines{"executed", "receipt level full", "", "said 16", "no log", "signal 15"}));
 }
 
-TEST(ServiceProcess, IsTerminatedAndKilled) {
+TEST(ServiceProcess, MayBeOneThatKnowsNothingOfTheLink) {
   EXPECT_EQ(storyOf("/bin/cat", [](ServiceProcess& process) { process.letLeave(); }),
             (Lines{"executed", "no log", "exited 0"}));
-  const Lines story = storyOf(VANTO_TEST_PROBE, [](ServiceProcess& process) { process.kill(); });
-  EXPECT_EQ(story.back(), "signal 9");
+}
+
+TEST(ServiceProcess, IsTerminatedAndKilled) {
+  const Lines terminated = storyOf(VANTO_TEST_PROBE, [](ServiceProcess& process) { process.terminate(); });
+  EXPECT_EQ(terminated.back(), "signal 15");
+  const Lines killed = storyOf(VANTO_TEST_PROBE, [](ServiceProcess& process) { process.kill(); });
+  EXPECT_EQ(killed.back(), "signal 9");
 }
 
 TEST(ServiceProcess, SaysWhyItCannotBeMade) {

@@ -16,10 +16,10 @@ constexpr std::uint64_t millisecond = 1'000'000;
 TEST(StartFailure, NamesEachStage) {
   const char* names[] = {"held",        "pause",       "limit",   "resources",  "proxy",     "call",
                          "handover",    "descriptors", "state",   "executable", "execution", "listening",
-                         "confinement", "greeting",    "serving", "removed"};
+                         "confinement", "greeting",    "serving", "removed",    "manager"};
   unsigned number = 0;
   for (const char* name : names) EXPECT_STREQ(stageName(static_cast<Stage>(number++)), name);
-  EXPECT_EQ(number, static_cast<unsigned>(Stage::Removed) + 1);
+  EXPECT_EQ(number, static_cast<unsigned>(Stage::Manager) + 1);
 }
 
 TEST(StartFailure, TellsWhatTheSystemSaid) {
@@ -47,10 +47,12 @@ TEST(StartFailure, TellsHowAProcessEndedAndWhenTheNextIsTried) {
 }
 
 TEST(StartFailure, TellsThatNobodyWasAccepted) {
-  EXPECT_EQ(
-      failureText(
-          {.stage = Stage::Listening, .error = ETIMEDOUT, .ran = 10'000 * millisecond, .pause = 90 * millisecond}),
-      "listening: did not accept clients within 10 s; next attempt in 0.09 s");
+  EXPECT_EQ(failureText({.stage = Stage::Listening,
+                         .error = ETIMEDOUT,
+                         .ran = 10'000 * millisecond,
+                         .patience = 7'500 * millisecond,
+                         .pause = 90 * millisecond}),
+            "listening: did not accept clients within 7.5 s; next attempt in 0.09 s");
   EXPECT_EQ(failureText({.stage = Stage::Greeting, .ran = 40 * millisecond}),
             "greeting: stopped accepting clients after 0.04 s");
 }
@@ -68,6 +70,17 @@ TEST(StartFailure, TellsWhatPeopleDecided) {
   EXPECT_EQ(failureText({.stage = Stage::Held}), "held: its owner has stopped it");
   EXPECT_EQ(failureText({.stage = Stage::Limit}), "limit: too many instances");
   EXPECT_EQ(failureText({.stage = Stage::Removed}), "removed: its job was unloaded");
+  EXPECT_EQ(failureText({.stage = Stage::Manager}), "manager: the service manager is ending");
+}
+
+TEST(StartFailure, IsToldAgainInThePauseAfterIt) {
+  const StartFailure failure{.stage = Stage::Greeting, .signal = SIGSEGV, .ran = 7, .pause = 9, .time = 1};
+  const StartFailure told = pauseAfter(failure, 10, 4);
+  EXPECT_EQ(told.stage, Stage::Pause);
+  EXPECT_EQ(told.signal, SIGSEGV);
+  EXPECT_EQ(told.pause, 6U);
+  EXPECT_EQ(told.time, 4U);
+  EXPECT_EQ(failureOf(Stage::Limit, 5).time, 5U);
 }
 
 }  // namespace

@@ -88,5 +88,17 @@ TEST(Subscriptions, OneJobOrOneLogIsTold) {
             "its line");
 }
 
+TEST(Subscriptions, AFollowerIsToldThatItsJobWasRemovedThoughItIsLoadedAgain) {
+  EXPECT_EQ(toldTo(2,
+                   [](vanto_object_t connection, ManagerWorld& world, Subscriptions& subscriptions) {
+                     subscriptions.follow(connection, *world.jobs->find(echo));
+                     world.jobs->find(echo)->log().add({1, 1, "its line"});
+                     EXPECT_EQ(world.jobs->unload(echo).error, "");
+                     EXPECT_EQ(world.jobs->load(ManagerWorld::job(echo)).error, "");
+                     world.jobs->find(echo)->log().add({1, 1, "a line of the next"});
+                   }),
+            (Lines{"its line", "removed"}));
+}
+
 }  // namespace
 }  // namespace vanto::test

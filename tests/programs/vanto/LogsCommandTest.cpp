@@ -50,6 +50,15 @@ TEST_F(LogsCommandTest, FollowsUntilTheManagerEnds) {
       vanto_equal(manager_.lastRequest(), testing::objectOf(R"({"command": "logs", "label": "a", "follow": true})")));
 }
 
+TEST_F(LogsCommandTest, FollowsUntilTheJobIsUnloaded) {
+  manager_.answer("logs", R"({"lines": []})",
+                  {R"({"time": 2, "pid": 7, "text": "two"})", R"({"label": "a", "removed": true})"});
+  const ToolRun run = runForUser({"logs", "-f", "a"});
+  EXPECT_EQ(run.status, ExitStatus::Failed);
+  EXPECT_EQ(run.output, line(2, "  7  two"));
+  EXPECT_EQ(run.messages, "vanto: a: was unloaded\n");
+}
+
 TEST_F(LogsCommandTest, EndsWhenTheManagerSendsWhatIsNoLine) {
   manager_.answer("logs", R"({"lines": []})", {R"({"time": 2})"});
   EXPECT_EQ(runForUser({"logs", "--follow", "a"}).messages,

@@ -10,8 +10,9 @@ namespace {
 
 TEST(StageText, SaysWhatEachStageMeansAndWhatToDo) {
   std::set<std::string_view> meanings;
-  for (const char* stage : {"held", "pause", "limit", "resources", "proxy", "call", "handover", "descriptors", "state",
-                            "executable", "execution", "listening", "confinement", "greeting", "serving", "removed"}) {
+  for (const char* stage :
+       {"held", "pause", "limit", "resources", "proxy", "call", "handover", "descriptors", "state", "executable",
+        "execution", "listening", "confinement", "greeting", "serving", "removed", "manager"}) {
     const StageText& text = StageText::of(stage);
     EXPECT_EQ(text.stage, stage);
     EXPECT_FALSE(text.remedy.empty()) << stage;

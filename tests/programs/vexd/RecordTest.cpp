@@ -10,9 +10,9 @@
 namespace vanto::testing {
 namespace {
 
+using vexd::receiveRecord;
 using vexd::Record;
 using vexd::RecordReader;
-using vexd::receiveRecord;
 using vexd::RecordWriter;
 using vexd::sendRecord;
 
