@@ -75,10 +75,11 @@ void Connection::destroy(Object& self) noexcept {
 }
 
 Ref<Connection> Connection::createForClient(Fd socket, const ProcessFacts& peer, const Greeting& greeting,
-                                            Ref<dispatch_queue_s> queue) noexcept {
+                                            std::uint64_t receiveTimeout, Ref<dispatch_queue_s> queue) noexcept {
   void* memory = allocate(sizeof(Connection));
   auto created = Ref<Connection>::adopt(new (memory) Connection(std::move(socket), peer, std::move(queue)));
   created->sendCredit_.setWindow(greeting.windowMessages, greeting.windowBytes);
+  created->receiveTimeout_ = receiveTimeout;
   return created;
 }
 
