@@ -77,7 +77,7 @@ void Connection::destroy(Object& self) noexcept {
 }
 
 Ref<Connection> Connection::createForClient(Fd socket, const ProcessFacts& peer, const Greeting& greeting,
-                                            Ref<dispatch_queue_s> queue) noexcept {
+                                            std::uint64_t receiveTimeout, Ref<dispatch_queue_s> queue) noexcept {
   void* memory = allocate(sizeof(Connection));
   auto created = Ref<Connection>::adopt(new (memory) Connection(std::move(socket), peer, std::move(queue)));
   created->sendCredit_.setWindow(greeting.windowMessages, greeting.windowBytes);
@@ -85,6 +85,7 @@ Ref<Connection> Connection::createForClient(Fd socket, const ProcessFacts& peer,
   clock_gettime(CLOCK_BOOTTIME, &now);
   created->greetedAt_ =
       static_cast<std::uint64_t>(now.tv_sec) * 1'000'000'000 + static_cast<std::uint64_t>(now.tv_nsec);
+  created->receiveTimeout_ = receiveTimeout;
   return created;
 }
 
@@ -253,7 +254,7 @@ void Connection::resolveLocked(PendingCall& call, Ref<vanto_object> result) noex
   waiters_.finishAll(Waiter::For::Room);
 }
 
-void Connection::endLocked(vanto_error_code_t code, Afterwards& afterwards, const char* text) noexcept {
+void Connection::endLocked(vanto_error_code_t code, Afterwards& afterwards, const char* text, Ender ender) noexcept {
   if (state_ == State::Ended) return;
   if (state_ == State::AwaitingAnswer) afterwards.lettingGo = this;
   if (state_ == State::Closing) code = VANTO_ERROR_CANCELLED;
@@ -272,15 +273,16 @@ void Connection::endLocked(vanto_error_code_t code, Afterwards& afterwards, cons
   if (std::exchange(isSending_, false)) afterwards.endedActivities++;
   if (std::exchange(isCounted_, false)) UserLimit::giveConnectionBack(peer_.effectiveUser);
   waiters_.finishAll(Waiter::For::Room);
-  closeSocketLocked();
+  closeSocketLocked(ender);
   afterwards.watch = std::move(watch_);
 }
 
-void Connection::closeSocketLocked() noexcept {
+/// While somebody reads, that thread closes.
+void Connection::closeSocketLocked(Ender ender) noexcept {
   if (std::exchange(isWatched_, false)) stopWatching(*watch_, socket_.get());
-  // Wakes who reads.
   if (isReading_) {
-    shutdown(socket_.get(), SHUT_RDWR);
+    // Wakes who reads.
+    if (ender == Ender::Other) shutdown(socket_.get(), SHUT_RDWR);
   } else {
     socket_.reset();
     assemblies_.clear();
