@@ -16,6 +16,10 @@
 #include "vanto/LogsCommand.h"
 #include "vanto/OrderCommand.h"
 #include "vanto/PlistCommand.h"
+#include "vanto/ProfileCheckCommand.h"
+#include "vanto/ProfileDiffCommand.h"
+#include "vanto/ProfileExplainCommand.h"
+#include "vanto/ProfileShowCommand.h"
 #include "vanto/ShowCommand.h"
 #include "vanto/StatusCommand.h"
 #include "vanto/UnitsCommand.h"
@@ -41,6 +45,7 @@ class CommandLine : public CommandGrammar {
     addLogs();
     addWhy();
     addUnits();
+    addProfile();
   }
 
  private:
@@ -139,6 +144,30 @@ class CommandLine : public CommandGrammar {
     app->add_option("--account", units_.account);
   }
 
+  void addProfile() {
+    CLI::App* profile = root().add_subcommand("profile");
+    profile->require_subcommand(1);
+    CLI::App* check = add(*profile, "check", profileCheck_);
+    check->add_option("FILE", profileCheck_.file)->required();
+    check->add_flag("--json", profileCheck_.isJson);
+    addProfileChoice(*check, profileCheck_.choice);
+    CLI::App* explain = add(*profile, "explain", profileExplain_);
+    explain->add_option("FILE", profileExplain_.file)->required();
+    explain->add_option("RIGHT", profileExplain_.right)->required();
+    explain->add_option("SUBJECT", profileExplain_.subject);
+    addProfileChoice(*explain, profileExplain_.choice);
+    CLI::App* diff = add(*profile, "diff", profileDiff_);
+    diff->add_option("OLD", profileDiff_.older)->required();
+    diff->add_option("NEW", profileDiff_.newer)->required();
+    addProfileChoice(*diff, profileDiff_.choice);
+    add(*profile, "show", profileShow_)->add_option("NAME", profileShow_.name);
+  }
+
+  static void addProfileChoice(CLI::App& app, ProfileChoice& choice) {
+    app.add_option("--bundle", choice.bundle);
+    app.add_option("--parameter", choice.parameters)->allow_extra_args(false);
+  }
+
   static void addManagerChoice(CLI::App& app, ManagerChoice& choice) {
     static const std::map<std::string, ManagerDomain> domains{
         {"session", ManagerDomain::Session}, {"user", ManagerDomain::User}, {"system", ManagerDomain::System}};
@@ -167,6 +196,10 @@ class CommandLine : public CommandGrammar {
   LogsCommand logs_;
   WhyCommand why_;
   UnitsCommand units_;
+  ProfileCheckCommand profileCheck_;
+  ProfileExplainCommand profileExplain_;
+  ProfileDiffCommand profileDiff_;
+  ProfileShowCommand profileShow_;
 };
 
 }  // namespace

@@ -2,6 +2,13 @@
 #include "vanto/Finding.h"
 
 namespace vanto::tool {
+namespace {
+
+Style styleOf(Severity severity) noexcept {
+  return severity == Severity::Error ? Style::Error : severity == Severity::Warning ? Style::Warning : Style::Dim;
+}
+
+}  // namespace
 
 const char* nameOf(Severity severity) noexcept {
   switch (severity) {
@@ -18,6 +25,10 @@ const char* nameOf(Severity severity) noexcept {
 std::string Finding::line(const std::string& severityText) const {
   const std::string place = key.empty() ? file : file + ": " + key;
   return place + ": " + severityText + ": " + problem + "; " + remedy;
+}
+
+void print(Console& console, const Finding& finding) {
+  console.printLine(finding.line(console.styled(styleOf(finding.severity), nameOf(finding.severity))));
 }
 
 }  // namespace vanto::tool

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "vanto/Console.h"
+
 namespace vanto::tool {
 
 enum class Severity : std::uint8_t {
@@ -31,6 +33,9 @@ struct Finding {
   /// `FILE: KEY: warning: problem; remedy`, where `severityText` stands for the severity.
   [[nodiscard]] std::string line(const std::string& severityText) const;
 };
+
+/// Prints the line of `finding`, its severity in colour where there are any.
+void print(Console& console, const Finding& finding);
 
 using Findings = std::vector<Finding>;
 

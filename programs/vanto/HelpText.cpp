@@ -5,6 +5,7 @@
 
 #include "vanto/CodeHelp.h"
 #include "vanto/ManagerHelp.h"
+#include "vanto/ProfileHelp.h"
 #include "vanto/ServiceHelp.h"
 
 namespace vanto::tool {
@@ -12,7 +13,7 @@ namespace {
 
 constexpr std::string_view overview =
     R"(vanto finds, describes, checks, converts and archives services, gives orders to service
-managers, and signs code.
+managers, checks sandbox profiles, and signs code.
 
 Usage: vanto COMMAND ...
 
@@ -30,6 +31,9 @@ Usage: vanto COMMAND ...
                           orders about services that it has
   logs LABEL              what a service has written
   why LABEL               the story of the last failure of a service
+
+  profile check|explain|diff|show
+                          what sandbox profiles say, and what kernels make of it
 
   sign PATH               sign a bundle or a single executable
   verify PATH             what was changed since it was signed, and whether to trust who did
@@ -58,7 +62,7 @@ Examples:
 }  // namespace
 
 std::string helpText(const std::string& command) {
-  for (const std::span<const HelpTopic> topics : {serviceHelp(), managerHelp(), codeHelp()}) {
+  for (const std::span<const HelpTopic> topics : {serviceHelp(), managerHelp(), profileHelp(), codeHelp()}) {
     for (const HelpTopic& topic : topics) {
       if (topic.command == command) return std::string(topic.text);
     }

@@ -16,16 +16,6 @@
 namespace vanto::tool {
 namespace {
 
-Style styleOf(Severity severity) noexcept {
-  return severity == Severity::Error ? Style::Error : severity == Severity::Warning ? Style::Warning : Style::Dim;
-}
-
-void print(Console& console, const Findings& findings) {
-  for (const Finding& finding : findings) {
-    console.printLine(finding.line(console.styled(styleOf(finding.severity), nameOf(finding.severity))));
-  }
-}
-
 void append(PlistMutableArray& list, const Findings& findings) {
   for (const Finding& finding : findings) {
     const Ref<PlistMutableDictionary> entry = PlistMutableDictionary::create();
@@ -68,7 +58,7 @@ ExitStatus LintCommand::run(Console& console) const {
       if (isJson) {
         append(*list, findings);
       } else {
-        print(console, findings);
+        for (const Finding& finding : findings) print(console, finding);
       }
       progress.advance();
     }

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <climits>
 #include <string>
-#include <vector>
 
-#include <pwd.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
+#include "vanto/HomeDirectory.h"
 #include "vanto/LintedBundle.h"
+#include "vanto/ProfileReview.h"
 #include "vanto/ValueKind.h"
 #include "vanto/VisibleText.h"
 
@@ -16,19 +15,6 @@ namespace {
 
 constexpr const char* key = "_SandboxProfile";
 constexpr const char* effect = ", so the service runs unconfined";
-
-/// What is wrong with the home directory of the user that runs this; empty when there is one.
-std::string homeProblem() {
-  std::vector<char> buffer(std::size_t{64} << 10);
-  passwd entry{};
-  passwd* found = nullptr;
-  if (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr ||
-      *entry.pw_dir == '\0') {
-    return "user " + std::to_string(geteuid()) + " has no home directory";
-  }
-  struct stat status {};
-  return stat(entry.pw_dir, &status) == 0 ? "" : "the home directory " + visible(entry.pw_dir) + " does not exist";
-}
 
 /// Why no file can have the name of the profile; empty when one can.
 std::string nameProblem(std::string_view name) {
@@ -55,6 +41,18 @@ void lintMissing(LintedBundle& linted, const KeyPath& where, const std::string& 
   }
 }
 
+/// What is wrong inside the profile at `path`.
+void lintProfile(LintedBundle& linted, const KeyPath& where, const std::string& path) {
+  std::string problem;
+  const ProfileValues values = ProfileValues::ofServiceOrNone(linted.service());
+  const auto document = ProfileDocument::read(path, values, problem);
+  if (!document) return linted.add(Severity::Error, where, problem + effect, "make it a file that can be read");
+  for (ProfileFinding& finding : reviewOf(*document, values)) {
+    if (finding.severity == Severity::Error) finding.problem += effect;
+    linted.add(finding.inFile(document->name));
+  }
+}
+
 }  // namespace
 
 void lintSandbox(LintedBundle& linted) {
@@ -68,10 +66,12 @@ void lintSandbox(LintedBundle& linted) {
                "write the name of the profile, without .sb");
   } else if (const std::string problem = nameProblem(name->text()); !problem.empty()) {
     linted.add(Severity::Error, where, problem + effect, "write the name of a file in the resources, without .sb");
-  } else if (linted.bundle().urlForResource(name->text(), "sb") == nullptr) {
+  } else if (const KorURL* file = linted.bundle().urlForResource(name->text(), "sb")) {
+    lintProfile(linted, where, std::string(file->path()->text()));
+  } else {
     lintMissing(linted, where, std::string(name->text()));
   }
-  if (const std::string problem = homeProblem(); !problem.empty()) {
+  if (std::string problem; !homeDirectory(problem)) {
     linted.add(Severity::Warning, where, problem + effect, "run the service as a user who has one");
   }
 }

@@ -51,6 +51,10 @@ void LintedBundle::add(Severity severity, const KeyPath& key, std::string proble
   findings_.push_back({severity, infoPath_, key.text(), std::move(problem), std::move(remedy)});
 }
 
+void LintedBundle::add(Finding finding) {
+  findings_.push_back(std::move(finding));
+}
+
 KeyPath LintedBundle::serviceKey(std::string_view key) {
   return KeyPath().key(VantoServiceBundleInfoDictionaryKey->text()).key(key);
 }

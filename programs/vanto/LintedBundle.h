@@ -26,6 +26,9 @@ class LintedBundle {
   /// Adds a finding about the value at `key` of the Info file. Texts are visible ones.
   void add(Severity severity, const KeyPath& key, std::string problem, std::string remedy);
 
+  /// Adds a finding about another file of the bundle.
+  void add(Finding finding);
+
   /// The key path of an entry of the service dictionary.
   [[nodiscard]] static KeyPath serviceKey(std::string_view key);
 

@@ -14,7 +14,7 @@ _vanto() {
     esac
   done
   case $command in
-    cache | key | trust)
+    cache | key | profile | trust)
       if [ $((index + 1)) -lt "$COMP_CWORD" ]; then
         command="$command ${COMP_WORDS[index + 1]}"
       fi
@@ -31,6 +31,11 @@ _vanto() {
       ;;
   esac
   case $before in
+    --parameter)
+      compopt -o nospace 2>/dev/null
+      mapfile -t COMPREPLY < <(compgen -W "VantoService_path= VantoService_identifier= VantoService_home=" -- "$word")
+      return
+      ;;
     --domain | -d)
       mapfile -t COMPREPLY < <(compgen -W "session user system" -- "$word")
       return
@@ -38,12 +43,16 @@ _vanto() {
   esac
   local words=""
   case $command in
-    "") words="list show job lint cache plist units load unload start stop restart hold status logs why sign verify identify requirement key trust --help --version" ;;
+    "") words="list show job lint cache plist units load unload start stop restart hold status logs why profile sign verify identify requirement key trust --help --version" ;;
     cache) words="write show check --help" ;;
     key) words="new public succeed --help" ;;
     requirement) words="check --help" ;;
     "requirement check") words="--against --trust --help" ;;
     trust) words="add list remove revoke --help" ;;
+    profile) words="check explain diff show --help" ;;
+    "profile check") words="--json --bundle --parameter --help" ;;
+    "profile explain" | "profile diff") words="--bundle --parameter --help" ;;
+    "profile show") words="base network-client temporary --help" ;;
     sign) words="--key --identifier --entitlements --help" ;;
     verify | identify) words="--trust --json --help" ;;
     "key new") words="--output --force --help" ;;
@@ -60,7 +69,7 @@ _vanto() {
     *) words="--help" ;;
   esac
   case $command,$word in
-    ,* | cache,* | key,* | requirement,* | trust,* | *,-*) mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word") ;;
+    ,* | cache,* | key,* | requirement,* | trust,* | profile,* | "profile show",* | *,-*) mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word") ;;
     unload,* | start,* | stop,* | restart,* | hold,* | status,* | logs,* | why,*)
       compopt -o filenames 2>/dev/null
       mapfile -t COMPREPLY < <(compgen -f -- "$word")

@@ -40,6 +40,33 @@ _vanto_key() {
   fi
 }
 
+_vanto_profile() {
+  local -a commands=(
+    'check:say what is wrong with a profile, and what kernels leave open'
+    'explain:say whether something is allowed, and which line decides'
+    'diff:say what a change newly allows and denies'
+    'show:print a base profile'
+  )
+  local -a values=(
+    '--bundle[the service whose values the parameters have]:bundle:_files'
+    '*--parameter[a value of one parameter]:value:(VantoService_path= VantoService_identifier= VantoService_home=)'
+    '--help[show help]'
+  )
+  if ((CURRENT == 2)); then
+    _describe command commands
+  elif [[ $words[2] == show ]]; then
+    _arguments '--help[show help]' '2:name:(base network-client temporary)'
+  elif [[ $words[2] == explain ]]; then
+    _arguments $values '2:file:_files' \
+      '3:right:(read write create remove truncate rename execute ioctl socket bind connect network abstract signal processes system)' \
+      '4:path:_files'
+  elif [[ $words[2] == check ]]; then
+    _arguments $values '--json[print JSON]' '*:file:_files'
+  else
+    _arguments $values '*:file:_files'
+  fi
+}
+
 _vanto_trust() {
   local -a commands=(
     'add:trust a public key'
@@ -74,6 +101,7 @@ _vanto() {
     'status:show the jobs of service managers'
     'logs:print what a service has written'
     'why:tell the story of the last failure of a service'
+    'profile:check, explain and compare sandbox profiles'
     'sign:sign a bundle or an executable'
     'verify:say what was changed since it was signed'
     'identify:say who an executable is to a service'
@@ -98,6 +126,7 @@ _vanto() {
     show) _arguments '--json[print JSON]' '--description[print the description of the library]' '--help[show help]' '1:bundle:_files' ;;
     job) _arguments '(-f --format)'{-f,--format}'[the form]:form:(xml binary json job-data ipc)' '--help[show help]' '*:bundle:_files' ;;
     cache) _vanto_cache ;;
+    profile) _vanto_profile ;;
     key) _vanto_key ;;
     trust) _vanto_trust ;;
     sign) _arguments '(-k --key)'{-k,--key}'[the private key]:file:_files' '--identifier[of a single executable]:identifier:' '--entitlements[a property list]:file:_files' '--help[show help]' '1:path:_files' ;;

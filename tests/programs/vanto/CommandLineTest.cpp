@@ -34,7 +34,12 @@ TEST(CommandLine, PrintsHelpOfTheProgramAndOfEachCommand) {
                                                  {{"hold", "-h"}, "hold"},
                                                  {{"status", "--help"}, "status"},
                                                  {{"logs", "--help"}, "logs"},
-                                                 {{"why", "--help"}, "why"}};
+                                                 {{"why", "--help"}, "why"},
+                                                 {{"profile", "--help"}, "profile"},
+                                                 {{"profile", "check", "-h"}, "profile check"},
+                                                 {{"profile", "explain", "-h"}, "profile explain"},
+                                                 {{"profile", "diff", "-h"}, "profile diff"},
+                                                 {{"profile", "show", "-h"}, "profile show"}};
   for (const auto& [arguments, command] : asked) {
     const ToolRun run = runTool(arguments);
     EXPECT_EQ(run.status, ExitStatus::Fine) << command;

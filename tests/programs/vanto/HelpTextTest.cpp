@@ -11,6 +11,7 @@
 #include "programs/vanto/HelpTopics.h"
 #include "vanto/CodeHelp.h"
 #include "vanto/ManagerHelp.h"
+#include "vanto/ProfileHelp.h"
 #include "vanto/ServiceHelp.h"
 
 namespace vanto::tool {
@@ -19,7 +20,7 @@ namespace {
 /// Each command that has help, and the program itself.
 std::vector<std::string> everyCommand() {
   std::vector<std::string> commands{"vanto"};
-  for (const std::span<const HelpTopic> topics : {serviceHelp(), managerHelp(), codeHelp()}) {
+  for (const std::span<const HelpTopic> topics : {serviceHelp(), managerHelp(), profileHelp(), codeHelp()}) {
     for (const std::string& command : commandsOf(topics)) commands.push_back(command);
   }
   return commands;
@@ -48,7 +49,7 @@ TEST(HelpText, SaysUsageExamplesAndExitStatusOfEachCommand) {
   for (const std::string& command : everyCommand()) {
     const std::string text = helpText(command);
     EXPECT_NE(text.find("Usage: vanto"), text.npos) << command;
-    if (std::set<std::string>{"cache", "key", "trust"}.contains(command)) continue;
+    if (std::set<std::string>{"cache", "key", "profile", "trust"}.contains(command)) continue;
     EXPECT_NE(text.find("Example"), text.npos) << command;
     EXPECT_NE(text.find("Exit status: 0"), text.npos) << command;
   }
@@ -82,7 +83,7 @@ TEST(HelpText, IsAsTheManualPageAndTheCompletionsHaveIt) {
 }
 
 TEST(HelpText, IsThatOfTheCommand) {
-  for (const std::span<const HelpTopic> topics : {serviceHelp(), managerHelp(), codeHelp()}) {
+  for (const std::span<const HelpTopic> topics : {serviceHelp(), managerHelp(), profileHelp(), codeHelp()}) {
     for (const HelpTopic& topic : topics) EXPECT_EQ(helpText(std::string(topic.command)), topic.text) << topic.command;
   }
 }

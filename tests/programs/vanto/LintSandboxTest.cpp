@@ -43,6 +43,21 @@ TEST_F(LintSandbox, FindsThatTheProfileIsMissing) {
             "service runs unconfined; add the profile, or correct the name"});
 }
 
+TEST_F(LintSandbox, FindsWhatIsWrongInTheProfile) {
+  BundleBuilder bundle = goodBundle();
+  bundle.serviceEntry("_SandboxProfile", BundleBuilder::string("locked"))
+      .resource("locked.sb", "allow read ${VantoService_path} /\n");
+  EXPECT_EQ(found(bundle),
+            (Lines{": warning: adds nothing: all of it is allowed for Good.vanto elsewhere; leave it out",
+                   ": warning: read is allowed for every file there is; name the directories that are "
+                   "needed"}));
+  bundle.resource("locked.sb", "nonsense\n");
+  known_.clear();
+  EXPECT_EQ(found(bundle),
+            Lines{": error: unknown statement \"nonsense\", so the service runs unconfined; write version, "
+                  "include, allow, network or require"});
+}
+
 TEST_F(LintSandbox, FindsThatTheExtensionWasWrittenToo) {
   BundleBuilder bundle = goodBundle();
   bundle.serviceEntry("_SandboxProfile", BundleBuilder::string("locked.sb")).resource("locked.sb", "");

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vanto/ProfileHelp.h"
+
+namespace vanto::tool {
+namespace {
+
+constexpr HelpTopic topics[] = {
+    {"profile", R"(Checks, explains and compares sandbox profiles.
+
+Usage: vanto profile check [--json] FILE
+       vanto profile explain FILE RIGHT [PATH|PORT]
+       vanto profile diff OLD NEW
+       vanto profile show [NAME]
+
+  check    what is wrong, and what each kernel would leave open
+  explain  whether something is allowed, and which line decides
+  diff     what a change newly allows and newly denies
+  show     a base profile
+
+Each has its own --help. None of them needs a kernel that can confine.
+)"},
+    {"profile check", R"(Says what is wrong with a sandbox profile, and what kernels would leave open of what it denies.
+
+Usage: vanto profile check [--json] [--bundle BUNDLE] [--parameter NAME=VALUE]... FILE
+
+  FILE                    a profile; "-" is standard input
+  --json                  an object with "findings" and "kernels"
+  --bundle BUNDLE         a service, whose values the parameters of the profile have
+  --parameter NAME=VALUE  a value of one parameter; others stand for themselves
+
+Each finding has line and column, problem and remedy. Errors keep a profile from being
+entered. Warnings are about rules that do nothing, or more than they look like; notes about
+paths that are not there, and do not change the exit status. Then there is a row for each
+version of Linux that changes what becomes of the profile.
+
+Exit status: 0 fine, 1 errors or warnings, 2 the profile or the bundle could not be read.
+
+Example:
+  vanto profile check --bundle Echo.vanto Echo.vanto/Contents/Resources/locked.sb
+)"},
+    {"profile explain", R"(Says whether a sandbox profile allows something, and which line decides.
+
+Usage: vanto profile explain [--bundle BUNDLE] [--parameter NAME=VALUE]...
+                             FILE RIGHT [PATH|PORT]
+
+  FILE                    a profile; "-" is standard input
+  RIGHT                   read write create remove truncate rename execute ioctl socket,
+                          with a PATH; bind connect, with a PORT; or network abstract
+                          signal processes system
+  --bundle BUNDLE         a service, whose values the parameters of the profile have
+  --parameter NAME=VALUE  a value of one parameter; others stand for themselves
+
+Symbolic links are followed, as they are here. Any one of the lines would be enough.
+
+Exit status: 0 allowed, 1 denied, 2 the profile or the bundle could not be read.
+
+Example:
+  vanto profile explain locked.sb read /etc/passwd
+)"},
+    {"profile diff", R"(Says what a changed sandbox profile newly allows and newly denies.
+
+Usage: vanto profile diff [--bundle BUNDLE] [--parameter NAME=VALUE]... OLD NEW
+
+  OLD, NEW                profiles; one may be "-", standard input
+  --bundle BUNDLE         a service, whose values the parameters of the profiles have
+  --parameter NAME=VALUE  a value of one parameter; others stand for themselves
+
+What is written otherwise and means the same is no difference.
+
+Exit status: 0 nothing is newly allowed, 1 something is, or is no longer required, 2 a
+profile or the bundle could not be read.
+
+Example:
+  git show HEAD:locked.sb | vanto profile diff - locked.sb
+)"},
+    {"profile show", R"(Prints a base profile, which others take in with "include NAME".
+
+Usage: vanto profile show [NAME]
+
+  NAME  a base profile; without it the names of all are listed
+
+Exit status: 0 fine, 2 there is none with this name.
+
+Example:
+  vanto profile show base
+)"},
+};
+
+}  // namespace
+
+std::span<const HelpTopic> profileHelp() {
+  return topics;
+}
+
+}  // namespace vanto::tool

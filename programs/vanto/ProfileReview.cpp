@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vanto/ProfileReview.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <map>
+#include <optional>
+#include <tuple>
+#include <utility>
+
+#include <sys/stat.h>
+
+#include "sandbox/PolicyExplanation.h"
+#include "sandbox/ProfileScanner.h"
+#include "vanto/VisibleText.h"
+
+namespace vanto::tool {
+namespace {
+
+/// The rights that mean nothing at a file.
+RightSet directoryRights() noexcept {
+  return RightSet(Right::Create) | Right::Remove | Right::Rename;
+}
+
+/// An error of a profile ends with what to do.
+ProfileFinding findingOf(const ProfileError& error) {
+  const std::size_t end = error.text.rfind("; ");
+  if (end == std::string::npos) return {Severity::Error, error.position, visible(error.text), "see the language"};
+  return {Severity::Error, error.position, visible(error.text.substr(0, end)), visible(error.text.substr(end + 2))};
+}
+
+/// Makes the remarks on one good profile.
+class Review {
+ public:
+  Review(const ProfileDocument& document, const ProfileValues& values)
+      : policy_(*document.result.policy), values_(values) {
+    findWords(document.text);
+  }
+
+  [[nodiscard]] std::vector<ProfileFinding> take() {
+    for (const PathRule& rule : policy_.paths) {
+      // Of what base profiles name, no machine has everything.
+      for (const Grant& grant : rule.grants) {
+        if (grant.line.base.empty()) lookAt(rule, grant);
+      }
+    }
+    std::ranges::stable_sort(findings_, {}, [](const ProfileFinding& finding) {
+      return std::pair(finding.position.line, finding.position.column);
+    });
+    return std::move(findings_);
+  }
+
+ private:
+  /// Where a path or a parameter's path stands, since a policy knows lines only.
+  void findWords(std::string_view text) {
+    ProfileErrors ignored;
+    ProfileScanner scanner(text, ignored);
+    while (const auto words = scanner.nextStatement()) {
+      for (std::size_t index = 2; index < words->size(); ++index) {
+        const ProfileWord& word = (*words)[index];
+        words_.try_emplace({word.position.line, pathOf(word, values_.parameters, ignored)}, word.position);
+      }
+    }
+  }
+
+  [[nodiscard]] ProfilePosition positionOf(const PathRule& rule, const Grant& grant) const {
+    const auto found = words_.find({grant.line.line, rule.path});
+    return found == words_.end() ? ProfilePosition{grant.line.line, 1} : found->second;
+  }
+
+  void add(Severity severity, const PathRule& rule, const Grant& grant, std::string problem, std::string remedy) {
+    findings_.push_back({severity, positionOf(rule, grant), std::move(problem), std::move(remedy)});
+  }
+
+  void lookAt(const PathRule& rule, const Grant& grant) {
+    lookAtFile(rule, grant);
+    lookForOthers(rule, grant);
+    if (rule.path == "/") {
+      add(Severity::Warning, rule, grant, namesOf(grant.rights, ", ") + " is allowed for every file there is",
+          "name the directories that are needed");
+    }
+    if (grant.rights.contains(Right::Execute) && !explainPath(policy_, Right::Write, rule.path).empty()) {
+      add(Severity::Warning, rule, grant, visible(rule.path) + " may be written and executed, so anything can be",
+          "allow one of the two, or name what is executed");
+    }
+  }
+
+  void lookAtFile(const PathRule& rule, const Grant& grant) {
+    if (values_.isPlaceholderIn(rule.path)) return;
+    struct stat status {};
+    if (stat(rule.path.c_str(), &status) != 0) {
+      if (errno != ENOENT && errno != ENOTDIR) return;
+      add(Severity::Note, rule, grant, "there is no " + visible(rule.path) + " here, and what is absent gets no rule",
+          "have it made before the service starts, or allow the directory it will be in");
+      return;
+    }
+    const RightSet idle = grant.rights.without(grant.rights.without(directoryRights()));
+    if (S_ISDIR(status.st_mode) || idle.isEmpty()) return;
+    add(Severity::Warning, rule, grant,
+        namesOf(idle, ", ") + " is without effect at a file, as " + visible(rule.path) + " is",
+        "allow it for the directory");
+  }
+
+  /// All that the grant gives, an earlier one of the path or one of a directory above gives too.
+  void lookForOthers(const PathRule& rule, const Grant& grant) {
+    for (const Right right : allRights) {
+      if (grant.rights.contains(right) && !isGivenElsewhere(rule, grant, right)) return;
+    }
+    add(Severity::Warning, rule, grant, "adds nothing: all of it is allowed for " + visible(rule.path) + " elsewhere",
+        "leave it out");
+  }
+
+  [[nodiscard]] bool isGivenElsewhere(const PathRule& rule, const Grant& grant, Right right) const {
+    for (const Grant& other : rule.grants) {
+      if (&other == &grant) break;
+      if (other.rights.contains(right)) return true;
+    }
+    return explainPath(policy_, right, rule.path).back().subject != rule.path;
+  }
+
+  const Policy& policy_;
+  const ProfileValues& values_;
+  std::map<std::pair<std::size_t, std::string>, ProfilePosition> words_;
+  std::vector<ProfileFinding> findings_;
+};
+
+}  // namespace
+
+Finding ProfileFinding::inFile(const std::string& name) const {
+  return {severity, name + ":" + std::to_string(position.line) + ":" + std::to_string(position.column), "", problem,
+          remedy};
+}
+
+std::vector<ProfileFinding> reviewOf(const ProfileDocument& document, const ProfileValues& values) {
+  if (document.result.policy) return Review(document, values).take();
+  std::vector<ProfileFinding> findings;
+  const ProfileErrors& errors = document.result.errors;
+  for (const ProfileError& error : errors.kept()) findings.push_back(findingOf(error));
+  if (errors.count() > errors.kept().size()) {
+    const std::string more = std::to_string(errors.count() - errors.kept().size());
+    findings.push_back(
+        {Severity::Error, errors.kept().back().position, more + " more errors follow", "mend these first"});
+  }
+  return findings;
+}
+
+}  // namespace vanto::tool

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vanto/RealPlaces.h"
+
+#include <filesystem>
+#include <map>
+#include <system_error>
+#include <utility>
+
+#include "vanto/ServicePath.h"
+
+namespace vanto::tool {
+namespace {
+
+bool isOfOneProcess(const std::string& path) {
+  for (const std::string place : {"/proc/self", "/proc/thread-self"}) {
+    if (path == place || path.starts_with(place + "/")) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::string realPath(const std::string& path) {
+  std::error_code error;
+  const std::string absolute = ServicePath::absolute(path, error);
+  if (error || isOfOneProcess(absolute)) return absolute;
+  const std::filesystem::path real = std::filesystem::weakly_canonical(absolute, error);
+  return error ? absolute : std::string(ServicePath::trimmed(real.string()));
+}
+
+Policy withRealPaths(const Policy& policy) {
+  std::map<std::string, PathRule> rules;
+  for (const PathRule& rule : policy.paths) {
+    const std::string path = realPath(rule.path);
+    PathRule& real = rules[path];
+    real.path = path;
+    real.rights |= rule.rights;
+    real.grants.insert(real.grants.end(), rule.grants.begin(), rule.grants.end());
+  }
+  Policy result = policy;
+  result.paths.clear();
+  for (auto& [path, rule] : rules) result.paths.push_back(std::move(rule));
+  return result;
+}
+
+}  // namespace vanto::tool

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vanto/KernelOutlook.h"
+
+#include <gtest/gtest.h>
+
+#include "sandbox/Profile.h"
+
+namespace vanto::tool {
+namespace {
+
+std::vector<KernelOutlook> outlooksOfText(const char* text) {
+  const ProfileResult result = compileProfile(text, {});
+  return outlooksOf(result.policy.value_or(Policy()));
+}
+
+TEST(KernelOutlook, ChangesWithTheVersionsThatBringRights) {
+  std::vector<std::string> versions;
+  for (const KernelOutlook& outlook : outlooksOfText("")) versions.push_back(outlook.linuxVersion);
+  EXPECT_EQ(versions, (std::vector<std::string>{"", "5.13", "6.2", "6.10", "6.12", "7.1"}));
+}
+
+TEST(KernelOutlook, HasPortsOfItsOwnWhenSomeAreAllowed) {
+  const std::vector<KernelOutlook> outlooks = outlooksOfText("allow connect tcp 443");
+  ASSERT_EQ(outlooks.size(), 7U);
+  EXPECT_TRUE(outlooks[2].open.contains(Right::Connect));
+  EXPECT_EQ(outlooks[3].linuxVersion, "6.7");
+  EXPECT_FALSE(outlooks[3].open.contains(Right::Connect));
+  EXPECT_TRUE(outlooks.back().open.isEmpty());
+}
+
+TEST(KernelOutlook, NamesWhatIsRefusedAndWhatIsUnmet) {
+  const std::vector<KernelOutlook> outlooks = outlooksOfText("allow rename /tmp\nrequire truncate");
+  EXPECT_EQ(outlooks[1].withheld, RightSet(Right::Rename));
+  EXPECT_EQ(outlooks[1].unmet, RightSet(Right::Truncate));
+  EXPECT_TRUE(outlooks.back().withheld.isEmpty());
+  EXPECT_TRUE(outlooks.back().unmet.isEmpty());
+}
+
+TEST(KernelOutlook, SaysUpToWhichKernelSomethingIsOpen) {
+  EXPECT_EQ(openingOf(outlooksOfText(""), Right::Signal), "Linux before 6.12 leaves it open");
+  EXPECT_EQ(openingOf(outlooksOfText(""), Right::Network), "");
+  const std::vector<KernelOutlook> never{{"", Right::Read, {}, {}}};
+  EXPECT_EQ(openingOf(never, Right::Read), "no kernel can deny it");
+}
+
+}  // namespace
+}  // namespace vanto::tool

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vanto/ProfileDocument.h"
+
+#include "programs/vanto/ProfileFixture.h"
+
+namespace vanto::tool {
+namespace {
+
+class ProfileDocumentTest : public testing::ProfileFixture {};
+
+TEST_F(ProfileDocumentTest, HasErrorsOrAPolicy) {
+  std::string problem;
+  const auto good = ProfileDocument::read(profile("allow signal"), {}, problem);
+  ASSERT_TRUE(good && good->result.policy);
+  const auto bad = ProfileDocument::read(profile("nonsense"), {}, problem);
+  ASSERT_TRUE(bad);
+  EXPECT_EQ(bad->result.errors.count(), 1U);
+  EXPECT_EQ(problem, "");
+  EXPECT_FALSE(ProfileDocument::readGood(profile("nonsense"), {}, problem));
+  EXPECT_NE(problem.find("a.sb:1:1: unknown statement"), problem.npos) << problem;
+}
+
+TEST_F(ProfileDocumentTest, ShowsStatementsWithoutBlanksAndComments) {
+  std::string problem;
+  const auto document =
+      ProfileDocument::read(profile("# a\n\tallow  read \"/\xc3\xa4 #\" /b\xe2\x80\xae # c\n"), {}, problem);
+  ASSERT_TRUE(document);
+  EXPECT_EQ(document->statementAt(2), "allow  read \"/\xc3\xa4 #\" /b\\u{202e}");
+  EXPECT_EQ(document->statementAt(1), "");
+  EXPECT_EQ(document->statementAt(9), "");
+  EXPECT_EQ(shortened(document->placeOf({"", 2})), "DIR/a.sb:2");
+}
+
+}  // namespace
+}  // namespace vanto::tool

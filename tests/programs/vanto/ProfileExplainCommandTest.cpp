@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vanto/ProfileExplainCommand.h"
+
+#include <filesystem>
+
+#include "programs/vanto/ProfileFixture.h"
+
+namespace vanto::tool {
+namespace {
+
+using testing::runTool;
+using testing::ToolRun;
+
+class ProfileExplainCommandTest : public testing::ProfileFixture {
+ protected:
+  ToolRun explain(const std::string& text, const std::vector<std::string>& asked) const {
+    std::vector<std::string> arguments{"profile", "explain", profile(text)};
+    arguments.insert(arguments.end(), asked.begin(), asked.end());
+    ToolRun run = runTool(arguments);
+    run.output = shortened(run.output);
+    return run;
+  }
+};
+
+TEST_F(ProfileExplainCommandTest, NamesTheLineThatDecidesAndTheOthers) {
+  const ToolRun run = explain("allow read /opt  # all\n  allow read,write /opt/a\n", {"read", "/opt/a/b"});
+  EXPECT_EQ(run.status, ExitStatus::Fine);
+  EXPECT_EQ(run.output, "allowed by DIR/a.sb:2: allow read,write /opt/a\nalso by    DIR/a.sb:1: allow read /opt\n");
+}
+
+TEST_F(ProfileExplainCommandTest, NamesBaseProfilesByTheLineThatIncludesThem) {
+  EXPECT_EQ(explain("\ninclude base\n", {"read", "/etc/passwd"}).output,
+            "allowed by DIR/a.sb:2: include base (read /etc/passwd)\n");
+}
+
+TEST_F(ProfileExplainCommandTest, SaysThatItIsDeniedAndWhichKernelsDoNot) {
+  const ToolRun path = explain("", {"read", "/etc/shadow"});
+  EXPECT_EQ(path.status, ExitStatus::Found);
+  EXPECT_EQ(path.output, "denied: no statement of DIR/a.sb allows it\nbut Linux before 5.13 leaves it open\n");
+  EXPECT_EQ(explain("", {"network"}).output, "denied: no statement of DIR/a.sb allows it\n");
+}
+
+TEST_F(ProfileExplainCommandTest, ExplainsPortsAndRightsWithoutSubject) {
+  EXPECT_EQ(explain("allow connect tcp 80-90", {"connect", "85"}).output,
+            "allowed by DIR/a.sb:1: allow connect tcp 80-90\n");
+  EXPECT_EQ(explain("allow connect tcp 80-90", {"bind", "85"}).status, ExitStatus::Found);
+  EXPECT_EQ(explain("allow signal", {"signal"}).output, "allowed by DIR/a.sb:1: allow signal\n");
+}
+
+TEST_F(ProfileExplainCommandTest, FollowsLinksOnBothSides) {
+  std::filesystem::create_directory(directory_ / "real");
+  std::filesystem::create_directory_symlink(directory_ / "real", directory_ / "link");
+  EXPECT_EQ(explain("allow read " + directory_ / "link", {"read", directory_ / "real/x"}).status, ExitStatus::Fine);
+  EXPECT_EQ(explain("allow read " + directory_ / "real", {"read", directory_ / "link/x"}).status, ExitStatus::Fine);
+}
+
+TEST_F(ProfileExplainCommandTest, SaysWhenTheAnswerHangsOnAParameter) {
+  const std::string text = "allow read ${VantoService_path}\n";
+  EXPECT_EQ(explain(text, {"read", "/opt/x"}).messages,
+            "vanto: unless it is beneath what VantoService_path stands for; say with --bundle\n");
+  EXPECT_EQ(explain(text, {"write", "/opt/x"}).messages, "");
+  EXPECT_EQ(explain(text, {"read", "/opt/x", "--parameter", "VantoService_path=/opt"}).status, ExitStatus::Fine);
+  EXPECT_EQ(explain(text, {"read", bundle_.path() + "/Contents", "--bundle", bundle_.path()}).status, ExitStatus::Fine);
+}
+
+TEST_F(ProfileExplainCommandTest, FailsForQuestionsThatMakeNoSense) {
+  for (const std::vector<std::string>& asked : std::vector<std::vector<std::string>>{
+           {"nonsense"}, {"read"}, {"connect"}, {"connect", "80-90"}, {"connect", "x"}, {"signal", "x"}}) {
+    EXPECT_EQ(explain("", asked).status, ExitStatus::Failed) << asked[0];
+  }
+  EXPECT_EQ(explain("nonsense", {"signal"}).status, ExitStatus::Failed);
+}
+
+}  // namespace
+}  // namespace vanto::tool
