@@ -139,7 +139,7 @@ TEST_F(ManagerLife, AFormerProcessThatDoesNotEndIsKilledBeforeTheNextStart) {
   ASSERT_EQ(load("stubborn", echo), "");
   const std::int64_t pid = call(echo);
   first.signal(SIGSTOP);
-  ASSERT_EQ(kill(static_cast<pid_t>(pid), SIGSTOP), 0);
+  stopProcess(static_cast<pid_t>(pid));
   first.signal(SIGKILL);
   EXPECT_EQ(first.waitForEnd(), "signal 9");
   const ManagerProcess second(impatient());
@@ -156,7 +156,7 @@ class ManagerOfAFormerProcess : public ManagerFixture {
     ASSERT_EQ(load("stubborn", echo), "");
     former_ = static_cast<pid_t>(call(echo));
     first.signal(SIGSTOP);
-    ASSERT_EQ(kill(former_, SIGSTOP), 0);
+    stopProcess(former_);
     first.signal(SIGKILL);
     EXPECT_EQ(first.waitForEnd(), "signal 9");
   }

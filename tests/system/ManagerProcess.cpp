@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -124,6 +125,19 @@ bool isAlive(pid_t pid) {
   const std::string text = fileText("/proc/" + std::to_string(pid) + "/stat");
   const std::size_t end = text.rfind(") ");
   return end != std::string::npos && text[end + 2] != 'Z';
+}
+
+void stopProcess(pid_t pid) {
+  ASSERT_EQ(kill(pid, SIGSTOP), 0);
+  const std::string threads = "/proc/" + std::to_string(pid) + "/task";
+  ASSERT_TRUE(waitUntil([&] {
+    for (const auto& thread : std::filesystem::directory_iterator(threads)) {
+      const std::string text = fileText(thread.path() / "stat");
+      const std::size_t end = text.rfind(") ");
+      if (end == std::string::npos || text[end + 2] != 'T') return false;
+    }
+    return true;
+  }));
 }
 
 bool waitUntil(const std::function<bool()>& condition) {

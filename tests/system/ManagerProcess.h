@@ -57,6 +57,9 @@ class ManagerProcess {
 /// Whether a process is there and no zombie.
 [[nodiscard]] bool isAlive(pid_t pid);
 
+/// Stops a process, and waits until no thread of it runs any more.
+void stopProcess(pid_t pid);
+
 /// Waits until `condition` holds, looking often; false when it takes too long.
 [[nodiscard]] bool waitUntil(const std::function<bool()>& condition);
 
