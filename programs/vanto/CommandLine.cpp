@@ -19,6 +19,7 @@
 #include "vanto/ProfileCheckCommand.h"
 #include "vanto/ProfileDiffCommand.h"
 #include "vanto/ProfileExplainCommand.h"
+#include "vanto/ProfileRunCommand.h"
 #include "vanto/ProfileShowCommand.h"
 #include "vanto/ShowCommand.h"
 #include "vanto/StatusCommand.h"
@@ -160,6 +161,10 @@ class CommandLine : public CommandGrammar {
     diff->add_option("OLD", profileDiff_.older)->required();
     diff->add_option("NEW", profileDiff_.newer)->required();
     addProfileChoice(*diff, profileDiff_.choice);
+    CLI::App* run = add(*profile, "run", profileRun_);
+    run->add_option("FILE", profileRun_.file)->required();
+    run->add_option("COMMAND", profileRun_.command)->required();
+    addProfileChoice(*run, profileRun_.choice);
     add(*profile, "show", profileShow_)->add_option("NAME", profileShow_.name);
   }
 
@@ -199,6 +204,7 @@ class CommandLine : public CommandGrammar {
   ProfileCheckCommand profileCheck_;
   ProfileExplainCommand profileExplain_;
   ProfileDiffCommand profileDiff_;
+  ProfileRunCommand profileRun_;
   ProfileShowCommand profileShow_;
 };
 

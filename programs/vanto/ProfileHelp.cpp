@@ -11,13 +11,15 @@ Usage: vanto profile check [--json] FILE
        vanto profile explain FILE RIGHT [PATH|PORT]
        vanto profile diff OLD NEW
        vanto profile show [NAME]
+       vanto profile run FILE -- COMMAND...
 
   check    what is wrong, and what each kernel would leave open
   explain  whether something is allowed, and which line decides
   diff     what a change newly allows and newly denies
   show     a base profile
+  run      runs a command under a profile
 
-Each has its own --help. None of them needs a kernel that can confine.
+Each has its own --help. Only run needs a kernel that can confine.
 )"},
     {"profile check", R"(Says what is wrong with a sandbox profile, and what kernels would leave open of what it denies.
 
@@ -83,6 +85,25 @@ Exit status: 0 fine, 2 there is none with this name.
 
 Example:
   vanto profile show base
+)"},
+    {"profile run", R"(Runs a command under a sandbox profile.
+
+Usage: vanto profile run [--bundle BUNDLE] [--parameter NAME=VALUE]...
+                         FILE -- COMMAND...
+
+  FILE                    a profile; "-" is standard input
+  COMMAND                 a program and its arguments
+  --bundle BUNDLE         a service, whose values the parameters of the profile have
+  --parameter NAME=VALUE  a value of one parameter; others stand for themselves
+
+The profile has to allow execute for COMMAND and for its loader or interpreter, which a
+service does not need. What services get beside their profile, this does not give. What the
+kernel cannot deny, and paths that are not there, are told on standard error.
+
+Exit status: 0 or whatever else COMMAND ends with, 2 it was not run.
+
+Example:
+  vanto profile run locked.sb -- /usr/bin/env
 )"},
 };
 

@@ -46,6 +46,7 @@ _vanto_profile() {
     'explain:say whether something is allowed, and which line decides'
     'diff:say what a change newly allows and denies'
     'show:print a base profile'
+    'run:run a command under a profile'
   )
   local -a values=(
     '--bundle[the service whose values the parameters have]:bundle:_files'

@@ -39,6 +39,7 @@ TEST(CommandLine, PrintsHelpOfTheProgramAndOfEachCommand) {
                                                  {{"profile", "check", "-h"}, "profile check"},
                                                  {{"profile", "explain", "-h"}, "profile explain"},
                                                  {{"profile", "diff", "-h"}, "profile diff"},
+                                                 {{"profile", "run", "-h"}, "profile run"},
                                                  {{"profile", "show", "-h"}, "profile show"}};
   for (const auto& [arguments, command] : asked) {
     const ToolRun run = runTool(arguments);

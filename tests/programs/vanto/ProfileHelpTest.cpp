@@ -9,8 +9,8 @@ namespace vanto::tool {
 namespace {
 
 TEST(ProfileHelp, HasEachCommandAboutItsSubject) {
-  EXPECT_EQ(commandsOf(profileHelp()),
-            (std::vector<std::string>{"profile", "profile check", "profile explain", "profile diff", "profile show"}));
+  EXPECT_EQ(commandsOf(profileHelp()), (std::vector<std::string>{"profile", "profile check", "profile explain",
+                                                                 "profile diff", "profile show", "profile run"}));
 }
 
 TEST(ProfileHelp, ShowsHowEachCommandIsCalled) {

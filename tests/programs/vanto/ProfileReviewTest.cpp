@@ -57,8 +57,8 @@ TEST_F(ProfileReviewTest, WarnsOfRulesThatAddNothing) {
 
 TEST_F(ProfileReviewTest, WarnsOfMoreThanItLooksLike) {
   EXPECT_EQ(review("allow read /\n"), Lines{"1:12: warning: read is allowed for every file there is"});
-  EXPECT_EQ(review("allow write /tmp\nallow execute " + directory_.path() + "\n"),
-            Lines{"2:15: warning: DIR may be written and executed, so anything can be"});
+  EXPECT_EQ(review("allow write " + directory_.path() + "\nallow execute " + bundle_.path() + "\n"),
+            Lines{"2:15: warning: DIR/A.vanto may be written and executed, so anything can be"});
 }
 
 }  // namespace

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vanto/ProfileRunCommand.h"
+
+#include "programs/vanto/ProfileFixture.h"
+#include "support/Child.h"
+
+namespace vanto::tool {
+namespace {
+
+using testing::ChildOutcome;
+using testing::ChildReport;
+using testing::runTool;
+using testing::ToolRun;
+
+class ProfileRunCommandTest : public testing::ProfileFixture {
+ protected:
+  /// Runs `command` in a child; the messages when it was not executed.
+  ChildOutcome runUnder(const std::string& text, const std::vector<std::string>& command) const {
+    std::vector<std::string> arguments{"profile", "run", profile(text), "--"};
+    arguments.insert(arguments.end(), command.begin(), command.end());
+    return testing::runInChild([&](const ChildReport& report) {
+      const ToolRun run = runTool(arguments);
+      EXPECT_EQ(run.status, ExitStatus::Failed);
+      std::string last = run.messages.substr(0, run.messages.size() - 1);
+      if (last.find('\n') != last.npos) last.erase(0, last.rfind('\n') + 1);
+      report(last);
+    });
+  }
+
+  const std::string allowed_ = "include base\nallow read,execute /bin /usr/bin /lib /lib64 /usr/lib\n";
+};
+
+TEST_F(ProfileRunCommandTest, ExecutesTheCommandWithItsArguments) {
+  EXPECT_EQ(runUnder(allowed_, {"/bin/sh", "-c", "exit 7"}).end, "exit status 7");
+  EXPECT_EQ(runUnder(allowed_, {"sh", "-c", "exit 8"}).end, "exit status 8");
+}
+
+TEST_F(ProfileRunCommandTest, ConfinesTheCommand) {
+  const std::string script = "exec 3< " + directory_ / "a.sb";
+  EXPECT_NE(runUnder(allowed_, {"/bin/sh", "-c", script}).end, "exit status 0");
+  EXPECT_EQ(runUnder(allowed_ + "allow read " + directory_.path() + "\n", {"/bin/sh", "-c", script}).end,
+            "exit status 0");
+}
+
+TEST_F(ProfileRunCommandTest, SaysWhichRightIsMissing) {
+  const ChildOutcome outcome = runUnder("include base\n", {"/usr/bin/env"});
+  EXPECT_EQ(outcome.lines, std::vector<std::string>{"vanto: /usr/bin/env: not executed: Operation not permitted; the "
+                                                    "profile does not allow execute at /usr/bin/env"});
+  const ChildOutcome loader = runUnder("include base\nallow execute /usr/bin\n", {"/usr/bin/env"});
+  EXPECT_EQ(loader.lines, std::vector<std::string>{"vanto: /usr/bin/env: not executed: Permission denied; the profile "
+                                                   "may not allow execute for its loader or interpreter"});
+}
+
+TEST_F(ProfileRunCommandTest, RunsNothingUnconfined) {
+  EXPECT_EQ(runUnder("nonsense\n", {"/bin/sh", "-c", "exit 0"}).lines.size(), 1U);
+  EXPECT_EQ(runUnder(allowed_, {"no-such-program-anywhere"}).lines,
+            std::vector<std::string>{"vanto: no-such-program-anywhere: there is no such program"});
+}
+
+}  // namespace
+}  // namespace vanto::tool
