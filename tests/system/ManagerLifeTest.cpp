@@ -8,6 +8,7 @@
 #include <thread>
 #include <tuple>
 
+#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -367,7 +368,7 @@ TEST_F(ManagerLife, LoadsNoJobWhoseNameSomebodyElseServes) {
 
 TEST_F(ManagerLife, NobodyWhoLocksTheDirectoryOfItsDomainStopsIt) {
   ASSERT_EQ(ManagerProcess(setting()).terminate(), "exit status 0");
-  const Fd directory = openDomain(Domain::User);
+  const Fd directory(open((directory_ / "run/vanto/user").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ASSERT_EQ(flock(directory.get(), LOCK_EX), 0);
   ManagerProcess manager(setting());
   ASSERT_TRUE(manager.isReady()) << manager.messages();

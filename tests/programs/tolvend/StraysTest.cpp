@@ -39,6 +39,8 @@ struct Orphan {
       setsid();
       const pid_t made = fork();
       if (made == 0) {
+        // Its parent ends before it does.
+        alarm(60);
         for (;;) pause();
       }
       static_cast<void>(!write(ends[1], &made, sizeof made));
@@ -55,10 +57,10 @@ struct Orphan {
 };
 
 /// Sweeps until it is gone.
-void expectGone(const Strays& strays, pid_t pid) {
+void expectGone(const Strays& strays, pid_t pid, pid_t command = 0) {
   // Its end takes a moment; whoever waits for it without reaping leaves that to the next sweep.
   siginfo_t facts;
-  while (waitid(P_PID, static_cast<id_t>(pid), &facts, WEXITED | WNOWAIT) == 0) strays.sweep(0);
+  while (waitid(P_PID, static_cast<id_t>(pid), &facts, WEXITED | WNOWAIT) == 0) strays.sweep(command);
   EXPECT_EQ(errno, ECHILD);
 }
 
@@ -82,7 +84,7 @@ TEST(Strays, AreKilledAndReapedAndOwnChildrenLeftAlone) {
     const Orphan orphan;
     orphan.endLeader();
     strays.sweep(command);
-    expectGone(strays, orphan.pid);
+    expectGone(strays, orphan.pid, command);
     expectAlive(service);
     expectAlive(command);
   });
