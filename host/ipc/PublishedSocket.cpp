@@ -47,13 +47,14 @@ vanto_error_code_t judgeRival(int directory, const char* file) noexcept {
     case ENOENT:
     case ENOTSOCK:
       return VANTO_ERROR_NONE;
-    case EMFILE:
-    case ENFILE:
-    case ENOMEM:
-    case ENOBUFS:
-      return VANTO_ERROR_SYSTEM;
-    default:
+    // More wait than may, this process may not, or it listens for another kind of connection.
+    case EAGAIN:
+    case EACCES:
+    case EPERM:
+    case EPROTOTYPE:
       return VANTO_ERROR_IN_USE;
+    default:
+      return VANTO_ERROR_SYSTEM;
   }
 }
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // How managers end, die and come back, and what becomes of services and clients meanwhile.
-#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -9,6 +8,7 @@
 #include <thread>
 #include <tuple>
 
+#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -280,28 +280,30 @@ TEST_F(ManagerLife, WhatAServiceLeavesBehindEndsWithIt) {
 }
 
 TEST_F(ManagerLife, ProcessesThatAreNoneOfItsServicesAreLeftAlone) {
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  const Fd reading(ends[0]);
-  Fd writing(ends[1]);
+  int told[2];
+  int held[2];
+  ASSERT_EQ(pipe(told), 0);
+  ASSERT_EQ(pipe(held), 0);
+  const Fd reading(told[0]);
+  Fd holding(held[1]);
   ManagerSetting changed = setting();
   changed.prepare = [&] {
-    const pid_t child = fork();
-    if (child != 0) return;
-    const pid_t grandchild = fork();
-    const pid_t self = getpid();
-    static_cast<void>(!write(writing.get(), &self, sizeof self));
-    // The older one leaves the younger one to the manager when there is one.
-    if (grandchild != 0) kill(self, SIGSTOP);
-    if (grandchild != 0) _exit(0);
-    for (;;) pause();
+    if (fork() != 0) return;
+    holding.reset();
+    // The older one leaves the younger one to the manager.
+    pid_t pids[2] = {getpid(), fork()};
+    if (pids[1] == 0) {
+      for (;;) pause();
+    }
+    static_cast<void>(!write(told[1], pids, sizeof pids));
+    static_cast<void>(!read(held[0], pids, 1));
+    _exit(0);
   };
   ManagerProcess manager(changed);
   pid_t pids[2];
   ASSERT_EQ(read(reading.get(), pids, sizeof pids), static_cast<ssize_t>(sizeof pids));
-  writing.reset();
-  const pid_t stopped = std::min(pids[0], pids[1]);
-  const pid_t orphan = std::max(pids[0], pids[1]);
+  const auto [parent, orphan] = pids;
+  for (const int end : {told[1], held[0]}) close(end);
   ASSERT_EQ(load("echo", echo), "");
   const std::int64_t pid = call(echo, "away");
   pid_t away = 0;
@@ -311,11 +313,9 @@ TEST_F(ManagerLife, ProcessesThatAreNoneOfItsServicesAreLeftAlone) {
     }
     return away != 0;
   }));
-  EXPECT_TRUE(isAlive(stopped));
-  ASSERT_EQ(kill(stopped, SIGCONT), 0);
-  ASSERT_TRUE(waitUntil([&] { return !isAlive(stopped); }));
-  // It is reaped as well: whose parent else would.
-  EXPECT_TRUE(waitUntil([&] { return kill(stopped, 0) != 0; }));
+  EXPECT_TRUE(isAlive(parent));
+  holding.reset();
+  EXPECT_TRUE(waitUntil([parent = parent] { return kill(parent, 0) != 0; })) << "it is not reaped";
   ASSERT_EQ(kill(static_cast<pid_t>(pid), SIGKILL), 0);
   EXPECT_TRUE(waitUntil([&] { return !isAlive(away); }));
   EXPECT_EQ(manager.terminate(), "exit status 0");
@@ -368,7 +368,7 @@ TEST_F(ManagerLife, LoadsNoJobWhoseNameSomebodyElseServes) {
 
 TEST_F(ManagerLife, NobodyWhoLocksTheDirectoryOfItsDomainStopsIt) {
   ASSERT_EQ(ManagerProcess(setting()).terminate(), "exit status 0");
-  const Fd directory = openDomain(Domain::User);
+  const Fd directory(open((directory_ / "run/vanto/user").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ASSERT_EQ(flock(directory.get(), LOCK_EX), 0);
   ManagerProcess manager(setting());
   ASSERT_TRUE(manager.isReady()) << manager.messages();

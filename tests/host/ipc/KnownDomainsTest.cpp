@@ -94,7 +94,7 @@ TEST_F(KnownDomainsTest, TheSessionsServiceIsSeenBeforeTheUsers) {
   ASSERT_EQ(mkdir(path("vanto/session-c2").c_str(), 0700), 0);
   EXPECT_EQ(find("service"), path("vanto/user/service"));
   PublishedSocket ofSession;
-  ASSERT_EQ(ofSession.open(openDomain(Domain::Session), "service"), VANTO_ERROR_NONE);
+  ASSERT_EQ(ofSession.open(openOrCreateDomain(Domain::Session), "service"), VANTO_ERROR_NONE);
   EXPECT_EQ(find("service"), "");
   keep(Domain::Session);
   EXPECT_EQ(find("service"), path("vanto/session-c2/service"));
@@ -146,9 +146,9 @@ TEST_F(KnownDomainsTest, AreNotKeptWhereThePathIsTooLong) {
   const std::size_t room = KnownDomains::pathBytes - path("vanto/user/").size();
   PublishedSocket longest;
   const std::string name(room - 1, 'n');
-  ASSERT_EQ(longest.open(openDomain(Domain::User), name), VANTO_ERROR_NONE);
+  ASSERT_EQ(longest.open(openOrCreateUserDomain(), name), VANTO_ERROR_NONE);
   PublishedSocket tooLong;
-  ASSERT_EQ(tooLong.open(openDomain(Domain::User), name + 'n'), VANTO_ERROR_NONE);
+  ASSERT_EQ(tooLong.open(openOrCreateUserDomain(), name + 'n'), VANTO_ERROR_NONE);
   EXPECT_EQ(find(name), path("vanto/user/" + name));
   EXPECT_TRUE(connectToPath(find(name).c_str(), UINT64_MAX));
   EXPECT_EQ(find(name + 'n'), "");

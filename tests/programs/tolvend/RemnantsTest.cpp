@@ -60,11 +60,19 @@ TEST(Remnants, OlderProcessesAndOtherSessionsAreLeftAlone) {
     later.startTime = ~std::uint64_t{0};
     killRemnants(later);
     // A number that another process has by now.
-    killRemnants({getsid(0), 1, "org.example.echo"});
-    EXPECT_EQ(usleep(20'000), 0);
-    EXPECT_EQ(waitpid(service.child, nullptr, WNOHANG), 0);
-    kill(service.child, SIGKILL);
-    EXPECT_EQ(waitpid(service.child, nullptr, 0), service.child);
+    setpgid(0, 0);
+    const pid_t member = fork();
+    if (member == 0) {
+      for (;;) pause();
+    }
+    killRemnants({getpid(), 1, "org.example.echo"});
+    // One that was killed before and has not ended yet ends by that.
+    for (const pid_t pid : {service.child, member}) {
+      kill(pid, SIGTERM);
+      int status = 0;
+      EXPECT_EQ(waitpid(pid, &status, 0), pid);
+      EXPECT_EQ(WTERMSIG(status), SIGTERM);
+    }
   });
   EXPECT_EQ(outcome.end, "exit status 0");
 }

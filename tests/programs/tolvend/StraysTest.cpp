@@ -3,9 +3,9 @@
 
 #include <cerrno>
 #include <csignal>
-#include <functional>
 
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,29 +15,11 @@
 namespace vanto::manager {
 namespace {
 
-/// A process in a session of its own that does `work` and then waits for its end.
-pid_t startLeader(const std::function<void()>& work) {
-  int ends[2];
-  EXPECT_EQ(pipe(ends), 0);
-  const pid_t pid = fork();
-  if (pid == 0) {
-    setsid();
-    work();
-    close(ends[0]);
-    close(ends[1]);
-    for (;;) pause();
-  }
-  close(ends[1]);
-  char byte = 0;
-  EXPECT_EQ(read(ends[0], &byte, 1), 0);
-  close(ends[0]);
-  return pid;
-}
-
-/// A process that does nothing.
+/// A process that does nothing until it is killed, or this one ends.
 pid_t startIdle() {
   const pid_t pid = fork();
   if (pid == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     for (;;) pause();
   }
   return pid;
@@ -51,15 +33,21 @@ struct Orphan {
   Orphan() {
     int ends[2];
     EXPECT_EQ(pipe(ends), 0);
-    leader = startLeader([&] {
-      const pid_t made = startIdle();
+    leader = fork();
+    if (leader == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      setsid();
+      const pid_t made = fork();
+      if (made == 0) {
+        // Its parent ends before it does.
+        alarm(60);
+        for (;;) pause();
+      }
       static_cast<void>(!write(ends[1], &made, sizeof made));
-      close(ends[0]);
-      close(ends[1]);
-    });
-    close(ends[1]);
+      for (;;) pause();
+    }
     EXPECT_EQ(read(ends[0], &pid, sizeof pid), static_cast<ssize_t>(sizeof pid));
-    close(ends[0]);
+    for (const int end : ends) close(end);
   }
 
   void endLeader() const {
@@ -69,21 +57,19 @@ struct Orphan {
 };
 
 /// Sweeps until it is gone.
-void expectGone(const Strays& strays, pid_t pid) {
+void expectGone(const Strays& strays, pid_t pid, pid_t command = 0) {
   // Its end takes a moment; whoever waits for it without reaping leaves that to the next sweep.
   siginfo_t facts;
-  while (waitid(P_PID, static_cast<id_t>(pid), &facts, WEXITED | WNOWAIT) == 0) strays.sweep(0);
+  while (waitid(P_PID, static_cast<id_t>(pid), &facts, WEXITED | WNOWAIT) == 0) strays.sweep(command);
   EXPECT_EQ(errno, ECHILD);
 }
 
 void expectAlive(pid_t pid) {
-  // It may have been killed and not have ended yet.
-  EXPECT_EQ(usleep(20'000), 0);
-  siginfo_t facts{};
-  EXPECT_EQ(waitid(P_PID, static_cast<id_t>(pid), &facts, WEXITED | WNOWAIT | WNOHANG), 0);
-  EXPECT_EQ(facts.si_pid, 0) << "it has ended";
-  kill(pid, SIGKILL);
-  EXPECT_EQ(waitpid(pid, nullptr, 0), pid);
+  // One that was killed before and has not ended yet ends by that.
+  kill(pid, SIGTERM);
+  int status = 0;
+  EXPECT_EQ(waitpid(pid, &status, 0), pid);
+  EXPECT_EQ(WTERMSIG(status), SIGTERM);
 }
 
 TEST(Strays, AreKilledAndReapedAndOwnChildrenLeftAlone) {
@@ -98,7 +84,7 @@ TEST(Strays, AreKilledAndReapedAndOwnChildrenLeftAlone) {
     const Orphan orphan;
     orphan.endLeader();
     strays.sweep(command);
-    expectGone(strays, orphan.pid);
+    expectGone(strays, orphan.pid, command);
     expectAlive(service);
     expectAlive(command);
   });
