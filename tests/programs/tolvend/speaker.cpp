@@ -12,7 +12,8 @@
 
 int main(int, char** argv) {
   using namespace vanto;
-  std::ifstream lines(std::string(argv[0]) + ".says");
+  const std::string path = argv[0];
+  std::ifstream lines(path + ".says");
   std::string receipt;
   bool isSaid = true;
   for (std::string line; std::getline(lines, line);) {
