@@ -71,7 +71,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!vanto::enableSenderCredentials(ours.get())) std::abort();
   const vanto::ProcessFacts peer{getpid(), geteuid(), getegid(), getuid(), getgid(), 1};
   const vanto::Greeting greeting{.windowMessages = 4, .windowBytes = 1000};
-  auto connection = vanto::Connection::createForClient(std::move(ours), peer, greeting, nullptr);
+  auto connection = vanto::Connection::createForClient(std::move(ours), peer, greeting, 0, nullptr);
   sendPackets(theirs.get(), data, size);
   theirs.reset();
   vanto_object_t question = vanto_int64_create(1);

@@ -12,6 +12,7 @@
 
 #include "ipc/Connection.h"
 #include "ipc/Domain.h"
+#include "ipc/KnownDomains.h"
 #include "ipc/PeerCredentials.h"
 #include "ipc/PublishedSocket.h"
 #include "ipc/Refusal.h"
@@ -35,6 +36,14 @@ struct Attempt {
   std::string text;
 };
 
+/// What is known of a service that has greeted.
+struct ServiceEnd {
+  Greeting greeting;
+  FrameSender sender;
+  /// The timeout that the socket was given; 0 for none.
+  std::uint64_t receiveTimeout = 0;
+};
+
 vanto_error_code_t codeOfError(int error) noexcept {
   switch (error) {
     case ENOENT:
@@ -51,11 +60,31 @@ vanto_error_code_t codeOfError(int error) noexcept {
   }
 }
 
+/// Connects where the way is known; none also where only a closer look can tell.
+Fd connectToKnown(const std::string& file, std::uint64_t deadline) noexcept {
+  const std::uint64_t now = monotonicNow();
+  char path[KnownDomains::pathBytes];
+  for (const Domain domain : domainsInOrder) {
+    switch (KnownDomains::find(domain, file, now, path)) {
+      case KnownDomains::Finding::Unknown:
+        return {};
+      case KnownDomains::Finding::Absent:
+        break;
+      case KnownDomains::Finding::Socket:
+        return connectToPath(path, deadline);
+    }
+  }
+  return {};
+}
+
 /// The first domain where somebody listens under the name counts.
 Fd findService(const std::string& file, std::uint64_t deadline, vanto_error_code_t& code) noexcept {
+  code = VANTO_ERROR_NONE;
+  if (Fd socket = connectToKnown(file, deadline)) return socket;
   code = VANTO_ERROR_NO_SERVICE;
   for (const Domain domain : domainsInOrder) {
     const Fd directory = openDomain(domain);
+    KnownDomains::keep(domain, directory, monotonicNow());
     if (!directory) continue;
     Fd socket = connectToSocket(directory.get(), file.c_str(), deadline);
     code = socket ? VANTO_ERROR_NONE : codeOfError(errno);
@@ -64,22 +93,27 @@ Fd findService(const std::string& file, std::uint64_t deadline, vanto_error_code
   return {};
 }
 
-void setReceiveTimeout(int socket, std::uint64_t nanoseconds) noexcept {
-  timeval time{};
-  if (nanoseconds != UINT64_MAX) {
-    const std::uint64_t microseconds = std::max<std::uint64_t>(nanoseconds / 1000, 1);
-    time = {static_cast<time_t>(microseconds / 1'000'000), static_cast<suseconds_t>(microseconds % 1'000'000)};
-  }
-  setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time);
-}
+/// How long vanto_connect() may take, and until when that is.
+struct TimeLimit {
+  std::uint64_t timeout;
+  std::uint64_t deadline;
 
-/// Waits for the service's first frame.
-vanto_error_code_t receiveFirst(int socket, std::uint64_t deadline, FrameBuffer& buffer,
-                                ReceivedFrame& frame) noexcept {
-  for (;;) {
+  /// How long to wait next. All of it where next to none has passed, so that the call that may follow, which often has
+  /// the same timeout, finds the socket's timeout set.
+  [[nodiscard]] std::uint64_t nextWait() const noexcept {
+    constexpr std::uint64_t next = 1'000'000;
     const std::uint64_t remaining = remainingUntil(deadline);
-    if (remaining == 0) return VANTO_ERROR_TIMED_OUT;
-    setReceiveTimeout(socket, remaining);
+    return remaining != 0 && timeout - remaining < next && timeout > 100 * next ? timeout : remaining;
+  }
+};
+
+/// Waits for the service's first frame. `set` becomes the socket's own timeout, 0 for none.
+vanto_error_code_t receiveFirst(int socket, const TimeLimit& limit, FrameBuffer& buffer, ReceivedFrame& frame,
+                                std::uint64_t& set) noexcept {
+  for (;;) {
+    const std::uint64_t wait = limit.nextWait();
+    if (wait == 0) return VANTO_ERROR_TIMED_OUT;
+    if (wait != UINT64_MAX && wait != set) setReceiveTimeout(socket, set = wait);
     switch (receiveFrame(socket, Waiting::SocketTimeout, buffer, nullptr, frame)) {
       case ReceiveResult::Frame:
         return VANTO_ERROR_NONE;
@@ -128,32 +162,31 @@ ProcessFacts factsOf(int socket, const FrameSender& sender) noexcept {
   return facts;
 }
 
-vanto_error_code_t shakeHands(int socket, std::uint64_t deadline, Greeting& greeting, FrameSender& sender,
-                              Attempt& attempt) noexcept {
+vanto_error_code_t shakeHands(int socket, const TimeLimit& limit, ServiceEnd& service, Attempt& attempt) noexcept {
   FrameBuffer buffer;
   ReceivedFrame frame;
-  const vanto_error_code_t code = receiveFirst(socket, deadline, buffer, frame);
+  const vanto_error_code_t code = receiveFirst(socket, limit, buffer, frame, service.receiveTimeout);
   if (code != VANTO_ERROR_NONE) return code;
   if (frame.header.kind == FrameKind::Refusal) return takeRefusal(frame, attempt);
+  Greeting& greeting = service.greeting;
   if (frame.header.kind != FrameKind::Greeting || !decodeGreeting(frame.payload.data(), greeting)) {
     return VANTO_ERROR_PROTOCOL;
   }
   if (greeting.lowestVersion > wireVersion || greeting.highestVersion < wireVersion) return VANTO_ERROR_VERSION;
-  sender = frame.sender;
+  service.sender = frame.sender;
   return answer(socket, frame.header, greeting);
 }
 
-Attempt attemptOnce(const std::string& file, const Ref<dispatch_queue_s>& queue, std::uint64_t deadline) noexcept {
+Attempt attemptOnce(const std::string& file, const Ref<dispatch_queue_s>& queue, const TimeLimit& limit) noexcept {
   Attempt attempt;
-  Fd socket = findService(file, deadline, attempt.code);
+  Fd socket = findService(file, limit.deadline, attempt.code);
   if (!socket) return attempt;
-  Greeting greeting;
-  FrameSender sender;
-  attempt.code = shakeHands(socket.get(), deadline, greeting, sender, attempt);
+  ServiceEnd service;
+  attempt.code = shakeHands(socket.get(), limit, service, attempt);
   if (attempt.code != VANTO_ERROR_NONE) return attempt;
-  setReceiveTimeout(socket.get(), UINT64_MAX);
-  const ProcessFacts facts = factsOf(socket.get(), sender);
-  attempt.connection = Connection::createForClient(std::move(socket), facts, greeting, queue);
+  const ProcessFacts facts = factsOf(socket.get(), service.sender);
+  attempt.connection =
+      Connection::createForClient(std::move(socket), facts, service.greeting, service.receiveTimeout, queue);
   return attempt;
 }
 
@@ -167,12 +200,12 @@ void pauseFor(std::uint64_t nanoseconds) noexcept {
 Ref<vanto_object> connectToService(const char* name, Ref<dispatch_queue_s> queue, std::uint64_t timeout) noexcept {
   const std::string file = socketFileName(name);
   if (file.empty()) return errorObject(VANTO_ERROR_NAME);
-  const std::uint64_t deadline = timeout == VANTO_WAIT_FOREVER ? UINT64_MAX : deadlineAfter(timeout);
+  const TimeLimit limit{timeout, timeout == VANTO_WAIT_FOREVER ? UINT64_MAX : deadlineAfter(timeout)};
   std::uint64_t pause = firstPause;
   for (;;) {
-    Attempt attempt = attemptOnce(file, queue, deadline);
+    Attempt attempt = attemptOnce(file, queue, limit);
     if (attempt.connection) return std::move(attempt.connection);
-    const std::uint64_t remaining = remainingUntil(deadline);
+    const std::uint64_t remaining = remainingUntil(limit.deadline);
     if (attempt.code != VANTO_ERROR_CLOSED || attempt.isRefused || remaining == 0) {
       return errorObject(attempt.code, attempt.text.empty() ? nullptr : attempt.text.c_str());
     }

@@ -77,7 +77,7 @@ void Connection::destroy(Object& self) noexcept {
 }
 
 Ref<Connection> Connection::createForClient(Fd socket, const ProcessFacts& peer, const Greeting& greeting,
-                                            Ref<dispatch_queue_s> queue) noexcept {
+                                            std::uint64_t receiveTimeout, Ref<dispatch_queue_s> queue) noexcept {
   void* memory = allocate(sizeof(Connection));
   auto created = Ref<Connection>::adopt(new (memory) Connection(std::move(socket), peer, std::move(queue)));
   created->sendCredit_.setWindow(greeting.windowMessages, greeting.windowBytes);
@@ -85,6 +85,7 @@ Ref<Connection> Connection::createForClient(Fd socket, const ProcessFacts& peer,
   clock_gettime(CLOCK_BOOTTIME, &now);
   created->greetedAt_ =
       static_cast<std::uint64_t>(now.tv_sec) * 1'000'000'000 + static_cast<std::uint64_t>(now.tv_nsec);
+  created->receiveTimeout_ = receiveTimeout;
   return created;
 }
 

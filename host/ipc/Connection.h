@@ -54,8 +54,9 @@ class Connection final : public Endpoint {
  public:
   static constexpr vanto_kind_t objectKind = VANTO_KIND_CONNECTION;
 
-  /// The end of a client that has answered the greeting.
+  /// The end of a client that has answered the greeting. `receiveTimeout` is the socket's own one; 0 for none.
   [[nodiscard]] static Ref<Connection> createForClient(Fd socket, const ProcessFacts& peer, const Greeting& greeting,
+                                                       std::uint64_t receiveTimeout,
                                                        Ref<dispatch_queue_s> queue) noexcept;
   /// The end of a service that has sent the greeting: waits for the answer, and gives itself to the listener then.
   /// It is then counted by UserLimit, which it takes over in any case.

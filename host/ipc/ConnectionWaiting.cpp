@@ -84,10 +84,7 @@ void Connection::setReceiveTimeout(std::uint64_t timeout) noexcept {
   if (timeout == VANTO_WAIT_FOREVER) timeout = 0;
   if (timeout == receiveTimeout_) return;
   receiveTimeout_ = timeout;
-  // Rounded up: zero would mean for ever.
-  const std::uint64_t microseconds = timeout / 1000 + (timeout % 1000 != 0 ? 1 : 0);
-  const timeval time{static_cast<time_t>(microseconds / 1'000'000), static_cast<suseconds_t>(microseconds % 1'000'000)};
-  setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time);
+  vanto::setReceiveTimeout(socket_.get(), timeout);
 }
 
 }  // namespace vanto

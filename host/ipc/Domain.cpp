@@ -64,10 +64,9 @@ Fd openInBase(const std::string& name, Missing missing) noexcept {
 }
 
 Fd openSession(Missing missing) noexcept {
-  const char* session = secure_getenv("XDG_SESSION_ID");
-  const std::string name = session != nullptr ? socketFileName(session) : std::string();
+  const std::string name = nameOfDomain(Domain::Session);
   errno = EINVAL;
-  return name.empty() ? Fd() : openInBase("session-" + name, missing);
+  return name.empty() ? Fd() : openInBase(name, missing);
 }
 
 Fd openSystem() noexcept {
@@ -93,11 +92,23 @@ Fd openDomain(Domain domain) noexcept {
     case Domain::Session:
       return openSession(Missing::Fail);
     case Domain::User:
-      return openInBase("user", Missing::Fail);
+      return openInBase(nameOfDomain(domain), Missing::Fail);
     case Domain::System:
       return openSystem();
   }
   return {};
+}
+
+Fd openBaseOfDomains() noexcept {
+  return openBase(Missing::Fail);
+}
+
+std::string nameOfDomain(Domain domain) noexcept {
+  if (domain == Domain::System) return {};
+  if (domain == Domain::User) return "user";
+  const char* session = secure_getenv("XDG_SESSION_ID");
+  std::string file = session != nullptr ? socketFileName(session) : std::string();
+  return file.empty() ? file : "session-" + file;
 }
 
 int checkRuntimeDirectory() noexcept {
@@ -119,7 +130,7 @@ Fd openOrCreateDomain(Domain domain) noexcept {
 }
 
 Fd openOrCreateUserDomain() noexcept {
-  return openInBase("user", Missing::Create);
+  return openInBase(nameOfDomain(Domain::User), Missing::Create);
 }
 
 }  // namespace vanto

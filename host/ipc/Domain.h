@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "value/Fd.h"
 
@@ -18,8 +19,14 @@ inline constexpr Domain domainsInOrder[] = {Domain::Session, Domain::User, Domai
 /// are not followed below the user's run-time directory.
 [[nodiscard]] Fd openDomain(Domain domain) noexcept;
 
-/// The same for the user's own domain, whose directories are made where they do not exist; none with errno. It is open
-/// for reading, and so can be locked.
+/// Opens the directory in which those of the session and of the user are; none where it does not exist, or is not safe.
+[[nodiscard]] Fd openBaseOfDomains() noexcept;
+
+/// The name there of a domain's directory; empty for the system, and where there is no session.
+[[nodiscard]] std::string nameOfDomain(Domain domain) noexcept;
+
+/// As openDomain() for the user's own domain, whose directories are made where they do not exist; none with errno. It
+/// is open for reading, and so can be locked.
 [[nodiscard]] Fd openOrCreateUserDomain() noexcept;
 
 /// This for the directory of any domain, for its manager. That of the system, which only root can make, gets the

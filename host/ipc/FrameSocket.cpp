@@ -123,6 +123,13 @@ void sendCode(int socket, FrameKind kind, std::uint32_t code) noexcept {
   static_cast<void>(sendFrame(socket, header, bytes, {}));
 }
 
+void setReceiveTimeout(int socket, std::uint64_t nanoseconds) noexcept {
+  // Rounded up: zero would mean for ever.
+  const std::uint64_t microseconds = nanoseconds / 1000 + (nanoseconds % 1000 != 0 ? 1 : 0);
+  const timeval time{static_cast<time_t>(microseconds / 1'000'000), static_cast<suseconds_t>(microseconds % 1'000'000)};
+  setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time);
+}
+
 ReceiveResult receiveFrame(int socket, Waiting waiting, FrameBuffer& buffer, std::uint8_t* target,
                            ReceivedFrame& frame) noexcept {
   iovec parts[2] = {{buffer.bytes, sizeof buffer.bytes}, {target, limits::ipcInlineBytes}};

@@ -68,6 +68,9 @@ enum class ReceiveResult : std::uint8_t {
 /// How receiveFrame() waits.
 enum class Waiting : std::uint8_t { Never, SocketTimeout };
 
+/// Sets how long receiving with Waiting::SocketTimeout may take; 0 nanoseconds for ever. Rounded up to microseconds.
+void setReceiveTimeout(int socket, std::uint64_t nanoseconds) noexcept;
+
 /// Receives one frame. With a `target`, of limits::ipcInlineBytes bytes, the payload goes there.
 [[nodiscard]] ReceiveResult receiveFrame(int socket, Waiting waiting, FrameBuffer& buffer, std::uint8_t* target,
                                          ReceivedFrame& frame) noexcept;

@@ -49,6 +49,19 @@ void setTimeout(int socket, std::uint64_t nanoseconds) noexcept {
   setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);
 }
 
+Fd connectToAddress(const sockaddr_un& address, std::uint64_t deadline) noexcept {
+  Fd socket = createSocket(0);
+  // Before the connection exists, so that the first frame already tells its sender.
+  if (!socket || !enableSenderCredentials(socket.get())) return {};
+  do {
+    // Once more after each signal, or these would stretch the time.
+    if (deadline != UINT64_MAX) setTimeout(socket.get(), remainingUntil(deadline));
+    if (connect(socket.get(), generic(address), sizeof address) == 0) return socket;
+  } while (errno == EINTR && remainingUntil(deadline) != 0);
+  if (errno == EINTR) errno = EAGAIN;
+  return {};
+}
+
 /// Keeps other processes from binding or removing names in a directory.
 class DirectoryLock {
  public:
@@ -74,17 +87,14 @@ Fd connectToSocket(int directory, const char* file, std::uint64_t deadline) noex
     errno = ENOTSOCK;
     return {};
   }
-  Fd socket = createSocket(0);
-  // Before the connection exists, so that the first frame already tells its sender.
-  if (!socket || !enableSenderCredentials(socket.get())) return {};
-  const sockaddr_un address = addressOf(place.get(), "");
-  do {
-    // Once more after each signal, or these would stretch the time.
-    if (deadline != UINT64_MAX) setTimeout(socket.get(), remainingUntil(deadline));
-    if (connect(socket.get(), generic(address), sizeof address) == 0) return socket;
-  } while (errno == EINTR && remainingUntil(deadline) != 0);
-  if (errno == EINTR) errno = EAGAIN;
-  return {};
+  return connectToAddress(addressOf(place.get(), ""), deadline);
+}
+
+Fd connectToPath(const char* path, std::uint64_t deadline) noexcept {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path);
+  return connectToAddress(address, deadline);
 }
 
 vanto_error_code_t PublishedSocket::open(Fd directory, const std::string& file, Access access, Rival rival) noexcept {

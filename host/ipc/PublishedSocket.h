@@ -51,4 +51,7 @@ class PublishedSocket {
 /// until `deadline` (as for setTimer(); in the past for not waiting at all).
 [[nodiscard]] Fd connectToSocket(int directory, const char* file, std::uint64_t deadline) noexcept;
 
+/// The same for the socket at `path`, of less bytes than an address holds. Symbolic links are followed.
+[[nodiscard]] Fd connectToPath(const char* path, std::uint64_t deadline) noexcept;
+
 }  // namespace vanto
