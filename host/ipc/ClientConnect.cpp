@@ -60,27 +60,13 @@ vanto_error_code_t codeOfError(int error) noexcept {
   }
 }
 
-/// Connects where the way is known; none also where only a closer look can tell.
-Fd connectToKnown(const std::string& file, std::uint64_t deadline) noexcept {
-  const std::uint64_t now = monotonicNow();
-  char path[KnownDomains::pathBytes];
-  for (const Domain domain : domainsInOrder) {
-    switch (KnownDomains::find(domain, file, now, path)) {
-      case KnownDomains::Finding::Unknown:
-        return {};
-      case KnownDomains::Finding::Absent:
-        break;
-      case KnownDomains::Finding::Socket:
-        return connectToPath(path, deadline);
-    }
-  }
-  return {};
-}
-
 /// The first domain where somebody listens under the name counts.
 Fd findService(const std::string& file, std::uint64_t deadline, vanto_error_code_t& code) noexcept {
+  char path[KnownDomains::pathBytes];
   code = VANTO_ERROR_NONE;
-  if (Fd socket = connectToKnown(file, deadline)) return socket;
+  if (KnownDomains::find(file, monotonicNow(), path)) {
+    if (Fd socket = connectToPath(path, deadline)) return socket;
+  }
   code = VANTO_ERROR_NO_SERVICE;
   for (const Domain domain : domainsInOrder) {
     const Fd directory = openDomain(domain);

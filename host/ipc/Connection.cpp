@@ -254,7 +254,7 @@ void Connection::resolveLocked(PendingCall& call, Ref<vanto_object> result) noex
   waiters_.finishAll(Waiter::For::Room);
 }
 
-void Connection::endLocked(vanto_error_code_t code, Afterwards& afterwards, const char* text) noexcept {
+void Connection::endLocked(vanto_error_code_t code, Afterwards& afterwards, const char* text, Ender ender) noexcept {
   if (state_ == State::Ended) return;
   if (state_ == State::AwaitingAnswer) afterwards.lettingGo = this;
   if (state_ == State::Closing) code = VANTO_ERROR_CANCELLED;
@@ -273,15 +273,16 @@ void Connection::endLocked(vanto_error_code_t code, Afterwards& afterwards, cons
   if (std::exchange(isSending_, false)) afterwards.endedActivities++;
   if (std::exchange(isCounted_, false)) UserLimit::giveConnectionBack(peer_.effectiveUser);
   waiters_.finishAll(Waiter::For::Room);
-  closeSocketLocked();
+  closeSocketLocked(ender);
   afterwards.watch = std::move(watch_);
 }
 
-void Connection::closeSocketLocked() noexcept {
+/// While somebody reads, that thread closes.
+void Connection::closeSocketLocked(Ender ender) noexcept {
   if (std::exchange(isWatched_, false)) stopWatching(*watch_, socket_.get());
-  // Wakes who reads.
   if (isReading_) {
-    shutdown(socket_.get(), SHUT_RDWR);
+    // Wakes who reads.
+    if (ender == Ender::Other) shutdown(socket_.get(), SHUT_RDWR);
   } else {
     socket_.reset();
     assemblies_.clear();

@@ -86,6 +86,8 @@ class Connection final : public Endpoint {
   friend class MessageObject;
 
   enum class State : std::uint8_t { AwaitingAnswer, Open, Closing, Ended };
+  /// Who ends a connection: the thread that reads, or any other one.
+  enum class Ender : std::uint8_t { Reader, Other };
   /// What is let go once the lock is free.
   struct Afterwards {
     ~Afterwards();
@@ -118,9 +120,10 @@ class Connection final : public Endpoint {
   void setTimerLocked(std::uint64_t deadline) noexcept;
   void timerExpired() noexcept;
   void sendAgain() noexcept;
-  void endLocked(vanto_error_code_t code, Afterwards& afterwards, const char* text = nullptr) noexcept;
+  void endLocked(vanto_error_code_t code, Afterwards& afterwards, const char* text = nullptr,
+                 Ender ender = Ender::Other) noexcept;
   void resolveLocked(PendingCall& call, Ref<vanto_object> result) noexcept;
-  void closeSocketLocked() noexcept;
+  void closeSocketLocked(Ender ender) noexcept;
   void settle(Lock& lock, Delivery delivery) noexcept;
 
   // ConnectionReading.cpp: frames that arrive.
@@ -181,8 +184,9 @@ class Connection final : public Endpoint {
   bool isMuted_ = false;
   /// When a worker last read, more frames than one were there.
   bool expectsMore_ = false;
+  static constexpr std::uint8_t turnsBetweenLooks = 15;
   /// Turns until a worker looks whether more frames than one are there.
-  std::uint8_t turnsUntilLook_ = 0;
+  std::uint8_t turnsUntilLook_ = turnsBetweenLooks;
   /// The socket took no more when it was last tried.
   bool isBlocked_ = false;
   /// The process ends with it.

@@ -23,8 +23,6 @@ namespace {
 /// After so many frames a worker runs what it has read.
 constexpr int framesPerTurn = 64;
 
-constexpr std::uint8_t turnsBetweenLooks = 15;
-
 using Wanted = ChunkAssemblies::Wanted;
 
 }  // namespace
@@ -36,9 +34,12 @@ void Connection::readAsWorker(std::uint32_t events) noexcept {
   isReading_ = true;
   // Where each edge is told once, the socket has to be emptied.
   const bool mustEmpty = watchesRoom_;
+  // Who answers a greeting mostly asks at once.
+  bool isAnswer = state_ == State::AwaitingAnswer;
   lock.unlock();
   int count = 0;
   while (count < framesPerTurn && readFrame(Waiting::Never) == Step::Frame) {
+    if (std::exchange(isAnswer, false)) continue;
     count++;
     if (!mustEmpty && !mayBeMore(events, count)) break;
   }
@@ -65,7 +66,7 @@ bool Connection::mayBeMore(std::uint32_t events, int count) noexcept {
 void Connection::endReadingLocked(Lock&) noexcept {
   if (state_ == State::Ended) {
     isReading_ = false;
-    closeSocketLocked();
+    closeSocketLocked(Ender::Reader);
   } else if (Waiter* waiter = waiters_.first()) {
     waiter->isReader = true;
     muteLocked();
@@ -77,12 +78,13 @@ void Connection::endReadingLocked(Lock&) noexcept {
   }
 }
 
+/// For the thread that reads.
 void Connection::endBecause(vanto_error_code_t code, const char* text) noexcept {
   Afterwards afterwards;
   const Lock lock(mutex_);
   // A peer that has closed hears nothing any more.
   if (code != VANTO_ERROR_CLOSED && state_ != State::Ended) sendCode(socket_.get(), FrameKind::Goodbye, code);
-  endLocked(code, afterwards, text);
+  endLocked(code, afterwards, text, Ender::Reader);
 }
 
 /// Receives one frame and takes in what it brings. For the thread that reads, without the lock.
@@ -151,7 +153,8 @@ bool Connection::take(ReceivedFrame& frame) noexcept {
     case FrameKind::Goodbye: {
       const std::uint32_t code = load32(frame.payload.data());
       const bool isTold = code == VANTO_ERROR_PROTOCOL || code == VANTO_ERROR_FULL;
-      endLocked(isTold ? static_cast<vanto_error_code_t>(code) : VANTO_ERROR_CLOSED, afterwards);
+      endLocked(isTold ? static_cast<vanto_error_code_t>(code) : VANTO_ERROR_CLOSED, afterwards, nullptr,
+                Ender::Reader);
       return true;
     }
     default:

@@ -112,27 +112,49 @@ bool readAbsence(Domain domain, uid_t user, KnownDomain& known) noexcept {
   return added > 0 && static_cast<std::size_t>(added) < sizeof known.path - size;
 }
 
-}  // namespace
+enum class Finding : std::uint8_t {
+  Unknown,  ///< the domain is not known, or what is there needs a closer look
+  Absent,   ///< there is nothing of that name
+  Socket
+};
 
-KnownDomains::Finding KnownDomains::find(Domain domain, const std::string& file, std::uint64_t now,
-                                         char* path) noexcept {
-  Circumstances circumstances;
-  if (!circumstances.look()) return Finding::Unknown;
+/// The path of `file` in a domain; false where that is not known.
+bool makePath(const KnownDomain& known, const std::string& file, char* path) noexcept {
+  const std::size_t size = std::strlen(known.path);
+  if (size == 0 || size + 1 + file.size() >= KnownDomains::pathBytes) return false;
+  std::memcpy(path, known.path, size);
+  path[size] = '/';
+  std::memcpy(path + size + 1, file.c_str(), file.size() + 1);
+  return true;
+}
+
+Finding findIn(Domain domain, const Circumstances& circumstances, const std::string& file, std::uint64_t now,
+               char* path) noexcept {
   if (domain == Domain::Session && circumstances.session[0] == '\0') return Finding::Absent;
   bool exists;
   uid_t owner;
   {
     const std::lock_guard lock(mutex);
     const KnownDomain& known = placeOf(domain);
-    if (!known.holds(circumstances, now) || known.path[0] == '\0') return Finding::Unknown;
-    const int size = std::snprintf(path, pathBytes, "%s/%s", known.path, file.c_str());
-    if (size < 0 || static_cast<std::size_t>(size) >= pathBytes) return Finding::Unknown;
+    if (!known.holds(circumstances, now) || !makePath(known, file, path)) return Finding::Unknown;
     exists = known.exists;
     owner = known.owner;
   }
   struct stat facts;
   if (lstat(path, &facts) != 0) return errno == ENOENT ? Finding::Absent : Finding::Unknown;
   return exists && S_ISSOCK(facts.st_mode) && facts.st_uid == owner ? Finding::Socket : Finding::Unknown;
+}
+
+}  // namespace
+
+bool KnownDomains::find(const std::string& file, std::uint64_t now, char* path) noexcept {
+  Circumstances circumstances;
+  if (!circumstances.look()) return false;
+  for (const Domain domain : domainsInOrder) {
+    const Finding finding = findIn(domain, circumstances, file, now, path);
+    if (finding != Finding::Absent) return finding == Finding::Socket;
+  }
+  return false;
 }
 
 void KnownDomains::keep(Domain domain, const Fd& directory, std::uint64_t now) noexcept {

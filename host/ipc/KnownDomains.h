@@ -18,15 +18,10 @@ struct KnownDomains {
   /// How long what was found out is believed.
   static constexpr std::uint64_t lifetime = 1'000'000'000;
 
-  enum class Finding : std::uint8_t {
-    Unknown,  ///< the domain is not known, or what is there needs a closer look
-    Absent,   ///< there is nothing of that name
-    Socket    ///< a socket of the directory's owner
-  };
-
-  /// Looks for `file` in a domain at the time `now` (CLOCK_MONOTONIC, nanoseconds); where it is a socket, its path goes
-  /// to `path`, of `pathBytes` bytes.
-  [[nodiscard]] static Finding find(Domain domain, const std::string& file, std::uint64_t now, char* path) noexcept;
+  /// Looks for `file` in the domains in their order, at the time `now` (CLOCK_MONOTONIC, nanoseconds). True when it is
+  /// known to be a socket of its directory's owner: its path goes to `path`, of `pathBytes` bytes. False also when only
+  /// a closer look can tell.
+  [[nodiscard]] static bool find(const std::string& file, std::uint64_t now, char* path) noexcept;
 
   /// Keeps where `directory` is, which was opened for the domain by openDomain() at the time `now`; with none, where a
   /// directory that does not exist (errno) would be. Where that cannot be told or relied on the domain is unknown.

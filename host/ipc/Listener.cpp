@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
@@ -36,6 +37,13 @@ constinit bool hasStopped = false;
 /// Guards what follows, also while it is tried.
 constinit std::mutex terminationMutex;
 constinit bool awaitsTermination = false;
+
+/// Whether another client waits; true where that cannot be told. For an accept that finds none the kernel makes a whole
+/// socket first.
+bool hasClient(int listener) noexcept {
+  pollfd set{listener, POLLIN, 0};
+  return poll(&set, 1, 0) != 0;
+}
 
 SendResult sendGreeting(int socket, const Handshake& handshake) noexcept {
   std::uint8_t body[greetingBytes];
@@ -165,7 +173,7 @@ Listener::Attempt Listener::acceptOne() noexcept {
   Fd socket(accept4(socket_.descriptor(), nullptr, nullptr, SOCK_CLOEXEC));
   if (socket) {
     static_cast<void>(receive(std::move(socket)));
-    return Attempt::Accepted;
+    return hasClient(socket_.descriptor()) ? Attempt::Accepted : Attempt::Nothing;
   }
   switch (errno) {
     case EAGAIN:
@@ -201,7 +209,8 @@ Listener::Attempt Listener::turnAway() noexcept {
 /// True when the client was greeted.
 bool Listener::receive(Fd socket) noexcept {
   ProcessFacts facts;
-  if (!enableSenderCredentials(socket.get()) || !readPeerCredentials(socket.get(), facts)) return false;
+  if (!socket_.passesCredentialsOn() && !enableSenderCredentials(socket.get())) return false;
+  if (!readPeerCredentials(socket.get(), facts)) return false;
   const uid_t user = facts.effectiveUser;
   vanto_error_code_t code = VANTO_ERROR_FULL;
   if (UserLimit::takeConnection(user)) {

@@ -77,6 +77,12 @@ bool enableSenderCredentials(int socket) noexcept {
   return setsockopt(socket, SOL_SOCKET, SO_PASSCRED, &on, sizeof on) == 0;
 }
 
+bool passesSenderCredentials(int socket) noexcept {
+  int isOn = 0;
+  socklen_t size = sizeof isOn;
+  return getsockopt(socket, SOL_SOCKET, SO_PASSCRED, &isOn, &size) == 0 && isOn != 0;
+}
+
 bool readPeerCredentials(int socket, ProcessFacts& facts) noexcept {
   ucred credentials;
   socklen_t size = sizeof credentials;

@@ -13,6 +13,9 @@ namespace vanto {
 /// Has the kernel say with each packet who sent it. False with errno.
 [[nodiscard]] bool enableSenderCredentials(int socket) noexcept;
 
+/// Whether that was asked for. What a listening socket accepts is as it is itself.
+[[nodiscard]] bool passesSenderCredentials(int socket) noexcept;
+
 /// Fills in process id and effective user and group of who connected, or, on the client's side, who listened; the real
 /// ones are taken to be the same and the start time to be unknown, 0. A process that cannot be named here, since it is
 /// in a foreign namespace, has id 0. False with errno.

@@ -35,6 +35,8 @@ vanto_error_code_t ServiceSocket::open(std::string_view name) noexcept {
     if (!isConnection_) return published_.open(openOrCreateUserDomain(), file);
     return becomeAsAccepted(inherited_.get()) ? VANTO_ERROR_NONE : VANTO_ERROR_SYSTEM;
   }
+  // Who connected before has a socket that is as this one was then.
+  inheritedPasses_ = passesSenderCredentials(inherited_.get());
   // Clients are told who called this last; before, that was who made the socket.
   const int flags = fcntl(inherited_.get(), F_GETFL);
   const bool isReady = flags >= 0 && fcntl(inherited_.get(), F_SETFL, flags | O_NONBLOCK) == 0 &&

@@ -25,6 +25,9 @@ class ServiceSocket {
 
   [[nodiscard]] int descriptor() const noexcept { return inherited_ ? inherited_.get() : published_.descriptor(); }
 
+  /// Whether each socket that is accepted already tells who sends.
+  [[nodiscard]] bool passesCredentialsOn() const noexcept { return inherited_ ? inheritedPasses_ : !isConnection_; }
+
   /// Whether it is for one connection and listens nowhere, also once that has been taken.
   [[nodiscard]] bool isConnection() const noexcept { return isConnection_; }
   /// Gives the connection away, as if it had just been accepted.
@@ -38,6 +41,8 @@ class ServiceSocket {
   Fd inherited_;
   PublishedSocket published_;
   bool isConnection_ = false;
+  /// What passesCredentialsOn() says of an inherited one.
+  bool inheritedPasses_ = false;
 };
 
 }  // namespace vanto

@@ -35,7 +35,12 @@ UserCount& countOf(uid_t user) noexcept {
   return *firstCount;
 }
 
-std::size_t largestTotal() noexcept {
+/// A process that listens has more descriptors of its own than this leaves to a limit that would allow fewer.
+constexpr std::size_t alwaysAllowed = 8;
+
+/// How many connections there may be when there are `count` already.
+std::size_t largestTotal(std::size_t count) noexcept {
+  if (count < alwaysAllowed) return alwaysAllowed;
   rlimit descriptors;
   if (getrlimit(RLIMIT_NOFILE, &descriptors) != 0) return limits::ipcConnectionsPerUser;
   return descriptors.rlim_cur / 4 * 3;
@@ -44,10 +49,9 @@ std::size_t largestTotal() noexcept {
 }  // namespace
 
 bool UserLimit::takeConnection(uid_t user) noexcept {
-  const std::size_t largest = largestTotal();
   const std::lock_guard lock(mutex);
   UserCount& count = countOf(user);
-  if (count.connections >= perUser || total >= largest) return false;
+  if (count.connections >= perUser || total >= largestTotal(total)) return false;
   count.connections++;
   total++;
   Activity::connectionOpened();
