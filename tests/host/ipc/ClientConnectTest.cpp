@@ -54,6 +54,23 @@ TEST(ClientConnect, PrefersTheSessionsService) {
   unsetenv("XDG_SESSION_ID");
 }
 
+TEST(ClientConnect, FindsAServiceAgain) {
+  const RuntimeDirectory directory;
+  for (const char* answer : {"first", "second"}) {
+    const Service service(name, [answer](vanto_object_t, vanto_object_t event) { vanto_reply(event, text(answer)); });
+    for (int i = 0; i < 3; i++) EXPECT_STREQ(vanto_string_get_text(callWith(connectTo(name), text("x"))), answer);
+  }
+  EXPECT_EQ(codeOf(connectToService(name, nullptr, generous).get()), VANTO_ERROR_NO_SERVICE);
+}
+
+TEST(ClientConnect, FollowsNoLinkAlsoWhereTheWayIsKnown) {
+  const RuntimeDirectory directory;
+  const Service service(name);
+  EXPECT_EQ(vanto_kind(connectTo(name)), VANTO_KIND_CONNECTION);
+  ASSERT_EQ(symlink(name, directory.socketPath("link").c_str()), 0);
+  EXPECT_EQ(codeOf(connectToService("link", nullptr, generous).get()), VANTO_ERROR_NO_SERVICE);
+}
+
 TEST(ClientConnect, EndsAtItsTimeoutWhenNobodyGreets) {
   const RuntimeDirectory directory;
   const RawService silent(name);

@@ -131,6 +131,15 @@ TEST(PeerCredentials, AProcessThatIsGoneHasNoFacts) {
   EXPECT_EQ(readStartTime(-1), 0U);
 }
 
+TEST(PeerCredentials, AreAskedForOrNot) {
+  const Pair pair;
+  EXPECT_FALSE(passesSenderCredentials(pair.one.get()));
+  ASSERT_TRUE(enableSenderCredentials(pair.one.get()));
+  EXPECT_TRUE(passesSenderCredentials(pair.one.get()));
+  EXPECT_FALSE(passesSenderCredentials(pair.other.get()));
+  EXPECT_FALSE(passesSenderCredentials(-1));
+}
+
 TEST(PeerCredentials, ComeWithEachPacket) {
   const Pair pair;
   ASSERT_TRUE(enableSenderCredentials(pair.one.get()));

@@ -148,6 +148,7 @@ TEST(ServiceSocket, AcceptedSocketsTellWhoSends) {
   socklen_t size = sizeof passes;
   ASSERT_EQ(getsockopt(accepted.get(), SOL_SOCKET, SO_PASSCRED, &passes, &size), 0);
   EXPECT_EQ(passes, 1);
+  EXPECT_TRUE(socket.passesCredentialsOn());
   socket.close();
 }
 
