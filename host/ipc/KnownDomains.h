@@ -7,7 +7,7 @@
 #include "ipc/Domain.h"
 
 /// Where the directories of the domains are, for a process that connects again and again: to open and check all that
-/// leads to one costs more than the conversation that follows. A path is kept only when nobody but this user and root
+/// leads to one costs a fifth of a short conversation. A path is kept only when nobody but this user and root
 /// can have it lead elsewhere, for one environment and user, and for a second: what this user opens to others is seen
 /// after that. Any thread.
 namespace vanto {
