@@ -62,7 +62,7 @@ TEST_F(TrustStoreTest, DoesNotTrustASuccessorOfNobody) {
 }
 
 TEST_F(TrustStoreTest, TrustsNothingThatComesThroughARevokedKey) {
-  for (const std::uint8_t revoked : {1, 2, 3}) {
+  for (const std::uint8_t revoked : std::initializer_list<std::uint8_t>{1, 2, 3}) {
     const TrustStore store = storeOf(chainOf(2), revoking(revoked));
     EXPECT_EQ(store.standing(keyPair(revoked).publicKey), KeyStanding::Revoked);
     EXPECT_EQ(store.standing(keyPair(3).publicKey), revoked == 3 ? KeyStanding::Revoked : KeyStanding::Unknown);
