@@ -9,7 +9,8 @@ import tempfile
 
 from symbols import output
 
-LARGEST = 400 * 1024
+# A quarter of it compiles and enters sandbox profiles. Before that and the check of clients the limit was 400 KiB.
+LARGEST = 700 * 1024
 NEEDED = {"libc.so.6", "libm.so.6", "libgcc_s.so.1", "libstdc++.so.6", "ld-linux-x86-64.so.2", "ld-linux-aarch64.so.1"}
 NAME = "libvantoservice.so.1"
 RECORD = "vanto_crash_info"

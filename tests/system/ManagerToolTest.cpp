@@ -68,9 +68,9 @@ TEST_F(ManagerTool, ShowsStatesAndLogs) {
   ASSERT_EQ(load("echo", echo), "");
   const std::int64_t pid = call(echo, "say \x1b[2Jhello");
   ASSERT_TRUE(waitUntil([] { return !logOf(echo).empty(); }));
-  EXPECT_TRUE(
-      std::regex_match(tool({"status"}).output, std::regex("LABEL .*\norg\\.example\\.echo  running  " +
-                                                           std::to_string(pid) + " +[0-9.]+ s +1       0         -\n")))
+  EXPECT_TRUE(std::regex_match(tool({"status"}).output,
+                               std::regex("LABEL .*\norg\\.example\\.echo  running  " + std::to_string(pid) +
+                                          " +[0-9.]+ s +none +1       0         -\n")))
       << tool({"status"}).output;
   EXPECT_NE(tool({"status", "--json", echo}).output.find("\"pid\": " + std::to_string(pid)), std::string::npos);
   const std::string logs = tool({"logs", "-n", "1", echo}).output;

@@ -10,8 +10,9 @@ namespace {
 
 TEST(CodeHelp, HasEachCommandAboutItsSubject) {
   EXPECT_EQ(commandsOf(codeHelp()),
-            (std::vector<std::string>{"sign", "verify", "identify", "key", "key new", "key public", "key succeed",
-                                      "trust", "trust add", "trust list", "trust remove", "trust revoke"}));
+            (std::vector<std::string>{"sign", "verify", "identify", "requirement", "requirement check", "key",
+                                      "key new", "key public", "key succeed", "trust", "trust add", "trust list",
+                                      "trust remove", "trust revoke"}));
 }
 
 TEST(CodeHelp, ShowsHowEachCommandIsCalled) {
