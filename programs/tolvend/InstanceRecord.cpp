@@ -16,6 +16,10 @@ StartFailure::Stage InstanceRecord::stage() const noexcept {
   return seemsToAccept && lookAt == UINT64_MAX ? Stage::Serving : Stage::Listening;
 }
 
+bool InstanceRecord::isUnseen() const noexcept {
+  return !isAsked && !hasFailed && !mayLeave && stage() != StartFailure::Stage::Serving;
+}
+
 StartFailure InstanceRecord::failure(std::uint64_t now) const noexcept {
   StartFailure failure;
   failure.stage = stage();

@@ -49,6 +49,8 @@ struct InstanceRecord {
   [[nodiscard]] State state() const noexcept;
   /// Which stage of its life a failure at this moment is one of: Listening, Greeting or Serving.
   [[nodiscard]] StartFailure::Stage stage() const noexcept;
+  /// Whether it would leave clients without what they came for if it ended with status 0, or stopped accepting, now.
+  [[nodiscard]] bool isUnseen() const noexcept;
   /// A failure of it at `now`, without a reason.
   [[nodiscard]] StartFailure failure(std::uint64_t now) const noexcept;
 };

@@ -57,12 +57,6 @@ namespace {
 
 constexpr std::uint64_t never = UINT64_MAX;
 
-/// Whether a process that ended with status 0, or stopped accepting, has left clients without what they came for.
-bool isUnseen(const InstanceRecord& instance) {
-  return !instance.isAsked && !instance.hasFailed && !instance.mayLeave &&
-         instance.stage() != StartFailure::Stage::Serving;
-}
-
 }  // namespace
 
 LifeCycle::LifeCycle(LifeCycleWorld& world, BackOff backOff, LifeCycleTimes times) noexcept
@@ -140,7 +134,7 @@ void LifeCycle::stoppedAccepting(InstanceId instance, std::uint64_t now) {
   InstanceRecord* record = find(instance);
   if (record == nullptr || record->saidStopped) return;
   if (current_ == instance) current_ = 0;
-  const bool isFailure = isUnseen(*record) && world_.isAnybodyWaiting();
+  const bool isFailure = record->isUnseen() && world_.isAnybodyWaiting();
   const StartFailure failure = record->failure(now);
   record->saidStopped = true;
   record->lookAt = never;
@@ -180,7 +174,7 @@ void LifeCycle::ended(InstanceId instance, Ending ending, std::uint64_t now) {
   end_ = record.failure(now);
   (ending.kind == Ending::Kind::Signalled ? end_.signal : end_.exitStatus) = ending.value;
   const bool isFailure =
-      isCrash(ending) ? !record.isAsked && !record.hasFailed : isUnseen(record) && world_.isAnybodyWaiting();
+      isCrash(ending) ? !record.isAsked && !record.hasFailed : record.isUnseen() && world_.isAnybodyWaiting();
   if (isFailure) failRun(record, end_, now);
   settle(now);
 }
@@ -398,21 +392,9 @@ void LifeCycle::settle(std::uint64_t now) {
 }
 
 const char* stateName(LifeCycle::State state) noexcept {
-  switch (state) {
-    case LifeCycle::State::Resting:
-      return "resting";
-    case LifeCycle::State::Pausing:
-      return "pausing";
-    case LifeCycle::State::Starting:
-      return "starting";
-    case LifeCycle::State::Running:
-      return "running";
-    case LifeCycle::State::Stopping:
-      return "stopping";
-    case LifeCycle::State::Held:
-      break;
-  }
-  return "held";
+  // In the order of the states.
+  static constexpr const char* names[] = {"resting", "pausing", "starting", "running", "stopping", "held"};
+  return names[static_cast<std::size_t>(state)];
 }
 
 }  // namespace vanto::manager

@@ -193,6 +193,27 @@ TEST_F(LifeCycleTest, StartsAgainForThoseWhoWaitAtACrash) {
   EXPECT_EQ(world.taken(), "spawn 2");
 }
 
+TEST_F(LifeCycleTest, EndsAProcessThatHasTheSocketThatWasReplaced) {
+  serve();
+  life.listenerReplaced(now);
+  EXPECT_EQ(world.taken(), "terminate 1, watch");
+  EXPECT_EQ(life.state(), State::Pausing);
+  EXPECT_EQ(life.failures(), 1U);
+  EXPECT_EQ(life.lastFailure()->stage, Stage::Serving);
+  EXPECT_EQ(life.lastFailure()->error, ESHUTDOWN);
+  life.ended(1, crash, now);
+  EXPECT_EQ(life.failures(), 1U) << "its end was told already";
+  client();
+  EXPECT_EQ(world.taken(), "unwatch");
+  wait();
+  EXPECT_EQ(world.taken(), "spawn 2");
+  // Somebody else's doing: there is no process to blame.
+  life.ended(2, exit0, now);
+  const std::uint64_t failures = life.failures();
+  life.listenerReplaced(now);
+  EXPECT_EQ(life.failures(), failures);
+}
+
 TEST_F(LifeCycleTest, WatchesAgainWhenThePatientClientIsGone) {
   serve();
   life.ended(1, crash, now);
