@@ -16,10 +16,6 @@ StartFailure::Stage InstanceRecord::stage() const noexcept {
   return seemsToAccept && lookAt == UINT64_MAX ? Stage::Serving : Stage::Listening;
 }
 
-bool InstanceRecord::isUnseen() const noexcept {
-  return !isAsked && !hasFailed && !mayLeave && stage() != StartFailure::Stage::Serving;
-}
-
 StartFailure InstanceRecord::failure(std::uint64_t now) const noexcept {
   StartFailure failure;
   failure.stage = stage();
@@ -27,6 +23,18 @@ StartFailure InstanceRecord::failure(std::uint64_t now) const noexcept {
   failure.instance = id;
   failure.time = now;
   return failure;
+}
+
+StartFailure InstanceRecord::leaving(std::uint64_t now) const noexcept {
+  StartFailure left = failure(now);
+  if (mayLeave) left.stage = StartFailure::Stage::Serving;
+  return left;
+}
+
+bool InstanceRecord::leavesUnserved(std::uint64_t now, std::uint64_t shortRun) const noexcept {
+  // Who has said that it stopped was judged then, and those who wait now wait for another.
+  if (isAsked || hasFailed || saidStopped) return false;
+  return now - since < shortRun || (!mayLeave && stage() != StartFailure::Stage::Serving);
 }
 
 const char* stateName(InstanceRecord::State state) noexcept {

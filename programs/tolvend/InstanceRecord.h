@@ -49,10 +49,13 @@ struct InstanceRecord {
   [[nodiscard]] State state() const noexcept;
   /// Which stage of its life a failure at this moment is one of: Listening, Greeting or Serving.
   [[nodiscard]] StartFailure::Stage stage() const noexcept;
-  /// Whether it would leave clients without what they came for if it ended with status 0, or stopped accepting, now.
-  [[nodiscard]] bool isUnseen() const noexcept;
   /// A failure of it at `now`, without a reason.
   [[nodiscard]] StartFailure failure(std::uint64_t now) const noexcept;
+  /// The same, where it ends with status 0 at `now` or stops accepting: once it is allowed to leave, its stage is
+  /// Serving, since those who wait may have come meanwhile.
+  [[nodiscard]] StartFailure leaving(std::uint64_t now) const noexcept;
+  /// Whether it fails those who wait by that. A run below `shortRun`, in nanoseconds, always does.
+  [[nodiscard]] bool leavesUnserved(std::uint64_t now, std::uint64_t shortRun) const noexcept;
 };
 
 /// Whether a process that nobody asked to end failed by ending so.

@@ -35,11 +35,13 @@
 //
 // Failures. A start that fails before the service is executed pauses for a short, fixed time. An end that nobody asked
 // for, other than with status 0, pauses for longer each time; so does an end with status 0 before the first greeting
-// while somebody waits, and a process that stops accepting so without having been allowed to leave: both would
-// otherwise be repeated without end. Those who wait are told at once, but for one case: a service that had served is
-// started again for them if the pause is short. A client whose connection was accepted by a process that died before
-// its greeting connects again by itself; within a moment it is told what it would have been told. A process that is
-// rejected when it accepts is killed before anybody is told, so that it takes as few clients as can be.
+// while somebody waits, and a process that stops accepting so without having been allowed to leave. Whatever a process
+// has said, it fails when it ends or stops accepting within a second of its making while somebody waits. All of these
+// would otherwise be repeated without end. Those who wait are told at once, but for one case: a service that had
+// served, or was allowed to leave, is started again for them if the pause is short. A client whose connection was
+// accepted by a process that died before its greeting connects again by itself; within a moment it is told what it
+// would have been told. A process that is rejected when it accepts is killed before anybody is told, so that it takes
+// as few clients as can be.
 //
 // The world reports what a process says before it reports its end; calls about one that is gone are dropped. It calls
 // connectionWaiting() at once, or soon, whenever the listener is watched and somebody waits, and each time again.
@@ -60,7 +62,7 @@ constexpr std::uint64_t never = UINT64_MAX;
 }  // namespace
 
 LifeCycle::LifeCycle(LifeCycleWorld& world, BackOff backOff, LifeCycleTimes times) noexcept
-    : world_(world), backOff_(backOff), times_(times) {}
+    : world_(world), times_(times), failures_(backOff, times) {}
 
 void LifeCycle::begin(std::uint64_t now) {
   hasBegun_ = true;
@@ -73,14 +75,14 @@ void LifeCycle::connectionWaiting(std::uint64_t now) {
     world_.tellWaiting(failureOf(StartFailure::Stage::Held, now));
   } else if (current_ != 0) {
     find(current_)->lookAt = now + times_.listening;
-  } else if (now < retellUntil_) {
-    world_.tellWaiting(failure_);
-  } else if (pauseUntil_ <= now) {
+  } else if (failures_.isToldAgain(now)) {
+    world_.tellWaiting(*failures_.last());
+  } else if (failures_.pauseUntil() <= now) {
     spawn(now);
-  } else if (pauseUntil_ - now <= times_.patience) {
+  } else if (failures_.pauseUntil() - now <= times_.patience) {
     isClientPatient_ = true;
   } else {
-    world_.tellWaiting(pauseAfter(failure_, pauseUntil_, now));
+    world_.tellWaiting(pauseAfter(*failures_.last(), failures_.pauseUntil(), now));
   }
   settle(now);
 }
@@ -104,7 +106,7 @@ void LifeCycle::executionFailed(InstanceId instance, const StartFailure& failure
   if (isNews) {
     StartFailure told = failure;
     told.instance = instance;
-    fail(told, times_.startPause, now);
+    failStart(told, now);
   }
   settle(now);
 }
@@ -134,14 +136,14 @@ void LifeCycle::stoppedAccepting(InstanceId instance, std::uint64_t now) {
   InstanceRecord* record = find(instance);
   if (record == nullptr || record->saidStopped) return;
   if (current_ == instance) current_ = 0;
-  const bool isFailure = record->isUnseen() && world_.isAnybodyWaiting();
-  const StartFailure failure = record->failure(now);
+  const bool isFailure = record->leavesUnserved(now, times_.shortRun) && world_.isAnybodyWaiting();
+  const StartFailure failure = record->leaving(now);
   record->saidStopped = true;
   record->lookAt = never;
   record->killAt = std::min(record->killAt, now + times_.ending);
   if (isFailure) {
     record->hasFailed = true;
-    failRun(*record, failure, now);
+    failRun(failure, now);
   }
   settle(now);
 }
@@ -158,7 +160,7 @@ void LifeCycle::rejected(InstanceId instance, const std::string& why, std::uint6
     StartFailure failure = record->failure(now);
     failure.stage = StartFailure::Stage::Confinement;
     failure.reason = why;
-    failRun(*record, failure, now);
+    failRun(failure, now);
   }
   settle(now);
 }
@@ -169,13 +171,13 @@ void LifeCycle::ended(InstanceId instance, Ending ending, std::uint64_t now) {
   const InstanceRecord record = *found;
   instances_.erase(instances_.begin() + (found - instances_.data()));
   if (current_ == instance) current_ = 0;
-  if (now - record.since >= BackOff::healthy) backOff_.reset();
+  failures_.runEnded(now - record.since);
 
-  end_ = record.failure(now);
+  end_ = isCrash(ending) ? record.failure(now) : record.leaving(now);
   (ending.kind == Ending::Kind::Signalled ? end_.signal : end_.exitStatus) = ending.value;
-  const bool isFailure =
-      isCrash(ending) ? !record.isAsked && !record.hasFailed : record.isUnseen() && world_.isAnybodyWaiting();
-  if (isFailure) failRun(record, end_, now);
+  const bool isFailure = isCrash(ending) ? !record.isAsked && !record.hasFailed
+                                         : record.leavesUnserved(now, times_.shortRun) && world_.isAnybodyWaiting();
+  if (isFailure) failRun(end_, now);
   settle(now);
 }
 
@@ -189,7 +191,7 @@ void LifeCycle::listenerReplaced(std::uint64_t now) {
     record->saidStopped = true;
     record->hasFailed = true;
     record->lookAt = never;
-    if (isNews) failRun(*record, failure, now);
+    if (isNews) failRun(failure, now);
     askToEnd(*record, now);
   }
   settle(now);
@@ -252,7 +254,7 @@ LifeCycle::State LifeCycle::state() const noexcept {
     return record->state() == InstanceRecord::State::Starting ? State::Starting : State::Running;
   }
   if (!hasBegun_ || instances_.size() >= limits::instancesPerJob) return State::Stopping;
-  return pauseUntil_ != 0 ? State::Pausing : State::Resting;
+  return earliestStart() != 0 ? State::Pausing : State::Resting;
 }
 
 InstanceRecord* LifeCycle::find(InstanceId instance) noexcept {
@@ -279,13 +281,13 @@ bool LifeCycle::shallWatch() const noexcept {
 }
 
 std::uint64_t LifeCycle::nextDeadline() const noexcept {
-  std::uint64_t next = pauseUntil_ == 0 ? never : pauseUntil_;
+  std::uint64_t next = earliestStart() == 0 ? never : earliestStart();
   for (const InstanceRecord& instance : instances_) next = std::min({next, instance.lookAt, instance.killAt});
   return next;
 }
 
 LifeCycle::Appearance LifeCycle::appearance() const noexcept {
-  return {state(), current_, instances_.size(), starts_, failures_};
+  return {state(), current_, instances_.size(), starts_, failures_.count()};
 }
 
 void LifeCycle::spawn(std::uint64_t now) {
@@ -294,7 +296,7 @@ void LifeCycle::spawn(std::uint64_t now) {
   const InstanceId instance = ++lastId_;
   StartFailure failure;
   if (!world_.spawn(instance, failure)) {
-    fail(failure, times_.startPause, now);
+    failStart(failure, now);
     return;
   }
   ++starts_;
@@ -306,32 +308,34 @@ void LifeCycle::spawn(std::uint64_t now) {
   current_ = instance;
 }
 
-void LifeCycle::fail(StartFailure failure, std::uint64_t pause, std::uint64_t now) {
-  failure.time = now;
-  failure.pause = pause;
-  failure_ = failure;
-  ++failures_;
-  const InstanceRecord* record = currentRecord();
-  const bool isReplaced = record != nullptr && !record->hasFailed;
-  if (!isReplaced) pauseUntil_ = now + pause;
+void LifeCycle::failStart(const StartFailure& failure, std::uint64_t now) {
+  const Failures::Pause pause = pauseOfFailure();
+  failures_.startFailed(failure, pause, now);
+  tellOfFailure(pause, now);
+}
+
+void LifeCycle::failRun(const StartFailure& failure, std::uint64_t now) {
+  const Failures::Pause pause = pauseOfFailure();
+  failures_.runFailed(failure, pause, now);
+  tellOfFailure(pause, now);
+}
+
+void LifeCycle::tellOfFailure(Failures::Pause pause, std::uint64_t now) {
+  const StartFailure& failure = *failures_.last();
   if (failure.stage != StartFailure::Stage::Serving) {
-    world_.tellWaiting(failure_);
-  } else if (!isReplaced && pause > times_.patience && world_.isAnybodyWaiting()) {
-    world_.tellWaiting(pauseAfter(failure_, pauseUntil_, now));
+    world_.tellWaiting(failure);
+  } else if (pause == Failures::Pause::Begins && failure.pause > times_.patience && world_.isAnybodyWaiting()) {
+    world_.tellWaiting(pauseAfter(failure, failures_.pauseUntil(), now));
   }
 }
 
-void LifeCycle::failRun(const InstanceRecord& instance, StartFailure failure, std::uint64_t now) {
-  fail(failure, backOff_.failed(now - instance.since), now);
-  using Stage = StartFailure::Stage;
-  const bool isRetold = failure.stage == Stage::Greeting || failure.stage == Stage::Confinement;
-  retellUntil_ = isRetold ? now + times_.retelling : 0;
+Failures::Pause LifeCycle::pauseOfFailure() const noexcept {
+  const InstanceRecord* record = currentRecord();
+  return record != nullptr && !record->hasFailed ? Failures::Pause::Unneeded : Failures::Pause::Begins;
 }
 
 void LifeCycle::forgetFailures() noexcept {
-  backOff_.reset();
-  pauseUntil_ = 0;
-  retellUntil_ = 0;
+  failures_.forget();
   isClientPatient_ = false;
 }
 
@@ -364,13 +368,13 @@ void LifeCycle::lookAtWaiting(InstanceRecord& instance, std::uint64_t now) {
   failure.error = ETIMEDOUT;
   failure.patience = times_.listening;
   instance.hasFailed = true;
-  failRun(instance, failure, now);
+  failRun(failure, now);
   askToEnd(instance, now);
 }
 
 void LifeCycle::settle(std::uint64_t now) {
-  if (pauseUntil_ <= now) {
-    pauseUntil_ = 0;
+  failures_.endPause(now);
+  if (earliestStart() == 0) {
     const bool isDue = isClientPatient_ && mayStart() && world_.isAnybodyWaiting();
     isClientPatient_ = false;
     if (isDue) spawn(now);
@@ -389,12 +393,6 @@ void LifeCycle::settle(std::uint64_t now) {
     told_ = current;
     world_.changed();
   }
-}
-
-const char* stateName(LifeCycle::State state) noexcept {
-  // In the order of the states.
-  static constexpr const char* names[] = {"resting", "pausing", "starting", "running", "stopping", "held"};
-  return names[static_cast<std::size_t>(state)];
 }
 
 }  // namespace vanto::manager

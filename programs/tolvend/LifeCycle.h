@@ -6,26 +6,13 @@
 #include <vector>
 
 #include "tolvend/BackOff.h"
+#include "tolvend/Failures.h"
 #include "tolvend/InstanceRecord.h"
+#include "tolvend/LifeCycleState.h"
+#include "tolvend/LifeCycleTimes.h"
 #include "tolvend/StartFailure.h"
 
 namespace vanto::manager {
-
-/// How long a life cycle waits, in nanoseconds. What is here is the rule; tests have less patience.
-struct LifeCycleTimes {
-  /// The pause after a start that failed before the service was executed. It does not grow: what is missing may be
-  /// there at any moment, and trying costs little.
-  std::uint64_t startPause = 100'000'000;
-  /// Clients wait for the end of a pause that lasts no longer than this, and are told of a longer one.
-  std::uint64_t patience = 1'000'000'000;
-  /// Within this a process has to accept the clients that wait.
-  std::uint64_t listening = 10'000'000'000;
-  /// Within this a process has to end once it is asked to, or has said that it accepts nobody.
-  std::uint64_t ending = 20'000'000'000;
-  /// For so long after a failure before the first greeting clients are told of it: a client that was accepted and lost
-  /// its connection tries again by itself, and would wait for another such failure.
-  std::uint64_t retelling = 50'000'000;
-};
 
 /// What a life cycle has done in the world, and asks of it. Nothing in here calls the life cycle back at once.
 class LifeCycleWorld {
@@ -58,14 +45,7 @@ class LifeCycleWorld {
 /// Not thread-safe.
 class LifeCycle {
  public:
-  enum class State : std::uint8_t {
-    Resting,   ///< no process that accepts; the first client starts one
-    Pausing,   ///< as Resting, after a failure: no start before the back-off is over
-    Starting,  ///< a process was made that has not said that it listens
-    Running,   ///< a process accepts clients
-    Stopping,  ///< the process was asked to end and may still accept
-    Held       ///< nothing is started; clients are told so
-  };
+  using State = LifeCycleState;
 
   /// `world` is borrowed, and not called yet.
   LifeCycle(LifeCycleWorld& world, BackOff backOff, LifeCycleTimes times = {}) noexcept;
@@ -109,12 +89,12 @@ class LifeCycle {
   /// The process that accepts or is going to; 0 for none.
   [[nodiscard]] InstanceId current() const noexcept { return current_; }
   /// When the next start may be, while it pauses.
-  [[nodiscard]] std::uint64_t earliestStart() const noexcept { return pauseUntil_; }
+  [[nodiscard]] std::uint64_t earliestStart() const noexcept { return failures_.pauseUntil(); }
   /// Processes made, and starts and runs that failed, since it began.
   [[nodiscard]] std::uint64_t starts() const noexcept { return starts_; }
-  [[nodiscard]] std::uint64_t failures() const noexcept { return failures_; }
+  [[nodiscard]] std::uint64_t failures() const noexcept { return failures_.count(); }
   /// The last failure, or null.
-  [[nodiscard]] const StartFailure* lastFailure() const noexcept { return failures_ == 0 ? nullptr : &failure_; }
+  [[nodiscard]] const StartFailure* lastFailure() const noexcept { return failures_.last(); }
   /// Whether a start was asked for that could not be yet.
   [[nodiscard]] bool isStartWanted() const noexcept { return isStartWanted_; }
   /// The end of the process that ended last, told as a failure, whether it was one or not; null for none.
@@ -140,10 +120,14 @@ class LifeCycle {
   [[nodiscard]] std::uint64_t nextDeadline() const noexcept;
   [[nodiscard]] Appearance appearance() const noexcept;
   void spawn(std::uint64_t now);
-  /// Notes a failure and how long the pause after it is, and tells those who wait when they shall not go on waiting.
-  void fail(StartFailure failure, std::uint64_t pause, std::uint64_t now);
+  /// Notes that a start failed before the service was executed.
+  void failStart(const StartFailure& failure, std::uint64_t now);
   /// The same for a process that was executed: the pause grows with each failure.
-  void failRun(const InstanceRecord& instance, StartFailure failure, std::uint64_t now);
+  void failRun(const StartFailure& failure, std::uint64_t now);
+  /// Tells those who wait of the last failure when they shall not go on waiting.
+  void tellOfFailure(Failures::Pause pause, std::uint64_t now);
+  /// Whether the next start has to wait after a failure: not where a process is there already that has not failed.
+  [[nodiscard]] Failures::Pause pauseOfFailure() const noexcept;
   void forgetFailures() noexcept;
   /// Asks it to end, unless that was done.
   void askToEnd(InstanceRecord& instance, std::uint64_t now);
@@ -155,19 +139,13 @@ class LifeCycle {
   void settle(std::uint64_t now);
 
   LifeCycleWorld& world_;
-  BackOff backOff_;
   LifeCycleTimes times_;
+  Failures failures_;
   std::vector<InstanceRecord> instances_;
   InstanceId current_ = 0;
   InstanceId lastId_ = 0;
-  /// No start before this; 0 while there is no pause.
-  std::uint64_t pauseUntil_ = 0;
-  /// Until then clients are told of the last failure; 0 for none.
-  std::uint64_t retellUntil_ = 0;
   std::uint64_t timer_ = UINT64_MAX;
   std::uint64_t starts_ = 0;
-  std::uint64_t failures_ = 0;
-  StartFailure failure_;
   StartFailure end_;
   Appearance told_{State::Resting, 0, 0, 0, 0};
   /// A start was asked for that could not be yet.
@@ -179,8 +157,5 @@ class LifeCycle {
   bool isRetired_ = false;
   bool isWatching_ = false;
 };
-
-/// The word for a state that people are told: "resting" and so on.
-[[nodiscard]] const char* stateName(LifeCycle::State state) noexcept;
 
 }  // namespace vanto::manager

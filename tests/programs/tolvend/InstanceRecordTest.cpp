@@ -49,5 +49,29 @@ TEST(InstanceRecord, CrashesByASignalOrAnyStatusButNull) {
   EXPECT_TRUE(isCrash({Ending::Kind::Signalled, 15}));
 }
 
+TEST(InstanceRecord, LeavesThoseWhoWaitUnservedUnlessItServedOrWasAllowedTo) {
+  constexpr std::uint64_t shortRun = 1'000;
+  InstanceRecord record;
+  EXPECT_TRUE(record.leavesUnserved(5'000, shortRun));
+  record.mayLeave = true;
+  EXPECT_FALSE(record.leavesUnserved(shortRun, shortRun));
+  EXPECT_TRUE(record.leavesUnserved(shortRun - 1, shortRun));
+  EXPECT_EQ(record.leaving(7).stage, StartFailure::Stage::Serving);
+  record.mayLeave = false;
+  EXPECT_EQ(record.leaving(7).stage, StartFailure::Stage::Listening);
+  record.hasGreeted = true;
+  EXPECT_FALSE(record.leavesUnserved(shortRun, shortRun));
+  EXPECT_TRUE(record.leavesUnserved(shortRun - 1, shortRun));
+}
+
+TEST(InstanceRecord, LeavesNobodyUnservedWhereThatWasAskedForOrIsKnown) {
+  for (bool InstanceRecord::*known :
+       {&InstanceRecord::isAsked, &InstanceRecord::hasFailed, &InstanceRecord::saidStopped}) {
+    InstanceRecord record;
+    record.*known = true;
+    EXPECT_FALSE(record.leavesUnserved(1, 1'000));
+  }
+}
+
 }  // namespace
 }  // namespace vanto::manager

@@ -281,7 +281,9 @@ void LifeCycleModel::tellEnd(InstanceId instance, Ending ending) {
 }
 
 bool LifeCycleModel::isUnseen(const Process& process) const {
-  return !process.isAsked && !process.toldFailed && !process.toldIdle && !process.toldGreeted && !process.toldStopped &&
+  if (process.isAsked || process.toldFailed || process.toldStopped) return false;
+  if (now_ - process.madeAt < second) return true;
+  return !process.toldIdle && !process.toldGreeted &&
          (process.toldListening || !process.seemedToAccept || process.lookAt != never);
 }
 

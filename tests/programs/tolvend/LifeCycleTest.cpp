@@ -333,11 +333,77 @@ TEST_F(LifeCycleTest, TakesAStopBeforeAnyGreetingForAFailure) {
 TEST_F(LifeCycleTest, LetsAServiceLeaveThatWasStartedForNobody) {
   life.start(now);
   life.listening(1, now);
+  now += second;
   life.saidIdle(1, now);
   world.isWaiting = true;
   life.stoppedAccepting(1, now);
   EXPECT_EQ(world.taken(), "spawn 1, unwatch, leave 1, watch");
   EXPECT_EQ(life.failures(), 0U);
+}
+
+TEST_F(LifeCycleTest, PausesAfterAServiceThatLeavesAtOnceWhileSomebodyWaits) {
+  client();
+  life.saidIdle(1, now);
+  life.ended(1, exit0, now + millisecond);
+  EXPECT_EQ(life.state(), State::Pausing);
+  EXPECT_EQ(life.lastFailure()->stage, Stage::Serving);
+  // Who came while it left waits for the next one.
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch, leave 1, watch");
+  client();
+  wait();
+  EXPECT_EQ(world.taken(), "unwatch, spawn 2");
+}
+
+/// How often a service is started within a minute for one client who comes back whenever it is told something.
+struct Loop {
+  std::uint64_t starts = 0;
+  int told = 0;
+};
+
+template <typename Say>
+Loop startedInAMinute(const Say& say) {
+  ScriptedWorld world;
+  LifeCycle life(world, BackOff(1));
+  std::uint64_t now = 100 * second;
+  Loop loop;
+  for (life.begin(now); now < 160 * second;) {
+    loop.told += world.isWaiting ? 0 : 1;
+    world.isWaiting = true;
+    life.connectionWaiting(now);
+    if (const InstanceId instance = life.current(); instance != 0) {
+      life.executed(instance, now);
+      say(life, instance, now);
+      life.ended(instance, exit0, now += millisecond);
+    } else if (world.isWaiting) {
+      now = life.earliestStart();
+      life.timerExpired(now);
+    } else {
+      now += 100 * millisecond;
+      if (world.timer <= now) life.timerExpired(now);
+    }
+  }
+  loop.starts = life.starts();
+  return loop;
+}
+
+TEST(LifeCycleLoop, IsPutOffWhateverTheServiceSays) {
+  const Loop loops[] = {
+      startedInAMinute([](LifeCycle& life, InstanceId id, std::uint64_t now) { life.saidIdle(id, now); }),
+      startedInAMinute([](LifeCycle& life, InstanceId id, std::uint64_t now) {
+        life.listening(id, now);
+        life.saidIdle(id, now);
+      }),
+      startedInAMinute([](LifeCycle& life, InstanceId id, std::uint64_t now) { life.greeted(id, now); }),
+      startedInAMinute([](LifeCycle& life, InstanceId id, std::uint64_t now) {
+        life.greeted(id, now);
+        life.stoppedAccepting(id, now);
+      }),
+      startedInAMinute([](LifeCycle&, InstanceId, std::uint64_t) {})};
+  for (const Loop& loop : loops) {
+    EXPECT_GT(loop.starts, 3U);
+    EXPECT_LT(loop.starts, 14U);
+    EXPECT_GT(loop.told, 100);
+  }
 }
 
 TEST_F(LifeCycleTest, StopsAndStartsForTheNextClient) {
