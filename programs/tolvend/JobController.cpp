@@ -204,14 +204,21 @@ bool JobController::spawn(InstanceId instance, StartFailure& failure) {
                                     .name = file_,
                                     .service = job_.isMultiple ? running.connection.get() : listener_.descriptor(),
                                     .idle = job_.leavesWhenIdle ? surroundings_.idle : 0};
-  if (!process->start(surroundings_.spawn, start, failure)) {
+  bool isStarted = process->start(surroundings_.spawn, start, failure);
+  if (isStarted) {
+    // After a manager that is killed nobody would end, or wait for, what is not written down.
+    if (const int error = surroundings_.records.put(process->pid(), file_); error != 0) {
+      process->abandon(error, failure);
+      isStarted = false;
+    }
+  }
+  if (!isStarted) {
     if (!running.connection) running_.erase(instance);
     return false;
   }
   running.process = std::move(process);
   const pid_t pid = running.process->pid();
   surroundings_.children.insert(pid);
-  surroundings_.records.put(pid, file_);
   pids_.emplace_back(instance, pid);
   if (pids_.size() > rememberedPids) pids_.pop_front();
   return true;

@@ -51,19 +51,24 @@ int ProcessRecords::open(int directory) {
   return folder_ ? 0 : errno;
 }
 
-void ProcessRecords::put(pid_t pid, std::string_view name) const {
+int ProcessRecords::put(pid_t pid, std::string_view name) const {
   Numbers numbers{static_cast<std::uint64_t>(pid), 0};
-  if (!readProcessStartTime(pid, numbers.startTime)) return;
+  errno = 0;
+  if (!readProcessStartTime(pid, numbers.startTime)) return errno != 0 ? errno : ESRCH;
   char bytes[largestRecord];
   std::memcpy(bytes, &numbers, sizeof numbers);
   const std::size_t length = name.copy(bytes + sizeof numbers, sizeof bytes - sizeof numbers);
   const ssize_t size = static_cast<ssize_t>(sizeof numbers + length);
   const Fd file(openat(folder_.get(), temporaryName, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
-  if (!file) return;
-  if (write(file.get(), bytes, static_cast<std::size_t>(size)) != size ||
-      renameat(folder_.get(), temporaryName, folder_.get(), std::to_string(pid).c_str()) != 0) {
-    unlinkat(folder_.get(), temporaryName, 0);
+  if (!file) return errno;
+  const ssize_t written = write(file.get(), bytes, static_cast<std::size_t>(size));
+  // Part of it is written where there is no room for the rest.
+  int error = written == size ? 0 : written < 0 ? errno : ENOSPC;
+  if (error == 0 && renameat(folder_.get(), temporaryName, folder_.get(), std::to_string(pid).c_str()) != 0) {
+    error = errno;
   }
+  if (error != 0) unlinkat(folder_.get(), temporaryName, 0);
+  return error;
 }
 
 void ProcessRecords::remove(pid_t pid) const noexcept {

@@ -27,9 +27,9 @@ class ProcessRecords {
   /// Opens the folder, and makes it where it is missing. 0, or an errno value.
   [[nodiscard]] int open(int directory);
 
-  /// Writes a record for a process that is not reaped yet. A record that cannot be written is missed only by a manager
-  /// that has to clean up after this one.
-  void put(pid_t pid, std::string_view name) const;
+  /// Writes a record for a process that is not reaped yet. 0, or an errno value with nothing left behind: a successor
+  /// of this manager would not know of the process.
+  [[nodiscard]] int put(pid_t pid, std::string_view name) const;
   void remove(pid_t pid) const noexcept;
 
   /// All records that are whole. Others are removed.

@@ -124,11 +124,21 @@ bool ServiceProcess::start(const SpawnSetting& setting, const Start& start, Star
   const int error = watchAll();
   if (error == 0) return true;
   // What nobody watches must not run.
+  abandon(error, failure);
+  return false;
+}
+
+void ServiceProcess::abandon(int error, StartFailure& failure) noexcept {
+  processWatch_.stop();
+  statusWatch_.stop();
+  linkWatch_.stop();
+  outputWatch_.stop();
   signalProcess(process_, SIGKILL);
+  // It may lead a group already, without having been heard of; it is not reaped, so the number can be no other's.
+  ::kill(-pid_, SIGKILL);
   while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
   }
-  fill(failure, Stage::Resources, error);
-  return false;
+  fill(failure, StartFailure::Stage::Resources, error);
 }
 
 int ServiceProcess::watchAll() {

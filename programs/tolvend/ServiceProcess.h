@@ -62,6 +62,9 @@ class ServiceProcess {
   /// CLOCK_REALTIME in nanoseconds.
   [[nodiscard]] std::uint64_t since() const noexcept { return since_; }
 
+  /// Kills it and reaps it at once, unheard, because of `error`, an errno value that `failure` is filled in with: it is
+  /// as if it had not been started.
+  void abandon(int error, StartFailure& failure) noexcept;
   /// Asks it to end.
   void terminate() const noexcept;
   /// Ends it with everything in its process group.

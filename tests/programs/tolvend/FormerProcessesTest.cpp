@@ -48,7 +48,7 @@ struct FormerProcessesTest : ::testing::Test {
       const Fd directory(open(place.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
       EXPECT_EQ(records.open(directory.get()), 0);
       static const pid_t pid = startProcess(shallIgnore);
-      records.put(pid, "org.example.echo");
+      EXPECT_EQ(records.put(pid, "org.example.echo"), 0);
       static FormerProcesses former(alarms, records, 100'000'000);
       former.end([report] {
         EXPECT_TRUE(former.isEmpty());

@@ -3,10 +3,13 @@
 // The life cycles have tests of their own, and real processes theirs; here is what lies between.
 #include "tolvend/JobController.h"
 
+#include <cerrno>
 #include <csignal>
+#include <filesystem>
 
 #include <sys/epoll.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 
 #include "ipc/Frame.h"
 #include "ipc/FrameSocket.h"
@@ -48,6 +51,26 @@ TEST(JobController, AStartThatFailsIsKnownWithItsProcess) {
               EXPECT_EQ(world.children.size(), 1U);
             }),
             Lines{"executable: No such file or directory"});
+}
+
+TEST(JobController, AProcessThatCannotBeWrittenDownIsKilled) {
+  EXPECT_EQ(runWithEvents([](const auto& report, Alarms& alarms) {
+              static ManagerWorld world(alarms);
+              std::filesystem::create_directory(world.directory / "processes/.new");
+              JobController& job = controllerOf(world, world.job("org.example.echo", world.speaker("listening\n")),
+                                                [](JobController&) {});
+              job.begin();
+              job.start();
+              EXPECT_EQ(job.failures(), 1U);
+              report(failureText(*job.lastFailure()));
+              EXPECT_EQ(job.starts(), 0U);
+              EXPECT_TRUE(job.isEmpty());
+              EXPECT_TRUE(world.children.empty());
+              EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a process is left";
+              EXPECT_EQ(errno, ECHILD);
+              finish();
+            }),
+            Lines{"resources: Is a directory (error 21)"});
 }
 
 TEST(JobController, BeforeItBeginsItIsHeldAtOnceAndStartsNothing) {

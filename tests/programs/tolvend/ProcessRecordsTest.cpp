@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tolvend/ProcessRecords.h"
 
+#include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,7 +31,7 @@ struct ProcessRecordsTest : testing::Test {
 };
 
 TEST_F(ProcessRecordsTest, AreReadAsTheyWereWritten) {
-  records.put(getpid(), "org.example.echo");
+  ASSERT_EQ(records.put(getpid(), "org.example.echo"), 0);
   const std::vector<ProcessRecord> read = records.read();
   ASSERT_EQ(read.size(), 1U);
   EXPECT_EQ(read[0].pid, getpid());
@@ -41,8 +45,26 @@ TEST_F(ProcessRecordsTest, AreReadAsTheyWereWritten) {
 }
 
 TEST_F(ProcessRecordsTest, AProcessThatIsGoneIsNotWrittenDown) {
-  records.put(0x3fffffff, "org.example.echo");
+  EXPECT_NE(records.put(0x3fffffff, "org.example.echo"), 0);
   EXPECT_TRUE(std::filesystem::is_empty(place / "processes"));
+}
+
+TEST_F(ProcessRecordsTest, OneThatCannotBeWrittenIsAnErrorAndLeavesNothing) {
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  const auto formerHandler = signal(SIGXFSZ, SIG_IGN);
+  // No room for anything, and for a part.
+  for (const auto& [room, error] : {std::pair<rlim_t, int>{0, EFBIG}, {10, ENOSPC}}) {
+    const rlimit limit{room, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    const int result = records.put(getpid(), "org.example.echo");
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+    EXPECT_EQ(result, error);
+    EXPECT_TRUE(std::filesystem::is_empty(place / "processes"));
+  }
+  signal(SIGXFSZ, formerHandler);
+  std::filesystem::create_directory(file(".new"));
+  EXPECT_EQ(records.put(getpid(), "org.example.echo"), EISDIR);
 }
 
 TEST_F(ProcessRecordsTest, WhatIsNoRecordIsRemoved) {
