@@ -273,10 +273,15 @@ void Listener::stopLocked() noexcept {
 
 void Listener::closeSocketLocked() noexcept {
   if (std::exchange(isWatched_, false)) stopWatching(*watch_, socket_.descriptor());
-  if (isAccepting_) return;
+  if (isAccepting_) {
+    // Left to who accepts, and the process is not to end before that.
+    if (!std::exchange(mustClose_, true)) Activity::began();
+    return;
+  }
   socket_.close();
   spare_.reset();
   if (std::exchange(isToldOf_, false)) ManagerLink::listenerStopped();
+  if (std::exchange(mustClose_, false)) Activity::ended();
 }
 
 /// Listed, it stops accepting when the process is asked to end. False when it was already.
