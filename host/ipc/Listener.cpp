@@ -97,11 +97,14 @@ void Listener::resume() noexcept {
   std::unique_lock lock(mutex_);
   if (std::exchange(isResumed_, true)) return;
   lock.unlock();
+  // Who is about to listen is not idle, however long that takes.
+  Activity::began();
   // Before anybody can connect: a process that answers can also be asked to end.
   const bool mayListen = join();
   lock.lock();
   if (!mayListen) stopLocked();
   if (!isClosed_) open();
+  Activity::ended();
   const bool isOpen = !isClosed_;
   const bool delivers = beginDeliveryLocked();
   lock.unlock();
