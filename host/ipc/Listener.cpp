@@ -97,11 +97,14 @@ void Listener::resume() noexcept {
   std::unique_lock lock(mutex_);
   if (std::exchange(isResumed_, true)) return;
   lock.unlock();
+  // Who is about to listen is not idle, however long that takes.
+  Activity::began();
   // Before anybody can connect: a process that answers can also be asked to end.
   const bool mayListen = join();
   lock.lock();
   if (!mayListen) stopLocked();
   if (!isClosed_) open();
+  Activity::ended();
   const bool isOpen = !isClosed_;
   const bool delivers = beginDeliveryLocked();
   lock.unlock();
@@ -273,10 +276,15 @@ void Listener::stopLocked() noexcept {
 
 void Listener::closeSocketLocked() noexcept {
   if (std::exchange(isWatched_, false)) stopWatching(*watch_, socket_.descriptor());
-  if (isAccepting_) return;
+  if (isAccepting_) {
+    // Left to who accepts, and the process is not to end before that.
+    if (!std::exchange(mustClose_, true)) Activity::began();
+    return;
+  }
   socket_.close();
   spare_.reset();
   if (std::exchange(isToldOf_, false)) ManagerLink::listenerStopped();
+  if (std::exchange(mustClose_, false)) Activity::ended();
 }
 
 /// Listed, it stops accepting when the process is asked to end. False when it was already.

@@ -80,6 +80,8 @@ class Listener final : public Endpoint {
   /// Some worker accepts; the socket then stays open.
   bool isAccepting_ = false;
   bool mustAcceptAgain_ = false;
+  /// Closed while somebody accepted, who closes the socket; in hand until then.
+  bool mustClose_ = false;
   /// The manager knows that it accepts, and is to know when it does not any more.
   bool isToldOf_ = false;
   /// The one connection of an instance was greeted; belongs to the worker that accepts.

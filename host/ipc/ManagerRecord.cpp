@@ -29,6 +29,12 @@ ManagerRecordResult resultOf(int link, ssize_t size, const ManagerRecord& record
   return hasEnded(link) ? ManagerRecordResult::Ended : ManagerRecordResult::Ignored;
 }
 
+/// True when receiving is to be tried again. Who has gone with records unread leaves an error, which is told once and
+/// before the records that it sent.
+bool wasInterrupted(ssize_t size) noexcept {
+  return size < 0 && (errno == EINTR || errno == ECONNRESET);
+}
+
 }  // namespace
 
 bool sendManagerRecord(int link, ManagerRecordKind kind, std::uint64_t value) noexcept {
@@ -55,7 +61,7 @@ ManagerRecordResult receiveManagerRecord(int link, ManagerRecord& record) noexce
   ssize_t size;
   // The size of the whole packet, however much of it there is room for.
   do size = recv(link, &record, sizeof record, MSG_DONTWAIT | MSG_TRUNC);
-  while (size < 0 && errno == EINTR);
+  while (wasInterrupted(size));
   return resultOf(link, size, record, 0);
 }
 
@@ -67,7 +73,7 @@ ManagerRecordResult receiveManagerRecord(int link, ManagerRecord& record, std::s
   message.msg_iovlen = 2;
   ssize_t size;
   do size = recvmsg(link, &message, MSG_DONTWAIT | MSG_TRUNC | MSG_CMSG_CLOEXEC);
-  while (size < 0 && errno == EINTR);
+  while (wasInterrupted(size));
   const bool isReceipt = size >= static_cast<ssize_t>(sizeof record) && record.kind == ManagerRecordKind::Receipt &&
                          record.value <= text.size();
   text.resize(isReceipt ? record.value : 0);

@@ -9,11 +9,13 @@ import tempfile
 
 from symbols import defined, demangled
 
+# The last line has names that the interface fixes one by one: of functions that a program calls or defines itself, and of
+# the data that whoever looks at a crashed process reads.
 INTERFACE = re.compile(
     r"(Bundle|_?Kor|myKor|kVex|Pellmo|Plist|_?Qel|Vanto|Vex|dispatch_|sandbox_|tolven_data|vanto_)\w*(::|\(|$)"
     r"|(framework)?[bB]undleForBinaryImagePath\("
     r"|(archived(Array|Dictionary)|(array|dictionary)WithArchiveOfClass|descriptionWithIndent)\("
-    r"|(_vanto_main|audit_token_to_au32|connectionEvaluator|gCRAnnotations)$")
+    r"|(_vanto_main|_vanto_runtime_get_entitlements_data|audit_token_to_au32|connectionEvaluator|gCRAnnotations)$")
 DECORATION = re.compile(r"^(typeinfo( name)?|vtable|VTT|guard variable|(non-)?virtual thunk) (for|to) ")
 
 

@@ -299,6 +299,22 @@ TEST(Listener, AnIdleServiceEndsAtOnceWhenAskedTo) {
   EXPECT_NE(access(directory.socketPath(name).c_str(), F_OK), 0);
 }
 
+TEST(Listener, AServiceThatIsAcceptingWhenAskedToEndStillRemovesItsName) {
+  const RuntimeDirectory directory;
+  const Gate gate;
+  const Process child({"serve-judged", "lingering", name}, {}, [&] { gate.becomeInput(); });
+  ASSERT_EQ(child.line(), "ready");
+  const RawPeer client = RawPeer::connectTo(name);
+  ASSERT_EQ(child.line(), "entered");
+  child.signal(SIGTERM);
+  ASSERT_EQ(child.line(), "ending");
+  EXPECT_EQ(access(directory.socketPath(name).c_str(), F_OK), 0);
+  gate.open();
+  EXPECT_EQ(child.line(), "left");
+  EXPECT_EQ(child.await(), "exit status 0");
+  EXPECT_NE(access(directory.socketPath(name).c_str(), F_OK), 0);
+}
+
 TEST(Listener, ServesInAProcessWithOneThread) {
   const RuntimeDirectory directory;
   const Process child({"serve-alone", name});

@@ -54,17 +54,24 @@ class ManagerEnd {
   void letTheirsGo() { pair_.far.reset(); }
   void close() { pair_.near.reset(); }
 
-  void send(ManagerRecordKind kind, std::uint64_t value = 0) const {
-    EXPECT_TRUE(sendManagerRecord(pair_.near.get(), kind, value));
+  void send(ManagerRecordKind kind, std::uint64_t value = 0) const { EXPECT_TRUE(trySend(kind, value)); }
+  /// False when the process has gone.
+  [[nodiscard]] bool trySend(ManagerRecordKind kind, std::uint64_t value = 0) const {
+    return sendManagerRecord(pair_.near.get(), kind, value);
   }
   void sendBytes(const std::vector<std::uint8_t>& bytes) const {
     EXPECT_EQ(::send(pair_.near.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
   }
 
+  /// Whether the process says something, or ends, within so many milliseconds.
+  [[nodiscard]] bool says(int milliseconds) const {
+    pollfd set{pair_.near.get(), POLLIN, 0};
+    return poll(&set, 1, milliseconds) == 1;
+  }
+
   /// What the process says next: "listening", ..., or "end"; for a receipt its text.
   [[nodiscard]] std::string next() const {
-    pollfd set{pair_.near.get(), POLLIN, 0};
-    if (poll(&set, 1, 60'000) != 1) return "nothing";
+    if (!says(60'000)) return "nothing";
     ManagerRecord record;
     std::string text;
     if (receiveManagerRecord(pair_.near.get(), record, text) != ManagerRecordResult::Record) return "end";

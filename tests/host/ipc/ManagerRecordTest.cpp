@@ -54,6 +54,28 @@ TEST_F(ManagerRecordTest, IsReadBack) {
   EXPECT_EQ(receive(), ManagerRecordResult::Nothing);
 }
 
+TEST_F(ManagerRecordTest, IsReadFromWhoHasGoneWithoutReadingItsOwn) {
+  ASSERT_TRUE(sendManagerRecord(far_.get(), ManagerRecordKind::Greeted));
+  ASSERT_TRUE(sendManagerRecord(far_.get(), ManagerRecordKind::Stopped));
+  ASSERT_TRUE(sendManagerRecord(near_.get(), ManagerRecordKind::Leave));
+  far_.reset();
+  ASSERT_EQ(receive(), ManagerRecordResult::Record);
+  EXPECT_EQ(record_.kind, ManagerRecordKind::Greeted);
+  ASSERT_EQ(receive(), ManagerRecordResult::Record);
+  EXPECT_EQ(record_.kind, ManagerRecordKind::Stopped);
+  EXPECT_EQ(receive(), ManagerRecordResult::Ended);
+}
+
+TEST_F(ManagerRecordTest, ReceiptIsReadFromWhoHasGoneWithoutReadingItsOwn) {
+  ASSERT_TRUE(sendManagerReceipt(far_.get(), "confined"));
+  ASSERT_TRUE(sendManagerRecord(near_.get(), ManagerRecordKind::Leave));
+  far_.reset();
+  std::string text;
+  ASSERT_EQ(receiveManagerRecord(near_.get(), record_, text), ManagerRecordResult::Record);
+  EXPECT_EQ(text, "confined");
+  EXPECT_EQ(receiveManagerRecord(near_.get(), record_, text), ManagerRecordResult::Ended);
+}
+
 TEST_F(ManagerRecordTest, OfAnotherSizeIsIgnored) {
   for (const std::size_t size : {0, 1, 15, 17, 4000}) {
     sendBytes(std::vector<std::uint8_t>(size));

@@ -237,27 +237,6 @@ int listenOnly(const char* name) {
   return 0;
 }
 
-std::atomic<bool> asksForCode{false};
-
-/// Admits everybody, whatever the facility says of their code.
-bool admit(audit_token_t token) {
-  if (!asksForCode) return true;
-  const std::int32_t pid = static_cast<std::int32_t>(token.val[0]);
-  PlistNumber* number = PlistNumber::create(KorNumberSInt32Type, &pid).asTemporary();
-  const PlistDictionary::Entry entry{kVexGuestAttributePid, number};
-  PlistDictionary* attributes = PlistDictionary::create({&entry, 1}).asTemporary();
-  VexCode* code = nullptr;
-  static_cast<void>(VexCodeCopyGuestWithAttributes(nullptr, attributes, 0, &code));
-  return true;
-}
-
-/// The same as serve() with an evaluator, which asks for the code of its clients or does not.
-int serveJudged(std::string_view evaluation, const char* name) {
-  asksForCode = evaluation == "by-code";
-  vanto_handle_service(nullptr, nullptr, admit);
-  return serve(name);
-}
-
 /// Waits until a byte comes on the standard input.
 void awaitGate() {
   char byte = 0;
@@ -276,6 +255,32 @@ void lingerUntilAsked() {
   report("entered");
   while (!Activity::isEnding()) std::this_thread::yield();
   linger();
+}
+
+std::atomic<bool> asksForCode{false};
+
+/// While a client is judged, its listener is accepting.
+std::atomic<bool> lingersInJudgement{false};
+
+/// Admits everybody, whatever the facility says of their code.
+bool admit(audit_token_t token) {
+  if (lingersInJudgement) lingerUntilAsked();
+  if (!asksForCode) return true;
+  const std::int32_t pid = static_cast<std::int32_t>(token.val[0]);
+  PlistNumber* number = PlistNumber::create(KorNumberSInt32Type, &pid).asTemporary();
+  const PlistDictionary::Entry entry{kVexGuestAttributePid, number};
+  PlistDictionary* attributes = PlistDictionary::create({&entry, 1}).asTemporary();
+  VexCode* code = nullptr;
+  static_cast<void>(VexCodeCopyGuestWithAttributes(nullptr, attributes, 0, &code));
+  return true;
+}
+
+/// The same as serve() with an evaluator, which asks for the code of its clients or does not.
+int serveJudged(std::string_view evaluation, const char* name) {
+  asksForCode = evaluation == "by-code";
+  lingersInJudgement = evaluation == "lingering";
+  vanto_handle_service(nullptr, nullptr, admit);
+  return serve(name);
 }
 
 /// A service that is asked to end while a handler of some kind runs.
