@@ -32,6 +32,9 @@ namespace vanto::manager {
 
 namespace {
 
+/// In nanoseconds. What was killed ends soon, unless the system itself keeps it.
+constexpr std::uint64_t patienceWithStrays = 2'000'000'000;
+
 void say(const std::string& line) {
   std::fprintf(stderr, "tolvend: %s\n", LogText(line).utf8());
 }
@@ -47,6 +50,7 @@ Manager::Manager(Options options, LifeCycleTimes times)
     : options_(std::move(options)),
       times_(times),
       strays_(children_),
+      sweeping_(alarms_, [this] { sweep(); }),
       leaving_(alarms_, [this] { endIfEmpty(); }),
       killing_(alarms_, [this] { ephemeral_.kill(); }) {}
 
@@ -83,6 +87,8 @@ Manager::Failure Manager::prepare() {
   if (error == 0) error = signalsWatch_.start(signals_.get(), EPOLLIN, [this](std::uint32_t) { readSignals(); });
   if (error == 0) error = strays_.adopt();
   if (error != 0) return failed("the system lacks something: " + errorNumberText(error));
+  // Orphans that came to the manager while their service ran have no signal of their own.
+  children_.observeEnds([this] { sweeping_.set(0); });
   spare_.emplace();
   spawn_.proxy = options_.proxy;
   spawn_.environment = serviceEnvironment(options_.keep);
@@ -213,7 +219,7 @@ void Manager::endIfEmpty() {
 }
 
 void Manager::leave(int status) {
-  sweep();
+  strays_.sweepAll(ephemeral_.pid(), patienceWithStrays);
   ordersSocket_.close();
   log_.reset();
   ephemeral_.remove();

@@ -51,7 +51,7 @@ class Manager {
   void readSignals();
   void endCommand();
   void commandEnded(int status);
-  void sweep() const { strays_.sweep(ephemeral_.pid()); }
+  void sweep() { strays_.sweep(ephemeral_.pid()); }
   void end(int status);
   void endIfEmpty();
   [[noreturn]] void leave(int status);
@@ -74,6 +74,8 @@ class Manager {
   PublishedSocket ordersSocket_;
   std::optional<SystemLogSocket> log_;
   Strays strays_;
+  /// Set while a service has ended and what it left behind was not looked for.
+  Alarm sweeping_;
   Ephemeral ephemeral_;
   Fd signals_;
   Watch signalsWatch_;

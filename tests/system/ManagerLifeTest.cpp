@@ -20,8 +20,23 @@
 namespace vanto::test {
 namespace {
 
-using ManagerLife = ManagerFixture;
 constexpr const char* echo = "org.example.echo";
+
+class ManagerLife : public ManagerFixture {
+ protected:
+  /// The processes that the service has told of, once they are so many.
+  static std::vector<pid_t> awaitAway(std::size_t count) {
+    std::vector<pid_t> away;
+    EXPECT_TRUE(waitUntil([&] {
+      away.clear();
+      for (const std::string& line : logOf(echo)) {
+        if (line.starts_with("away ")) away.push_back(std::atoi(line.c_str() + 5));
+      }
+      return away.size() == count;
+    }));
+    return away;
+  }
+};
 
 TEST_F(ManagerLife, EndsItsServicesAndKeepsItsJobs) {
   std::int64_t pid = 0;
@@ -277,6 +292,27 @@ TEST_F(ManagerLife, WhatAServiceLeavesBehindEndsWithIt) {
   EXPECT_TRUE(isAlive(away));
   ASSERT_EQ(kill(static_cast<pid_t>(pid), SIGKILL), 0);
   EXPECT_TRUE(waitUntil([&] { return !isAlive(away); }));
+}
+
+TEST_F(ManagerLife, WhatAServiceHasNestedEndsWithTheManager) {
+  // Each is handed over only when its parent was killed.
+  ManagerProcess manager(setting());
+  ASSERT_EQ(load("echo", echo), "");
+  EXPECT_GT(call(echo, "nest"), 0);
+  const std::vector<pid_t> away = awaitAway(6);
+  EXPECT_EQ(manager.terminate(), "exit status 0");
+  for (const pid_t pid : away) EXPECT_FALSE(isAlive(pid));
+}
+
+TEST_F(ManagerLife, WhatCameToItWhileTheServiceRanEndsWithTheService) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("echo", echo), "");
+  const auto pid = static_cast<pid_t>(call(echo, "twice"));
+  const std::vector<pid_t> away = awaitAway(1);
+  ASSERT_EQ(away.size(), 1U);
+  EXPECT_TRUE(isAlive(away[0]));
+  ASSERT_EQ(kill(pid, SIGKILL), 0);
+  EXPECT_TRUE(waitUntil([&] { return !isAlive(away[0]); }));
 }
 
 TEST_F(ManagerLife, ProcessesThatAreNoneOfItsServicesAreLeftAlone) {
