@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -276,6 +277,64 @@ TEST_F(ManagerLife, ADamagedJobIsNamedAndLeftAlone) {
   EXPECT_NE(second.messages().find("jobs/org.example.damaged"), std::string::npos) << second.messages();
   EXPECT_TRUE(std::filesystem::exists(socketPath(".tolvend/jobs/org.example.damaged")));
   EXPECT_GT(call(echo), 0);
+}
+
+TEST_F(ManagerLife, NobodyWhoDoesNotReadItsMessagesStopsIt) {
+  static_cast<void>(ManagerProcess(setting()).terminate());
+  std::ofstream(socketPath(".tolvend/jobs/org.example.damaged")) << "no job";
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+  const Fd reader(ends[0]);
+  const Fd writer(ends[1]);
+  const std::string page(4096, 'x');
+  while (write(writer.get(), page.data(), page.size()) > 0) {
+  }
+  ASSERT_EQ(fcntl(writer.get(), F_SETFL, 0), 0);
+  ManagerSetting unread = setting();
+  unread.prepare = [&] {
+    dup2(writer.get(), STDERR_FILENO);
+    // One that waits for ever is not to keep the test.
+    alarm(20);
+  };
+  ManagerProcess manager(unread);
+  ASSERT_TRUE(manager.isReady());
+  ASSERT_EQ(load("echo", echo), "");
+  EXPECT_GT(call(echo), 0);
+  EXPECT_EQ(manager.terminate(), "exit status 0");
+}
+
+TEST_F(ManagerLife, WithFewDescriptorsItKeepsJobsAndTakesOrders) {
+  constexpr int count = 40;
+  const auto name = [](int i) {
+    return "org.example.job" + std::to_string(i);
+  };
+  {
+    const ManagerProcess first(setting());
+    for (int i = 0; i < count; i++) ASSERT_EQ(load("echo", name(i)), "");
+  }
+  const auto loaded = [&] {
+    return vanto_array_get_count(vanto_dictionary_get_value(order("status"), "jobs"));
+  };
+  {
+    ManagerSetting scarce = setting();
+    scarce.prepare = [] {
+      const rlimit limit{48, 48};
+      setrlimit(RLIMIT_NOFILE, &limit);
+    };
+    const ManagerProcess second(scarce);
+    ASSERT_TRUE(second.isReady()) << second.messages();
+    const std::size_t before = loaded();
+    EXPECT_GT(before, 0U);
+    EXPECT_LT(before, std::size_t{count});
+    EXPECT_NE(second.messages().find(": not loaded: "), std::string::npos) << second.messages();
+    const Held state = Held::share(vanto_array_get_value(vanto_dictionary_get_value(order("status"), "jobs"), 0));
+    const std::string label = text(state, "label");
+    EXPECT_GT(call(label), 0);
+    EXPECT_EQ(errorOf(order("unload", label)), "");
+    EXPECT_EQ(loaded(), before - 1);
+  }
+  const ManagerProcess third(setting());
+  EXPECT_EQ(loaded(), std::size_t{count - 1});
 }
 
 TEST_F(ManagerLife, WhatAServiceLeavesBehindEndsWithIt) {
