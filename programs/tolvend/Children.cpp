@@ -9,6 +9,7 @@ void Children::erase(pid_t pid, std::uint64_t now) {
   if (running_.erase(pid) == 0) return;
   while (!ended_.empty() && now - ended_.front().time > memory) ended_.pop_front();
   ended_.push_back({pid, now});
+  if (observer_) observer_();
 }
 
 bool Children::hasEnded(pid_t pid, std::uint64_t now) const {

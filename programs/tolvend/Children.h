@@ -4,7 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <set>
+#include <utility>
 
 #include <sys/types.h>
 
@@ -16,6 +18,9 @@ class Children {
   /// For how long one that has ended is known, in nanoseconds. What it leaves behind comes to the manager at once;
   /// much later its number may be another process's.
   static constexpr std::uint64_t memory = 60'000'000'000;
+
+  /// Called when one has ended and is erased.
+  void observeEnds(std::function<void()> observer) { observer_ = std::move(observer); }
 
   void insert(pid_t pid) { running_.insert(pid); }
   /// It has ended, at `now` as CLOCK_MONOTONIC tells it in nanoseconds.
@@ -36,6 +41,7 @@ class Children {
   std::set<pid_t> running_;
   /// The oldest first.
   std::deque<Ended> ended_;
+  std::function<void()> observer_;
 };
 
 }  // namespace vanto::manager

@@ -2,10 +2,11 @@
 #include "tolvend/JobReport.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "dispatch/Workers.h"
-#include "runtime/LogText.h"
 #include "tolvend/DictionaryBuilder.h"
+#include "value/Utf8.h"
 
 namespace vanto::manager {
 
@@ -83,9 +84,27 @@ Ref<vanto_object> jobState(const JobController& job) {
   return report.take();
 }
 
+namespace {
+
+/// As it came, but for what no string can hold: bytes that are no UTF-8, and NUL.
+std::string textOf(std::string_view line) {
+  std::string text;
+  while (!line.empty()) {
+    std::size_t length = 1;
+    while (length <= 4 && !isValidUtf8(line.substr(0, length))) length++;
+    const bool isCharacter = length <= 4 && line.front() != '\0';
+    if (!isCharacter) length = 1;
+    text += isCharacter ? line.substr(0, length) : "\xef\xbf\xbd";
+    line.remove_prefix(length);
+  }
+  return text;
+}
+
+}  // namespace
+
 Ref<vanto_object> lineReport(const LogLine& line) {
   DictionaryBuilder report;
-  report.number("time", signedOf(line.time)).number("pid", line.pid).text("text", LogText(line.text).utf8());
+  report.number("time", signedOf(line.time)).number("pid", line.pid).text("text", textOf(line.text));
   return report.take();
 }
 

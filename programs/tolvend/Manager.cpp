@@ -7,9 +7,9 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/epoll.h>
@@ -21,7 +21,6 @@
 #include "dispatch/Pool.h"
 #include "dispatch/Workers.h"
 #include "ipc/SocketName.h"
-#include "runtime/LogText.h"
 #include "tolvend/Account.h"
 #include "tolvend/ErrorNumber.h"
 #include "tolvend/JobIntake.h"
@@ -32,14 +31,12 @@ namespace vanto::manager {
 
 namespace {
 
-void say(const std::string& line) {
-  std::fprintf(stderr, "tolvend: %s\n", LogText(line).utf8());
-}
+/// In nanoseconds. What was killed ends soon, unless the system itself keeps it.
+constexpr std::uint64_t patienceWithStrays = 2'000'000'000;
 
-int failed(const std::string& line, int status = ExitStatus::Failed) {
-  say(line);
-  return status;
-}
+/// Descriptors that jobs of a manager before are not restored with: for connections of those who give orders, and what
+/// an order or a start needs for a moment.
+constexpr int descriptorsForOrders = 16;
 
 }  // namespace
 
@@ -47,17 +44,25 @@ Manager::Manager(Options options, LifeCycleTimes times)
     : options_(std::move(options)),
       times_(times),
       strays_(children_),
+      sweeping_(alarms_, [this] { sweep(); }),
       leaving_(alarms_, [this] { endIfEmpty(); }),
       killing_(alarms_, [this] { ephemeral_.kill(); }) {}
+
+int Manager::failed(const std::string& line, int status) {
+  messages_.say(line);
+  return status;
+}
 
 void Manager::run() {
   Failure failure = prepare();
   if (!failure) failure = takeCharge();
   if (!failure) failure = openStore();
   if (failure) leave(*failure);
-  restoreJobs();
+  makeJobs();
+  // Before the jobs, of which there may be more than descriptors.
   failure = publishOrders();
   if (failure) leave(*failure);
+  restoreJobs();
   offerLogSocket();
   sendReadyNotice();
   failure = runCommand();
@@ -83,6 +88,8 @@ Manager::Failure Manager::prepare() {
   if (error == 0) error = signalsWatch_.start(signals_.get(), EPOLLIN, [this](std::uint32_t) { readSignals(); });
   if (error == 0) error = strays_.adopt();
   if (error != 0) return failed("the system lacks something: " + errorNumberText(error));
+  // Orphans that came to the manager while their service ran have no signal of their own.
+  children_.observeEnds([this] { sweeping_.set(0); });
   spare_.emplace();
   spawn_.proxy = options_.proxy;
   spawn_.environment = serviceEnvironment(options_.keep);
@@ -111,7 +118,7 @@ Manager::Failure Manager::openStore() {
   return {};
 }
 
-void Manager::restoreJobs() {
+void Manager::makeJobs() {
   formerProcesses_.emplace(alarms_, records_, times_.ending);
   const JobSurroundings surroundings{alarms_, *spare_,   spawn_, records_,      sockets_,
                                      limit_,  children_, times_, options_.idle, options_.floor};
@@ -121,11 +128,6 @@ void Manager::restoreJobs() {
     orders_->jobChanged(label);
     endIfEmpty();
   });
-  formerProcesses_->end([this] {
-    jobs_->beginWhatCan();
-    endIfEmpty();
-  });
-  for (const std::string& problem : jobs_->restore()) say(problem);
 }
 
 /// The library takes a listening socket that was handed to the process, under whatever directory it is bound.
@@ -147,13 +149,23 @@ Manager::Failure Manager::publishOrders() {
   return {};
 }
 
+void Manager::restoreJobs() {
+  formerProcesses_->end([this] {
+    jobs_->beginWhatCan();
+    endIfEmpty();
+  });
+  std::vector<Fd> reserve(descriptorsForOrders);
+  for (Fd& descriptor : reserve) descriptor.reset(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
+  for (const std::string& problem : jobs_->restore()) messages_.say(problem);
+}
+
 void Manager::offerLogSocket() {
   if (options_.logSocket.empty()) return;
   log_.emplace([this](pid_t pid, std::string_view line) {
     for (const auto& [label, job] : jobs_->all()) job->addToLog(pid, line);
   });
   if (const std::string error = log_->open(options_.logSocket); !error.empty()) {
-    say("the log socket " + options_.logSocket + " is not offered: " + error);
+    messages_.say("the log socket " + options_.logSocket + " is not offered: " + error);
     log_.reset();
   }
 }
@@ -213,7 +225,7 @@ void Manager::endIfEmpty() {
 }
 
 void Manager::leave(int status) {
-  sweep();
+  strays_.sweepAll(ephemeral_.pid(), patienceWithStrays);
   ordersSocket_.close();
   log_.reset();
   ephemeral_.remove();

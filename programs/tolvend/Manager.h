@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include <unistd.h>
+
 #include "ipc/PublishedSocket.h"
 #include "tolvend/Alarms.h"
 #include "tolvend/Children.h"
@@ -14,6 +16,7 @@
 #include "tolvend/JobStore.h"
 #include "tolvend/Jobs.h"
 #include "tolvend/ManagerDirectory.h"
+#include "tolvend/Messages.h"
 #include "tolvend/Options.h"
 #include "tolvend/Orders.h"
 #include "tolvend/OwnProcess.h"
@@ -40,24 +43,28 @@ class Manager {
   /// An exit status, once it cannot go on.
   using Failure = std::optional<int>;
 
+  /// Says why, and gives the status.
+  [[nodiscard]] int failed(const std::string& line, int status = ExitStatus::Failed);
   [[nodiscard]] Failure prepare();
   [[nodiscard]] Failure takeCharge();
   [[nodiscard]] Failure openStore();
   [[nodiscard]] Failure publishOrders();
   [[nodiscard]] Failure runCommand();
+  void makeJobs();
   void restoreJobs();
   void offerLogSocket();
 
   void readSignals();
   void endCommand();
   void commandEnded(int status);
-  void sweep() const { strays_.sweep(ephemeral_.pid()); }
+  void sweep() { strays_.sweep(ephemeral_.pid()); }
   void end(int status);
   void endIfEmpty();
   [[noreturn]] void leave(int status);
 
   const Options options_;
   const LifeCycleTimes times_;
+  Messages messages_{STDERR_FILENO};
   FormerState former_;
   Alarms alarms_;
   std::optional<SpareDescriptor> spare_;
@@ -74,6 +81,8 @@ class Manager {
   PublishedSocket ordersSocket_;
   std::optional<SystemLogSocket> log_;
   Strays strays_;
+  /// Set while a service has ended and what it left behind was not looked for.
+  Alarm sweeping_;
   Ephemeral ephemeral_;
   Fd signals_;
   Watch signalsWatch_;

@@ -20,6 +20,10 @@ namespace {
 
 constexpr char ownName[] = ".tolvend";
 
+/// A second in all.
+constexpr int lockAttempts = 101;
+constexpr timespec betweenAttempts{0, 10'000'000};
+
 ManagerDirectory unusable(std::string error) {
   ManagerDirectory directory;
   directory.error = std::move(error);
@@ -55,9 +59,17 @@ Fd openOwn(int domain) {
   return {};
 }
 
+bool lock(const Fd& file, const std::function<void(timespec)>& pause) {
+  for (int attempts = 1;; attempts++) {
+    if (flock(file.get(), LOCK_EX | LOCK_NB) == 0) return true;
+    if (errno != EWOULDBLOCK || attempts == lockAttempts) return false;
+    pause(betweenAttempts);
+  }
+}
+
 }  // namespace
 
-ManagerDirectory takeDirectory(Domain domain) {
+ManagerDirectory takeDirectory(Domain domain, const std::function<void(timespec)>& pause) {
   if (const int error = domain == Domain::System ? 0 : checkRuntimeDirectory(); error != 0) {
     return unusable(std::string("XDG_RUNTIME_DIR, ") + LogText(getenv("XDG_RUNTIME_DIR")).utf8() +
                     ", cannot be used: " + reasonOf(error));
@@ -70,7 +82,7 @@ ManagerDirectory takeDirectory(Domain domain) {
     return unusable(std::string("the manager's directory .tolvend cannot be used: ") + reasonOf(errno));
   directory.lock.reset(openat(directory.own.get(), "lock", O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!directory.lock) return unusable("the file .tolvend/lock cannot be opened: " + reasonOf(errno));
-  if (flock(directory.lock.get(), LOCK_EX | LOCK_NB) != 0) {
+  if (!lock(directory.lock, pause)) {
     const bool isInUse = errno == EWOULDBLOCK;
     ManagerDirectory failed = unusable("the file .tolvend/lock cannot be locked: " + reasonOf(errno));
     if (!isInUse) return failed;

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
+#include <functional>
 #include <string>
 
 #include "ipc/Domain.h"
@@ -23,6 +25,9 @@ struct ManagerDirectory {
 };
 
 /// Takes charge of a domain. Directories that are missing are made; none is taken that others may change.
-[[nodiscard]] ManagerDirectory takeDirectory(Domain domain);
+/// For a moment a child that a manager before has just made has its lock open, so that a lock in use is tried again for
+/// a second, with `pause` between.
+[[nodiscard]] ManagerDirectory takeDirectory(
+    Domain domain, const std::function<void(timespec)>& pause = [](timespec t) { nanosleep(&t, nullptr); });
 
 }  // namespace vanto::manager

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <charconv>
 #include <csignal>
+#include <ctime>
 #include <string_view>
 #include <vector>
 
@@ -44,11 +45,20 @@ std::vector<pid_t> listChildren() {
   }
 }
 
+/// At most a moment: where the signal is not blocked it is not seen here.
+void awaitEndOfChild() noexcept {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGCHLD);
+  const timespec moment{0, 5'000'000};
+  sigtimedwait(&signals, nullptr, &moment);
+}
+
 }  // namespace
 
 int Strays::adopt() {
   if (prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) != 0) return errno;
-  if (getpid() == 1 || !listChildren().empty()) expectOthers();
+  areOthersExpected_ = getpid() == 1 || !listChildren().empty();
   return 0;
 }
 
@@ -62,13 +72,23 @@ bool Strays::isLeftBehind(pid_t pid) const {
   return services_.hasEnded(session, now) || services_.hasEnded(mark, now);
 }
 
-void Strays::sweep(pid_t command) const {
+bool Strays::sweep(pid_t command) const {
+  bool wasAny = false;
   for (const pid_t pid : listChildren()) {
     if (services_.contains(pid) || pid == command) continue;
     // A child's number is nobody else's until it is reaped, which is done here only.
-    if (isLeftBehind(pid)) kill(pid, SIGKILL);
+    if (isLeftBehind(pid)) {
+      kill(pid, SIGKILL);
+      wasAny = true;
+    }
     static_cast<void>(waitpid(pid, nullptr, WNOHANG));
   }
+  return wasAny;
+}
+
+void Strays::sweepAll(pid_t command, std::uint64_t patience) const {
+  const std::uint64_t deadline = deadlineAfter(patience);
+  while (sweep(command) && monotonicNow() < deadline) awaitEndOfChild();
 }
 
 }  // namespace vanto::manager

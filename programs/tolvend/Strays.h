@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
+
 #include <sys/types.h>
 
 #include "tolvend/Children.h"
@@ -20,14 +22,18 @@ class Strays {
   void expectOthers() noexcept { areOthersExpected_ = true; }
 
   /// Kills what services that have ended have left behind, and reaps every child that has ended but services and
-  /// `command`, another one of the manager's own; 0 for none.
-  void sweep(pid_t command) const;
+  /// `command`, another one of the manager's own; 0 for none. True when there was something left behind: its own
+  /// children come to the manager only when it has ended.
+  bool sweep(pid_t command) const;
+  /// Sweeps until nothing is left behind any more, for at most `patience` nanoseconds.
+  void sweepAll(pid_t command, std::uint64_t patience) const;
 
  private:
   [[nodiscard]] bool isLeftBehind(pid_t pid) const;
 
   const Children& services_;
-  bool areOthersExpected_ = false;
+  /// Until orphans come, whoever is a child is none of a service.
+  bool areOthersExpected_ = true;
 };
 
 }  // namespace vanto::manager

@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -20,8 +21,23 @@
 namespace vanto::test {
 namespace {
 
-using ManagerLife = ManagerFixture;
 constexpr const char* echo = "org.example.echo";
+
+class ManagerLife : public ManagerFixture {
+ protected:
+  /// The processes that the service has told of, once they are so many.
+  static std::vector<pid_t> awaitAway(std::size_t count) {
+    std::vector<pid_t> away;
+    EXPECT_TRUE(waitUntil([&] {
+      away.clear();
+      for (const std::string& line : logOf(echo)) {
+        if (line.starts_with("away ")) away.push_back(std::atoi(line.c_str() + 5));
+      }
+      return away.size() == count;
+    }));
+    return away;
+  }
+};
 
 TEST_F(ManagerLife, EndsItsServicesAndKeepsItsJobs) {
   std::int64_t pid = 0;
@@ -263,6 +279,64 @@ TEST_F(ManagerLife, ADamagedJobIsNamedAndLeftAlone) {
   EXPECT_GT(call(echo), 0);
 }
 
+TEST_F(ManagerLife, NobodyWhoDoesNotReadItsMessagesStopsIt) {
+  static_cast<void>(ManagerProcess(setting()).terminate());
+  std::ofstream(socketPath(".tolvend/jobs/org.example.damaged")) << "no job";
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+  const Fd reader(ends[0]);
+  const Fd writer(ends[1]);
+  const std::string page(4096, 'x');
+  while (write(writer.get(), page.data(), page.size()) > 0) {
+  }
+  ASSERT_EQ(fcntl(writer.get(), F_SETFL, 0), 0);
+  ManagerSetting unread = setting();
+  unread.prepare = [&] {
+    dup2(writer.get(), STDERR_FILENO);
+    // One that waits for ever is not to keep the test.
+    alarm(20);
+  };
+  ManagerProcess manager(unread);
+  ASSERT_TRUE(manager.isReady());
+  ASSERT_EQ(load("echo", echo), "");
+  EXPECT_GT(call(echo), 0);
+  EXPECT_EQ(manager.terminate(), "exit status 0");
+}
+
+TEST_F(ManagerLife, WithFewDescriptorsItKeepsJobsAndTakesOrders) {
+  constexpr int count = 40;
+  const auto name = [](int i) {
+    return "org.example.job" + std::to_string(i);
+  };
+  {
+    const ManagerProcess first(setting());
+    for (int i = 0; i < count; i++) ASSERT_EQ(load("echo", name(i)), "");
+  }
+  const auto loaded = [&] {
+    return vanto_array_get_count(vanto_dictionary_get_value(order("status"), "jobs"));
+  };
+  {
+    ManagerSetting scarce = setting();
+    scarce.prepare = [] {
+      const rlimit limit{48, 48};
+      setrlimit(RLIMIT_NOFILE, &limit);
+    };
+    const ManagerProcess second(scarce);
+    ASSERT_TRUE(second.isReady()) << second.messages();
+    const std::size_t before = loaded();
+    EXPECT_GT(before, 0U);
+    EXPECT_LT(before, std::size_t{count});
+    EXPECT_NE(second.messages().find(": not loaded: "), std::string::npos) << second.messages();
+    const Held state = Held::share(vanto_array_get_value(vanto_dictionary_get_value(order("status"), "jobs"), 0));
+    const std::string label = text(state, "label");
+    EXPECT_GT(call(label), 0);
+    EXPECT_EQ(errorOf(order("unload", label)), "");
+    EXPECT_EQ(loaded(), before - 1);
+  }
+  const ManagerProcess third(setting());
+  EXPECT_EQ(loaded(), std::size_t{count - 1});
+}
+
 TEST_F(ManagerLife, WhatAServiceLeavesBehindEndsWithIt) {
   const ManagerProcess manager(setting());
   ASSERT_EQ(load("echo", echo), "");
@@ -277,6 +351,27 @@ TEST_F(ManagerLife, WhatAServiceLeavesBehindEndsWithIt) {
   EXPECT_TRUE(isAlive(away));
   ASSERT_EQ(kill(static_cast<pid_t>(pid), SIGKILL), 0);
   EXPECT_TRUE(waitUntil([&] { return !isAlive(away); }));
+}
+
+TEST_F(ManagerLife, WhatAServiceHasNestedEndsWithTheManager) {
+  // Each is handed over only when its parent was killed.
+  ManagerProcess manager(setting());
+  ASSERT_EQ(load("echo", echo), "");
+  EXPECT_GT(call(echo, "nest"), 0);
+  const std::vector<pid_t> away = awaitAway(6);
+  EXPECT_EQ(manager.terminate(), "exit status 0");
+  for (const pid_t pid : away) EXPECT_FALSE(isAlive(pid));
+}
+
+TEST_F(ManagerLife, WhatCameToItWhileTheServiceRanEndsWithTheService) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("echo", echo), "");
+  const auto pid = static_cast<pid_t>(call(echo, "twice"));
+  const std::vector<pid_t> away = awaitAway(1);
+  ASSERT_EQ(away.size(), 1U);
+  EXPECT_TRUE(isAlive(away[0]));
+  ASSERT_EQ(kill(pid, SIGKILL), 0);
+  EXPECT_TRUE(waitUntil([&] { return !isAlive(away[0]); }));
 }
 
 TEST_F(ManagerLife, ProcessesThatAreNoneOfItsServicesAreLeftAlone) {

@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <VantoService/VantoService.h>
@@ -29,12 +30,40 @@ void noteStart(const std::string& path) {
   std::fclose(file);
 }
 
-/// Leaves a process behind that nothing of this one's end reaches but its manager.
-void forkAway() {
-  if (fork() != 0) return;
+void tellAway() {
   setsid();
   std::printf("away %d\n", getpid());
   std::fflush(stdout);
+}
+
+/// Leaves a process behind that nothing of this one's end reaches but its manager.
+void forkAway() {
+  if (fork() != 0) return;
+  tellAway();
+  for (;;) pause();
+}
+
+/// Leaves a process to the manager while this one runs: its parent ends at once.
+void forkTwice() {
+  const pid_t child = fork();
+  if (child != 0) {
+    waitpid(child, nullptr, 0);
+    return;
+  }
+  if (fork() != 0) _exit(0);
+  tellAway();
+  for (;;) pause();
+}
+
+/// Leaves processes behind of which each is the parent of the next, each in a session of its own.
+void nest() {
+  for (int i = 0; i < 6; i++) {
+    if (fork() != 0) {
+      if (i == 0) return;
+      for (;;) pause();
+    }
+    tellAway();
+  }
   for (;;) pause();
 }
 
@@ -65,6 +94,8 @@ void obey(vanto_object_t message) {
   if (order == "crash") std::abort();
   if (order == "leave") std::exit(0);
   if (order == "away") forkAway();
+  if (order == "twice") forkTwice();
+  if (order == "nest") nest();
   if (order == "child") runChild();
   if (order == "shut down") shutdown(listenerDescriptor, SHUT_RDWR);
   if (order == "flood") flood();

@@ -21,7 +21,7 @@ TEST(JobReport, AStateHasWhatPeopleAskFor) {
     EXPECT_EQ(world.jobs->load(ManagerWorld::job("org.example.echo")).error, "");
     JobController& job = *world.jobs->find("org.example.echo");
     report(describe(jobState(job)));
-    job.log().add({5, 7, "a \x1b line \xff"});
+    job.log().add({5, 7, std::string("a \x1b \\ line \xff\0\xc3\xa4\xe2\x82", 17)});
     report(describe(linesReport(job)));
     report(describe(whyReport(job)));
     StartFailure failure;
@@ -38,13 +38,14 @@ TEST(JobReport, AStateHasWhatPeopleAskFor) {
     EXPECT_EQ(vanto_dictionary_get_value(told.get(), "pid"), nullptr);
     finish();
   });
-  EXPECT_EQ(lines,
-            (std::vector<std::string>{
-                R"({"failures": 0, "instances": [], "label": "org.example.echo", "multiple": false, )"
-                R"("name": "org.example.echo", "program": "/nowhere/program", "starts": 0, "state": "resting"})",
-                R"([{"pid": 7, "text": "a \\x1b line \\xff", "time": 5}])",
-                R"({"label": "org.example.echo", "lines": [{"pid": 7, "text": "a \\x1b line \\xff", "time": 5}], )"
-                R"("state": "resting"})"}));
+  const std::string text = "a \\x1b \\\\ line \xef\xbf\xbd\xef\xbf\xbd\xc3\xa4\xef\xbf\xbd\xef\xbf\xbd";
+  EXPECT_EQ(lines, (std::vector<std::string>{
+                       R"({"failures": 0, "instances": [], "label": "org.example.echo", "multiple": false, )"
+                       R"("name": "org.example.echo", "program": "/nowhere/program", "starts": 0, "state": "resting"})",
+                       R"([{"pid": 7, "text": ")" + text + R"(", "time": 5}])",
+                       R"({"label": "org.example.echo", "lines": [{"pid": 7, "text": ")" + text +
+                           R"(", "time": 5}], )"
+                           R"("state": "resting"})"}));
 }
 
 }  // namespace

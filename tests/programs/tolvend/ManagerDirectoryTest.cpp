@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -29,7 +30,9 @@ TEST_F(ManagerDirectoryTest, IsMadeAndTakenOnce) {
   struct stat facts;
   ASSERT_EQ(stat((place / "vanto/user/.tolvend").c_str(), &facts), 0);
   EXPECT_EQ(facts.st_mode & 0777, 0700U);
-  const ManagerDirectory second = takeDirectory(Domain::User);
+  std::int64_t waited = 0;
+  const ManagerDirectory second = takeDirectory(Domain::User, [&](timespec time) { waited += time.tv_nsec; });
+  EXPECT_EQ(waited, 1'000'000'000);
   EXPECT_EQ(second.state, State::InUse);
   EXPECT_EQ(second.error, "there is a manager of the user domain already");
 }
@@ -37,6 +40,20 @@ TEST_F(ManagerDirectoryTest, IsMadeAndTakenOnce) {
 TEST_F(ManagerDirectoryTest, IsFreeAgainWhenItsManagerIsGone) {
   { const ManagerDirectory directory = takeDirectory(Domain::User); }
   EXPECT_EQ(takeDirectory(Domain::User).state, State::Taken);
+}
+
+TEST_F(ManagerDirectoryTest, IsTakenWhenACopyOfTheLockGoesAway) {
+  Fd copy;
+  {
+    const ManagerDirectory directory = takeDirectory(Domain::User);
+    copy.reset(fcntl(directory.lock.get(), F_DUPFD_CLOEXEC, 0));
+  }
+  int pauses = 0;
+  const ManagerDirectory second = takeDirectory(Domain::User, [&](timespec) {
+    if (++pauses == 3) copy.reset();
+  });
+  EXPECT_EQ(second.state, State::Taken) << second.error;
+  EXPECT_EQ(pauses, 3);
 }
 
 TEST_F(ManagerDirectoryTest, OfASessionNeedsOne) {
