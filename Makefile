@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # Names for what people do here; the work is CMake's and the scripts'.
 .POSIX:
-.PHONY: demo test build bench soak fuzz coverage install format format-check check-style clean
+.PHONY: demo test sanitize build bench soak fuzz coverage install format format-check check-style clean
 
 PREFIX = /usr/local
 FUZZ_SECONDS = 300
@@ -16,6 +16,10 @@ demo:
 test:
 	@scripts/install-dependencies test
 	@scripts/test
+
+sanitize:
+	@scripts/install-dependencies test
+	@scripts/test asan tsan
 
 build:
 	@scripts/install-dependencies demo
