@@ -69,8 +69,17 @@ class SystemdUnits : public ManagerFixture {
       execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
       _exit(127);
     }
-    EXPECT_TRUE(waitUntil([&] { return std::filesystem::is_socket(socket); }));
+    EXPECT_TRUE(waitUntil([&] { return isListening(socket); }));
     return pid;
+  }
+  /// A socket has its name before it listens; to connect would start a process already.
+  static bool isListening(const std::string& socket) {
+    std::ifstream sockets("/proc/net/unix");
+    for (std::string line; std::getline(sockets, line);) {
+      const bool acceptsConnections = line.find(" 00010000 ") != std::string::npos;
+      if (acceptsConnections && line.ends_with(' ' + socket)) return true;
+    }
+    return false;
   }
   /// How often the process that answers has answered.
   static std::int64_t answered() {
