@@ -166,7 +166,8 @@ TEST_F(TimersOfATest, ArmsTheDescriptorAgainForWhatIsLeft) {
 }
 
 TEST_F(TimersOfATest, LeavesNothingArmedWhereItShallNotWakeInVain) {
-  Timers timers;
+  // Timers are never destroyed.
+  static Timers timers;
   timers.setDescriptor(descriptor_.get());
   timers.disarmWhenEmpty();
   WatchTable::Place& first = makePlace();

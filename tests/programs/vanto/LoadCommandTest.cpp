@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "programs/vanto/ManagerFixture.h"
+#include "support/LeftObjects.h"
 
 namespace vanto::tool {
 namespace {
@@ -34,6 +35,8 @@ TEST_F(LoadCommandTest, HandsOverTheJobOfABundle) {
   EXPECT_TRUE(vanto_equal(vanto_dictionary_get_value(manager_.lastRequest(), "job"), service().vantoJobData()));
   manager_.answer("load", R"({"label": "org.example.a", "replaced": true})");
   EXPECT_EQ(testing::runTool({"load", bundle_.path()}).output, "org.example.a: replaced in the user domain\n");
+  // Jobs as IPC objects live as long as the process.
+  vanto::testing::leaveObjects(10);
 }
 
 TEST_F(LoadCommandTest, HandsOverAllJobsOfAPlace) {
