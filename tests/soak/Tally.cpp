@@ -25,11 +25,9 @@ std::string kindOf(vanto_object_t error) {
 }
 
 /// What a client has to live with while services and managers come and go: nobody listens for a moment, or the
-/// connection ends, or the manager says why there is no service; or a service that was asked to end has let go of a
-/// request that it had read and not begun. All else, a time-out too, is a fault.
+/// connection ends, or the manager says why there is no service. All else, a time-out too, is a fault.
 bool isExpected(vanto_error_code_t code) {
-  return code == VANTO_ERROR_NO_SERVICE || code == VANTO_ERROR_CLOSED || code == VANTO_ERROR_START ||
-         code == VANTO_ERROR_NO_REPLY;
+  return code == VANTO_ERROR_NO_SERVICE || code == VANTO_ERROR_CLOSED || code == VANTO_ERROR_START;
 }
 
 bool print(const char* what, std::uint64_t count, bool isGood) {
