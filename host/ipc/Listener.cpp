@@ -245,7 +245,7 @@ vanto_error_code_t Listener::greet(Fd& socket, const ProcessFacts& facts) noexce
 
 void Listener::admit(Connection& connection) noexcept {
   std::unique_lock lock(mutex_);
-  const bool isAdmitted = !isClosed_;
+  const bool isAdmitted = !isClosedByUser_;
   if (isAdmitted) addEventLocked({Event::Kind::Connection, Ref<vanto_object>::share(&connection)});
   const bool delivers = beginDeliveryLocked();
   lock.unlock();
@@ -256,6 +256,7 @@ void Listener::admit(Connection& connection) noexcept {
 void Listener::closeListener() noexcept {
   std::unique_lock lock(mutex_);
   const std::vector<Event> dropped = dropEventsLocked();
+  isClosedByUser_ = true;
   if (!isClosed_) addEventLocked({Event::Kind::Error, errorObject(VANTO_ERROR_CANCELLED)});
   stopLocked();
   const bool delivers = beginDeliveryLocked();

@@ -76,6 +76,9 @@ class Listener final : public Endpoint {
   /// A descriptor to be given up when there are no more, so that a client can still be turned away.
   Fd spare_;
   bool isClosed_ = false;
+  /// The program has closed it, and wants no further client. A process that is asked to end still serves those that
+  /// were greeted before: their first request may have been read already.
+  bool isClosedByUser_ = false;
   bool isWatched_ = false;
   /// Some worker accepts; the socket then stays open.
   bool isAccepting_ = false;
