@@ -178,7 +178,8 @@ class Bench {
     std::printf("\nconnect, one message, its reply, close, medians of %d interleaved runs\n", warmRounds);
     std::printf("  bare SEQPACKET, epoll, credentials       %8.2f us\n", median(bareTimes) / 1000);
     std::printf("  vanto_call_service                       %8.2f us\n", median(times) / 1000);
-    std::printf("  vanto_connect, vanto_call, vanto_release %8.2f us (no limit of its own)\n", median(stepTimes) / 1000);
+    std::printf("  vanto_connect, vanto_call, vanto_release %8.2f us (no limit of its own)\n",
+                median(stepTimes) / 1000);
     const double ratio = median(times) / median(bareTimes);
     return report("times the bare conversation", ratio, warmLimit, ratio <= warmLimit);
   }
