@@ -163,6 +163,21 @@ TEST(ServiceCall, GivesTheReply) {
   for (int i = 0; i < 50; i++) EXPECT_STREQ(vanto_string_get_text(callByName(text("x"))), "x");
 }
 
+TEST(ServiceCall, GivesEachOfManyThreadsItsOwnReply) {
+  const RuntimeDirectory directory;
+  const Service service(name);
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; thread++) {
+    threads.emplace_back([thread] {
+      for (int i = 0; i < 100; i++) {
+        const std::string asked = std::to_string(thread) + "/" + std::to_string(i);
+        EXPECT_EQ(vanto_string_get_text(callByName(text(asked.c_str()))), asked);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
 TEST(ServiceCall, TakesWhatDoesNotGoEarlyToo) {
   const RuntimeDirectory directory;
   const Service service(name);
