@@ -207,16 +207,18 @@ vanto_error_code_t takeEarly(ClientEnd& end, const Purpose& purpose, const Frame
   if (isGreeting) {
     const vanto_error_code_t code = readGreeting(first, greeting);
     if (code != VANTO_ERROR_NONE) return code;
-    // It went without having taken the request after all.
-    if (first.wasLeftUnread) return VANTO_ERROR_CLOSED;
   }
   const FrameSender& sender = first.sender;
   const ProcessFacts facts{sender.pid, sender.uid, sender.gid, sender.uid, sender.gid, 0};
   const Ref<Connection> connection = createConnection(end, facts, greeting, purpose);
   attempt.result = connection->awaitEarlyReply(request, isGreeting ? nullptr : &first, limit.nextWait());
+  const bool wasLeftUnread = first.wasLeftUnread || connection->wasLeftUnread();
   // With what came and was not asked for.
   connection->closeConnection();
-  return VANTO_ERROR_NONE;
+  if (!wasLeftUnread || vanto_error_get_code(attempt.result.get()) != VANTO_ERROR_CLOSED) return VANTO_ERROR_NONE;
+  // It went without having taken the request after all.
+  attempt.result = nullptr;
+  return VANTO_ERROR_CLOSED;
 }
 
 /// Answers the greeting.
