@@ -141,7 +141,10 @@ std::uint64_t readStartTime(pid_t pid) noexcept {
 bool readProcessFacts(ProcessFacts& facts, const Fd& process) noexcept {
   facts.startTime = 0;
   errno = ESRCH;
-  if (facts.pid <= 0 || (!readOwnerOf(process, facts) && !readRealOwner(facts))) return false;
+  if (facts.pid <= 0) return false;
+  // Who is known by a descriptor need not be told from a later process with the same id, and the time is dear.
+  if (readOwnerOf(process, facts)) return true;
+  if (!readRealOwner(facts)) return false;
   facts.startTime = readStartTime(facts.pid);
   return facts.startTime != 0;
 }

@@ -57,6 +57,7 @@ class Examiner {
     std::size_t waiting = 0;
   };
 
+  [[nodiscard]] bool answerAtAGlance(int process, Report& report);
   [[nodiscard]] bool answerFromCache(Job& job, Report& report);
   [[nodiscard]] Worker* enqueue(const Job& job);
   void leave(const Job& job, Worker& worker);

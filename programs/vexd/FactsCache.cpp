@@ -9,9 +9,10 @@ namespace vanto::vexd {
 
 bool FactsKey::of(const CodeFiles& files, FactsKey& key) {
   key.name = files.name;
-  return FileIdentity::of(files.executable.get(), key.executable) && FileIdentity::of(files.info.get(), key.info) &&
-         FileIdentity::of(files.bundleSignature.get(), key.bundleSignature) &&
-         FileIdentity::of(files.signature.get(), key.signature);
+  bool isReliable = FileIdentity::of(files.executable.get(), key.executable);
+  isReliable = FileIdentity::of(files.info.get(), key.info) && isReliable;
+  isReliable = FileIdentity::of(files.bundleSignature.get(), key.bundleSignature) && isReliable;
+  return FileIdentity::of(files.signature.get(), key.signature) && isReliable;
 }
 
 const DigestAnswer* FactsCache::find(const FactsKey& key, std::uint64_t trust) {
