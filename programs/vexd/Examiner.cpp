@@ -14,6 +14,7 @@
 
 #include "vexd/CodeFinder.h"
 #include "vexd/CodeGlance.h"
+#include "vexd/Reply.h"
 #include "vexd/limits.h"
 
 namespace vanto::vexd {
@@ -32,13 +33,13 @@ struct Examiner::Job {
   Receiver receive;
   std::function<bool()> isWanted;
 
-  [[nodiscard]] Report reportOf(const DigestAnswer& answer) const { return {{}, answer, device, inode}; }
+  [[nodiscard]] Report reportOf(DigestAnswer answer) const { return {{}, std::move(answer), device, inode, {}}; }
 };
 
 namespace {
 
 Report refused(Failure failure, const char* reason) {
-  return {{failure, reason}, {}, 0, 0};
+  return {{failure, reason}, {}, 0, 0, {}};
 }
 
 /// Counts one opening while it lives, unless there are too many.
@@ -73,18 +74,17 @@ void Examiner::examine(int process, Receiver receive, std::function<bool()> isWa
   {
     const Opening opening(openings_);
     if (!opening.isAllowed()) return receive(refused(Failure::Busy, "too many processes are being looked at"));
-    if (Report known; answerAtAGlance(process, known)) return receive(known);
+    if (const FactsCache::Kept known = findAtAGlance(process)) return receive(*known);
     Refusal refusal;
     std::optional<ExaminedProcess> examined = ExaminedProcess::open(process, refusal);
-    if (!examined) return receive({refusal, {}, 0, 0});
+    if (!examined) return receive({refusal, {}, 0, 0, {}});
     job->user = examined->user;
     job->device = examined->device;
     job->inode = examined->inode;
     job->request.files = findCode(std::move(*examined));
     job->isCacheable = FactsKey::of(job->request.files, job->key);
   }
-  Report report;
-  if (answerFromCache(*job, report)) return receive(report);
+  if (const FactsCache::Kept known = findInCache(*job)) return receive(*known);
   // Only now: most are found in the cache, for which no file is opened to be read.
   job->request.files.executable = openForReading(job->request.files.executable);
   if (!job->request.files.executable) return receive(refused(Failure::Hidden, "its executable may not be read"));
@@ -100,29 +100,22 @@ void Examiner::examine(int process, Receiver receive, std::function<bool()> isWa
   });
 }
 
-bool Examiner::answerAtAGlance(int process, Report& report) {
+FactsCache::Kept Examiner::findAtAGlance(int process) {
   FactsKey key;
-  if (!glanceAtCode(process, key)) return false;
+  if (!glanceAtCode(process, key)) return nullptr;
   const std::lock_guard lock(mutex_);
   static_cast<void>(trust_.directories());
-  const DigestAnswer* const answer = cache_.find(key, trust_.generation());
-  if (answer == nullptr) return false;
-  report = {{}, *answer, key.executable.kernelDevice(), key.executable.inode};
-  return true;
+  return cache_.find(key, trust_.generation());
 }
 
 /// Takes what is trusted now over into the job too.
-bool Examiner::answerFromCache(Job& job, Report& report) {
+FactsCache::Kept Examiner::findInCache(Job& job) {
   const std::lock_guard lock(mutex_);
   const std::vector<code::TrustDirectory>& trust = trust_.directories();
   job.trust = trust_.generation();
-  const DigestAnswer* const answer = job.isCacheable ? cache_.find(job.key, job.trust) : nullptr;
-  if (answer == nullptr) {
-    job.request.trust = trust;
-    return false;
-  }
-  report = job.reportOf(*answer);
-  return true;
+  FactsCache::Kept kept = job.isCacheable ? cache_.find(job.key, job.trust) : nullptr;
+  if (!kept) job.request.trust = trust;
+  return kept;
 }
 
 /// The worker that has the least to do; null when too many wait already.
@@ -155,15 +148,18 @@ void Examiner::run(Job& job, Worker& worker) {
 
 Report Examiner::digest(Job& job, Worker& worker) {
   if (!job.isWanted()) return refused(Failure::TimedOut, "nobody waits for it any more");
-  Report report;
-  if (job.isCacheable && answerFromCache(job, report)) return report;
+  if (job.isCacheable) {
+    if (const FactsCache::Kept known = findInCache(job)) return *known;
+  }
   std::optional<DigestAnswer> answer = worker.process.ask(job.request, limits::digestNanoseconds);
   if (!answer) return refused(Failure::Unavailable, "the executable could not be digested");
   // What the digest is not known of can satisfy nothing.
   if (answer->digest.empty()) return refused(Failure::Hidden, answer->reason.c_str());
-  report = job.reportOf(*answer);
+  Report report = job.reportOf(std::move(*answer));
+  if (!job.isCacheable) return report;
+  report.reply.reset(createReply(report), vanto_release);
   const std::lock_guard lock(mutex_);
-  if (job.isCacheable) cache_.keep(job.key, job.trust, std::move(*answer));
+  cache_.keep(job.key, job.trust, std::make_shared<const Report>(report));
   return report;
 }
 
