@@ -78,15 +78,17 @@ TEST_F(CodeGlanceTest, KnowsNothingOfWhoHasEnded) {
   EXPECT_FALSE(vexd::glanceAtCode(openFile("/dev/null").get(), key));
 }
 
-TEST_F(CodeGlanceTest, KnowsNothingOfAFileThatWasReplaced) {
+TEST_F(CodeGlanceTest, HasNoKeyOfAnAnswerForAFileThatWasReplaced) {
   const Sleeper sleeper(program_);
   std::filesystem::rename(program_, directory_ / "moved");
   std::filesystem::copy_file("/bin/sleep", program_);
   FactsKey key;
   ASSERT_TRUE(vexd::glanceAtCode(sleeper.process(), key));
   EXPECT_EQ(key.name, "moved");
+  EXPECT_EQ(key, openedKey(sleeper.process()));
   std::filesystem::remove(directory_ / "moved");
-  EXPECT_FALSE(vexd::glanceAtCode(sleeper.process(), key));
+  ASSERT_TRUE(vexd::glanceAtCode(sleeper.process(), key));
+  EXPECT_NE(key, openedKey(sleeper.process()));
 }
 
 }  // namespace
