@@ -134,6 +134,30 @@ TEST_F(CodeCrash, RefusesAClientWhoseExecutableNobodyIsLeftToDigest) {
   RecordProperty("refused", refused);
 }
 
+TEST_F(CodeCrash, RefusesAClientWhoseExecutableIsToBeDigestedByWhoNeverStarts) {
+  startVexd();
+  startService({"signer \"acme\""});
+  int refused = 0;
+  int step = 1;
+  for (bool goesOn = true; goesOn && step < mostSteps; step += 7) {
+    prepare(Answer::Unknown);
+    EXPECT_EQ(callBy(trusted_), "served") << "step " << step;
+    const pid_t digester = childOf(vexd_->pid());
+    ASSERT_NE(digester, 0);
+    // It is missed when the next one needs it.
+    kill(digester, SIGKILL);
+    prepare(Answer::Unknown);
+    StepKiller killer(vexd_->pid(), StepKiller::Victim::Child, step);
+    const Outcome outcome = callBeforeStep(killer);
+    expectServedOrRefused(outcome, {"-1"});
+    goesOn = outcome.wasKilled;
+    refused += outcome.line == refusedCode;
+  }
+  EXPECT_GT(refused, 5);
+  RecordProperty("steps", step);
+  RecordProperty("refused", refused);
+}
+
 #ifdef VANTO_TEST_MANAGER
 /// A test whose code-signing service is started again by a manager.
 class ManagedCodeCrash : public CodeCrash {
