@@ -41,6 +41,8 @@ std::string distrustOf(const PublicKey& key, const TrustStore& trust) {
       return {};
     case KeyStanding::Revoked:
       return "the key " + fingerprint(key) + " is revoked";
+    case KeyStanding::Withheld:
+      return "no key is trusted while it is not known which are revoked: " + trust.doubt();
     case KeyStanding::Unknown:
       break;
   }

@@ -41,18 +41,13 @@ std::vector<uid_t> ownersFor(TrustOwner owner) {
   return {0, geteuid()};
 }
 
-/// Empty when the directory is as it must be.
-std::string complaintOf(int directory, TrustOwner owner) {
-  struct stat status;
-  if (fstat(directory, &status) != 0) return std::strerror(errno);
+/// Empty when nobody else can have put a file into the directory, or taken one away.
+std::string doubtOf(const struct stat& status, TrustOwner owner) {
   const std::vector<uid_t> owners = ownersFor(owner);
   if (std::find(owners.begin(), owners.end(), status.st_uid) == owners.end()) {
     return "belongs to user " + std::to_string(status.st_uid);
   }
-  if (owner == TrustOwner::User && (status.st_mode & 077) != 0)
-    return "is not for its owner alone; chmod 700 makes it so";
-  if ((status.st_mode & writableByOthers) != 0) return "can be written by others; chmod go-w takes that away";
-  return {};
+  return (status.st_mode & writableByOthers) != 0 ? "can be written by others; chmod go-w takes that away" : "";
 }
 
 class Reading {
@@ -63,12 +58,19 @@ class Reading {
     directory_.reset(open(result_.path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!directory_ && errno == ENOENT) return;
     // What is no directory, and a link, are told in the same way.
-    if (!directory_) return refuse(errno == ENOTDIR ? "is no directory, or a symbolic link" : std::strerror(errno));
-    if (std::string complaint = complaintOf(directory_.get(), owner_); !complaint.empty()) return refuse(complaint);
+    if (!directory_) return doubt(errno == ENOTDIR ? "is no directory, or a symbolic link" : std::strerror(errno));
+    struct stat status;
+    if (fstat(directory_.get(), &status) != 0) return doubt(std::strerror(errno));
+    if (std::string reason = doubtOf(status, owner_); !reason.empty()) return doubt(std::move(reason));
+    // First: they count for other directories even where the keys of this one do not.
+    readRevocations();
+    if (!result_.doubt.empty()) return;
+    if (owner_ == TrustOwner::User && (status.st_mode & 077) != 0) {
+      return refuse("is not for its owner alone; chmod 700 makes it so");
+    }
     std::vector<std::string> names;
     if (!list(names)) return;
     std::sort(names.begin(), names.end());
-    readRevocations();
     for (const std::string& name : names) readKey(name);
   }
 
@@ -76,6 +78,12 @@ class Reading {
   void refuse(const std::string& reason) {
     result_.isUsable = false;
     result_.problems.push_back(result_.path + ": " + reason + "; nothing in it is trusted");
+  }
+
+  /// The store tells of it, so that there is one text whether a file cannot be read or not be understood.
+  void doubt(std::string reason) {
+    result_.isUsable = false;
+    result_.doubt = std::move(reason);
   }
 
   bool list(std::vector<std::string>& names) {
@@ -101,7 +109,7 @@ class Reading {
   void readRevocations() {
     const FileRules rules{limits::revocationFileBytes, writableByOthers, ownersFor(owner_)};
     OpenedFile file = OpenedFile::open(directory_.get(), revocationFile, FileLinks::Refused, rules);
-    if (!file.contents && !file.isMissing) refuse(std::string(revocationFile) + " " + file.problem);
+    if (!file.contents && !file.isMissing) doubt(std::string(revocationFile) + " " + file.problem);
     result_.revocations = std::move(file.contents);
   }
 

@@ -28,8 +28,11 @@ struct TrustDirectory {
   std::optional<std::string> revocations;
   /// What was not taken, and why, for people; each begins with a path.
   std::vector<std::string> problems;
-  /// False where nothing of it counts: it, or its file of revoked keys, is not as it must be.
+  /// False where its keys do not count: it, or its file of revoked keys, is not as it must be.
   bool isUsable = true;
+  /// Why it is not known which keys it revokes, for people, without the path. Until that is empty, no key of any
+  /// directory is to be trusted: it could be a revoked one.
+  std::string doubt;
 
   /// Reads a directory; one that does not exist is empty.
   [[nodiscard]] static TrustDirectory read(const std::string& path, TrustOwner owner);

@@ -7,27 +7,36 @@ namespace vanto::code {
 
 void TrustStore::add(const TrustDirectory& directory) {
   problems_.insert(problems_.end(), directory.problems.begin(), directory.problems.end());
-  std::string problem;
-  if (directory.revocations) {
-    const std::optional<Revocations> revocations = Revocations::read(*directory.revocations, problem);
-    if (!revocations) {
-      problems_.push_back(directory.path + "/revoked.plist: " + problem + "; nothing in the directory is trusted");
-      return;
-    }
-    revoked_.keys.insert(revocations->keys.begin(), revocations->keys.end());
-  }
-  if (directory.isUsable) {
-    for (const TrustDirectory::File& file : directory.keys) {
-      std::optional<PublicKeyDocument> document = PublicKeyDocument::read(file.bytes, problem);
-      if (document && document->name != file.name) problem = "its Name is not that of the file";
-      if (document && document->name == file.name) {
-        entries_.push_back({directory.path, std::move(*document)});
-      } else {
-        problems_.push_back(directory.path + "/" + file.name + ".plist: " + problem);
-      }
-    }
-  }
+  revoke(directory);
+  if (directory.isUsable) addKeys(directory);
   follow();
+}
+
+void TrustStore::revoke(const TrustDirectory& directory) {
+  std::string doubt = directory.doubt;
+  if (directory.revocations) {
+    std::string problem;
+    const std::optional<Revocations> revocations = Revocations::read(*directory.revocations, problem);
+    if (revocations) revoked_.keys.insert(revocations->keys.begin(), revocations->keys.end());
+    if (!revocations) doubt = "revoked.plist " + problem;
+  }
+  if (doubt.empty()) return;
+  doubt = directory.path + ": " + doubt;
+  problems_.push_back(doubt + "; what it revokes is not known, so no key of any directory is trusted");
+  if (doubt_.empty()) doubt_ = std::move(doubt);
+}
+
+void TrustStore::addKeys(const TrustDirectory& directory) {
+  for (const TrustDirectory::File& file : directory.keys) {
+    std::string problem;
+    std::optional<PublicKeyDocument> document = PublicKeyDocument::read(file.bytes, problem);
+    if (document && document->name != file.name) problem = "its Name is not that of the file";
+    if (document && document->name == file.name) {
+      entries_.push_back({directory.path, std::move(*document)});
+    } else {
+      problems_.push_back(directory.path + "/" + file.name + ".plist: " + problem);
+    }
+  }
 }
 
 std::set<PublicKey> TrustStore::successorsOf(const std::set<PublicKey>& keys) const {
@@ -44,6 +53,7 @@ std::set<PublicKey> TrustStore::successorsOf(const std::set<PublicKey>& keys) co
 /// Finds the trusted keys anew: revocations of one directory count for all.
 void TrustStore::follow() {
   trusted_.clear();
+  if (!doubt_.empty()) return;
   std::set<PublicKey> latest;
   for (const Entry& entry : entries_) {
     if (!entry.document.succession && !revoked_.contain(entry.document.key)) latest.insert(entry.document.key);
@@ -75,6 +85,7 @@ void TrustStore::shareNames() {
 
 KeyStanding TrustStore::standing(const PublicKey& key) const {
   if (revoked_.contain(key)) return KeyStanding::Revoked;
+  if (!doubt_.empty()) return KeyStanding::Withheld;
   return trusted_.contains(key) ? KeyStanding::Trusted : KeyStanding::Unknown;
 }
 

@@ -33,6 +33,12 @@ std::optional<code::PublicKeyDocument> known(const code::TrustDirectory& directo
   return std::nullopt;
 }
 
+/// Why a key that lies there is not trusted.
+const char* reasonFor(code::KeyStanding standing) noexcept {
+  if (standing == code::KeyStanding::Revoked) return "the key is revoked";
+  return standing == code::KeyStanding::Withheld ? "no key is trusted now" : "its predecessor is not trusted";
+}
+
 }  // namespace
 
 ExitStatus TrustAddCommand::run(Console& console) const {
@@ -53,15 +59,13 @@ ExitStatus TrustAddCommand::run(Console& console) const {
     console.complain(problem + "; vanto trust remove takes away what has the name");
     return ExitStatus::Failed;
   }
-  const code::KeyStanding standing = places.read(console).standing(document->key);
-  if (standing == code::KeyStanding::Trusted) {
+  const code::TrustStore store = places.read(console);
+  if (store.standing(document->key) == code::KeyStanding::Trusted) {
     console.printLine(visible(path) + ": trusted: " + visible(document->name) + " (" +
                       code::fingerprint(document->key) + ")");
     return ExitStatus::Fine;
   }
-  const bool isRevoked = standing == code::KeyStanding::Revoked;
-  console.complain(visible(path) + ": added, but " +
-                   (isRevoked ? "the key is revoked" : "its predecessor is not trusted"));
+  console.complain(visible(path) + ": added, but " + reasonFor(store.standing(document->key)));
   return ExitStatus::Found;
 }
 

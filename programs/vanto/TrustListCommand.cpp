@@ -19,6 +19,8 @@ const char* nameOf(code::KeyStanding standing) noexcept {
       return "trusted";
     case code::KeyStanding::Revoked:
       return "revoked";
+    case code::KeyStanding::Withheld:
+      return "withheld";
     case code::KeyStanding::Unknown:
       break;
   }

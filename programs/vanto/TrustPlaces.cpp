@@ -47,6 +47,7 @@ code::TrustStore TrustPlaces::read(Console& console) const {
 code::TrustDirectory TrustPlaces::readChanged(Console& console) const {
   code::TrustDirectory directory = code::TrustDirectory::read(changed(), ownerOf(isSystem));
   for (const std::string& problem : directory.problems) console.complain(visible(problem));
+  if (!directory.doubt.empty()) console.complain(visible(directory.path + ": " + directory.doubt));
   return directory;
 }
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "code/limits.h"
+#include "value/limits.h"
 #include "vexd/limits.h"
 
 namespace vanto::vexd {
@@ -14,6 +15,7 @@ constexpr std::size_t directories = 2;
 void write(RecordWriter& record, const code::TrustDirectory& directory) {
   record.text(directory.path);
   record.number(directory.isUsable ? 1 : 0);
+  record.text(directory.doubt);
   record.number(directory.revocations ? 1 : 0);
   record.text(directory.revocations.value_or(""));
   record.number(directory.keys.size());
@@ -27,6 +29,7 @@ code::TrustDirectory readDirectory(RecordReader& record) {
   code::TrustDirectory directory;
   directory.path = record.text(limits::pathBytes);
   directory.isUsable = record.number() == 1;
+  directory.doubt = record.text(vanto::limits::codeTextBytes);
   const bool hasRevocations = record.number() == 1;
   const std::string_view revocations = record.text(code::limits::revocationFileBytes);
   if (hasRevocations) directory.revocations = std::string(revocations);

@@ -69,6 +69,12 @@ const std::vector<code::TrustDirectory>& TrustFiles::directories() {
   directories_.clear();
   for (const Place& place : places_) directories_.push_back(code::TrustDirectory::read(place.path, place.owner));
   state_ = std::move(now);
+  // Looked at anew each time while nothing is trusted: the reason may have been a want of descriptors, which is over
+  // soon.
+  const auto isDoubted = [](const code::TrustDirectory& directory) {
+    return !directory.doubt.empty();
+  };
+  if (std::ranges::any_of(directories_, isDoubted)) state_.isSettled = false;
   ++generation_;
   return directories_;
 }

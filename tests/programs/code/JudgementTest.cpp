@@ -88,6 +88,11 @@ TEST_F(JudgementTest, AsksWhomToTrust) {
   EXPECT_EQ(judge(bundleEvidence_, revoked).reason, key + " is revoked");
   EXPECT_FALSE(judge(bundleEvidence_, revoked).isValid);
   EXPECT_EQ(distrustOf(acme_.publicKey, trust_), "");
+  TrustStore doubted = trust_;
+  doubted.add({"/other", {}, {}, {}, false, "is bad"});
+  EXPECT_EQ(judge(bundleEvidence_, doubted).reason,
+            "no key is trusted while it is not known which are revoked: /other: is bad");
+  EXPECT_FALSE(judge(bundleEvidence_, doubted).isValid);
 }
 
 }  // namespace

@@ -51,7 +51,7 @@ inline code::TrustDirectory::File successorFile(const std::string& name, const c
 inline code::TrustStore storeOf(std::vector<code::TrustDirectory::File> files,
                                 std::optional<std::string> revocations = {}) {
   code::TrustStore store;
-  store.add({"/trust", std::move(files), std::move(revocations), {}, true});
+  store.add({"/trust", std::move(files), std::move(revocations), {}, true, {}});
   return store;
 }
 

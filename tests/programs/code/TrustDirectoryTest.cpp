@@ -40,7 +40,16 @@ class TrustDirectoryTest : public ::testing::Test {
     const TrustDirectory directory = read(owner);
     EXPECT_FALSE(directory.isUsable);
     EXPECT_EQ(directory.problems.size(), 1U);
+    EXPECT_EQ(directory.doubt, "");
     return directory.problems.empty() ? "" : directory.problems.front().substr(path_.size());
+  }
+  /// Why it is not known what the directory revokes.
+  [[nodiscard]] std::string doubt(TrustOwner owner = TrustOwner::User) const {
+    const TrustDirectory directory = read(owner);
+    EXPECT_FALSE(directory.isUsable);
+    EXPECT_EQ(directory.problems, Texts{});
+    EXPECT_FALSE(directory.revocations);
+    return directory.doubt;
   }
 
   const test::TemporaryDirectory directory_;
@@ -70,16 +79,22 @@ TEST_F(TrustDirectoryTest, IsEmptyWhereThereIsNone) {
 }
 
 TEST_F(TrustDirectoryTest, OfAUserIsForThatUserAlone) {
-  for (const mode_t mode : {0750U, 0701U, 0770U}) {
+  write("a.plist");
+  write("revoked.plist", "R");
+  for (const mode_t mode : {0750U, 0701U, 0755U}) {
     chmod(path_.c_str(), mode);
     EXPECT_EQ(refusal(), ": is not for its owner alone; chmod 700 makes it so; nothing in it is trusted") << mode;
+    EXPECT_TRUE(keys().empty());
+    EXPECT_EQ(read().revocations, "R");
   }
+  chmod(path_.c_str(), 0770);
+  EXPECT_EQ(doubt(), "can be written by others; chmod go-w takes that away");
 }
 
 TEST_F(TrustDirectoryTest, OfTheMachineCanBeReadByAllAndWrittenByRoot) {
   chmod(path_.c_str(), 0775);
   for (const TrustOwner owner : {TrustOwner::Administrator, TrustOwner::Either}) {
-    EXPECT_EQ(refusal(owner), ": can be written by others; chmod go-w takes that away; nothing in it is trusted");
+    EXPECT_EQ(doubt(owner), "can be written by others; chmod go-w takes that away");
   }
   chmod(path_.c_str(), 0755);
   EXPECT_TRUE(read(TrustOwner::Either).isUsable);
@@ -87,15 +102,18 @@ TEST_F(TrustDirectoryTest, OfTheMachineCanBeReadByAllAndWrittenByRoot) {
   EXPECT_TRUE(read(TrustOwner::Administrator).isUsable);
   ASSERT_EQ(chown(path_.c_str(), 65534, 65534), 0);
   for (const TrustOwner owner : {TrustOwner::Administrator, TrustOwner::Either}) {
-    EXPECT_EQ(refusal(owner), ": belongs to user 65534; nothing in it is trusted");
+    EXPECT_EQ(doubt(owner), "belongs to user 65534");
   }
 }
 
 TEST_F(TrustDirectoryTest, IsNoLinkAndNoFile) {
   std::filesystem::create_directory_symlink("trust", directory_ / "link");
-  EXPECT_FALSE(TrustDirectory::read(directory_ / "link", TrustOwner::User).isUsable);
   testing::writeContents(directory_ / "file", "x");
-  EXPECT_FALSE(TrustDirectory::read(directory_ / "file", TrustOwner::User).isUsable);
+  for (const char* name : {"link", "file", "file/trust"}) {
+    const TrustDirectory directory = TrustDirectory::read(directory_ / name, TrustOwner::User);
+    EXPECT_FALSE(directory.isUsable) << name;
+    EXPECT_EQ(directory.doubt, "is no directory, or a symbolic link") << name;
+  }
 }
 
 TEST_F(TrustDirectoryTest, LeavesOutEachBadFile) {
@@ -117,28 +135,47 @@ TEST_F(TrustDirectoryTest, LeavesOutEachBadFile) {
                    path_ + "/writable.plist: can be written by others; chmod go-w takes that away"}));
 }
 
-TEST_F(TrustDirectoryTest, CountsForNothingWithABadFileOfRevocations) {
+TEST_F(TrustDirectoryTest, IsDoubtedWithABadFileOfRevocations) {
   write("good.plist");
   write("revoked.plist");
-  chmod((path_ + "/revoked.plist").c_str(), 0666);
-  EXPECT_EQ(refusal(),
-            ": revoked.plist can be written by others; chmod go-w takes that away; nothing in it is trusted");
+  const std::string path = path_ + "/revoked.plist";
+  for (const mode_t mode : {0664U, 0646U}) {
+    chmod(path.c_str(), mode);
+    EXPECT_EQ(doubt(), "revoked.plist can be written by others; chmod go-w takes that away") << mode;
+  }
   write("revoked.plist", std::string(limits::revocationFileBytes + 1, 'x'));
-  EXPECT_EQ(refusal(), ": revoked.plist is larger than 1048576 bytes; nothing in it is trusted");
-  unlink((path_ + "/revoked.plist").c_str());
-  ASSERT_EQ(mkfifo((path_ + "/revoked.plist").c_str(), 0600), 0);
-  EXPECT_EQ(refusal(), ": revoked.plist is no regular file; nothing in it is trusted");
-  unlink((path_ + "/revoked.plist").c_str());
-  std::filesystem::create_symlink("none", path_ + "/revoked.plist");
-  EXPECT_EQ(refusal(), ": revoked.plist is a symbolic link; nothing in it is trusted");
+  EXPECT_EQ(doubt(), "revoked.plist is larger than 1048576 bytes");
+  write("revoked.plist", std::string(limits::revocationFileBytes, 'x'));
+  EXPECT_EQ(read().doubt, "");
+  ASSERT_EQ(chown(path.c_str(), 65534, 65534), 0) << "these tests need root, to have files of others";
+  EXPECT_EQ(doubt(), "revoked.plist belongs to user 65534");
+  unlink(path.c_str());
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(doubt(), "revoked.plist is no regular file");
+  unlink(path.c_str());
+  std::filesystem::create_symlink("none", path);
+  EXPECT_EQ(doubt(), "revoked.plist is a symbolic link");
+  unlink(path.c_str());
+  mkdir(path.c_str(), 0700);
+  EXPECT_EQ(doubt(), "revoked.plist is no regular file");
+}
+
+TEST_F(TrustDirectoryTest, IsDoubtedWhereItMayNotBeRead) {
+  write("revoked.plist");
+  const auto outcome = testing::runInChild([this](const testing::ChildReport& report) {
+    if (setgid(65534) != 0 || setuid(65534) != 0) return report("these tests need root");
+    report(TrustDirectory::read(path_, TrustOwner::Either).doubt);
+  });
+  EXPECT_EQ(outcome.lines, (Texts{"Permission denied"}));
 }
 
 TEST_F(TrustDirectoryTest, HasSoManyEntriesAtMost) {
   // Two of them are the directory and the one above.
   for (std::size_t count = 2; count < limits::trustEntries; ++count) write(std::to_string(count), "");
   EXPECT_TRUE(read().isUsable);
-  write("more", "");
+  write("revoked.plist", "R");
   EXPECT_EQ(refusal(), ": has more than 1024 entries; nothing in it is trusted");
+  EXPECT_EQ(read().revocations, "R");
 }
 
 TEST_F(TrustDirectoryTest, OfTheUserFollowsFromTheEnvironment) {

@@ -73,36 +73,57 @@ TEST_F(TrustStoreTest, TrustsNothingThatComesThroughARevokedKey) {
 
 TEST_F(TrustStoreTest, LetsRevocationsOfOneDirectoryCountForAll) {
   TrustStore store = storeOf(chainOf(1));
-  store.add({"/other", {}, revoking(1), {}, true});
+  store.add({"/other", {}, revoking(1), {}, true, {}});
   EXPECT_EQ(store.standing(keyPair(1).publicKey), KeyStanding::Revoked);
   EXPECT_EQ(store.standing(keyPair(2).publicKey), KeyStanding::Unknown);
   TrustStore reverse;
-  reverse.add({"/other", {}, revoking(1), {}, true});
-  reverse.add({"/trust", chainOf(1), {}, {}, true});
+  reverse.add({"/other", {}, revoking(1), {}, true, {}});
+  reverse.add({"/trust", chainOf(1), {}, {}, true, {}});
   EXPECT_EQ(reverse.standing(keyPair(1).publicKey), KeyStanding::Revoked);
 }
 
 TEST_F(TrustStoreTest, JoinsStatementsOfAllDirectories) {
   TrustStore store = storeOf({successorFile("b", keyPair(2), keyPair(1))});
   EXPECT_EQ(store.standing(keyPair(2).publicKey), KeyStanding::Unknown);
-  store.add({"/other", {keyFile("a", keyPair(1))}, {}, {}, true});
+  store.add({"/other", {keyFile("a", keyPair(1))}, {}, {}, true, {}});
   EXPECT_EQ(store.standing(keyPair(2).publicKey), KeyStanding::Trusted);
 }
 
-TEST_F(TrustStoreTest, IgnoresADirectoryWithBadRevocationsAndNoOther) {
-  TrustStore store = storeOf({keyFile("a", keyPair(1))});
-  store.add({"/bad", {keyFile("b", keyPair(2))}, "damaged", {}, true});
-  EXPECT_EQ(store.standing(keyPair(1).publicKey), KeyStanding::Trusted);
-  EXPECT_EQ(store.standing(keyPair(2).publicKey), KeyStanding::Unknown);
-  ASSERT_EQ(store.problems().size(), 1U);
-  EXPECT_TRUE(store.problems()[0].starts_with("/bad/revoked.plist: is no property list")) << store.problems()[0];
-  EXPECT_TRUE(store.problems()[0].ends_with("; nothing in the directory is trusted"));
+TEST_F(TrustStoreTest, TrustsNothingWhileRevocationsOfOneDirectoryAreNotUnderstood) {
+  const TrustDirectory good{"/good", {keyFile("a", keyPair(1))}, revoking(3), {}, true, {}};
+  const TrustDirectory bad{"/bad", {keyFile("b", keyPair(2))}, "damaged", {}, true, {}};
+  for (const bool isBadFirst : {false, true}) {
+    TrustStore store;
+    store.add(isBadFirst ? bad : good);
+    store.add(isBadFirst ? good : bad);
+    for (const std::uint8_t key : std::initializer_list<std::uint8_t>{1, 2, 4}) {
+      EXPECT_EQ(store.standing(keyPair(key).publicKey), KeyStanding::Withheld);
+      EXPECT_EQ(store.names(keyPair(key).publicKey), Names{});
+    }
+    EXPECT_EQ(store.standing(keyPair(3).publicKey), KeyStanding::Revoked);
+    EXPECT_EQ(store.entries().size(), 2U);
+    EXPECT_TRUE(store.doubt().starts_with("/bad: revoked.plist is no property list")) << store.doubt();
+    EXPECT_EQ(store.problems(),
+              (Names{store.doubt() + "; what it revokes is not known, so no key of any directory is trusted"}));
+  }
 }
 
-TEST_F(TrustStoreTest, IgnoresAnUnusableDirectory) {
-  TrustStore store;
-  store.add({"/bad", {keyFile("b", keyPair(2))}, {}, {"/bad: is bad"}, false});
+TEST_F(TrustStoreTest, TrustsNothingWhileADirectoryIsDoubted) {
+  TrustStore store = storeOf({keyFile("a", keyPair(1))});
+  store.add({"/bad", {}, {}, {}, false, "is bad"});
+  EXPECT_EQ(store.standing(keyPair(1).publicKey), KeyStanding::Withheld);
+  EXPECT_EQ(store.doubt(), "/bad: is bad");
+  store.add({"/worse", {}, {}, {}, false, "is worse"});
+  EXPECT_EQ(store.doubt(), "/bad: is bad");
+  EXPECT_EQ(store.problems().size(), 2U);
+}
+
+TEST_F(TrustStoreTest, TakesRevocationsAndNoKeysFromAnUnusableDirectory) {
+  TrustStore store = storeOf({keyFile("a", keyPair(1)), keyFile("c", keyPair(3))});
+  store.add({"/bad", {keyFile("b", keyPair(2))}, revoking(1), {"/bad: is bad"}, false, {}});
+  EXPECT_EQ(store.standing(keyPair(1).publicKey), KeyStanding::Revoked);
   EXPECT_EQ(store.standing(keyPair(2).publicKey), KeyStanding::Unknown);
+  EXPECT_EQ(store.standing(keyPair(3).publicKey), KeyStanding::Trusted);
   EXPECT_EQ(store.problems(), (Names{"/bad: is bad"}));
 }
 

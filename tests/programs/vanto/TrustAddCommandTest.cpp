@@ -43,6 +43,18 @@ TEST_F(TrustAddCommandTest, SaysWhenWhatItAddedIsNotTrusted) {
   EXPECT_EQ(run.messages, "vanto: " + trustPath_ + "/next.plist: added, but its predecessor is not trusted\n");
 }
 
+TEST_F(TrustAddCommandTest, SaysWhenNoKeyIsTrusted) {
+  trustAcme();
+  testing::writeContents(trustPath_ + "/revoked.plist", "junk");
+  const ToolRun run = runCodeTool({"trust", "add", fileOf(testing::keyFile("next", next_))});
+  EXPECT_EQ(run.status, ExitStatus::Found);
+  EXPECT_TRUE(run.messages.ends_with("vanto: " + trustPath_ + "/next.plist: added, but no key is trusted now\n"))
+      << run.messages;
+  chmod(trustPath_.c_str(), 0770);
+  EXPECT_EQ(runCodeTool({"trust", "add", fileOf(testing::keyFile("next", next_))}).messages,
+            "vanto: " + trustPath_ + ": can be written by others; chmod go-w takes that away\n");
+}
+
 TEST_F(TrustAddCommandTest, RefusesAPrivateKeyAndWhatIsNone) {
   EXPECT_EQ(runCodeTool({"trust", "add", acmeKey_}).messages,
             "vanto: " + acmeKey_ + ": is a private key; vanto key public prints what is to be trusted\n");

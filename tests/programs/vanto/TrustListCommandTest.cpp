@@ -38,5 +38,14 @@ TEST_F(TrustListCommandTest, TellsOfFilesThatAreIgnored) {
   EXPECT_TRUE(run.messages.starts_with("vanto: " + trustPath_ + "/bad.plist: is no property list")) << run.messages;
 }
 
+TEST_F(TrustListCommandTest, SaysThatKeysAreWithheld) {
+  trustAcme();
+  testing::writeContents(trustPath_ + "/revoked.plist", "junk");
+  const ToolRun run = runCodeTool({"trust", "list"});
+  EXPECT_EQ(run.status, ExitStatus::Found);
+  EXPECT_NE(run.output.find("\nacme  withheld  " + acmePrint_), run.output.npos) << run.output;
+  EXPECT_NE(run.messages.find(trustPath_ + ": revoked.plist is no property list"), run.messages.npos) << run.messages;
+}
+
 }  // namespace
 }  // namespace vanto::tool

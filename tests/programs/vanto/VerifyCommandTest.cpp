@@ -32,6 +32,15 @@ TEST_F(VerifyCommandTest, PrintsEachThingThatIsWrong) {
   EXPECT_EQ(run.output, bundle_ + ": the key " + acmePrint_ + " is not trusted\n" + bundle_ + "/\\x1b: was added\n");
 }
 
+TEST_F(VerifyCommandTest, SaysThatNoKeyIsTrusted) {
+  trustAcme();
+  chmod(trustPath_.c_str(), 0770);
+  const ToolRun run = runCodeTool({"verify", bundle_});
+  EXPECT_EQ(run.status, ExitStatus::Found);
+  EXPECT_EQ(run.output, bundle_ + ": no key is trusted while it is not known which are revoked: " + trustPath_ +
+                            ": can be written by others; chmod go-w takes that away\n");
+}
+
 TEST_F(VerifyCommandTest, TrustsTheDirectoriesThatItIsGivenInstead) {
   const std::string other = directory_ / "other";
   mkdir(other.c_str(), 0755);

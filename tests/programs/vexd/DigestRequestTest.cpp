@@ -17,6 +17,7 @@ DigestRequest sample(bool hasInfo) {
   request.files.signature = openFile("/dev/null");
   request.trust = trustIn(keyPair(1));
   request.trust[0].revocations = "revoked";
+  request.trust.push_back({"/other", {}, {}, {}, false, "is bad"});
   return request;
 }
 
@@ -36,7 +37,10 @@ TEST(DigestRequest, IsReadAsItWasWritten) {
     EXPECT_EQ(static_cast<bool>(read->files.info), hasInfo);
     EXPECT_FALSE(read->files.bundleSignature);
     EXPECT_TRUE(read->files.signature);
-    ASSERT_EQ(read->trust.size(), 1U);
+    ASSERT_EQ(read->trust.size(), 2U);
+    EXPECT_FALSE(read->trust[1].isUsable);
+    EXPECT_EQ(read->trust[1].doubt, "is bad");
+    EXPECT_EQ(read->trust[0].doubt, "");
     EXPECT_EQ(read->trust[0].path, "/trust");
     EXPECT_TRUE(read->trust[0].isUsable);
     EXPECT_EQ(read->trust[0].revocations, "revoked");

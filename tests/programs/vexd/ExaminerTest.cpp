@@ -81,5 +81,27 @@ TEST_F(ExaminerTest, DigestsAnExecutableOnceAndAgainWhenTrustChanges) {
   EXPECT_FALSE(examine(examiner, sleeper.process()).answer.isValid);
 }
 
+TEST_F(ExaminerTest, TrustsNothingWhileItIsNotKnownWhatOneOfTheDirectoriesRevokes) {
+  signFile(program_, acme_, "org.example.sleep");
+  const Sleeper sleeper(program_);
+  const std::string other = directory_ / "other";
+  std::filesystem::create_directory(other);
+  Examiner examiner(VANTO_TEST_DIGESTER, {{trust_, code::TrustOwner::User}, {other, code::TrustOwner::Either}});
+  EXPECT_TRUE(examine(examiner, sleeper.process()).answer.isValid);
+  const std::string revoked = other + "/revoked.plist";
+  writeContents(revoked, code::Revocations{{acme_.publicKey}}.bytes());
+  EXPECT_NE(examine(examiner, sleeper.process()).answer.reason.find("is revoked"), std::string::npos);
+  chmod(revoked.c_str(), 0664);
+  const std::string reason = "no key is trusted while it is not known which are revoked: " + other;
+  EXPECT_EQ(examine(examiner, sleeper.process()).answer.reason,
+            reason + ": revoked.plist can be written by others; chmod go-w takes that away");
+  chmod(revoked.c_str(), 0644);
+  writeContents(revoked, "junk");
+  EXPECT_TRUE(
+      examine(examiner, sleeper.process()).answer.reason.starts_with(reason + ": revoked.plist is no property"));
+  std::filesystem::remove(revoked);
+  EXPECT_TRUE(examine(examiner, sleeper.process()).answer.isValid);
+}
+
 }  // namespace
 }  // namespace vanto::testing

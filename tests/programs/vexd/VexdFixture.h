@@ -75,7 +75,7 @@ class Sleeper {
 
 /// The trust directory of the fixture, as it is read.
 inline std::vector<code::TrustDirectory> trustIn(const code::KeyPair& keys) {
-  return {{"/trust", {keyFile("acme", keys)}, {}, {}, true}};
+  return {{"/trust", {keyFile("acme", keys)}, {}, {}, true, {}}};
 }
 
 }  // namespace vanto::testing
