@@ -37,7 +37,10 @@ class CodeCommandLine : public CommandGrammar {
     create->add_option("NAME", keyNew_.name)->required();
     create->add_option("-o,--output", keyNew_.output);
     create->add_flag("--force", keyNew_.isForced);
-    add(*key, "public", keyPublic_)->add_option("FILE", keyPublic_.file)->required();
+    CLI::App* publish = add(*key, "public", keyPublic_);
+    publish->add_option("FILE", keyPublic_.file)->required();
+    publish->add_option("-o,--output", keyPublic_.output);
+    publish->add_flag("--force", keyPublic_.isForced);
     CLI::App* succeed = add(*key, "succeed", keySucceed_);
     succeed->add_option("OLD", keySucceed_.oldFile)->required();
     succeed->add_option("NEW", keySucceed_.newFile)->required();

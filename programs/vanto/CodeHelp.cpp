@@ -82,7 +82,7 @@ Example:
     {"key", R"(Makes and hands out keys to sign with.
 
 Usage: vanto key new NAME [--output FILE] [--force]
-       vanto key public FILE
+       vanto key public [--output FILE] [--force] FILE
        vanto key succeed OLD NEW
 
   new      makes a key, in a file that only its owner can read
@@ -108,14 +108,16 @@ Example:
 )"},
     {"key public", R"(Prints the public key that belongs to a private one.
 
-Usage: vanto key public FILE
+Usage: vanto key public [--output FILE] [--force] FILE
 
-  FILE  a private key, which others cannot read
+  FILE               a private key, which others cannot read
+  -o, --output FILE  where to write; without it the key is printed
+  --force            replace a file that exists
 
-Exit status: 0 fine, 2 the file is no private key, or others can read it.
+Exit status: 0 fine, 2 the file is no private key, others can read it, or not written.
 
 Example:
-  vanto key public acme.key > acme.plist
+  vanto key public --output acme.plist acme.key
 )"},
     {"key succeed", R"(Prints the statement that a new key takes the place of an old one.
 
@@ -153,7 +155,8 @@ Usage: vanto trust add [--system] FILE
   FILE      a public key, or the statement that it succeeds another; "-" is standard input
   --system  for the machine, in /etc/vanto/trust, not for this user
 
-Exit status: 0 trusted, 1 added, but revoked or without a trusted predecessor, 2 not added.
+Exit status: 0 trusted, 1 added, but revoked, withheld or without a trusted predecessor,
+2 not added.
 
 Example:
   vanto key public acme.key | vanto trust add -
@@ -164,10 +167,11 @@ Usage: vanto trust list [--json]
 
   --json  an array of objects with "name", "standing", "fingerprint" and "directory"
 
-A standing is "trusted", "revoked" or "no trusted predecessor". Files that are ignored are
-told on standard error.
+A standing is "trusted", "revoked", "no trusted predecessor", or "withheld": no key is
+trusted while a directory or its file of revoked keys cannot be relied upon. That, and the
+files that are ignored, are told on standard error.
 
-Exit status: 0 fine, 1 files are ignored.
+Exit status: 0 fine, 1 files are ignored or keys withheld.
 
 Example:
   vanto trust list

@@ -55,7 +55,7 @@ _vanto() {
     "profile show") words="base network-client temporary --help" ;;
     sign) words="--key --identifier --entitlements --help" ;;
     verify | identify) words="--trust --json --help" ;;
-    "key new") words="--output --force --help" ;;
+    "key new" | "key public") words="--output --force --help" ;;
     "trust list") words="--json --help" ;;
     "trust "*) words="--system --help" ;;
     list | lint | "cache show" | "cache check") words="--json --help" ;;

@@ -33,8 +33,9 @@ _vanto_key() {
   )
   if ((CURRENT == 2)); then
     _describe command commands
-  elif [[ $words[2] == new ]]; then
-    _arguments '(-o --output)'{-o,--output}'[where to write]:file:_files' '--force[replace a key]' '--help[show help]'
+  elif [[ $words[2] == (new|public) ]]; then
+    _arguments '(-o --output)'{-o,--output}'[where to write]:file:_files' '--force[replace a file]' '--help[show help]' \
+      '*:file:_files'
   else
     _arguments '--help[show help]' '*:file:_files'
   fi
