@@ -2,6 +2,8 @@
 
 // The C interface to what is known of code. What callers pass is tested here.
 
+#include <cerrno>
+
 #include <fcntl.h>
 
 #include <VantoService/vanto_code.h>
@@ -32,6 +34,19 @@ vanto_error_code_t codeOf(VexStatus status) noexcept {
   }
 }
 
+/// Why there is no descriptor of a process.
+vanto_object_t createFailure(int error) {
+  switch (error) {
+    case EMFILE:
+    case ENFILE:
+      return vanto_error_create(VANTO_ERROR_FULL, "no descriptors are left");
+    case ENOMEM:
+      return vanto_error_create(VANTO_ERROR_SYSTEM, "no memory is left");
+    default:
+      return vanto_error_create(VANTO_ERROR_CLOSED, "the process is gone");
+  }
+}
+
 vanto_object_t copyCode(const vanto::Fd& process, std::uint64_t timeout) {
   const vanto::CodeReply reply = vanto::askCodeService(process, timeout);
   if (reply.status == 0) return vanto::createCodeDictionary(reply.facts);
@@ -44,13 +59,15 @@ vanto_object_t vanto_copy_peer_code(vanto_object_t connection, uint64_t timeout)
   auto* const peer = vanto::ofKind<vanto::Connection>(connection);
   if (peer == nullptr) return vanto_error_create(VANTO_ERROR_INVALID, nullptr);
   const vanto::Fd process = peer->openPeer();
-  if (!vanto::isRunning(process)) return vanto_error_create(VANTO_ERROR_CLOSED, "the process is gone");
+  if (!process) return createFailure(errno);
+  if (!vanto::isRunning(process)) return createFailure(ESRCH);
   return copyCode(process, timeout);
 }
 
 vanto_object_t vanto_copy_process_code(int process, uint64_t timeout) {
   const vanto::Fd copy(fcntl(process, F_DUPFD_CLOEXEC, 3));
-  return copy ? copyCode(copy, timeout) : vanto_error_create(VANTO_ERROR_INVALID, nullptr);
+  if (copy) return copyCode(copy, timeout);
+  return errno == EMFILE ? createFailure(errno) : vanto_error_create(VANTO_ERROR_INVALID, nullptr);
 }
 
 vanto_object_t vanto_code_check_requirement(vanto_object_t code, const char* requirement) {

@@ -25,7 +25,9 @@ struct VexRequirement {
 };
 
 struct VexErrors {
-  vanto::Ref<PlistString> description;
+  /// What `owned` refers to, or a constant.
+  PlistString* description;
+  vanto::Ref<PlistString> owned;
 };
 
 namespace {
@@ -35,19 +37,39 @@ using vanto::PendingPeer;
 constinit PlistString pidAttribute = vanto::ValueStorage::constantString("pid");
 constinit PlistString noDetails = vanto::ValueStorage::constantString("no details");
 
-/// Puts an error with a description in place, if one is wanted and can be kept.
-void describe(VexErrors** errors, std::string_view description) {
-  PendingPeer* const peer = PendingPeer::ofThisThread();
-  if (errors == nullptr || peer == nullptr) return;
-  VexErrors* const made = peer->make(VexErrors{PlistString::create(description)});
-  if (made != nullptr) *errors = made;
+// Errors that no peer needs to keep: a list may have thousands of requirements that one client does not satisfy, and
+// when a peer can keep nothing more, that is still to be said.
+static_assert(vanto::limits::codeObjectsPerPeer == 16'384, "one of them is the code; the text tells of the others");
+constinit PlistString tooManyText =
+    vanto::ValueStorage::constantString("a client is tried on 16383 requirements at most");
+constinit PlistString notRequiredText =
+    vanto::ValueStorage::constantString("the code is valid, and not what is required");
+constinit PlistString notValidText = vanto::ValueStorage::constantString("the code is not valid");
+constinit VexErrors tooMany{&tooManyText, nullptr};
+constinit VexErrors notRequired{&notRequiredText, nullptr};
+constinit VexErrors notValid{&notValidText, nullptr};
+
+void put(VexErrors** errors, VexErrors& error) noexcept {
+  if (errors != nullptr) *errors = &error;
+}
+
+/// Puts an error with a description in place, if one is wanted.
+void describe(PendingPeer& peer, VexErrors** errors, std::string_view description) {
+  if (errors == nullptr) return;
+  vanto::Ref<PlistString> text = PlistString::create(description);
+  PlistString* const borrowed = text.get();
+  VexErrors* const made = peer.make(VexErrors{borrowed, std::move(text)});
+  *errors = made != nullptr ? made : &tooMany;
 }
 
 /// Puts an object in place that the peer keeps.
 template <typename T>
-VexStatus handOut(PendingPeer& peer, T object, T** output) {
+VexStatus handOut(PendingPeer& peer, T object, T** output, VexErrors** errors = nullptr) {
   T* const made = peer.make(std::move(object));
-  if (made == nullptr) return VexStatusUnavailable;
+  if (made == nullptr) {
+    put(errors, tooMany);
+    return VexStatusUnavailable;
+  }
   *output = made;
   return 0;
 }
@@ -77,8 +99,8 @@ VexStatus VexRequirementCreateWithStringAndErrors(PlistString* text, std::uint32
   if (peer == nullptr || text == nullptr || requirement == nullptr) return VexStatusUnavailable;
   vanto::RequirementError error;
   auto compiled = vanto::RequirementCache::shared().requirementFor(text->text(), &error);
-  if (compiled) return handOut(*peer, VexRequirement{std::move(compiled)}, requirement);
-  describe(errors, error.text());
+  if (compiled) return handOut(*peer, VexRequirement{std::move(compiled)}, requirement, errors);
+  describe(*peer, errors, error.text());
   return VexStatusMalformed;
 }
 
@@ -86,10 +108,10 @@ VexStatus VexCodeCheckValidityWithErrors(VexCode* code, std::uint32_t, VexRequir
                                          VexErrors** errors) {
   if (code == nullptr || requirement == nullptr) return VexStatusUnavailable;
   if (requirement->requirement->isSatisfiedBy(code->facts)) return 0;
-  describe(errors, code->facts.isValid ? "the code is valid, and not what is required" : code->facts.reason);
+  put(errors, code->facts.isValid ? notRequired : notValid);
   return VexStatusUnsatisfied;
 }
 
 PlistString* VexErrorsLocalizedDescription(VexErrors* errors) {
-  return errors != nullptr && errors->description ? errors->description.get() : &noDetails;
+  return errors != nullptr && errors->description != nullptr ? errors->description : &noDetails;
 }

@@ -19,16 +19,21 @@ extern "C" {
  * and "fingerprint" (strings), "signers" (array of strings: the names of the signer) and, where there are any,
  * "entitlements" (data: a property list); for other code "reason" (string, for people). Or, when nothing is known, an
  * error object: VANTO_ERROR_INVALID for what is no connection, VANTO_ERROR_CLOSED when the process is gone,
- * VANTO_ERROR_REFUSED when it is traced or its executable may not be looked at, VANTO_ERROR_FULL when the code-signing
- * service has too much to do, VANTO_ERROR_TIMED_OUT, VANTO_ERROR_NO_SERVICE when there is no such service or it gives
- * no answer that makes sense. Owned by the caller, never null.
+ * VANTO_ERROR_REFUSED when it is traced, its executable or its state may not be looked at, or the code-signing service
+ * does not see it, as in a foreign process namespace; VANTO_ERROR_FULL when the code-signing service has too much to do
+ * or this process has no descriptor left, VANTO_ERROR_SYSTEM without memory, VANTO_ERROR_TIMED_OUT,
+ * VANTO_ERROR_NO_SERVICE when there is no such service or it gives no answer that makes sense. Owned by the caller,
+ * never null.
  *
  * It is about the process that connected or that greeted this client, and about what that executes at the time of the
  * call: it may execute another program later.
  */
 VANTO_EXPORT vanto_object_t vanto_copy_peer_code(vanto_object_t connection, uint64_t timeout);
 
-/** The same of the process that the descriptor `process`, from pidfd_open() or the like, refers to. */
+/**
+ * The same of the process that the descriptor `process`, from pidfd_open() or the like, refers to. VANTO_ERROR_INVALID
+ * for what is no descriptor, VANTO_ERROR_REFUSED for one of anything but a process.
+ */
 VANTO_EXPORT vanto_object_t vanto_copy_process_code(int process, uint64_t timeout);
 
 /**

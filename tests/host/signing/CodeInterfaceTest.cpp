@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -34,6 +35,29 @@ TEST_F(CodeInterface, TellsOfBothEndsOfAConnection) {
   EXPECT_TRUE(vanto_equal(Held(vanto_copy_peer_code(connection, generous)), replyOfValidCode()));
   EXPECT_EQ(codeOf(Held(vanto_copy_peer_code(nullptr, generous))), VANTO_ERROR_INVALID);
   EXPECT_EQ(codeOf(Held(vanto_copy_peer_code(text("x"), generous))), VANTO_ERROR_INVALID);
+}
+
+TEST_F(CodeInterface, TellsOfMissingDescriptorsAndNotOfAnEnd) {
+  const char* const name = "org.vanto.test.scarce";
+  Awaited<Held> peers;
+  const Service service(name, [&peers](vanto_object_t connection, vanto_object_t event) {
+    if (vanto_kind(event) == VANTO_KIND_MESSAGE) peers.add(Held::share(connection));
+    Service::echo(connection, event);
+  });
+  const Held connection = connectTo(name);
+  static_cast<void>(callWith(connection, text("x")));
+  const Held peer = peers.take();
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit none{0, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  const Held errors[] = {Held(vanto_copy_peer_code(connection, generous)), Held(vanto_copy_peer_code(peer, generous)),
+                         Held(vanto_copy_process_code(self_.get(), generous))};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  for (const Held& error : errors) {
+    EXPECT_EQ(codeOf(error), VANTO_ERROR_FULL);
+    EXPECT_STREQ(vanto_error_get_text(error), "no descriptors are left");
+  }
 }
 
 TEST_F(CodeInterface, HasAnErrorForEachStatus) {

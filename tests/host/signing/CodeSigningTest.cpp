@@ -113,12 +113,41 @@ TEST_F(CodeSigning, DescribesMissingErrorsToo) {
 
 TEST_F(CodeSigning, HandsOutNoMoreThanItsLimit) {
   const Ref<PlistString> text = PlistString::create("valid");
-  const PendingPeer peer(getpid(), self_);
+  const Ref<PlistString> nonsense = PlistString::create("nonsense");
+  answer(replyOfValidCode());
+  PendingPeer peer(getpid(), self_);
+  VexCode* code = nullptr;
+  ASSERT_EQ(copyCode(getpid(), &code), 0);
   VexRequirement* requirement = nullptr;
-  for (std::size_t i = 0; i < limits::codeObjectsPerPeer; ++i) {
-    ASSERT_EQ(VexRequirementCreateWithStringAndErrors(text.get(), 0, nullptr, &requirement), 0);
+  VexErrors* errors = nullptr;
+  const Ref<PlistString> other = PlistString::create("identifier \"org.vanto.other\"");
+  ASSERT_EQ(VexRequirementCreateWithStringAndErrors(other.get(), 0, &errors, &requirement), 0);
+  // The code and a requirement are kept already; what is not satisfied keeps nothing more.
+  for (std::size_t i = 2; i < limits::codeObjectsPerPeer; ++i) {
+    ASSERT_EQ(VexCodeCheckValidityWithErrors(code, 0, requirement, &errors), VexStatusUnsatisfied);
+    ASSERT_EQ(VexRequirementCreateWithStringAndErrors(other.get(), 0, nullptr, &requirement), 0);
   }
-  EXPECT_EQ(VexRequirementCreateWithStringAndErrors(text.get(), 0, nullptr, &requirement), VexStatusUnavailable);
+  errors = nullptr;
+  EXPECT_EQ(VexRequirementCreateWithStringAndErrors(text.get(), 0, &errors, &requirement), VexStatusUnavailable);
+  const char* const reason = "a client is tried on 16383 requirements at most";
+  EXPECT_EQ(VexErrorsLocalizedDescription(errors)->text(), reason);
+  errors = nullptr;
+  EXPECT_EQ(VexRequirementCreateWithStringAndErrors(nonsense.get(), 0, &errors, &requirement), VexStatusMalformed);
+  EXPECT_EQ(VexErrorsLocalizedDescription(errors)->text(), reason);
+}
+
+TEST_F(CodeSigning, SaysThatCodeIsNotValid) {
+  answer(replyOf(invalidFacts()));
+  PendingPeer peer(getpid(), self_);
+  VexCode* code = nullptr;
+  ASSERT_EQ(copyCode(getpid(), &code), 0);
+  VexRequirement* requirement = nullptr;
+  VexErrors* errors = nullptr;
+  const Ref<PlistString> text = PlistString::create("valid");
+  ASSERT_EQ(VexRequirementCreateWithStringAndErrors(text.get(), 0, &errors, &requirement), 0);
+  EXPECT_EQ(VexCodeCheckValidityWithErrors(code, 0, requirement, &errors), VexStatusUnsatisfied);
+  EXPECT_EQ(VexErrorsLocalizedDescription(errors)->text(), "the code is not valid");
+  EXPECT_EQ(VexCodeCheckValidityWithErrors(code, 0, requirement, nullptr), VexStatusUnsatisfied);
 }
 
 }  // namespace
