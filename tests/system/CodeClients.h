@@ -11,6 +11,8 @@
 #include <poll.h>
 #include <sched.h>
 #include <signal.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -94,6 +96,9 @@ class CodeClient {
 class CodeClients : public ServiceBundles {
  protected:
   CodeClients() {
+    // There before the first service, so that its socket can be waited for.
+    mkdir((directory_ / "vanto").c_str(), 0700);
+    mkdir(domain_.c_str(), 0700);
     std::filesystem::create_directories(trust_);
     std::filesystem::permissions(trust_, std::filesystem::perms::owner_all);
     setenv("XDG_CONFIG_HOME", (directory_ / "config").c_str(), 1);
@@ -122,12 +127,17 @@ class CodeClients : public ServiceBundles {
     awaitSocket("org.vanto.vexd");
   }
 
-  [[nodiscard]] std::string socketOf(const std::string& service) const {
-    return directory_ / ("vanto/user/" + service);
-  }
+  [[nodiscard]] std::string socketOf(const std::string& service) const { return domain_ + "/" + service; }
   /// Until the service of that name listens.
   void awaitSocket(const char* awaited) const {
-    for (int i = 0; i < 60'000 && !std::filesystem::exists(socketOf(awaited)); ++i) usleep(1000);
+    const Fd events(inotify_init1(IN_CLOEXEC));
+    ASSERT_GE(inotify_add_watch(events.get(), domain_.c_str(), IN_CREATE | IN_MOVED_TO), 0);
+    pollfd set{events.get(), POLLIN, 0};
+    while (!std::filesystem::exists(socketOf(awaited))) {
+      ASSERT_EQ(poll(&set, 1, 60'000), 1) << awaited;
+      char bytes[4096];
+      ASSERT_GT(read(events.get(), bytes, sizeof bytes), 0);
+    }
   }
   /// Ends the code-signing service, and takes its name away.
   void endVexd() {
@@ -142,6 +152,7 @@ class CodeClients : public ServiceBundles {
   }
 
   const TemporaryScope scope_;
+  const std::string domain_ = directory_ / "vanto/user";
   const std::string trust_ = directory_ / "config/vanto/trust";
   const std::string trusted_ = directory_ / "trusted";
   const std::string stranger_ = directory_ / "stranger";

@@ -82,10 +82,12 @@ TEST_F(CodeIdentity, RefusesAfterTwoSecondsWhenNoAnswerComes) {
 TEST_F(CodeIdentity, RefusesWhoIsTraced) {
   startService({"valid"});
   const CodeClient client(trusted_, {"call-traced", name});
-  int status = 0;
-  // Executing has not stopped it: it asked to be traced afterwards.
   EXPECT_EQ(client.line(), refusedCode);
-  EXPECT_EQ(waitpid(client.pid(), &status, WNOHANG | WUNTRACED) >= 0, true);
+  // Its status tells that it was traced: 0, not 1. It is left for its object.
+  siginfo_t end{};
+  ASSERT_EQ(waitid(P_PID, static_cast<id_t>(client.pid()), &end, WEXITED | WNOWAIT), 0);
+  EXPECT_EQ(end.si_code, CLD_EXITED);
+  EXPECT_EQ(end.si_status, 0);
   EXPECT_EQ(service_->log(), Lines{lineOf(client.pid(), -5)});
 }
 
