@@ -5,10 +5,8 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <memory>
 #include <string_view>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,14 +15,10 @@
 
 #include "code/OpenedFile.h"
 #include "code/limits.h"
+#include "value/DirectoryStream.h"
 
 namespace vanto::code {
 namespace {
-
-struct CloseDirectory {
-  void operator()(DIR* directory) const noexcept { closedir(directory); }
-};
-using Directory = std::unique_ptr<DIR, CloseDirectory>;
 
 std::string servicesOf(BundleLayout layout) {
   switch (layout) {
@@ -68,7 +62,7 @@ class Walk {
     Fd opened = path.empty() ? Fd(openat(place_.directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC))
                              : openBeneath(place_.directory.get(), path, O_RDONLY | O_DIRECTORY);
     if (!opened) return failWithError(path);
-    const Directory directory(fdopendir(opened.get()));
+    const DirectoryStream directory(fdopendir(opened.get()));
     if (!directory) return failWithError(path);
     const int descriptor = opened.release();
     for (;;) {

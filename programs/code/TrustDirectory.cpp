@@ -5,10 +5,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string_view>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,6 +14,7 @@
 #include "code/KeyName.h"
 #include "code/OpenedFile.h"
 #include "code/limits.h"
+#include "value/DirectoryStream.h"
 #include "value/Fd.h"
 
 namespace vanto::code {
@@ -24,10 +23,6 @@ namespace {
 constexpr std::string_view extension = ".plist";
 constexpr const char* revocationFile = "revoked.plist";
 constexpr mode_t writableByOthers = 022;
-
-struct CloseDirectory {
-  void operator()(DIR* directory) const noexcept { closedir(directory); }
-};
 
 std::vector<uid_t> ownersFor(TrustOwner owner) {
   switch (owner) {
@@ -87,7 +82,7 @@ class Reading {
   }
 
   bool list(std::vector<std::string>& names) {
-    const std::unique_ptr<DIR, CloseDirectory> listing(fdopendir(fcntl(directory_.get(), F_DUPFD_CLOEXEC, 0)));
+    const DirectoryStream listing(fdopendir(fcntl(directory_.get(), F_DUPFD_CLOEXEC, 0)));
     for (std::size_t count = 0; listing;) {
       errno = 0;
       const dirent* const entry = readdir(listing.get());

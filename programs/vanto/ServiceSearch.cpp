@@ -4,25 +4,19 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <memory>
 #include <string_view>
 #include <utility>
-
-#include <dirent.h>
 
 #include <VantoService/Bundle.h>
 #include <VantoService/TemporaryScope.h>
 
+#include "value/DirectoryStream.h"
 #include "vanto/InfoFile.h"
 #include "vanto/ServicePath.h"
 #include "vanto/VisibleText.h"
 
 namespace vanto::tool {
 namespace {
-
-struct CloseDirectory {
-  void operator()(DIR* directory) const noexcept { closedir(directory); }
-};
 
 /// The directory in which the bundle at `path` keeps its services; empty when there is no bundle.
 std::string servicesDirectoryOf(const std::string& path) {
@@ -85,7 +79,7 @@ void ServiceSearch::addAllIn(const std::string& directory) {
 }
 
 std::vector<std::string> ServiceSearch::namesIn(const std::string& directory, Missing missing) {
-  const std::unique_ptr<DIR, CloseDirectory> stream(opendir(directory.c_str()));
+  const DirectoryStream stream(opendir(directory.c_str()));
   std::vector<std::string> names;
   if (!stream) {
     const bool isExpected = missing == Missing::IsEmpty && errno == ENOENT;

@@ -2,22 +2,15 @@
 #include "vexd/TrustFiles.h"
 
 #include <algorithm>
-#include <memory>
 #include <utility>
 
-#include <dirent.h>
 #include <fcntl.h>
 
 #include "code/limits.h"
+#include "value/DirectoryStream.h"
 
 namespace vanto::vexd {
-namespace {
-
-struct CloseDirectory {
-  void operator()(DIR* directory) const noexcept { closedir(directory); }
-};
-
-}  // namespace
+namespace {}  // namespace
 
 std::vector<TrustFiles::Place> TrustFiles::placesOfProcess() {
   std::vector<Place> places{{code::TrustDirectory::systemPath(), code::TrustOwner::Administrator}};
@@ -46,7 +39,7 @@ TrustFiles::State TrustFiles::look() const {
   for (const Place& place : places_) {
     Fd opened(open(place.path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     state.add(place.path, opened);
-    const std::unique_ptr<DIR, CloseDirectory> listing(opened ? fdopendir(opened.get()) : nullptr);
+    const DirectoryStream listing(opened ? fdopendir(opened.get()) : nullptr);
     if (!listing) continue;
     const int directory = opened.release();
     std::size_t count = 0;

@@ -1,24 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <VantoService/VantoServiceDiscovery.h>
 
-#include <dirent.h>
-
-#include <memory>
-
 #include <VantoService/KorFunctions.h>
 #include <VantoService/TemporaryScope.h>
 #include <VantoService/VantoServiceBundle.h>
 
+#include "value/DirectoryStream.h"
 #include "value/KorBundle.h"
 #include "value/platform/files.h"
 
 namespace {
 
 using vanto::Ref;
-
-struct CloseDirectory {
-  void operator()(DIR* directory) const noexcept { closedir(directory); }
-};
 
 /// Which of the directories above an executable a search ends with.
 enum class Wanted : unsigned char { Bundle, Framework };
@@ -41,7 +34,7 @@ PlistArray* VantoServiceBundles(const Bundle& bundle) {
     const vanto::TemporaryScope scope;
     const PlistString* directory = bundle.resourcePath()->deletingLastPathComponent()->appendingPathComponent(
         *PlistString::create("VantoServices"));
-    const std::unique_ptr<DIR, CloseDirectory> stream(opendir(directory->utf8()));
+    const vanto::DirectoryStream stream(opendir(directory->utf8()));
     while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
       const vanto::TemporaryScope entryScope;
       const Ref<PlistString> name = PlistString::create(entry->d_name);

@@ -49,10 +49,14 @@ TEST_F(CodeInterface, TellsOfMissingDescriptorsAndNotOfAnEnd) {
   const Held peer = peers.take();
   rlimit before{};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-  const rlimit none{0, before.rlim_max};
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  const Fd last(dup(self_.get()));
+  const rlimit few{static_cast<rlim_t>(last.get()) + 1, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+  std::vector<Fd> taken;
+  while (taken.empty() || taken.back()) taken.emplace_back(dup(self_.get()));
   const Held errors[] = {Held(vanto_copy_peer_code(connection, generous)), Held(vanto_copy_peer_code(peer, generous)),
                          Held(vanto_copy_process_code(self_.get(), generous))};
+  taken.clear();
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
   for (const Held& error : errors) {
     EXPECT_EQ(codeOf(error), VANTO_ERROR_FULL);
