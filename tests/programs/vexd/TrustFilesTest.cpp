@@ -75,6 +75,21 @@ TEST_F(TrustFilesTest, SeesADirectoryThatIsMadeOrRemoved) {
   EXPECT_TRUE(files_.directories()[0].keys.empty());
 }
 
+TEST_F(TrustFilesTest, ReadsThemAgainWhileOneIsDoubted) {
+  chmod(path_.c_str(), 0770);
+  settle(path_);
+  EXPECT_NE(files_.directories()[0].doubt, "");
+  const std::uint64_t doubted = files_.generation();
+  EXPECT_NE(files_.directories()[0].doubt, "");
+  EXPECT_GT(files_.generation(), doubted);
+  chmod(path_.c_str(), 0700);
+  settle(path_);
+  EXPECT_EQ(files_.directories()[0].doubt, "");
+  const std::uint64_t settled = files_.generation();
+  EXPECT_EQ(files_.directories()[0].doubt, "");
+  EXPECT_EQ(files_.generation(), settled);
+}
+
 TEST(TrustFilesPlaces, AreThoseOfMachineAndUser) {
   const auto places = TrustFiles::placesOfProcess();
   ASSERT_FALSE(places.empty());
