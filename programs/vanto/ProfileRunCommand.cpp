@@ -1,37 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/ProfileRunCommand.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <optional>
-#include <string_view>
 
 #include <unistd.h>
 
 #include "sandbox/Confinement.h"
 #include "sandbox/PolicyExplanation.h"
 #include "vanto/ProfileDocument.h"
+#include "vanto/ProgramSearch.h"
 #include "vanto/RealPlaces.h"
 #include "vanto/VisibleText.h"
 
 namespace vanto::tool {
 namespace {
-
-/// Where the program `name` is, by the directories of PATH where it has no slash; empty when it is nowhere.
-std::string programNamed(const std::string& name) {
-  if (name.find('/') != std::string::npos) return name;
-  const char* const path = std::getenv("PATH");
-  std::string_view rest = path == nullptr ? "/usr/bin:/bin" : path;
-  while (!rest.empty()) {
-    const std::string_view directory = rest.substr(0, rest.find(':'));
-    rest.remove_prefix(std::min(directory.size() + 1, rest.size()));
-    std::string file = std::string(directory.empty() ? "." : directory) + "/" + name;
-    if (access(file.c_str(), X_OK) == 0) return file;
-  }
-  return {};
-}
 
 /// What a profile lacks that refused to execute `program`. To be asked before confinement, which hides files.
 std::string lackOf(const Policy& policy, const std::string& program) {
