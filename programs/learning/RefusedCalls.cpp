@@ -23,6 +23,14 @@ void readPersonality(const TraceLine& line, RunRecord& record) {
   if (line.argument(0).number() != query && line.argument(0).number() != PER_LINUX) record.remarkRefused(line.name);
 }
 
+/// Beside "allow execute", without which no command runs under a profile.
+void readMemory(const TraceLine& line, RunRecord& record) {
+  constexpr std::int64_t sealedAgainstExecution = 8;
+  if ((line.argument(1).number().value_or(0) & sealedAgainstExecution) == 0) {
+    record.remarkRefused("memfd_create without MFD_NOEXEC_SEAL");
+  }
+}
+
 void readControl(const TraceLine& line, RunRecord& record) {
   // Those of every descriptor are no matter of the device.
   constexpr std::array<std::int64_t, 4> ofDescriptors{FIOCLEX, FIONCLEX, FIONBIO, FIOASYNC};
@@ -37,7 +45,8 @@ void readControl(const TraceLine& line, RunRecord& record) {
 
 /// Refused whatever a profile says and whatever they are called with.
 std::vector<CallReader> allReaders() {
-  std::vector<CallReader> readers{{"ioctl", &readControl}, {"personality", &readPersonality}};
+  std::vector<CallReader> readers{
+      {"ioctl", &readControl}, {"memfd_create", &readMemory}, {"personality", &readPersonality}};
   Policy open;
   open.paths = {{"/", Right::Execute, {}}};
   open.others = {{Right::Processes, {}}};

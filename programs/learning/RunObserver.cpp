@@ -41,12 +41,43 @@ std::vector<std::string_view> RunObserver::calls() {
 }
 
 RunObserver::Outcome RunObserver::take(std::string_view text) {
-  const auto line = TraceLine::of(text);
-  if (!line) return Outcome::NotUnderstood;
-  if (!record_.processes.isKnown(line->process)) return wait(*line, text);
-  read(*line);
-  readWaiting(threadMadeBy(*line));
+  const auto part = TraceLinePart::of(text);
+  if (!part) {
+    const auto line = TraceLine::of(text);
+    return line ? takeWhole(*line, text) : Outcome::NotUnderstood;
+  }
+  if (part->kind == TraceLinePart::Kind::Begin) return keepBegin(part->process, text.substr(0, part->text.size()));
+  auto begin = begins_.extract(part->process);
+  if (begin.empty()) return Outcome::NotUnderstood;
+  // The tracer can lose the result of a program that takes the place of other threads; it has begun then.
+  const bool isSuccessor = successors_.erase(part->process) != 0;
+  const std::string whole = std::move(begin.mapped()) + (isSuccessor ? ") = 0" : std::string(part->text));
+  const auto line = TraceLine::of(whole);
+  return line && line->name == part->name ? takeWhole(*line, whole) : Outcome::NotUnderstood;
+}
+
+RunObserver::Outcome RunObserver::keepBegin(std::int64_t process, std::string_view text) {
+  if (begins_.size() == limits::waitingCalls) return Outcome::TooMuch;
+  return begins_.emplace(process, text).second ? Outcome::Taken : Outcome::NotUnderstood;
+}
+
+RunObserver::Outcome RunObserver::takeWhole(const TraceLine& line, std::string_view text) {
+  if (line.kind != TraceLine::Kind::Call) begins_.erase(line.process);
+  if (line.kind == TraceLine::Kind::Superseded) return supersede(line);
+  if (!record_.processes.isKnown(line.process)) return wait(line, text);
+  read(line);
+  readWaiting(threadMadeBy(line));
   return record_.facts.count() <= limits::facts ? Outcome::Taken : Outcome::TooMuch;
+}
+
+/// The call that executes returns in the thread that it was not made by.
+RunObserver::Outcome RunObserver::supersede(const TraceLine& line) {
+  auto begin = begins_.extract(line.successor);
+  if (begin.empty()) return Outcome::Taken;
+  const std::size_t number = begin.mapped().find_first_not_of("0123456789");
+  begins_.emplace(line.process, std::to_string(line.process) + begin.mapped().substr(number));
+  successors_.insert(line.process);
+  return Outcome::Taken;
 }
 
 void RunObserver::read(const TraceLine& line) {

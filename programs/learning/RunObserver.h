@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,11 +39,18 @@ class RunObserver {
 
  private:
   void read(const TraceLine& line);
+  [[nodiscard]] Outcome takeWhole(const TraceLine& line, std::string_view text);
+  [[nodiscard]] Outcome keepBegin(std::int64_t process, std::string_view text);
+  [[nodiscard]] Outcome supersede(const TraceLine& line);
   [[nodiscard]] Outcome wait(const TraceLine& line, std::string_view text);
   void readWaiting(std::int64_t process);
 
   RunRecord record_;
   std::string beginError_;
+  /// First parts of lines that others stand between the parts of.
+  std::map<std::int64_t, std::string> begins_;
+  /// Threads whose first part is of the thread that they go on as.
+  std::set<std::int64_t> successors_;
   /// Calls of processes that nobody has said to have made yet: who makes one can return after its first calls.
   std::map<std::int64_t, std::vector<std::string>> waiting_;
   std::size_t waitingCount_ = 0;

@@ -183,13 +183,15 @@ std::optional<TracePlace> TraceValue::place() const {
   place.isDeleted = text_.substr(end) == "(deleted)";
   if (!place.isDeleted && end != text_.size()) return std::nullopt;
   const std::size_t device = isPathStart(inside) ? inside.find('<') : 0;
-  if (device != 0) {
-    auto path = decoded(inside.substr(0, device));
-    if (!path) return std::nullopt;
-    place.path = std::move(*path);
+  if (device == 0) {
+    place.kind = inside;
+    return place;
   }
-  if (device == npos) return place;
-  place.kind = device == 0 ? inside : inside.substr(device + 1, inside.size() - device - 2);
+  auto path = decoded(inside.substr(0, device));
+  if (!path) return std::nullopt;
+  // What has no path, such as a pipe, has a name in its place.
+  (path->starts_with('/') ? place.path : place.kind) = std::move(*path);
+  if (device != npos) place.kind = inside.substr(device + 1, inside.size() - device - 2);
   return place;
 }
 

@@ -214,7 +214,7 @@ class Learning {
     for (const std::uint16_t port : facts_.connectedPorts) note(builder.allowPorts({port, port}, Right::Connect, {}));
     const auto [first, last] = chosenPorts();
     for (const std::uint16_t port : facts_.connectedPorts) {
-      if (port < first || port > last) continue;
+      if (port < first || port > last || facts_.boundPorts.contains(port)) continue;
       remark("port " + std::to_string(port) + " is one of those that the kernel chooses, and may be another next time");
     }
     // A socket without a port needs some port that is allowed; this one takes none from anybody.

@@ -102,7 +102,6 @@ std::vector<std::string> tracerArguments(const std::string& trace, const std::ve
                                      "-o",     trace,
                                      "-e",     tracedCalls(),
                                      "-e",     "signal=none",
-                                     "-e",     "status=successful,failed",
                                      "-e",     "verbose=?connect,?bind,?sendto,?sendmsg,?sendmmsg,?clone3,?openat2",
                                      "--"};
   arguments.insert(arguments.end(), command.begin(), command.end());
