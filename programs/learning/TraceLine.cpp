@@ -71,7 +71,7 @@ bool readResult(std::string_view text, TraceLine& line) {
   line.result = TraceValue(text.substr(0, end));
   if (!line.result.number()) return false;
   std::string_view rest = text.substr(end);
-  if (rest.empty()) return true;
+  if (rest.empty()) return text != "-1";
   if (!skip(rest, " ")) return false;
   if (text.starts_with("-1 ")) {
     line.error = taken(rest, isErrorCharacter);
