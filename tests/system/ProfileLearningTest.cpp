@@ -93,7 +93,8 @@ TEST_F(ProfileLearning, IsEnoughForCommandsAboutFiles) {
 }
 
 TEST_F(ProfileLearning, IsEnoughForCommandsAboutProcesses) {
-  expectTheSameUnderItsProfile({"sh", "-c", "sleep 60 & kill $!; wait $!; echo $?"});
+  expectTheSameUnderItsProfile(
+      {"sh", "-c", "mkfifo out/p; (echo >out/p; read x <out/p) & read y <out/p; kill $!; wait $!; echo $?"});
   EXPECT_TRUE(says("allow processes"));
   EXPECT_FALSE(says("allow signal"));
   expectTheSameUnderItsProfile({"sh", "-c", "kill -0 $PPID; echo $?"});
