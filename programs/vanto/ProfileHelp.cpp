@@ -99,8 +99,9 @@ Usage: vanto profile run [--bundle BUNDLE] [--parameter NAME=VALUE]...
   --parameter NAME=VALUE  a value of one parameter; others stand for themselves
 
 The profile has to allow execute for COMMAND and for its loader or interpreter, which a
-service does not need. What services get beside their profile, this does not give. What the
-kernel cannot deny, and paths that are not there, are told on standard error.
+service does not need. What the platform itself needs is given besides, as to a service; to
+listen under its name, to that of BUNDLE. What the kernel cannot deny, and paths that are
+not there, are told on standard error.
 
 Exit status: 0 or whatever else COMMAND ends with, 2 it was not run.
 

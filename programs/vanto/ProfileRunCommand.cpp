@@ -2,12 +2,15 @@
 #include "vanto/ProfileRunCommand.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <optional>
+#include <string_view>
 
 #include <unistd.h>
 
 #include "sandbox/Confinement.h"
+#include "sandbox/OwnNeeds.h"
 #include "sandbox/PolicyExplanation.h"
 #include "vanto/ProfileDocument.h"
 #include "vanto/ProgramSearch.h"
@@ -30,15 +33,18 @@ void execute(const std::string& program, const std::vector<std::string>& command
   std::vector<char*> arguments;
   for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
+  // Ignored by this program only.
+  std::signal(SIGXFSZ, SIG_DFL);
   execv(program.c_str(), arguments.data());
 }
 
 /// Confines the process and executes the command; gives what prevented it, visible.
-std::string runConfined(Console& console, const Policy& policy, const std::vector<std::string>& command) {
+std::string runConfined(Console& console, const Policy& policy, std::string_view identifier,
+                        const std::vector<std::string>& command) {
   const std::string program = programNamed(command.front());
   if (program.empty()) return visible(command.front()) + ": there is no such program";
   const std::string lack = lackOf(policy, program);
-  const Receipt receipt = Confinement().enter(policy);
+  const Receipt receipt = Confinement().enter(policy, ownNeedsOf(identifier, ListeningSocket::Made));
   if (!receipt.error.empty()) return "not confined: " + visible(receipt.error);
   for (const RightRemark& remark : receipt.missing) {
     console.complain("not denied: " + std::string(nameOf(remark.right)) + ": " + remark.reason);
@@ -58,7 +64,7 @@ ExitStatus ProfileRunCommand::run(Console& console) const {
   std::string problem;
   const auto values = ProfileValues::of(choice, problem);
   const auto document = values ? ProfileDocument::readGood(file, *values, problem) : std::nullopt;
-  if (document) problem = runConfined(console, *document->result.policy, command);
+  if (document) problem = runConfined(console, *document->result.policy, values->identifier(), command);
   console.complain(problem);
   return ExitStatus::Failed;
 }
