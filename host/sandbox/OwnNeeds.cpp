@@ -7,6 +7,7 @@
 
 #include "ipc/Domain.h"
 #include "ipc/SocketName.h"
+#include "process/ProcessInformation.h"
 #include "sandbox/Landlock.h"
 #include "value/limits.h"
 
@@ -44,6 +45,8 @@ std::vector<PlannedPath> ownNeedsOf(std::string_view identifier, ListeningSocket
     const std::string directory = pathOf(openDomain(domain));
     if (!directory.empty()) needs.push_back({directory + '/' + codeSigningService, landlock::resolveUnix});
   }
+  // Whose a client is, where only /proc tells. Nobody knows yet which clients there will be.
+  if (!hasProcessInformation()) needs.push_back({"/proc", landlock::readFile});
   if (socket == ListeningSocket::Made) addListening(identifier, needs);
   return needs;
 }

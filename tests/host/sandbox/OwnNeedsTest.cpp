@@ -13,9 +13,11 @@
 #include "host/ipc/ManagerEnd.h"
 #include "host/sandbox/Compiled.h"
 #include "ipc/ServiceSocket.h"
+#include "process/ProcessInformation.h"
 #include "sandbox/Confinement.h"
 #include "sandbox/Landlock.h"
 #include "support/Child.h"
+#include "support/HiddenCalls.h"
 
 namespace vanto::test {
 namespace {
@@ -60,6 +62,17 @@ TEST(OwnNeeds, AreToListenWhereNobodyHandsOverASocket) {
 TEST(OwnNeeds, AreNotToListenWhereASocketIsHandedOver) {
   const RuntimeDirectory directory;
   EXPECT_EQ(bitsAt(ownNeedsOf(name, ListeningSocket::HandedOver), directory.directory() / "vanto/user"), 0U);
+}
+
+TEST(OwnNeeds, AreToReadAboutProcessesOnlyWhereTheKernelDoesNotTell) {
+  const RuntimeDirectory directory;
+  EXPECT_EQ(bitsAt(needsOfAListener(), "/proc"), hasProcessInformation() ? 0U : landlock::readFile);
+  const ChildOutcome outcome = runInChild([](const ChildReport&) {
+    testing::hideProcessInformation();
+    EXPECT_FALSE(hasProcessInformation());
+    EXPECT_EQ(bitsAt(needsOfAListener(), "/proc"), landlock::readFile);
+  });
+  EXPECT_EQ(outcome.end, "exit status 0");
 }
 
 TEST(OwnNeeds, MakeNoDirectoryForNoService) {
