@@ -77,7 +77,7 @@ TEST_F(TracedRunTest, LeavesNoDescriptorAndNoMask) {
 }
 
 TEST_F(TracedRunTest, LeavesToTheCommandWhatItWouldHaveWithoutATracer) {
-  const std::string script = "{ ls /proc/$$/fd; grep -e SigBlk /proc/$$/status; } > ";
+  const std::string script = "{ ls /proc/$$/fd; grep -e SigBlk /proc/self/status; } > ";
   ASSERT_EQ(std::system((script + directory_ / "free").c_str()), 0);
   EXPECT_EQ(run({"sh", "-c", script + directory_ / "traced"}), "");
   EXPECT_EQ(WEXITSTATUS(status_), 0);
