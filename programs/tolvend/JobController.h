@@ -10,7 +10,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "ipc/PublishedSocket.h"
@@ -124,7 +123,7 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   void refuse(InstanceId instance, const StartFailure& failure) override;
   void forget(InstanceId instance) override;
   void tellWaiting(const StartFailure& failure) override;
-  void signal(InstanceId instance, LifeCycleWorld::Signal signal) override;
+  void signal(InstanceId instance, JobWorld::Signal signal) override;
   void letLeave(InstanceId instance) override;
   void setTimer(std::uint64_t deadline) override;
   void changed() override;
@@ -140,10 +139,6 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   /// Whether it is confined as much as it must be. If not, it is rejected.
   [[nodiscard]] bool isFit(InstanceId instance);
 
-  template <typename Function>
-  decltype(auto) withLifeCycle(Function function);
-  template <typename Function>
-  decltype(auto) withLifeCycle(Function function) const;
   void listenerReplaced();
   [[nodiscard]] JobListener::Refusal refusalOf(const StartFailure& failure) const;
 
@@ -157,7 +152,9 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   std::map<InstanceId, Running> running_;
   /// Numbers of the last processes, for what is told of them when they are gone.
   std::deque<std::pair<InstanceId, pid_t>> pids_;
-  std::variant<std::monostate, LifeCycle, MultipleLifeCycle> lifeCycle_;
+  /// Of what it is, or null where the job has several instances.
+  LifeCycle* single_ = nullptr;
+  std::unique_ptr<JobLife> life_;
 };
 
 }  // namespace vanto::manager

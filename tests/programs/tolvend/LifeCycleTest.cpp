@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include <gtest/gtest.h>
+#include "LifeCycleFixture.h"
 
 namespace vanto::manager {
 namespace {
@@ -20,75 +20,7 @@ constexpr Ending crash{Ending::Kind::Signalled, 11};
 constexpr Ending exit0{Ending::Kind::Exited, 0};
 constexpr Ending exit3{Ending::Kind::Exited, 3};
 
-/// Writes down what is asked of it; whether clients wait is set by the test.
-class ScriptedWorld final : public LifeCycleWorld {
- public:
-  void watchListener(bool shallWatch) override { note(shallWatch ? "watch" : "unwatch"); }
-  bool isAnybodyWaiting() override { return isWaiting; }
-  bool spawn(InstanceId instance, StartFailure& failure) override {
-    note("spawn " + std::to_string(instance));
-    if (!isSpawnFailing) return true;
-    failure.stage = Stage::Proxy;
-    failure.error = ENOENT;
-    return false;
-  }
-  void tellWaiting(const StartFailure& failure) override {
-    note(std::string("tell ") + stageName(failure.stage));
-    isWaiting = false;
-    told = failure;
-  }
-  void signal(InstanceId instance, Signal signal) override {
-    note((signal == Signal::Kill ? "kill " : "terminate ") + std::to_string(instance));
-  }
-  void letLeave(InstanceId instance) override { note("leave " + std::to_string(instance)); }
-  void setTimer(std::uint64_t deadline) override { timer = deadline; }
-  void changed() override { ++changes; }
-
-  /// What was asked since the last call.
-  std::string taken() { return std::exchange(notes_, ""); }
-
-  bool isWaiting = false;
-  bool isSpawnFailing = false;
-  std::uint64_t timer = UINT64_MAX;
-  int changes = 0;
-  StartFailure told;
-
- private:
-  void note(const std::string& what) { notes_ += (notes_.empty() ? "" : ", ") + what; }
-  std::string notes_;
-};
-
-class LifeCycleTest : public testing::Test {
- protected:
-  LifeCycleTest() {
-    life.begin(now);
-    EXPECT_EQ(world.taken(), "watch");
-  }
-
-  void client() {
-    world.isWaiting = true;
-    life.connectionWaiting(now);
-  }
-  /// A process that listens, and has greeted its client.
-  void serve() {
-    client();
-    life.executed(life.current(), now);
-    life.listening(life.current(), now);
-    world.isWaiting = false;
-    life.greeted(life.current(), now);
-    static_cast<void>(world.taken());
-  }
-  /// Lets the time of the timer come.
-  void wait() {
-    ASSERT_NE(world.timer, UINT64_MAX);
-    now = std::exchange(world.timer, UINT64_MAX);
-    life.timerExpired(now);
-  }
-
-  std::uint64_t now = 100 * second;
-  ScriptedWorld world;
-  LifeCycle life{world, BackOff(1)};
-};
+using LifeCycleTest = LifeCycleFixture;
 
 TEST_F(LifeCycleTest, StartsForTheFirstClient) {
   EXPECT_EQ(life.state(), State::Resting);
@@ -476,7 +408,7 @@ TEST_F(LifeCycleTest, ForgetsThePauseWhenStarted) {
 TEST_F(LifeCycleTest, DoesNothingMoreOnceRetired) {
   serve();
   life.retire(Stage::Removed, now);
-  EXPECT_EQ(world.taken(), "tell removed, terminate 1");
+  EXPECT_EQ(world.taken(), "terminate 1, tell removed");
   life.start(now);
   life.restart(now);
   life.hold(now);
@@ -538,40 +470,6 @@ TEST_F(LifeCycleTest, IgnoresCallsAboutOthers) {
   EXPECT_EQ(world.taken(), "");
   EXPECT_EQ(world.changes, changes);
   EXPECT_EQ(life.current(), 1U);
-}
-
-TEST_F(LifeCycleTest, SaysWhatChanges) {
-  int changes = world.changes;
-  const auto hasChanged = [&] {
-    return world.changes > std::exchange(changes, world.changes);
-  };
-  client();
-  EXPECT_TRUE(hasChanged());
-  life.executed(1, now);
-  EXPECT_FALSE(hasChanged());
-  life.listening(1, now);
-  EXPECT_TRUE(hasChanged());
-  life.ended(1, crash, now);
-  EXPECT_TRUE(hasChanged());
-  wait();
-  EXPECT_TRUE(hasChanged());
-}
-
-TEST_F(LifeCycleTest, SetsItsTimerAgainWhenThatCameEarly) {
-  client();
-  const std::uint64_t deadline = std::exchange(world.timer, UINT64_MAX);
-  life.timerExpired(deadline - 1);
-  EXPECT_EQ(world.timer, deadline);
-  EXPECT_EQ(life.failures(), 0U);
-}
-
-TEST_F(LifeCycleTest, NamesItsStates) {
-  EXPECT_STREQ(stateName(State::Resting), "resting");
-  EXPECT_STREQ(stateName(State::Pausing), "pausing");
-  EXPECT_STREQ(stateName(State::Starting), "starting");
-  EXPECT_STREQ(stateName(State::Running), "running");
-  EXPECT_STREQ(stateName(State::Stopping), "stopping");
-  EXPECT_STREQ(stateName(State::Held), "held");
 }
 
 TEST_F(LifeCycleTest, KillsWhatIsRejectedBeforeItTells) {

@@ -13,87 +13,19 @@
 
 #include <gtest/gtest.h>
 
+#include "ScriptedMultipleWorld.h"
 #include "value/limits.h"
 
 namespace vanto::manager {
 namespace {
 
 using Stage = StartFailure::Stage;
-using State = LifeCycle::State;
+using State = LifeCycleState;
 
 constexpr std::uint64_t millisecond = 1'000'000;
 constexpr std::uint64_t second = 1'000'000'000;
 constexpr Ending crash{Ending::Kind::Signalled, 11};
 constexpr Ending exit0{Ending::Kind::Exited, 0};
-
-/// Writes down what is asked of it, and knows by itself who waits, which connections it holds and which processes are
-/// there. What must never be is a failure at once.
-class ScriptedWorld final : public MultipleLifeCycleWorld {
- public:
-  void watchListener(bool shallWatch) override {
-    EXPECT_NE(shallWatch, isWatching);
-    isWatching = shallWatch;
-    note(shallWatch ? "watch" : "unwatch");
-  }
-  bool accept(InstanceId instance, uid_t& user) override {
-    if (waiting.empty()) return false;
-    user = waiting.front();
-    waiting.pop_front();
-    EXPECT_TRUE(connections.emplace(instance, user).second);
-    return true;
-  }
-  bool spawn(InstanceId instance, StartFailure& failure) override {
-    EXPECT_TRUE(connections.contains(instance));
-    EXPECT_FALSE(isClosed) << "a start while held or retired";
-    note("spawn " + std::to_string(instance));
-    if (isSpawnFailing) {
-      failure.stage = Stage::Resources;
-      failure.error = EAGAIN;
-      return false;
-    }
-    processes[instance] = connections[instance];
-    return true;
-  }
-  void refuse(InstanceId instance, const StartFailure& failure) override {
-    EXPECT_EQ(connections.erase(instance), 1U);
-    note("refuse " + std::to_string(instance) + " " + stageName(failure.stage));
-    told = failure;
-  }
-  void forget(InstanceId instance) override {
-    EXPECT_EQ(connections.erase(instance), 1U);
-    note("forget " + std::to_string(instance));
-  }
-  void tellWaiting(const StartFailure& failure) override {
-    note(std::string("tell ") + stageName(failure.stage));
-    waiting.clear();
-    told = failure;
-  }
-  void signal(InstanceId instance, LifeCycleWorld::Signal signal) override {
-    EXPECT_TRUE(processes.contains(instance));
-    const bool isKill = signal == LifeCycleWorld::Signal::Kill;
-    if (isKill) killed.push_back(instance);
-    note((isKill ? "kill " : "terminate ") + std::to_string(instance));
-  }
-  void setTimer(std::uint64_t deadline) override { timer = deadline; }
-  void changed() override { ++changes; }
-
-  std::string taken() { return std::exchange(notes_, ""); }
-
-  std::deque<uid_t> waiting;
-  std::map<InstanceId, uid_t> connections;
-  std::map<InstanceId, uid_t> processes;
-  std::vector<InstanceId> killed;
-  bool isWatching = false;
-  bool isSpawnFailing = false;
-  bool isClosed = false;
-  std::uint64_t timer = UINT64_MAX;
-  int changes = 0;
-  StartFailure told;
-
- private:
-  void note(const std::string& what) { notes_ += (notes_.empty() ? "" : ", ") + what; }
-  std::string notes_;
-};
 
 class MultipleLifeCycleTest : public ::testing::Test {
  protected:
@@ -127,7 +59,7 @@ class MultipleLifeCycleTest : public ::testing::Test {
   }
 
   std::uint64_t now = 100 * second;
-  ScriptedWorld world;
+  ScriptedMultipleWorld world;
   InstanceLimit limit;
   MultipleLifeCycle life{world, limit, BackOff(1)};
 };
@@ -309,7 +241,7 @@ TEST_F(MultipleLifeCycleTest, DoesNothingMoreOnceRetired) {
 }
 
 TEST_F(MultipleLifeCycleTest, HoldsAtOnceBeforeItBegins) {
-  ScriptedWorld other;
+  ScriptedMultipleWorld other;
   MultipleLifeCycle early(other, limit, BackOff(1));
   EXPECT_EQ(early.state(), State::Stopping);
   early.hold(now);
@@ -325,7 +257,7 @@ TEST_F(MultipleLifeCycleTest, HoldsAtOnceBeforeItBegins) {
 
 TEST_F(MultipleLifeCycleTest, GivesBackWhatItCountsWhenItEnds) {
   {
-    ScriptedWorld other;
+    ScriptedMultipleWorld other;
     MultipleLifeCycle ending(other, limit, BackOff(1));
     ending.begin(now);
     other.waiting.push_back(1000);
@@ -446,7 +378,7 @@ class MultipleWalk {
 
   std::mt19937_64 random_;
   std::uint64_t now_ = 100 * second;
-  ScriptedWorld world_;
+  ScriptedMultipleWorld world_;
   InstanceLimit limit_;
   MultipleLifeCycle life_{world_, limit_, BackOff(random_())};
 };
