@@ -43,6 +43,12 @@ Ref<vanto_object> instancesReport(const JobController& job) {
   return reports;
 }
 
+/// Nanoseconds until the next start may be; 0 unless it pauses.
+std::uint64_t pauseLeft(const JobController& job) noexcept {
+  const std::uint64_t now = monotonicNow();
+  return job.state() == LifeCycle::State::Pausing && job.earliestStart() > now ? job.earliestStart() - now : 0;
+}
+
 template <typename Iterator>
 Ref<vanto_object> reportsOf(Iterator first, Iterator last) {
   const Ref<vanto_object> reports = newArray();
@@ -53,9 +59,12 @@ Ref<vanto_object> reportsOf(Iterator first, Iterator last) {
 }  // namespace
 
 Ref<vanto_object> failureReport(const JobController& job, const StartFailure& failure) {
+  // The pause that it brought may be over, or have been ended.
+  StartFailure told = failure;
+  told.pause = pauseLeft(job);
   DictionaryBuilder report;
   report.text("stage", stageName(failure.stage))
-      .text("text", failureText(failure))
+      .text("text", failureText(told))
       .number("time", signedOf(realTimeOf(failure.time)));
   if (failure.error != 0) report.number("error", failure.error);
   if (failure.exitStatus >= 0) report.number("status", failure.exitStatus);
@@ -76,10 +85,7 @@ Ref<vanto_object> jobState(const JobController& job) {
       .truth("multiple", job.job().isMultiple)
       .number("starts", signedOf(job.starts()))
       .number("failures", signedOf(job.failures()));
-  const std::uint64_t now = monotonicNow();
-  if (job.state() == LifeCycle::State::Pausing && job.earliestStart() > now) {
-    report.number("retry", signedOf(job.earliestStart() - now));
-  }
+  if (const std::uint64_t left = pauseLeft(job); left != 0) report.number("retry", signedOf(left));
   if (const StartFailure* failure = job.lastFailure()) report.object("failure", failureReport(job, *failure));
   return report.take();
 }
