@@ -218,6 +218,11 @@ JobListener::Refusal JobController::refusalOf(const StartFailure& failure) const
   return refusal;
 }
 
+bool JobController::hasClientLeft(InstanceId instance) {
+  const auto place = running_.find(instance);
+  return place != running_.end() && JobListener::hasLeft(place->second.connection.get());
+}
+
 void JobController::refuse(InstanceId instance, const StartFailure& failure) {
   const auto place = running_.find(instance);
   if (place == running_.end()) return;

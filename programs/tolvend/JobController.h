@@ -120,6 +120,7 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   [[nodiscard]] bool isAnybodyWaiting() override;
   [[nodiscard]] bool accept(InstanceId instance, uid_t& user) override;
   [[nodiscard]] bool spawn(InstanceId instance, StartFailure& failure) override;
+  [[nodiscard]] bool hasClientLeft(InstanceId instance) override;
   void refuse(InstanceId instance, const StartFailure& failure) override;
   void forget(InstanceId instance) override;
   void tellWaiting(const StartFailure& failure) override;

@@ -28,6 +28,14 @@ namespace {
 
 constexpr std::uint64_t restNanoseconds = 100'000'000;
 
+/// Which of the events of poll(2) are there now.
+short readiness(int descriptor, short events) noexcept {
+  pollfd set{descriptor, events, 0};
+  while (poll(&set, 1, 0) < 0 && errno == EINTR) {
+  }
+  return set.revents;
+}
+
 }  // namespace
 
 JobListener::JobListener(Alarms& alarms, SpareDescriptor& spare, std::function<void()> waiting,
@@ -110,11 +118,11 @@ void JobListener::rest() {
 }
 
 bool JobListener::isAnybodyWaiting() const noexcept {
-  pollfd set{descriptor(), POLLIN, 0};
-  int count = -1;
-  while (socket_ && (count = poll(&set, 1, 0)) < 0 && errno == EINTR) {
-  }
-  return count == 1 && (set.revents & POLLIN) != 0;
+  return socket_ && (readiness(descriptor(), POLLIN) & POLLIN) != 0;
+}
+
+bool JobListener::hasLeft(int client) noexcept {
+  return (readiness(client, 0) & POLLHUP) != 0;
 }
 
 void JobListener::refuse(int client, const Refusal& refusal) {

@@ -37,6 +37,9 @@ class JobListener {
   /// Accepts the client who waits longest. Without a descriptor for it those who wait are to be refused.
   [[nodiscard]] Accepted accept() { return acceptClient(descriptor()); }
 
+  /// Whether a client, whose socket is borrowed, has closed its end.
+  [[nodiscard]] static bool hasLeft(int client) noexcept;
+
   /// What a client is told who is not served.
   struct Refusal {
     vanto_error_code_t code;

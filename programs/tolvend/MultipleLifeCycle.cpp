@@ -14,7 +14,9 @@
 // since a process without the library never says so. If the process ends before that, the client is told why. A client
 // whose process was ended by people is told nothing: its library connects again and finds what there is then. An
 // end with status 0 before the greeting tells the client as well, and is no failure otherwise, since a service may end
-// so after it has refused somebody, who must not be able to keep all others out for a pause.
+// so after it has refused somebody, who must not be able to keep all others out for a pause. For the same reason no end
+// before the greeting is a failure when the client had left by then, whatever the status: many programs end by a signal
+// when they write to somebody who is gone. If the service is at fault, the next client who stays finds out.
 //
 // Each process counts, for the job and for the user, until it has ended, whatever it has said.
 #include "tolvend/MultipleLifeCycle.h"
@@ -104,8 +106,9 @@ void MultipleLifeCycle::ended(InstanceId instance, Ending ending, std::uint64_t 
   if (!record) return;
   StartFailure failure = record->failure(now);
   (ending.kind == Ending::Kind::Signalled ? failure.signal : failure.exitStatus) = ending.value;
+  noteClient(*record);
   const bool isFailure = isCrash(ending) || (failure.stage == StartFailure::Stage::Listening && record->hasConnection);
-  const bool isNews = isFailure && !record->isAsked && !record->hasFailed;
+  const bool isNews = isFailure && !record->isAsked && !record->hasFailed && !record->hasLostClient;
   endConnection(*record, isNews ? failRun(failure, now) : failure);
   limit_.giveBack(record->user);
   settle(now);
@@ -170,13 +173,19 @@ void MultipleLifeCycle::endConnection(InstanceRecord& instance, const StartFailu
 }
 
 void MultipleLifeCycle::refuseConnection(InstanceRecord& instance, const StartFailure& failure) {
+  noteClient(instance);
   instance.lookAt = never;
   if (std::exchange(instance.hasConnection, false)) world_.refuse(instance.id, failure);
 }
 
 void MultipleLifeCycle::forgetConnection(InstanceRecord& instance) {
+  noteClient(instance);
   instance.lookAt = never;
   if (std::exchange(instance.hasConnection, false)) world_.forget(instance.id);
+}
+
+void MultipleLifeCycle::noteClient(InstanceRecord& instance) {
+  if (instance.hasConnection && !instance.hasGreeted) instance.hasLostClient = world_.hasClientLeft(instance.id);
 }
 
 void MultipleLifeCycle::look(InstanceRecord& instance, std::uint64_t now) {

@@ -18,6 +18,8 @@ class MultipleLifeCycleWorld : public JobWorld {
   /// Accepts the one client that waits longest, as the connection of `instance`, and tells whose it is. False when
   /// there is none any more, or no descriptor for it, which all who wait are told.
   [[nodiscard]] virtual bool accept(InstanceId instance, uid_t& user) = 0;
+  /// Whether the client of the connection of `instance`, which the world still keeps, has closed its end.
+  [[nodiscard]] virtual bool hasClientLeft(InstanceId instance) = 0;
   /// Tells the client of the connection of `instance` why it is not served, and closes that. The stage Limit goes with
   /// the code VANTO_ERROR_FULL, each other with VANTO_ERROR_START.
   virtual void refuse(InstanceId instance, const StartFailure& failure) = 0;
@@ -70,6 +72,8 @@ class MultipleLifeCycle final : public JobLife {
   void endConnection(InstanceRecord& instance, const StartFailure& failure);
   void refuseConnection(InstanceRecord& instance, const StartFailure& failure);
   void forgetConnection(InstanceRecord& instance);
+  /// Notes whether the client had left where the connection is given up before the greeting.
+  void noteClient(InstanceRecord& instance);
 
   MultipleLifeCycleWorld& world_;
   InstanceLimit& limit_;

@@ -64,6 +64,22 @@ TEST(JobListener, RefusesAllWhoWait) {
               }).empty());
 }
 
+TEST(JobListener, KnowsAClientWhoHasLeft) {
+  EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
+                ManagerWorld world(alarms);
+                JobListener listener(alarms, world.spare, [] {});
+                EXPECT_EQ(listener.open(world.domain.get(), "name", Access::Owner, Rival::Respect), "");
+                Fd client = world.client("name");
+                const Fd accepted = listener.accept().socket;
+                EXPECT_FALSE(JobListener::hasLeft(accepted.get()));
+                EXPECT_EQ(write(client.get(), "x", 1), 1);
+                EXPECT_FALSE(JobListener::hasLeft(accepted.get()));
+                client.reset();
+                EXPECT_TRUE(JobListener::hasLeft(accepted.get()));
+                finish();
+              }).empty());
+}
+
 TEST(JobListener, RespectsOrReplacesARival) {
   EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
                 ManagerWorld world(alarms);

@@ -160,6 +160,46 @@ TEST_F(MultipleLifeCycleTest, TakesNoEndAfterListeningForAFailureWithoutACrash) 
   EXPECT_EQ(life.state(), State::Resting);
 }
 
+TEST_F(MultipleLifeCycleTest, BlamesNoServiceForClientsWhoLeaveBeforeTheGreeting) {
+  for (const Ending ending : {exit0, Ending{Ending::Kind::Exited, 1}, Ending{Ending::Kind::Signalled, 13}}) {
+    for (const bool saysListening : {false, true}) {
+      for (const bool saysStopped : {false, true}) {
+        client();
+        const InstanceId instance = life.instances().back().id;
+        life.executed(instance, now);
+        if (saysListening) life.listening(instance, now);
+        world.gone.insert(instance);
+        if (saysStopped) life.stoppedAccepting(instance, now);
+        end(instance, ending);
+        EXPECT_EQ(life.failures(), 0U) << ending.value << saysListening << saysStopped;
+        EXPECT_EQ(life.state(), State::Resting);
+      }
+    }
+  }
+  EXPECT_TRUE(world.connections.empty());
+  // An honest client meanwhile waits for nothing, and finds out when it is the service's fault.
+  client();
+  end(life.instances().back().id, crash);
+  EXPECT_EQ(life.failures(), 1U);
+}
+
+TEST_F(MultipleLifeCycleTest, BlamesAServiceThatCrashesWhenItsClientLeavesAfterTheGreeting) {
+  const InstanceId instance = serve();
+  world.gone.insert(instance);
+  end(instance, crash);
+  EXPECT_EQ(life.failures(), 1U);
+}
+
+TEST_F(MultipleLifeCycleTest, BlamesNoServiceThatIsSilentWhenItsClientHadLeft) {
+  client();
+  life.executed(1, now);
+  world.gone.insert(1);
+  wait();
+  EXPECT_EQ(world.taken(), "spawn 1, forget 1");
+  end(1, crash);
+  EXPECT_EQ(life.failures(), 0U);
+}
+
 TEST_F(MultipleLifeCycleTest, PausesLongerWithEachCrashAndTellsOfIt) {
   for (int count = 0; count < 6 && life.earliestStart() == 0; ++count) {
     const InstanceId instance = serve();
@@ -318,7 +358,7 @@ class MultipleWalk {
       any = std::next(world_.processes.begin(), static_cast<long>(random_() % world_.processes.size()))->first;
     }
     world_.isSpawnFailing = random_() % 20 == 0;
-    switch (random_() % 24) {
+    switch (random_() % 25) {
       case 0:
         world_.isClosed = false;
         return life_.start(now_);
@@ -350,6 +390,9 @@ class MultipleWalk {
       case 12:
       case 13:
         return life_.greeted(any, now_);
+      case 14:
+        world_.gone.insert(any);
+        return;
       default:
         world_.waiting.push_back(static_cast<uid_t>(random_() % 3));
     }
@@ -358,7 +401,12 @@ class MultipleWalk {
   void end(InstanceId instance, Ending ending) {
     world_.processes.erase(instance);
     std::erase(world_.killed, instance);
+    const bool hasLeft = world_.connections.contains(instance) && world_.gone.contains(instance);
+    const std::uint64_t failures = life_.failures();
     life_.ended(instance, ending, now_);
+    if (hasLeft) {
+      EXPECT_EQ(life_.failures(), failures) << "a service is blamed for a client who has left";
+    }
   }
 
   void check() {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -43,6 +44,10 @@ class ScriptedMultipleWorld final : public MultipleLifeCycleWorld {
     processes[instance] = connections[instance];
     return true;
   }
+  bool hasClientLeft(InstanceId instance) override {
+    EXPECT_TRUE(connections.contains(instance));
+    return gone.contains(instance);
+  }
   void refuse(InstanceId instance, const StartFailure& failure) override {
     EXPECT_EQ(connections.erase(instance), 1U);
     note("refuse " + std::to_string(instance) + " " + stageName(failure.stage));
@@ -70,6 +75,8 @@ class ScriptedMultipleWorld final : public MultipleLifeCycleWorld {
 
   std::deque<uid_t> waiting;
   std::map<InstanceId, uid_t> connections;
+  /// Instances whose clients have left.
+  std::set<InstanceId> gone;
   std::map<InstanceId, uid_t> processes;
   std::vector<InstanceId> killed;
   bool isWatching = false;
