@@ -10,6 +10,8 @@
 #include "tolvend/JobListener.h"
 
 #include <cerrno>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include <poll.h>
@@ -34,6 +36,13 @@ short readiness(int descriptor, short events) noexcept {
   while (poll(&set, 1, 0) < 0 && errno == EINTR) {
   }
   return set.revents;
+}
+
+/// For people; the bare name where the system does not tell the directory's.
+std::string pathOf(int directory, const std::string& file) {
+  std::error_code error;
+  const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(directory), error);
+  return error ? file : (path / file).string();
 }
 
 }  // namespace
@@ -61,6 +70,7 @@ std::string JobListener::bind(PublishedSocket::Rival rival) {
     case VANTO_ERROR_IN_USE:
       return "another process already serves this name; end it first";
     default:
+      if (errno == ENOTSOCK) return pathOf(directory_, file_) + " is no socket; move it away";
       return "the socket cannot be made: " + errorNumberText(errno);
   }
   const int error = watch_.start(socket->descriptor(), EPOLLRDHUP, [this](std::uint32_t events) { isReady(events); });

@@ -468,6 +468,24 @@ TEST_F(ManagerLife, LoadsNoJobWhoseNameSomebodyElseServes) {
   vanto::testing::leaveObjects(1);
 }
 
+TEST_F(ManagerLife, LoadsNoJobWhereSomethingElseIsInTheWayOfItsSocket) {
+  {
+    const ManagerProcess manager(setting());
+    std::ofstream(socketPath(echo)) << "somebody's text";
+    EXPECT_EQ(load("echo", echo),
+              std::string(echo) + ": not loaded: " + socketPath(echo) + " is no socket; move it away");
+    EXPECT_EQ(std::filesystem::file_size(socketPath(echo)), 15U);
+    std::filesystem::remove(socketPath(echo));
+    EXPECT_EQ(load("echo", echo), "");
+  }
+  std::ofstream(socketPath(echo)) << "somebody's text";
+  const ManagerProcess next(setting());
+  ASSERT_TRUE(next.isReady());
+  EXPECT_EQ(next.messages(),
+            "tolvend: " + std::string(echo) + ": not loaded: " + socketPath(echo) + " is no socket; move it away\n");
+  EXPECT_EQ(std::filesystem::file_size(socketPath(echo)), 15U);
+}
+
 TEST_F(ManagerLife, NobodyWhoLocksTheDirectoryOfItsDomainStopsIt) {
   ASSERT_EQ(ManagerProcess(setting()).terminate(), "exit status 0");
   const Fd directory(open((directory_ / "run/vanto/user").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
