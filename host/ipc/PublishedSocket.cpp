@@ -208,11 +208,14 @@ void PublishedSocket::close() noexcept {
   socket_.reset();
 }
 
-void PublishedSocket::unlinkOwn() const noexcept {
+bool PublishedSocket::isPublished() const noexcept {
   struct stat facts;
-  const bool isOurs =
-      !file_.empty() && fstatat(directory_, file_.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0 && facts.st_ino == inode_;
-  if (isOurs) unlinkat(directory_, file_.c_str(), 0);
+  return !file_.empty() && fstatat(directory_, file_.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0 &&
+         facts.st_ino == inode_;
+}
+
+void PublishedSocket::unlinkOwn() const noexcept {
+  if (isPublished()) unlinkat(directory_, file_.c_str(), 0);
 }
 
 }  // namespace vanto

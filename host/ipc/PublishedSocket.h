@@ -40,6 +40,9 @@ class PublishedSocket {
 
   [[nodiscard]] int descriptor() const noexcept { return socket_.get(); }
 
+  /// Whether its name still stands for it.
+  [[nodiscard]] bool isPublished() const noexcept;
+
   /// Removes the name if it still stands for this socket, and closes.
   void close() noexcept;
 

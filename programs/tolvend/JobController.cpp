@@ -2,6 +2,7 @@
 #include "tolvend/JobController.h"
 
 #include <algorithm>
+#include <cerrno>
 
 #include <sys/random.h>
 #include <unistd.h>
@@ -17,6 +18,8 @@ namespace {
 
 /// As many processes that have ended are remembered.
 constexpr std::size_t rememberedPids = 64;
+/// In nanoseconds.
+constexpr std::uint64_t quietAfterLoss = 60'000'000'000;
 
 std::uint64_t randomSeed() noexcept {
   std::uint64_t seed = 0;
@@ -60,8 +63,39 @@ std::string JobController::open(int directory, PublishedSocket::Access access, P
   return error;
 }
 
+void JobController::lookAfterSocket() {
+  if (!listener_.isLost()) return;
+  const int error = surroundings_.sockets.restore(file_);
+  if (error == ENOTSOCK) return noteLoss("move " + listener_.path() + " away, which is none");
+  // The second link was lost as well, or never was there.
+  if (error != 0 || listener_.isLost()) {
+    isMovingOn_ = true;
+    listener_.bindAnew();
+  } else {
+    noteLoss("");
+  }
+}
+
+void JobController::noteLoss(const std::string& obstacle) {
+  const bool isMended = obstacle.empty();
+  std::string text = "the listening socket was removed or replaced by somebody";
+  text += isMended ? ", and is published again" : "; " + obstacle;
+  const std::uint64_t now = realtimeNow();
+  // Two who take the name from each other do not fill the log.
+  const bool isNews = !loss_ || loss_->text != text || now - loss_->time > quietAfterLoss;
+  if (isNews) log_.add({now, getpid(), text});
+  loss_ = SocketLoss{std::move(text), now, isMended};
+  changed_();
+}
+
 void JobController::listenerReplaced() {
   surroundings_.sockets.put(file_);
+  if (std::exchange(isMovingOn_, false)) {
+    noteLoss("");
+    // It has the old one, at which nobody can come any more.
+    if (single_ != nullptr) single_->stop(monotonicNow());
+    return;
+  }
   log_.add({realtimeNow(), getpid(), "the listening socket was shut down by a process, and is replaced"});
   if (single_ != nullptr) single_->listenerReplaced(monotonicNow());
 }

@@ -57,6 +57,19 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
 
   /// Binds its socket in a directory that is borrowed, and notes that. An empty text, or what is wrong and what to do.
   [[nodiscard]] std::string open(int directory, PublishedSocket::Access access, PublishedSocket::Rival rival);
+  /// The name of its socket was touched by somebody: looks after it, and publishes it again where that is needed and
+  /// possible. What came of it is in the log.
+  void lookAfterSocket();
+  /// That the socket lost its name.
+  struct SocketLoss {
+    std::string text;
+    /// CLOCK_REALTIME in nanoseconds.
+    std::uint64_t time = 0;
+    bool isMended = false;
+  };
+  /// The last one, or null.
+  [[nodiscard]] const SocketLoss* socketLoss() const noexcept { return loss_ ? &*loss_ : nullptr; }
+
   /// Begins to serve clients: to be called once no process is left that another manager, or another job of that label,
   /// has started.
   void begin();
@@ -141,6 +154,8 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   [[nodiscard]] bool isFit(InstanceId instance);
 
   void listenerReplaced();
+  /// `obstacle` is what people must do first; empty when it is published again.
+  void noteLoss(const std::string& obstacle);
   [[nodiscard]] JobListener::Refusal refusalOf(const StartFailure& failure) const;
 
   Job job_;
@@ -153,6 +168,9 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   std::map<InstanceId, Running> running_;
   /// Numbers of the last processes, for what is told of them when they are gone.
   std::deque<std::pair<InstanceId, pid_t>> pids_;
+  std::optional<SocketLoss> loss_;
+  /// The listener is being replaced for want of its name.
+  bool isMovingOn_ = false;
   /// Of what it is, or null where the job has several instances.
   LifeCycle* single_ = nullptr;
   std::unique_ptr<JobLife> life_;

@@ -38,13 +38,6 @@ short readiness(int descriptor, short events) noexcept {
   return set.revents;
 }
 
-/// For people; the bare name where the system does not tell the directory's.
-std::string pathOf(int directory, const std::string& file) {
-  std::error_code error;
-  const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(directory), error);
-  return error ? file : (path / file).string();
-}
-
 }  // namespace
 
 JobListener::JobListener(Alarms& alarms, SpareDescriptor& spare, std::function<void()> waiting,
@@ -70,13 +63,20 @@ std::string JobListener::bind(PublishedSocket::Rival rival) {
     case VANTO_ERROR_IN_USE:
       return "another process already serves this name; end it first";
     default:
-      if (errno == ENOTSOCK) return pathOf(directory_, file_) + " is no socket; move it away";
+      if (errno == ENOTSOCK) return path() + " is no socket; move it away";
       return "the socket cannot be made: " + errorNumberText(errno);
   }
   const int error = watch_.start(socket->descriptor(), EPOLLRDHUP, [this](std::uint32_t events) { isReady(events); });
   if (error != 0) return "the socket cannot be watched: " + errorNumberText(error);
   socket_ = std::move(socket);
   return {};
+}
+
+std::string JobListener::path() const {
+  std::error_code error;
+  const auto folder = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(directory_), error);
+  // The bare name where the system does not tell the directory's.
+  return error ? file_ : (folder / file_).string();
 }
 
 void JobListener::close() {
@@ -87,15 +87,14 @@ void JobListener::close() {
 }
 
 void JobListener::isReady(std::uint32_t events) {
-  if ((events & (EPOLLHUP | EPOLLRDHUP)) != 0) return replace();
+  if ((events & (EPOLLHUP | EPOLLRDHUP)) != 0) return replace(PublishedSocket::Rival::Respect);
   waiting_();
 }
 
-void JobListener::replace() {
+void JobListener::replace(PublishedSocket::Rival rival) {
   watch_.stop();
-  // The name stands for the old one, which nobody serves, or for somebody else's.
   const std::unique_ptr<PublishedSocket> old = std::move(socket_);
-  if (!bind(PublishedSocket::Rival::Respect).empty()) {
+  if (!bind(rival).empty()) {
     retry_.set(deadlineAfter(restNanoseconds));
     return;
   }
@@ -114,7 +113,7 @@ void JobListener::watch(bool shallWatch) {
 }
 
 void JobListener::obey() {
-  if (!socket_ && !file_.empty()) return replace();
+  if (!socket_ && !file_.empty()) return replace(PublishedSocket::Rival::Respect);
   change();
 }
 

@@ -56,6 +56,14 @@ Ref<vanto_object> reportsOf(Iterator first, Iterator last) {
   return reports;
 }
 
+void addSocketLoss(DictionaryBuilder& report, const JobController& job) {
+  const JobController::SocketLoss* loss = job.socketLoss();
+  if (loss == nullptr) return;
+  DictionaryBuilder told;
+  told.text("text", loss->text).number("time", signedOf(loss->time)).truth("published", loss->isMended);
+  report.object("socket", told.take());
+}
+
 }  // namespace
 
 Ref<vanto_object> failureReport(const JobController& job, const StartFailure& failure) {
@@ -87,6 +95,7 @@ Ref<vanto_object> jobState(const JobController& job) {
       .number("failures", signedOf(job.failures()));
   if (const std::uint64_t left = pauseLeft(job); left != 0) report.number("retry", signedOf(left));
   if (const StartFailure* failure = job.lastFailure()) report.object("failure", failureReport(job, *failure));
+  addSocketLoss(report, job);
   return report.take();
 }
 
@@ -130,6 +139,7 @@ Ref<vanto_object> whyReport(const JobController& job) {
   }
   const auto count = std::min<std::ptrdiff_t>(last - lines.begin(), linesBeforeFailure);
   report.object("lines", reportsOf(last - count, last));
+  addSocketLoss(report, job);
   return report.take();
 }
 

@@ -486,6 +486,31 @@ TEST_F(ManagerLife, LoadsNoJobWhereSomethingElseIsInTheWayOfItsSocket) {
   EXPECT_EQ(std::filesystem::file_size(socketPath(echo)), 15U);
 }
 
+TEST_F(ManagerLife, ASocketThatSomebodyRemovesOrReplacesIsPublishedAgain) {
+  ManagerProcess manager(setting());
+  ASSERT_EQ(load("echo", echo), "");
+  const std::int64_t pid = call(echo);
+  std::filesystem::remove(socketPath(echo));
+  ASSERT_TRUE(waitUntil([] { return vanto_kind(connect(echo)) == VANTO_KIND_CONNECTION; }));
+  EXPECT_EQ(call(echo), pid) << "it serves on";
+  // By the socket of another service.
+  ASSERT_EQ(load("echo", "org.example.other"), "");
+  std::filesystem::rename(socketPath("org.example.other"), socketPath(echo));
+  ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(socketPath("org.example.other")) && call(echo) == pid; }));
+  EXPECT_NE(call("org.example.other"), pid);
+  EXPECT_EQ(number(stateOf(echo), "failures"), 0);
+  const Held why = order("why", echo);
+  EXPECT_NE(text(vanto_dictionary_get_value(why, "socket"), "text").find("published again"), std::string::npos);
+  EXPECT_EQ(logOf(echo).size(), 1U);
+  // The manager's own.
+  std::filesystem::remove(socketPath("org.vanto.tolvend.user"));
+  ASSERT_TRUE(waitUntil([&] { return errorOf(order("status", echo)).empty(); }));
+  EXPECT_EQ(manager.messages(),
+            "tolvend: the socket for orders was removed or replaced by somebody, and is published again\n");
+  EXPECT_EQ(manager.terminate(), "exit status 0");
+  EXPECT_FALSE(std::filesystem::exists(socketPath("org.vanto.tolvend.user")));
+}
+
 TEST_F(ManagerLife, NobodyWhoLocksTheDirectoryOfItsDomainStopsIt) {
   ASSERT_EQ(ManagerProcess(setting()).terminate(), "exit status 0");
   const Fd directory(open((directory_ / "run/vanto/user").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));

@@ -49,7 +49,11 @@ TEST_F(PublishedSocketTest, RespectsARivalUnlessItShallReplaceIt) {
   ASSERT_EQ(rival.open(place(), "name"), VANTO_ERROR_NONE);
   PublishedSocket socket;
   EXPECT_EQ(socket.open(place(), "name"), VANTO_ERROR_IN_USE);
+  EXPECT_TRUE(rival.isPublished());
+  EXPECT_FALSE(socket.isPublished());
   EXPECT_EQ(socket.open(place(), "name", Access::Owner, Rival::Replace), VANTO_ERROR_NONE);
+  EXPECT_FALSE(rival.isPublished());
+  EXPECT_TRUE(socket.isPublished());
   // What is not its own it does not remove.
   rival.close();
   EXPECT_TRUE(connectTo("name"));

@@ -2,6 +2,7 @@
 #include "tolvend/JobReport.h"
 
 #include <csignal>
+#include <filesystem>
 #include <memory>
 
 #include "programs/tolvend/ManagerWorld.h"
@@ -74,6 +75,25 @@ TEST(JobReport, AFailureTellsOfTheNextAttemptUntilItMayBe) {
               job.start();
             }),
             (std::vector<std::string>{"pausing with", "resting without"}));
+}
+
+TEST(JobReport, TellsOfASocketThatWasLost) {
+  EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
+                ManagerWorld world(alarms);
+                EXPECT_EQ(world.jobs->load(ManagerWorld::job("org.example.echo")).error, "");
+                JobController& job = *world.jobs->find("org.example.echo");
+                std::filesystem::remove(world.directory / "org.example.echo");
+                job.lookAfterSocket();
+                for (const Ref<vanto_object>& told : {jobState(job), whyReport(job)}) {
+                  const vanto_object_t socket = vanto_dictionary_get_value(told.get(), "socket");
+                  EXPECT_EQ(vanto_string_get_text(vanto_dictionary_get_value(socket, "text")), job.log().last()->text);
+                  EXPECT_TRUE(vanto_bool_get_value(vanto_dictionary_get_value(socket, "published")));
+                  EXPECT_EQ(
+                      static_cast<std::uint64_t>(vanto_int64_get_value(vanto_dictionary_get_value(socket, "time"))),
+                      job.log().last()->time);
+                }
+                finish();
+              }).empty());
 }
 
 }  // namespace
