@@ -43,6 +43,11 @@
 // would have been told. A process that is rejected when it accepts is killed before anybody is told, so that it takes
 // as few clients as can be.
 //
+// A process that has greeted nobody is not allowed to leave while somebody waits, so its end with status 0 is a failure
+// then, however long it ran: those who wait may have waited since before it was made, and would see one process after
+// the other come and go. If it stays, idle beside them, it is looked at as one that does not accept. When nobody waits
+// as it says that it is idle, whoever waits later has come later, and waits for the next one.
+//
 // The world reports what a process says before it reports its end; calls about one that is gone are dropped. It calls
 // connectionWaiting() at once, or soon, whenever the listener is watched and somebody waits, and each time again.
 // tellWaiting() leaves nobody waiting of those who were.
@@ -106,11 +111,18 @@ void LifeCycle::greeted(InstanceId instance, std::uint64_t now) {
   listening(instance, now);
 }
 
-void LifeCycle::saidIdle(InstanceId instance, std::uint64_t) {
+void LifeCycle::saidIdle(InstanceId instance, std::uint64_t now) {
   InstanceRecord* record = find(instance);
   if (record == nullptr || record->state() == InstanceRecord::State::Stopping) return;
-  record->mayLeave = true;
-  world_.letLeave(instance);
+  if (!record->hasGreeted && world_.isAnybodyWaiting()) {
+    // Whoever is there may just have come, and be accepted yet.
+    record->mayLeave = false;
+    record->lookAt = std::min(record->lookAt, now + times().listening);
+  } else {
+    record->mayLeave = true;
+    world_.letLeave(instance);
+  }
+  settle(now);
 }
 
 void LifeCycle::stoppedAccepting(InstanceId instance, std::uint64_t now) {

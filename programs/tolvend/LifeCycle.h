@@ -30,6 +30,7 @@ class LifeCycle final : public JobLife {
   void executionFailed(InstanceId instance, const StartFailure& failure, std::uint64_t now) override;
   void listening(InstanceId instance, std::uint64_t now) override;
   void greeted(InstanceId instance, std::uint64_t now) override;
+  /// It may leave then, unless it has greeted nobody and somebody waits.
   void saidIdle(InstanceId instance, std::uint64_t now);
   void stoppedAccepting(InstanceId instance, std::uint64_t now) override;
   void rejected(InstanceId instance, const std::string& why, std::uint64_t now) override;

@@ -121,6 +121,15 @@ TEST_F(ManagerStart, AClientThatCannotWaitGetsItsTimeOut) {
   EXPECT_EQ(vanto_error_get_code(connection), VANTO_ERROR_TIMED_OUT);
 }
 
+TEST_F(ManagerStart, AServiceThatAcceptsNobodyFailsThoseWhoWaitHoweverLongItRuns) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("feigns", echo), "");
+  const std::string refusal = refusalOf(echo);
+  EXPECT_TRUE(refusal.starts_with("15 org.example.echo: not started: greeting: exited with status 0 after 1.1"))
+      << refusal;
+  EXPECT_EQ(number(stateOf(echo), "failures"), 1);
+}
+
 TEST_F(ManagerStart, AnIdleServiceLeavesAndComesBack) {
   const ManagerProcess manager(setting({"--idle", "1"}));
   ASSERT_EQ(load("tracked", echo), "");

@@ -17,10 +17,10 @@ constexpr std::uint64_t second = 1'000'000'000;
 constexpr std::uint64_t idleAfter = 2 * second;
 
 // The longest that a client waits if nothing but its start happens: a process that is not executed for just under 10 s,
-// and then does not accept for 10 s; the pause that it may have waited for before; what is asked for arriving late.
-// Each order, and each process that ends, may put that off by once more: as long as that, or 20 s until a process is
-// killed.
-constexpr std::uint64_t longestStart = 21 * second + 500 * millisecond;
+// says for the first time after 2 s that it is idle, and then does not accept for 10 s; the pause that it may have
+// waited for before; what is asked for arriving late. Each order, and each process that ends, may put that off by once
+// more: as long as that, or 20 s until a process is killed.
+constexpr std::uint64_t longestStart = 23 * second + 500 * millisecond;
 
 }  // namespace
 
@@ -87,6 +87,7 @@ bool LifeCycleModel::spawn(InstanceId instance, StartFailure& failure) {
   process.lookAt = now_ + 10 * second;
   process.isForeign = chance(15);
   process.isDeaf = process.isForeign && chance(30);
+  process.isFeigning = !process.isForeign && chance(10);
   process.ignoresTermination = chance(10);
   process.lingers = chance(10);
   process.crashesAtGreeting = chance(10);
@@ -132,6 +133,7 @@ void LifeCycleModel::letLeave(InstanceId instance) {
   const auto found = processes_.find(instance);
   if (found == processes_.end() || found->second.toldGone) return wrong("leave for a process that is gone");
   if (found->second.isAsked) wrong("leave for a process that was asked to end");
+  if (!found->second.toldGreeted && !waiting_.empty()) wrong("leave for a process that has let all wait");
   ++seen_.leaves;
   plan(upTo(millisecond), [this, instance] {
     const Process& process = processes_[instance];
@@ -278,6 +280,15 @@ void LifeCycleModel::tellEnd(InstanceId instance, Ending ending) {
   if (isFailure && current_ == 0 && failure != nullptr && failure->pause > second && !waiting_.empty()) {
     wrong("a client was not told of a long pause");
   }
+  if (process.isFeigning && !process.isAsked) checkComeAndGone(process, isFailure);
+}
+
+/// Whoever was there before it was made has seen a process come and go.
+void LifeCycleModel::checkComeAndGone(const Process& process, bool isFailure) {
+  if (isFailure && now_ - process.madeAt > second) ++seen_.feigned;
+  for (const Client& client : waiting_) {
+    if (client.since < process.madeAt) wrong("a client was not told of a process that accepted nobody");
+  }
 }
 
 bool LifeCycleModel::isUnseen(const Process& process) const {
@@ -382,6 +393,7 @@ void LifeCycleModel::execute(InstanceId instance) {
     case 1:
       return plan(anyTime(), [this, instance] { end(instance, {Ending::Kind::Signalled, 6}); });
     default:
+      if (process.isFeigning) return plan(delay, [this, instance] { feign(instance); });
       if (!process.isDeaf) plan(delay, [this, instance] { beginAccepting(instance); });
       if (chance(25)) {
         plan(anyTime(), [this, instance] { end(instance, {Ending::Kind::Exited, static_cast<int>(upTo(1))}); });
@@ -402,6 +414,37 @@ void LifeCycleModel::beginAccepting(InstanceId instance) {
     endConnection(instance);
   }
   planAccept(instance);
+}
+
+void LifeCycleModel::feign(InstanceId instance) {
+  if (!processes_[instance].isAlive) return;
+  if (chance(70)) {
+    report(instance, [this, instance] {
+      processes_[instance].toldListening = true;
+      processes_[instance].lookAt = never;
+      lifeCycle_.listening(instance, now_);
+    });
+  }
+  plan(second + upTo(second), [this, instance] { sayIdle(instance); });
+}
+
+/// Once more each two seconds, until it ends by itself.
+void LifeCycleModel::sayIdle(InstanceId instance) {
+  if (!processes_[instance].isAlive) return;
+  report(instance, [this, instance] {
+    Process& said = processes_[instance];
+    const bool isHeard = !said.toldGone && !said.isAsked && !said.toldFailed;
+    const bool isExcuse = said.toldGreeted || waiting_.empty();
+    if (isHeard && !isExcuse) said.lookAt = std::min(said.lookAt, now_ + 10 * second);
+    if (isHeard) said.toldIdle = isExcuse;
+    lifeCycle_.saidIdle(instance, now_);
+  });
+  if (!processes_[instance].isFeigning) return;
+  if (chance(20)) {
+    plan(upTo(50 * millisecond), [this, instance] { end(instance, {Ending::Kind::Exited, 0}); });
+  } else {
+    plan(idleAfter, [this, instance] { sayIdle(instance); });
+  }
 }
 
 void LifeCycleModel::planAccept(InstanceId instance) {
@@ -457,11 +500,7 @@ void LifeCycleModel::endConnection(InstanceId instance) {
   plan(idleAfter, [this, instance, activity = process.activity] {
     const Process& idle = processes_[instance];
     if (!idle.isAlive || !idle.isAccepting || idle.connections != 0 || idle.activity != activity) return;
-    report(instance, [this, instance] {
-      const Process& said = processes_[instance];
-      if (!said.toldGone && !said.isAsked) processes_[instance].toldIdle = true;
-      lifeCycle_.saidIdle(instance, now_);
-    });
+    sayIdle(instance);
   });
 }
 
@@ -560,7 +599,9 @@ void LifeCycleModel::checkFailures() {
 void LifeCycleModel::checkWaiting() {
   if (isRetired_ || waiting_.empty() || (!hasBegun_ && !isHeld_)) return;
   const Process* process = current();
-  const bool isServed = process != nullptr && (process->isAccepting || process->isKilled);
+  // What feigns to serve ends, or is looked at once it says that it is idle.
+  const bool isServed =
+      process != nullptr && (process->isAccepting || process->isKilled || (process->isFeigning && process->isAlive));
   if (!isServed && !isWatching_ && timer_ == never && reportsUnderWay_ == 0) wrong("a client waits for nothing");
   for (const Client& client : waiting_) {
     if (now_ - client.since > longestStart * (1 + client.disturbances)) wrong("a client waits too long");

@@ -276,7 +276,9 @@ TEST_F(LifeCycleTest, LetsAServiceLeaveThatWasStartedForNobody) {
 
 TEST_F(LifeCycleTest, PausesAfterAServiceThatLeavesAtOnceWhileSomebodyWaits) {
   client();
+  world.isWaiting = false;
   life.saidIdle(1, now);
+  world.isWaiting = true;
   life.ended(1, exit0, now + millisecond);
   ASSERT_EQ(life.state(), State::Pausing);
   EXPECT_EQ(life.lastFailure()->stage, Stage::Serving);
@@ -294,7 +296,7 @@ struct Loop {
 };
 
 template <typename Say>
-Loop startedInAMinute(const Say& say) {
+Loop startedInAMinute(std::uint64_t run, const Say& say) {
   ScriptedWorld world;
   LifeCycle life(world, BackOff(1));
   std::uint64_t now = 100 * second;
@@ -306,7 +308,7 @@ Loop startedInAMinute(const Say& say) {
     if (const InstanceId instance = life.current(); instance != 0) {
       life.executed(instance, now);
       say(life, instance, now);
-      life.ended(instance, exit0, now += millisecond);
+      life.ended(instance, exit0, now += run);
     } else if (world.isWaiting) {
       now = std::max(now + millisecond, life.earliestStart());
       life.timerExpired(now);
@@ -321,22 +323,85 @@ Loop startedInAMinute(const Say& say) {
 
 TEST(LifeCycleLoop, IsPutOffWhateverTheServiceSays) {
   const Loop loops[] = {
-      startedInAMinute([](LifeCycle& life, InstanceId id, std::uint64_t now) { life.saidIdle(id, now); }),
-      startedInAMinute([](LifeCycle& life, InstanceId id, std::uint64_t now) {
-        life.listening(id, now);
-        life.saidIdle(id, now);
-      }),
-      startedInAMinute([](LifeCycle& life, InstanceId id, std::uint64_t now) { life.greeted(id, now); }),
-      startedInAMinute([](LifeCycle& life, InstanceId id, std::uint64_t now) {
-        life.greeted(id, now);
-        life.stoppedAccepting(id, now);
-      }),
-      startedInAMinute([](LifeCycle&, InstanceId, std::uint64_t) {})};
+      startedInAMinute(millisecond, [](LifeCycle& life, InstanceId id, std::uint64_t now) { life.saidIdle(id, now); }),
+      startedInAMinute(millisecond,
+                       [](LifeCycle& life, InstanceId id, std::uint64_t now) {
+                         life.listening(id, now);
+                         life.saidIdle(id, now);
+                       }),
+      startedInAMinute(millisecond, [](LifeCycle& life, InstanceId id, std::uint64_t now) { life.greeted(id, now); }),
+      startedInAMinute(millisecond,
+                       [](LifeCycle& life, InstanceId id, std::uint64_t now) {
+                         life.greeted(id, now);
+                         life.stoppedAccepting(id, now);
+                       }),
+      startedInAMinute(millisecond, [](LifeCycle&, InstanceId, std::uint64_t) {})};
   for (const Loop& loop : loops) {
     EXPECT_GT(loop.starts, 3U);
     EXPECT_LT(loop.starts, 14U);
     EXPECT_GT(loop.told, 100);
   }
+}
+
+TEST(LifeCycleLoop, IsPutOffHoweverLongTheServiceRunsThatAcceptsNobody) {
+  for (const bool saysListening : {false, true}) {
+    const Loop loop =
+        startedInAMinute(1100 * millisecond, [=](LifeCycle& life, InstanceId instance, std::uint64_t now) {
+          if (saysListening) life.listening(instance, now);
+          life.saidIdle(instance, now);
+        });
+    EXPECT_GT(loop.starts, 3U);
+    EXPECT_LT(loop.starts, 14U);
+    EXPECT_GT(loop.told, 100);
+  }
+}
+
+TEST_F(LifeCycleTest, MayNotLeaveThoseWhoWaitBeforeItHasGreetedAnybody) {
+  client();
+  life.listening(1, now);
+  now += 2 * second;
+  life.saidIdle(1, now);
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch");
+  now += second;
+  life.ended(1, exit0, now);
+  EXPECT_EQ(world.taken(), "tell greeting, watch");
+  EXPECT_EQ(life.state(), State::Pausing);
+}
+
+TEST_F(LifeCycleTest, LooksAtAProcessThatStaysIdleBesideThoseWhoWait) {
+  client();
+  life.listening(1, now);
+  life.saidIdle(1, now);
+  EXPECT_EQ(world.timer, now + 10 * second);
+  now += second;
+  life.saidIdle(1, now);
+  EXPECT_EQ(world.timer, now + 9 * second) << "said again, and put off";
+  wait();
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch, tell listening, terminate 1");
+  EXPECT_EQ(world.told.error, ETIMEDOUT);
+}
+
+TEST_F(LifeCycleTest, MayLeaveOnceItHasTakenThoseWhoWaited) {
+  client();
+  life.listening(1, now);
+  life.saidIdle(1, now);
+  life.greeted(1, now);
+  EXPECT_EQ(world.timer, UINT64_MAX);
+  life.saidIdle(1, now);
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch, leave 1");
+}
+
+TEST_F(LifeCycleTest, LeavesThoseWhoCameLaterToTheNextOne) {
+  client();
+  life.listening(1, now);
+  // The first one has gone before its greeting.
+  world.isWaiting = false;
+  now += 2 * second;
+  life.saidIdle(1, now);
+  world.isWaiting = true;
+  life.stoppedAccepting(1, now);
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch, leave 1, watch");
+  EXPECT_EQ(life.failures(), 0U);
 }
 
 TEST_F(LifeCycleTest, StopsAndStartsForTheNextClient) {
