@@ -218,7 +218,7 @@ bool JobController::accept(InstanceId instance, uid_t& user) {
 bool JobController::spawn(InstanceId instance, StartFailure& failure) {
   Running& running = running_[instance];
   ServiceProcessOwner& owner = *this;
-  auto process = std::make_unique<ServiceProcess>(owner, instance, log_);
+  auto process = std::make_unique<ServiceProcess>(owner, surroundings_.alarms, instance, log_);
   const ServiceProcess::Start start{.program = job_.program.c_str(),
                                     .name = file_,
                                     .service = job_.isMultiple ? running.connection.get() : listener_.descriptor(),

@@ -107,6 +107,12 @@ void tellManager(std::uint32_t kind) {
   std::_Exit(0);
 }
 
+/// Says to the manager that it is idle, as often as that can be said.
+void chatter() {
+  if (fork() != 0) return;
+  for (;;) tellManager(idle);
+}
+
 void obey(vanto_object_t message) {
   const vanto_object_t body = vanto_message_get_body(message);
   const char* text = vanto_string_get_text(body);
@@ -119,6 +125,7 @@ void obey(vanto_object_t message) {
   if (order == "child") runChild();
   if (order == "shut down") shutdown(listenerDescriptor, SHUT_RDWR);
   if (order == "flood") flood();
+  if (order == "chatter") chatter();
   if (order.rfind("say ", 0) == 0) {
     std::printf("%s\n", order.c_str() + 4);
     std::fflush(stdout);
