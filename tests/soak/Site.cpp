@@ -35,11 +35,23 @@ std::int64_t number(vanto_object_t dictionary, const char* key) {
   return vanto_int64_get_value(vanto_dictionary_get_value(dictionary, key));
 }
 
+std::string madeDirectory(const std::string& path) {
+  fs::create_directory(path);
+  return path;
+}
+
+std::vector<std::string> managerArguments() {
+  std::vector<std::string> arguments = SanitizerReports::managerArguments();
+  arguments.insert(arguments.end(), {"--idle", std::to_string(Site::idleSeconds)});
+  return arguments;
+}
+
 }  // namespace
 
 Site::Site(const Programs& programs)
-    : ledger_((fs::create_directory(directory_ / "service"), directory_ / "service/" + Ledger::fileName)),
-      manager_({programs.manager, programs.proxy, directory_.path(), {"--idle", std::to_string(idleSeconds)}}) {
+    : reports_(madeDirectory(directory_ / "reports")),
+      ledger_((fs::create_directory(directory_ / "service"), directory_ / "service/" + Ledger::fileName)),
+      manager_({programs.manager, programs.proxy, directory_.path(), managerArguments()}) {
   fs::copy_file(programs.service, executable());
   setenv("XDG_RUNTIME_DIR", directory_.path().c_str(), 1);
   prctl(PR_SET_CHILD_SUBREAPER, 1);

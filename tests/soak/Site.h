@@ -9,6 +9,7 @@
 #include <sys/types.h>
 
 #include "soak/Ledger.h"
+#include "soak/SanitizerReports.h"
 #include "support/RunningManager.h"
 #include "support/TemporaryDirectory.h"
 
@@ -36,6 +37,8 @@ class Site {
   [[nodiscard]] std::string end();
 
   [[nodiscard]] const Ledger& ledger() const noexcept { return ledger_; }
+  /// What a sanitizer has said of the manager, the proxy or a service, or empty.
+  [[nodiscard]] std::string sanitizerReport() const { return reports_.first(); }
 
   /// What the manager says about the service.
   struct State {
@@ -88,4 +91,5 @@ class Site {
   test::RunningManager manager_;
 };
 
+  const SanitizerReports reports_;
 }  // namespace vanto::soak

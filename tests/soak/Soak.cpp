@@ -50,6 +50,7 @@ bool Soak::run() {
     runAll(scene);
   }
   note(site_.end());
+  note(site_.sanitizerReport());
   return report();
 }
 
@@ -81,6 +82,7 @@ void Soak::runOnce(Scene& scene, const Disturbance& disturbance) {
   site_.restore();
   const std::int64_t restored = now();
   if (fault.empty()) fault = recover(scene);
+  if (fault.empty()) fault = site_.sanitizerReport();
   Row& row = rows_[disturbance.name];
   row.runs++;
   row.longestRecovery = std::max(row.longestRecovery, static_cast<double>(now() - restored) / 1e6);
