@@ -83,6 +83,7 @@ Site::State Site::state() const {
   state.retry = number(job, "retry");
   state.starts = number(job, "starts");
   state.failures = number(job, "failures");
+  state.failureTime = number(vanto_dictionary_get_value(job, "failure"), "time");
   // The current one is the last.
   const vanto_object_t instances = vanto_dictionary_get_value(job, "instances");
   const std::size_t count = vanto_array_get_count(instances);
@@ -102,6 +103,13 @@ bool Site::waitUntil(const std::function<bool()>& condition) const {
 
 void Site::signalService(int signal) const {
   if (const pid_t process = state().process; process > 0) kill(process, signal);
+}
+
+void Site::killStarting() {
+  const pid_t process = state().process;
+  if (process <= 0) return;
+  ledger_.noteFailure();
+  kill(process, SIGKILL);
 }
 
 void Site::removeExecutable() const {

@@ -50,6 +50,8 @@ class Site {
     std::int64_t retry = 0;
     std::int64_t starts = 0;
     std::int64_t failures = 0;
+    /// When the last one was noticed, in nanoseconds of CLOCK_REALTIME.
+    std::int64_t failureTime = 0;
   };
   [[nodiscard]] State state() const;
   /// True when the condition is, within ten seconds.
@@ -58,6 +60,8 @@ class Site {
   // The service.
   /// Sends a signal to the process of the service, if there is one.
   void signalService(int signal) const;
+  /// Kills the process of the service, which has not begun to listen, and notes that in the ledger.
+  void killStarting();
   void removeExecutable() const;
   void makeExecutableUnusable() const;
   /// Has processes begin as SoakService.cpp says.
@@ -87,9 +91,9 @@ class Site {
   [[nodiscard]] std::string executable() const { return directory_ / "service/soak"; }
 
   const test::TemporaryDirectory directory_;
+  const SanitizerReports reports_;
   Ledger ledger_;
   test::RunningManager manager_;
 };
 
-  const SanitizerReports reports_;
 }  // namespace vanto::soak

@@ -45,7 +45,7 @@ bool Soak::run() {
   note(site_.begin());
   if (faults_.empty()) {
     Load load(tally_, clients);
-    Scene scene{site_, load, tally_, random_};
+    Scene scene{site_, load, tally_, random_, told_};
     note(recover(scene));
     runAll(scene);
   }
@@ -136,6 +136,7 @@ bool Soak::report() {
     std::printf("  %-36s %5d  %8.0f\n", name.c_str(), row.runs, row.longestRecovery);
   }
   std::printf("\n");
+  told_.report();
   const double seconds = static_cast<double>(now() - begin_) / nanosecondsPerSecond;
   bool good = tally_.report(site_.ledger(), static_cast<double>(2 * Load::bound + Load::slack));
   good = reportHoldings() && good;
