@@ -14,6 +14,12 @@ namespace vanto::manager {
 /// The life of a job with one process at a time, which has begun, in a scripted world.
 class LifeCycleFixture : public testing::Test {
  protected:
+  static constexpr std::uint64_t millisecond = 1'000'000;
+  static constexpr std::uint64_t second = 1'000'000'000;
+  static constexpr Ending crash{Ending::Kind::Signalled, 11};
+  static constexpr Ending exit0{Ending::Kind::Exited, 0};
+  static constexpr Ending exit3{Ending::Kind::Exited, 3};
+
   LifeCycleFixture() {
     life.begin(now);
     EXPECT_EQ(world.taken(), "watch");
@@ -39,7 +45,7 @@ class LifeCycleFixture : public testing::Test {
     life.timerExpired(now);
   }
 
-  std::uint64_t now = 100'000'000'000;
+  std::uint64_t now = 100 * second;
   ScriptedWorld world;
   LifeCycle life{world, BackOff(1)};
 };
