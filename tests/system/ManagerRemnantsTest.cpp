@@ -52,13 +52,9 @@ TEST_F(ManagerRemnants, WhatAServiceLeavesBehindEndsWithIt) {
   const ManagerProcess manager(setting());
   ASSERT_EQ(load("echo", echo), "");
   const std::int64_t pid = call(echo, "away");
-  pid_t away = 0;
-  ASSERT_TRUE(waitUntil([&] {
-    for (const std::string& line : logOf(echo)) {
-      if (line.starts_with("away ")) away = std::atoi(line.c_str() + 5);
-    }
-    return away != 0;
-  }));
+  const std::vector<pid_t> told = awaitAway(1);
+  ASSERT_EQ(told.size(), 1U);
+  const pid_t away = told.front();
   EXPECT_TRUE(isAlive(away));
   ASSERT_EQ(kill(static_cast<pid_t>(pid), SIGKILL), 0);
   EXPECT_TRUE(waitUntil([&] { return !isAlive(away); }));
@@ -112,13 +108,8 @@ TEST_F(ManagerRemnants, ProcessesThatAreNoneOfItsServicesAreLeftAlone) {
   for (const int end : {told[1], held[0]}) close(end);
   ASSERT_EQ(load("echo", echo), "");
   const std::int64_t pid = call(echo, "away");
-  pid_t away = 0;
-  ASSERT_TRUE(waitUntil([&] {
-    for (const std::string& line : logOf(echo)) {
-      if (line.starts_with("away ")) away = std::atoi(line.c_str() + 5);
-    }
-    return away != 0;
-  }));
+  const std::vector<pid_t> away = awaitAway(1);
+  ASSERT_EQ(away.size(), 1U);
   EXPECT_TRUE(isAlive(parent));
   holding.reset();
   EXPECT_TRUE(waitUntil([parent = parent] { return kill(parent, 0) != 0; })) << "it is not reaped";
