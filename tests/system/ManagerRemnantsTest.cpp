@@ -114,7 +114,7 @@ TEST_F(ManagerRemnants, ProcessesThatAreNoneOfItsServicesAreLeftAlone) {
   holding.reset();
   EXPECT_TRUE(waitUntil([parent = parent] { return kill(parent, 0) != 0; })) << "it is not reaped";
   ASSERT_EQ(kill(static_cast<pid_t>(pid), SIGKILL), 0);
-  EXPECT_TRUE(waitUntil([&] { return !isAlive(away); }));
+  EXPECT_TRUE(waitUntil([&] { return !isAlive(away.front()); }));
   EXPECT_EQ(manager.terminate(), "exit status 0");
   EXPECT_TRUE(isAlive(orphan));
   EXPECT_EQ(kill(orphan, SIGKILL), 0);
