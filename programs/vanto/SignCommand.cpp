@@ -1,15 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/SignCommand.h"
 
+#include <cerrno>
+#include <cstring>
 #include <optional>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include "code/CodePlace.h"
 #include "code/KeyDocument.h"
+#include "code/OpenedFile.h"
 #include "code/SignatureFile.h"
 #include "code/Signing.h"
+#include "value/Fd.h"
 #include "vanto/DocumentForm.h"
 #include "vanto/InputFile.h"
 #include "vanto/ReplacedFile.h"
@@ -43,15 +48,21 @@ std::string lineOf(const code::CodePlace& place, const code::Defect& defect) {
   return visible(defect.path.empty() ? place.path : place.pathOf(defect.path)) + ": " + visible(defect.reason);
 }
 
-/// Signs, and writes the signature. Empty, or a visible problem.
+/// Signs, and writes the signature into the directory that was looked at: by its path another could be found there by
+/// now. Empty, or a visible problem.
 std::string write(const code::CodePlace& place, const code::Seal& seal, const code::KeyPair& keys) {
   std::string problem;
   const std::optional<std::string> bytes = code::createSignature(seal, keys, problem);
-  const std::string path = place.pathOf(place.signature);
   if (!bytes) return visible(place.path) + ": cannot be signed: " + visible(problem);
-  struct stat status;
-  if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) return visible(path) + ": is no regular file";
-  return replaceFile(path, *bytes);
+  const std::size_t slash = place.signature.rfind('/');
+  const bool isDirectlyThere = slash == std::string::npos;
+  const Fd below = isDirectlyThere ? Fd()
+                                   : code::openBeneath(place.directory.get(), place.signature.substr(0, slash),
+                                                       O_RDONLY | O_DIRECTORY);
+  const std::string path = place.pathOf(place.signature);
+  if (!isDirectlyThere && !below) return visible(path) + ": cannot be written: " + std::strerror(errno);
+  const int directory = isDirectlyThere ? place.directory.get() : below.get();
+  return replaceFileIn(directory, place.signature.substr(slash + 1), *bytes, path);
 }
 
 }  // namespace
