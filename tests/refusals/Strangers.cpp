@@ -106,7 +106,7 @@ void Strangers::work(int number, std::int64_t count, Counts& counts) const {
       end = endOfFork();
     }
     ++(end == VANTO_ERROR_REFUSED ? counts.refused : counts.wrong);
-    if (i % friendEvery == 0) ++(endOfProgram(friendProgram_) == 0 ? counts.served : counts.wrong);
+    if (i % friendEvery == 1) ++(endOfProgram(friendProgram_) == 0 ? counts.served : counts.wrong);
   }
 }
 
