@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // The new contents are written to a file without a name, which vanishes with this process whatever ends it, and are on
 // the disk before the file gets a name. Since a name that exists cannot be given to it at once, it gets a temporary one
-// first, beside the old file, and is then renamed. A process that is killed between those two calls leaves a whole file
-// behind under the temporary name; the next one that writes the same file takes it away. Of two that write at the same
-// time, one wins. File systems without files that have no name are served by a file that is named from the start.
+// first, beside the old file, and is then renamed; where an old one would be kept, the name is given at once. A process
+// that is killed between those two calls leaves a whole file behind under the temporary name; the next one that writes
+// the same file takes it away. Of two that write at the same time, one wins. File systems without files that have no
+// name are served by a file that is named from the start.
 #include "vanto/ReplacedFile.h"
 
 #include <cerrno>
@@ -73,7 +74,6 @@ class Replacement {
     if (const int error = openTemporary(); error != 0) return error;
     if (const int error = writeAll(file_.get(), bytes); error != 0) return error;
     if (fchmod(file_.get(), mode) != 0) return errno;
-    if (const int error = nameTemporary(); error != 0) return error;
     if (const int error = takePlace(existing); error != 0) return error;
     isNamed_ = false;
     return fsync(place_.directory.get()) == 0 ? 0 : errno;
@@ -91,6 +91,9 @@ class Replacement {
   }
 
   int takePlace(Existing existing) {
+    // Then nobody can be in the way under the temporary name.
+    if (existing == Existing::Kept && !isNamed_) return linkAs(place_.name);
+    if (const int error = nameTemporary(); error != 0) return error;
     const int directory = place_.directory.get();
     const unsigned flags = existing == Existing::Kept ? RENAME_NOREPLACE : 0;
     const bool isDone = renameat2(directory, temporary_.c_str(), directory, place_.name.c_str(), flags) == 0;
@@ -99,13 +102,17 @@ class Replacement {
 
   int nameTemporary() {
     if (isNamed_) return 0;
-    const std::string file = "/proc/self/fd/" + std::to_string(file_.get());
     // What stands under the name was left behind.
     unlinkat(place_.directory.get(), temporary_.c_str(), 0);
-    if (linkat(AT_FDCWD, file.c_str(), place_.directory.get(), temporary_.c_str(), AT_SYMLINK_FOLLOW) != 0)
-      return errno;
-    isNamed_ = true;
-    return 0;
+    const int error = linkAs(temporary_);
+    isNamed_ = error == 0;
+    return error;
+  }
+
+  int linkAs(const std::string& name) {
+    const std::string file = "/proc/self/fd/" + std::to_string(file_.get());
+    const int directory = place_.directory.get();
+    return linkat(AT_FDCWD, file.c_str(), directory, name.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0 : errno;
   }
 
   Place place_;

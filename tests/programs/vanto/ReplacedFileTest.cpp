@@ -150,6 +150,14 @@ TEST_F(ReplacedFile, IsKeptWhereItMayNotBeReplaced) {
   EXPECT_EQ(countOfFiles(), 1U);
 }
 
+TEST_F(ReplacedFile, IsMadeWhateverStandsInTheWayOfATemporaryName) {
+  std::filesystem::create_directories(directory_ / ".file.vanto-new/full");
+  EXPECT_EQ(writeFile(path_, "new", 0600, Existing::Kept), "");
+  EXPECT_EQ(contentsOf(path_), "new");
+  EXPECT_EQ(writeFile(path_, "other", 0600, Existing::Kept), path_ + ": exists already");
+  EXPECT_EQ(contentsOf(path_), "new");
+}
+
 TEST_F(ReplacedFile, IsWrittenIntoTheDirectoryThatIsOpenWhateverHasItsNameNow) {
   const std::string place = directory_ / "place";
   const std::string elsewhere = directory_ / "elsewhere";
