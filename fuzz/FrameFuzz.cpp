@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // What a peer may send. The input is a row of packets, each with its size in two bytes before it. Each is read as a
-// header, and as a refusal if it is one; and all of them are read by a connection on which a call waits; they end it,
-// or the end of the input does. Everything runs on one thread.
+// header, and as a refusal if it is one; and all of them are read by a connection on which a call waits, and by one
+// that has asked early; they end it, or the end of the input does. Everything runs on one thread.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -51,11 +51,28 @@ void readHeader(const std::uint8_t* packet, std::size_t size) {
   }
 }
 
-void sendPackets(int socket, const std::uint8_t* data, std::size_t size) {
+/// A connection to a service that has sent the input, and ended there.
+vanto::Ref<vanto::Connection> connectToInput(const std::uint8_t* data, std::size_t size) {
+  int ends[2];
+  if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) std::abort();
+  Fd ours(ends[0]);
+  const Fd theirs(ends[1]);
+  if (!vanto::enableSenderCredentials(ours.get())) std::abort();
+  while (size >= 2) {
+    const std::size_t length = std::min<std::size_t>(static_cast<std::size_t>(data[0] | data[1] << 8), size - 2);
+    if (send(theirs.get(), data + 2, length, MSG_NOSIGNAL | MSG_DONTWAIT) < 0) break;
+    data += 2 + length;
+    size -= 2 + length;
+  }
+  const vanto::ProcessFacts peer{getpid(), geteuid(), getegid(), getuid(), getgid(), 1};
+  const vanto::Greeting greeting{.windowMessages = 4, .windowBytes = 1000};
+  return vanto::Connection::createForClient(std::move(ours), peer, greeting, 0, nullptr);
+}
+
+void readHeaders(const std::uint8_t* data, std::size_t size) {
   while (size >= 2) {
     const std::size_t length = std::min<std::size_t>(static_cast<std::size_t>(data[0] | data[1] << 8), size - 2);
     readHeader(data + 2, length);
-    if (send(socket, data + 2, length, MSG_NOSIGNAL | MSG_DONTWAIT) < 0) return;
     data += 2 + length;
     size -= 2 + length;
   }
@@ -64,20 +81,15 @@ void sendPackets(int socket, const std::uint8_t* data, std::size_t size) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  int ends[2];
-  if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) std::abort();
-  Fd ours(ends[0]);
-  Fd theirs(ends[1]);
-  if (!vanto::enableSenderCredentials(ours.get())) std::abort();
-  const vanto::ProcessFacts peer{getpid(), geteuid(), getegid(), getuid(), getgid(), 1};
-  const vanto::Greeting greeting{.windowMessages = 4, .windowBytes = 1000};
-  auto connection = vanto::Connection::createForClient(std::move(ours), peer, greeting, 0, nullptr);
-  sendPackets(theirs.get(), data, size);
-  theirs.reset();
+  readHeaders(data, size);
+  const auto connection = connectToInput(data, size);
   vanto_object_t question = vanto_int64_create(1);
-  const auto reply = connection->call(question, VANTO_WAIT_FOREVER);
-  if (!reply) std::abort();
+  if (!connection->call(question, VANTO_WAIT_FOREVER)) std::abort();
   vanto_release(question);
   connection->closeConnection();
+  const auto early = connectToInput(data, size);
+  const vanto::FrameHeader request{.kind = vanto::FrameKind::EarlyRequest, .id = 1, .length = 8};
+  if (!early->awaitEarlyReply(request, nullptr, VANTO_WAIT_FOREVER)) std::abort();
+  early->closeConnection();
   return 0;
 }

@@ -10,6 +10,7 @@
 
 #include <sys/socket.h>
 
+#include "ipc/Codec.h"
 #include "ipc/Connection.h"
 #include "ipc/Domain.h"
 #include "ipc/KnownDomains.h"
@@ -17,6 +18,7 @@
 #include "ipc/PublishedSocket.h"
 #include "ipc/Refusal.h"
 #include "ipc/SocketName.h"
+#include "value/limits.h"
 
 namespace vanto {
 
@@ -26,22 +28,22 @@ namespace {
 constexpr std::uint64_t firstPause = 1'000'000;
 constexpr std::uint64_t longestPause = 100'000'000;
 
-/// What one attempt came to. Without a connection, a code; VANTO_ERROR_CLOSED is worth another attempt, unless that is
-/// what the service has said.
-struct Attempt {
-  Ref<Connection> connection;
-  vanto_error_code_t code = VANTO_ERROR_NONE;
-  bool isRefused = false;
-  /// What a refusal said; empty for nothing.
-  std::string text;
+/// What is wanted of a service: a connection, or the reply to a request, which is `early` if it may be sent before the
+/// service has greeted.
+struct Purpose {
+  const std::string& file;
+  const Ref<dispatch_queue_s>& queue;
+  vanto_object_t request = nullptr;
+  EncodedObject* early = nullptr;
 };
 
-/// What is known of a service that has greeted.
-struct ServiceEnd {
-  Greeting greeting;
-  FrameSender sender;
-  /// The timeout that the socket was given; 0 for none.
-  std::uint64_t receiveTimeout = 0;
+/// What one attempt came to. Without a result, a code; VANTO_ERROR_CLOSED is worth another attempt, unless it is final.
+struct Attempt {
+  Ref<vanto_object> result;
+  vanto_error_code_t code = VANTO_ERROR_NONE;
+  bool isFinal = false;
+  /// What a refusal said; empty for nothing.
+  std::string text;
 };
 
 vanto_error_code_t codeOfError(int error) noexcept {
@@ -93,33 +95,59 @@ struct TimeLimit {
   }
 };
 
-/// Waits for the service's first frame. `set` becomes the socket's own timeout, 0 for none.
-vanto_error_code_t receiveFirst(int socket, const TimeLimit& limit, FrameBuffer& buffer, ReceivedFrame& frame,
-                                std::uint64_t& set) noexcept {
+/// A client's end before there is a connection.
+struct ClientEnd {
+  Fd socket;
+  /// The timeout that the socket was given; 0 for none.
+  std::uint64_t receiveTimeout = 0;
+};
+
+/// Waits for the service's first frame.
+ReceiveResult receiveFirst(ClientEnd& end, const TimeLimit& limit, FrameBuffer& buffer, ReceivedFrame& frame) noexcept {
   for (;;) {
     const std::uint64_t wait = limit.nextWait();
-    if (wait == 0) return VANTO_ERROR_TIMED_OUT;
-    if (wait != UINT64_MAX && wait != set) setReceiveTimeout(socket, set = wait);
-    switch (receiveFrame(socket, Waiting::SocketTimeout, buffer, nullptr, frame)) {
-      case ReceiveResult::Frame:
-        return VANTO_ERROR_NONE;
-      case ReceiveResult::Nothing:
-        break;
-      case ReceiveResult::Ended:
-        return VANTO_ERROR_CLOSED;
-      case ReceiveResult::Malformed:
-        return VANTO_ERROR_PROTOCOL;
-      case ReceiveResult::Cut:
-      case ReceiveResult::Failed:
-        return VANTO_ERROR_SYSTEM;
-    }
+    if (wait == 0) return ReceiveResult::Nothing;
+    if (wait != UINT64_MAX && wait != end.receiveTimeout)
+      setReceiveTimeout(end.socket.get(), end.receiveTimeout = wait);
+    const ReceiveResult result = receiveFrame(end.socket.get(), Waiting::SocketTimeout, buffer, nullptr, frame);
+    if (result != ReceiveResult::Nothing) return result;
   }
+}
+
+vanto_error_code_t codeOfResult(ReceiveResult result) noexcept {
+  switch (result) {
+    case ReceiveResult::Frame:
+      return VANTO_ERROR_NONE;
+    case ReceiveResult::Nothing:
+      return VANTO_ERROR_TIMED_OUT;
+    case ReceiveResult::Ended:
+      return VANTO_ERROR_CLOSED;
+    case ReceiveResult::Malformed:
+      return VANTO_ERROR_PROTOCOL;
+    case ReceiveResult::Cut:
+    case ReceiveResult::Failed:
+      break;
+  }
+  return VANTO_ERROR_SYSTEM;
+}
+
+vanto_error_code_t codeOfSend(SendResult result) noexcept {
+  switch (result) {
+    case SendResult::Sent:
+      return VANTO_ERROR_NONE;
+    case SendResult::Gone:
+      return VANTO_ERROR_CLOSED;
+    case SendResult::Full:
+    case SendResult::Later:
+      break;
+  }
+  return VANTO_ERROR_SYSTEM;
 }
 
 vanto_error_code_t takeRefusal(const ReceivedFrame& frame, Attempt& attempt) noexcept {
   Refusal refusal;
   if (!decodeRefusal(frame.payload, refusal)) return VANTO_ERROR_PROTOCOL;
-  attempt.isRefused = true;
+  attempt.isFinal = true;
   attempt.text = refusal.text;
   const bool isKnown = refusal.code != VANTO_ERROR_NONE && refusal.code <= VANTO_ERROR_LARGEST;
   return isKnown ? static_cast<vanto_error_code_t>(refusal.code) : VANTO_ERROR_REFUSED;
@@ -148,31 +176,95 @@ ProcessFacts factsOf(int socket, const FrameSender& sender) noexcept {
   return facts;
 }
 
-vanto_error_code_t shakeHands(int socket, const TimeLimit& limit, ServiceEnd& service, Attempt& attempt) noexcept {
-  FrameBuffer buffer;
-  ReceivedFrame frame;
-  const vanto_error_code_t code = receiveFirst(socket, limit, buffer, frame, service.receiveTimeout);
-  if (code != VANTO_ERROR_NONE) return code;
-  if (frame.header.kind == FrameKind::Refusal) return takeRefusal(frame, attempt);
-  Greeting& greeting = service.greeting;
+Ref<Connection> createConnection(ClientEnd& end, const ProcessFacts& facts, const Greeting& greeting,
+                                 const Purpose& purpose) noexcept {
+  return Connection::createForClient(std::move(end.socket), facts, greeting, end.receiveTimeout, purpose.queue);
+}
+
+vanto_error_code_t readGreeting(const ReceivedFrame& frame, Greeting& greeting) noexcept {
   if (frame.header.kind != FrameKind::Greeting || !decodeGreeting(frame.payload.data(), greeting)) {
     return VANTO_ERROR_PROTOCOL;
   }
-  if (greeting.lowestVersion > wireVersion || greeting.highestVersion < wireVersion) return VANTO_ERROR_VERSION;
-  service.sender = frame.sender;
-  return answer(socket, frame.header, greeting);
+  const bool isKnown = greeting.lowestVersion <= wireVersion && greeting.highestVersion >= wireVersion;
+  return isKnown ? VANTO_ERROR_NONE : VANTO_ERROR_VERSION;
 }
 
-Attempt attemptOnce(const std::string& file, const Ref<dispatch_queue_s>& queue, const TimeLimit& limit) noexcept {
+/// The beginning of a request that stands for the answer too.
+FrameHeader headerOf(const EncodedObject& request, const TimeLimit& limit) noexcept {
+  return {.kind = FrameKind::EarlyRequest,
+          .id = 1,
+          .deadline = limit.deadline != UINT64_MAX ? std::max<std::uint64_t>(remainingUntil(limit.deadline), 1) : 0,
+          .creditMessages = ReceiveCredit::windowMessages,
+          .creditBytes = ReceiveCredit::windowBytes,
+          .length = request.bytes().size()};
+}
+
+/// Waits for the reply to an early request that was taken: `first` says so, being anything but a greeting with a nonce.
+vanto_error_code_t takeEarly(ClientEnd& end, const Purpose& purpose, const FrameHeader& request, ReceivedFrame& first,
+                             const TimeLimit& limit, Attempt& attempt) noexcept {
+  Greeting greeting{.windowMessages = ReceiveCredit::windowMessages, .windowBytes = ReceiveCredit::windowBytes};
+  const bool isGreeting = first.header.kind == FrameKind::Greeting;
+  if (isGreeting) {
+    const vanto_error_code_t code = readGreeting(first, greeting);
+    if (code != VANTO_ERROR_NONE) return code;
+  }
+  const FrameSender& sender = first.sender;
+  const ProcessFacts facts{sender.pid, sender.uid, sender.gid, sender.uid, sender.gid, 0};
+  const Ref<Connection> connection = createConnection(end, facts, greeting, purpose);
+  attempt.result = connection->awaitEarlyReply(request, isGreeting ? nullptr : &first, limit.nextWait());
+  const bool wasLeftUnread = first.wasLeftUnread || connection->wasLeftUnread();
+  // With what came and was not asked for.
+  connection->closeConnection();
+  if (!wasLeftUnread || vanto_error_get_code(attempt.result.get()) != VANTO_ERROR_CLOSED) return VANTO_ERROR_NONE;
+  // It went without having taken the request after all.
+  attempt.result = nullptr;
+  return VANTO_ERROR_CLOSED;
+}
+
+/// Answers the greeting.
+vanto_error_code_t takeGreeting(ClientEnd& end, const Purpose& purpose, const ReceivedFrame& frame,
+                                const TimeLimit& limit, Attempt& attempt) noexcept {
+  Greeting greeting;
+  vanto_error_code_t code = readGreeting(frame, greeting);
+  if (code == VANTO_ERROR_NONE) code = answer(end.socket.get(), frame.header, greeting);
+  if (code != VANTO_ERROR_NONE) return code;
+  const ProcessFacts facts = factsOf(end.socket.get(), frame.sender);
+  Ref<Connection> connection = createConnection(end, facts, greeting, purpose);
+  if (purpose.request == nullptr) {
+    attempt.result = std::move(connection);
+  } else {
+    attempt.result = connection->call(purpose.request, limit.nextWait());
+    connection->closeConnection();
+  }
+  return VANTO_ERROR_NONE;
+}
+
+Attempt attemptOnce(const Purpose& purpose, const TimeLimit& limit) noexcept {
   Attempt attempt;
-  Fd socket = findService(file, limit.deadline, attempt.code);
-  if (!socket) return attempt;
-  ServiceEnd service;
-  attempt.code = shakeHands(socket.get(), limit, service, attempt);
-  if (attempt.code != VANTO_ERROR_NONE) return attempt;
-  const ProcessFacts facts = factsOf(socket.get(), service.sender);
-  attempt.connection =
-      Connection::createForClient(std::move(socket), facts, service.greeting, service.receiveTimeout, queue);
+  ClientEnd end{findService(purpose.file, limit.deadline, attempt.code)};
+  if (!end.socket) return attempt;
+  const bool isEarly = purpose.early != nullptr;
+  FrameHeader request;
+  if (isEarly) {
+    request = headerOf(*purpose.early, limit);
+    const int socket = end.socket.get();
+    attempt.code = codeOfSend(sendFrameInPlace(socket, request, purpose.early->prefix(), request.length));
+    if (attempt.code != VANTO_ERROR_NONE) return attempt;
+  }
+  FrameBuffer buffer;
+  ReceivedFrame first;
+  const ReceiveResult result = receiveFirst(end, limit, buffer, first);
+  attempt.code = codeOfResult(result);
+  if (result != ReceiveResult::Frame) {
+    // A request that was read may have been dealt with.
+    attempt.isFinal = isEarly && !first.wasLeftUnread;
+  } else if (first.header.kind == FrameKind::Refusal) {
+    attempt.code = takeRefusal(first, attempt);
+  } else if (isEarly && (first.header.kind != FrameKind::Greeting || (first.header.flags & frameHasNonce) == 0)) {
+    attempt.code = takeEarly(end, purpose, request, first, limit, attempt);
+  } else {
+    attempt.code = takeGreeting(end, purpose, first, limit, attempt);
+  }
   return attempt;
 }
 
@@ -181,23 +273,38 @@ void pauseFor(std::uint64_t nanoseconds) noexcept {
   nanosleep(&time, nullptr);
 }
 
-}  // namespace
-
-Ref<vanto_object> connectToService(const char* name, Ref<dispatch_queue_s> queue, std::uint64_t timeout) noexcept {
-  const std::string file = socketFileName(name);
-  if (file.empty()) return errorObject(VANTO_ERROR_NAME);
+/// Tries until the service has answered, one way or another, or the time is over.
+Ref<vanto_object> approach(const Purpose& purpose, std::uint64_t timeout) noexcept {
   const TimeLimit limit{timeout, timeout == VANTO_WAIT_FOREVER ? UINT64_MAX : deadlineAfter(timeout)};
   std::uint64_t pause = firstPause;
   for (;;) {
-    Attempt attempt = attemptOnce(file, queue, limit);
-    if (attempt.connection) return std::move(attempt.connection);
+    Attempt attempt = attemptOnce(purpose, limit);
+    if (attempt.result) return std::move(attempt.result);
     const std::uint64_t remaining = remainingUntil(limit.deadline);
-    if (attempt.code != VANTO_ERROR_CLOSED || attempt.isRefused || remaining == 0) {
+    if (attempt.code != VANTO_ERROR_CLOSED || attempt.isFinal || remaining == 0) {
       return errorObject(attempt.code, attempt.text.empty() ? nullptr : attempt.text.c_str());
     }
     pauseFor(std::min(pause, remaining));
     pause = std::min(pause * 2, longestPause);
   }
+}
+
+}  // namespace
+
+Ref<vanto_object> connectToService(const char* name, Ref<dispatch_queue_s> queue, std::uint64_t timeout) noexcept {
+  const std::string file = socketFileName(name);
+  return file.empty() ? errorObject(VANTO_ERROR_NAME) : approach({file, queue}, timeout);
+}
+
+Ref<vanto_object> callService(const char* name, vanto_object_t request, std::uint64_t timeout) noexcept {
+  const std::string file = socketFileName(name);
+  if (file.empty()) return errorObject(VANTO_ERROR_NAME);
+  EncodedObject encoded;
+  const vanto_error_code_t code = encoded.encode(request);
+  if (code != VANTO_ERROR_NONE) return errorObject(code);
+  const bool mayBeEarly = encoded.descriptors().empty() && encoded.bytes().size() <= limits::ipcInlineBytes;
+  const Ref<dispatch_queue_s> noQueue;
+  return approach({file, noQueue, request, mayBeEarly ? &encoded : nullptr}, timeout);
 }
 
 }  // namespace vanto

@@ -2,7 +2,7 @@
 
 // A connection goes through these states.
 //
-//   AwaitingAnswer  a service's end, from the greeting that it sent to the answer that it got
+//   AwaitingAnswer  a service's end, until its greeting was answered or an early request stands for the answer
 //   Open
 //   Closing         its user has closed it, and something is still to be sent
 //   Ended           nothing goes in or out any more; the last event is queued
@@ -89,8 +89,8 @@ Ref<Connection> Connection::createForClient(Fd socket, const ProcessFacts& peer,
   return created;
 }
 
-void Connection::accept(Fd socket, const ProcessFacts& peer, std::unique_ptr<Handshake> handshake,
-                        Ref<dispatch_queue_s> queue) noexcept {
+Ref<Connection> Connection::accept(Fd socket, const ProcessFacts& peer, std::unique_ptr<Handshake> handshake,
+                                   Ref<dispatch_queue_s> queue, FirstFrame firstFrame) noexcept {
   void* memory = allocate(sizeof(Connection));
   // The first reference is the library's own one of the user's references, see wasDelivered().
   auto* connection = new (memory) Connection(std::move(socket), peer, std::move(queue));
@@ -101,7 +101,19 @@ void Connection::accept(Fd socket, const ProcessFacts& peer, std::unique_ptr<Han
   connection->isOfInstance_ = handshake->isOfInstance;
   connection->setTimerLocked(handshake->deadline);
   connection->handshake_ = std::move(handshake);
-  if (!connection->watchLocked()) connection->endLocked(VANTO_ERROR_SYSTEM, afterwards);
+  auto accepted = Ref<Connection>::share(connection);
+  const bool isAwaited = firstFrame == FirstFrame::IsAwaited;
+  if (isAwaited && !connection->watchLocked()) connection->endLocked(VANTO_ERROR_SYSTEM, afterwards);
+  return accepted;
+}
+
+void Connection::readFirst() noexcept {
+  readAsWorker(EPOLLIN);
+  Afterwards afterwards;
+  Lock lock(mutex_);
+  const bool isDone = state_ == State::Ended || isWatched_;
+  if (!isDone && !watchLocked()) endLocked(VANTO_ERROR_SYSTEM, afterwards, "epoll_ctl failed");
+  settle(lock, Delivery::AtOnce);
 }
 
 void Connection::isOverForUser() noexcept {

@@ -47,21 +47,32 @@ struct Handshake {
   std::uint64_t deadline = UINT64_MAX;
   /// Whether this process was started for this connection and ends with it.
   bool isOfInstance = false;
+  /// Whether the greeting was sent: it is not when an early request was there first.
+  bool isGreeted = false;
+  bool hasAskedEarly = false;
 };
 
 /// One end of a connection; how it works is told in Connection.cpp.
 class Connection final : public Endpoint {
  public:
   static constexpr vanto_kind_t objectKind = VANTO_KIND_CONNECTION;
+  enum class FirstFrame : std::uint8_t { IsAwaited, IsThere };
 
   /// The end of a client that has answered the greeting. `receiveTimeout` is the socket's own one; 0 for none.
   [[nodiscard]] static Ref<Connection> createForClient(Fd socket, const ProcessFacts& peer, const Greeting& greeting,
                                                        std::uint64_t receiveTimeout,
                                                        Ref<dispatch_queue_s> queue) noexcept;
   /// The end of a service that has sent the greeting: waits for the answer, and gives itself to the listener then.
-  /// It is then counted by UserLimit, which it takes over in any case.
-  static void accept(Fd socket, const ProcessFacts& peer, std::unique_ptr<Handshake> handshake,
-                     Ref<dispatch_queue_s> queue) noexcept;
+  /// It is then counted by UserLimit, which it takes over in any case. A first frame that is there is for readFirst(),
+  /// which has to be called then; one that is awaited is for the workers.
+  [[nodiscard]] static Ref<Connection> accept(Fd socket, const ProcessFacts& peer, std::unique_ptr<Handshake> handshake,
+                                              Ref<dispatch_queue_s> queue, FirstFrame firstFrame) noexcept;
+  void readFirst() noexcept;
+
+  /// Waits for the reply to `request`, which was sent before anything was received; `first` is what came then, where it
+  /// was no greeting, and null otherwise. Gives what vanto_call() does.
+  [[nodiscard]] Ref<vanto_object> awaitEarlyReply(const FrameHeader& request, ReceivedFrame* first,
+                                                  std::uint64_t timeout) noexcept;
 
   // What the functions of the same names do.
   void resume() noexcept;
@@ -74,6 +85,9 @@ class Connection final : public Endpoint {
   [[nodiscard]] ProcessFacts peer() noexcept;
   /// A descriptor of the peer's process; none with errno when it is gone or cannot be told.
   [[nodiscard]] Fd openPeer() noexcept;
+
+  /// Whether it ended, and the other end had not read all that was sent. For whoever read it until then.
+  [[nodiscard]] bool wasLeftUnread() const noexcept { return wasLeftUnread_; }
 
   /// Its last event was delivered, or there will be nobody to deliver it to.
   void isOverForUser() noexcept;
@@ -135,6 +149,9 @@ class Connection final : public Endpoint {
   void endBecause(vanto_error_code_t code, const char* text = nullptr) noexcept;
   [[nodiscard]] bool take(ReceivedFrame& frame) noexcept;
   [[nodiscard]] bool takeAnswer(const ReceivedFrame& frame) noexcept;
+  [[nodiscard]] bool takeEarlyRequest(ReceivedFrame& frame) noexcept;
+  void openLocked(const FrameSender& client, std::uint32_t windowMessages, std::uint32_t windowBytes,
+                  Afterwards& afterwards) noexcept;
   [[nodiscard]] ExecutableFile executableOfClient() noexcept;
   [[nodiscard]] vanto_error_code_t checkAnswerLocked(const ReceivedFrame& frame, const Greeting& answer,
                                                      ExecutableFile executable) noexcept;
@@ -172,6 +189,8 @@ class Connection final : public Endpoint {
   void waitLocked(Lock& lock, Waiter& waiter) noexcept;
   [[nodiscard]] bool readUntil(Lock& lock, const Waiter& waiter) noexcept;
   void pollUntil(Lock& lock, std::uint64_t deadline) noexcept;
+  [[nodiscard]] vanto_error_code_t awaitReplyLocked(Lock& lock, PendingCall& call, Waiter& waiter,
+                                                    Afterwards& afterwards) noexcept;
   void setReceiveTimeout(std::uint64_t timeout) noexcept;
 
   State state_ = State::Open;
@@ -224,7 +243,8 @@ class Connection final : public Endpoint {
   /// While something waits to be sent: when a peer that has taken nothing of it is not waited for by a process that
   /// ends.
   std::uint64_t stallDeadline_ = UINT64_MAX;
-  /// The socket's own timeout; belongs to who reads.
+  bool wasLeftUnread_ = false;
+  /// The socket's own timeout; both belong to who reads.
   std::uint64_t receiveTimeout_ = 0;
   /// Something sent lately, whose memory the next one uses. Owned.
   std::atomic<Outgoing*> spare_{nullptr};

@@ -77,6 +77,10 @@ vanto_object_t vanto_connect(const char* name, vanto_queue_t queue, uint64_t tim
   return handOver(vanto::connectToService(name, shared(queue), timeout));
 }
 
+vanto_object_t vanto_call_service(const char* name, vanto_object_t message, uint64_t timeout) {
+  return handOver(name != nullptr ? vanto::callService(name, message, timeout) : errorObject(VANTO_ERROR_INVALID));
+}
+
 vanto_error_code_t vanto_send(vanto_object_t connection, vanto_object_t message, uint64_t timeout) {
   auto* peer = ofKind<Connection>(connection);
   return peer != nullptr ? peer->send(message, timeout) : VANTO_ERROR_INVALID;

@@ -39,7 +39,7 @@ void Connection::readAsWorker(std::uint32_t events) noexcept {
   lock.unlock();
   int count = 0;
   while (count < framesPerTurn && readFrame(Waiting::Never) == Step::Frame) {
-    if (std::exchange(isAnswer, false)) continue;
+    if (std::exchange(isAnswer, false) && lastReceivedId_ == 0) continue;
     count++;
     if (!mustEmpty && !mayBeMore(events, count)) break;
   }
@@ -91,7 +91,9 @@ void Connection::endBecause(vanto_error_code_t code, const char* text) noexcept 
 Connection::Step Connection::readFrame(Waiting waiting) noexcept {
   FrameBuffer buffer;
   ReceivedFrame frame;
-  switch (receiveFrame(socket_.get(), waiting, buffer, assemblies_.target(), frame)) {
+  const ReceiveResult result = receiveFrame(socket_.get(), waiting, buffer, assemblies_.target(), frame);
+  wasLeftUnread_ = wasLeftUnread_ || frame.wasLeftUnread;
+  switch (result) {
     case ReceiveResult::Frame:
       if (take(frame)) return Step::Frame;
       endBecause(VANTO_ERROR_PROTOCOL);
@@ -126,7 +128,7 @@ bool Connection::take(ReceivedFrame& frame) noexcept {
   if (state_ == State::Ended) return true;
   if (state_ == State::AwaitingAnswer) {
     lock.unlock();
-    return takeAnswer(frame);
+    return header.kind == FrameKind::EarlyRequest ? takeEarlyRequest(frame) : takeAnswer(frame);
   }
   if (!isPeer(frame.sender) || !takeCreditLocked(header, afterwards)) return false;
   Wanted wanted = Wanted::Yes;
@@ -180,13 +182,35 @@ bool Connection::takeAnswer(const ReceivedFrame& frame) noexcept {
     endBecause(code);
     return true;
   }
-  peer_.realUser = frame.sender.uid;
-  peer_.realGroup = frame.sender.gid;
-  sendCredit_.setWindow(answer.windowMessages, answer.windowBytes);
+  openLocked(frame.sender, answer.windowMessages, answer.windowBytes, afterwards);
+  return true;
+}
+
+/// Stands for the answer too. Who is judged by its code has to answer, and to ask again after that.
+bool Connection::takeEarlyRequest(ReceivedFrame& frame) noexcept {
+  FrameHeader& header = frame.header;
+  Afterwards afterwards;
+  Lock lock(mutex_);
+  if (state_ != State::AwaitingAnswer) return true;
+  if (frame.sender.pid != peer_.pid || std::exchange(handshake_->hasAskedEarly, true)) return false;
+  if (handshake_->isValidated) return true;
+  openLocked(frame.sender, header.creditMessages, header.creditBytes, afterwards);
+  header.kind = FrameKind::Request;
+  header.creditMessages = header.creditBytes = 0;
+  if (!beginMessageLocked(header)) return false;
+  lock.unlock();
+  // Taken also by a process that was asked to end: its client could not know.
+  return takeStart(frame, Wanted::Yes);
+}
+
+void Connection::openLocked(const FrameSender& client, std::uint32_t windowMessages, std::uint32_t windowBytes,
+                            Afterwards& afterwards) noexcept {
+  peer_.realUser = client.uid;
+  peer_.realGroup = client.gid;
+  sendCredit_.setWindow(windowMessages, windowBytes);
   state_ = State::Open;
   admittedBy_ = handshake_->listener;
   afterwards.handshake = std::move(handshake_);
-  return true;
 }
 
 /// What a client that was judged by its code executes now. A confined process cannot see that and has it looked up,
@@ -206,6 +230,7 @@ ExecutableFile Connection::executableOfClient() noexcept {
 /// Whether a client that was judged is still the one that it was.
 vanto_error_code_t Connection::checkAnswerLocked(const ReceivedFrame& frame, const Greeting& answer,
                                                  ExecutableFile executable) noexcept {
+  if (!handshake_->isGreeted) return VANTO_ERROR_PROTOCOL;
   if (!handshake_->isValidated) return frame.header.flags == 0 ? VANTO_ERROR_NONE : VANTO_ERROR_PROTOCOL;
   if (frame.header.flags != frameHasNonce || frame.sender.uid != peer_.realUser ||
       std::memcmp(answer.nonce, handshake_->greeting.nonce, nonceBytes) != 0) {

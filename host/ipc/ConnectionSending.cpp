@@ -78,13 +78,7 @@ Ref<vanto_object> Connection::call(vanto_object_t message, std::uint64_t timeout
     pending.id = nextId_;
     pending_.add(pending);
     submitLocked(std::move(outgoing), afterwards, isReading_ || isWatched_ ? Retry::ByWorkers : Retry::ByCaller);
-    waitLocked(lock, waiter);
-    if (!waiter.isDone) {
-      if (auto unsent = queue_.takeUnsent(pending.id)) afterwards.outgoing.append(std::move(unsent));
-      pending_.remove(pending);
-      waiters_.finishAll(Waiter::For::Room);
-      code = VANTO_ERROR_TIMED_OUT;
-    }
+    code = awaitReplyLocked(lock, pending, waiter, afterwards);
   }
   settle(lock, Delivery::Later);
   return code == VANTO_ERROR_NONE ? std::move(waiter.result) : errorObject(code);

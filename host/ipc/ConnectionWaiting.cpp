@@ -41,6 +41,36 @@ void Connection::waitLocked(Lock& lock, Waiter& waiter) noexcept {
   if (waiter.isReader) endReadingLocked(lock);
 }
 
+vanto_error_code_t Connection::awaitReplyLocked(Lock& lock, PendingCall& call, Waiter& waiter,
+                                                Afterwards& afterwards) noexcept {
+  waitLocked(lock, waiter);
+  if (waiter.isDone) return VANTO_ERROR_NONE;
+  if (auto unsent = queue_.takeUnsent(call.id)) afterwards.outgoing.append(std::move(unsent));
+  pending_.remove(call);
+  waiters_.finishAll(Waiter::For::Room);
+  return VANTO_ERROR_TIMED_OUT;
+}
+
+Ref<vanto_object> Connection::awaitEarlyReply(const FrameHeader& request, ReceivedFrame* first,
+                                              std::uint64_t timeout) noexcept {
+  Waiter waiter(Waiter::For::Reply, timeout, timeout == VANTO_WAIT_FOREVER ? UINT64_MAX : deadlineAfter(timeout));
+  PendingCall call{.id = request.id, .waiter = &waiter};
+  Afterwards afterwards;
+  Lock lock(mutex_);
+  nextId_ = request.id + 1;
+  sendCredit_.start(request);
+  pending_.add(call);
+  if (first != nullptr) {
+    isReading_ = waiter.isReader = true;
+    lock.unlock();
+    if (!take(*first)) endBecause(VANTO_ERROR_PROTOCOL);
+    lock.lock();
+  }
+  const vanto_error_code_t code = awaitReplyLocked(lock, call, waiter, afterwards);
+  settle(lock, Delivery::Later);
+  return code == VANTO_ERROR_NONE ? std::move(waiter.result) : errorObject(code);
+}
+
 /// Reads one frame. False when the deadline has passed.
 bool Connection::readUntil(Lock& lock, const Waiter& waiter) noexcept {
   // The socket's own timeout is right for the first wait only, and does for most.

@@ -34,6 +34,13 @@ bool isStart(const FrameHeader& header, std::size_t payload) noexcept {
          header.descriptors <= limits::ipcDescriptors && (header.deadline == 0 || header.kind == FrameKind::Request);
 }
 
+/// A request that is all there, and gives windows in place of credit.
+bool isEarlyRequest(const FrameHeader& header, std::size_t payload) noexcept {
+  return header.flags == 0 && header.id != 0 && header.length == payload && payload != 0 &&
+         payload <= limits::ipcInlineBytes && header.descriptors == 0 && header.creditMessages != 0 &&
+         header.creditBytes != 0;
+}
+
 /// A frame without a body of its own.
 bool isPlain(const FrameHeader& header) noexcept {
   return header.length == 0 && header.descriptors == 0 && header.deadline == 0;
@@ -57,6 +64,8 @@ bool isAllowed(const FrameHeader& header, std::size_t payload) noexcept {
     case FrameKind::Request:
     case FrameKind::Reply:
       return isStart(header, payload);
+    case FrameKind::EarlyRequest:
+      return isEarlyRequest(header, payload);
     case FrameKind::Chunk:
       return isPlain(header) && (header.flags & ~frameIsOfReply) == 0 && header.id != 0 && payload != 0 &&
              payload <= limits::ipcInlineBytes;

@@ -17,7 +17,8 @@ enum class FrameKind : std::uint8_t {
   Chunk = 7,
   Cancel = 8,
   Credit = 9,
-  Goodbye = 10  ///< why the sender is going to close
+  Goodbye = 10,      ///< why the sender is going to close
+  EarlyRequest = 11  ///< first frame of a client that does not wait for a greeting to ask
 };
 
 inline constexpr std::size_t frameHeaderBytes = 40;
@@ -37,7 +38,7 @@ struct FrameHeader {
   std::uint64_t id = 0;
   /// Nanoseconds that the sender of a request still waits; 0 for no limit.
   std::uint64_t deadline = 0;
-  /// Messages and bytes that the sender of this frame has dealt with.
+  /// Messages and bytes that the sender of this frame has dealt with; in an early request the windows that it gives.
   std::uint32_t creditMessages = 0;
   std::uint32_t creditBytes = 0;
   /// Bytes of the whole body, of which the frame carries the beginning.

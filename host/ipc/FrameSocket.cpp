@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -65,15 +66,14 @@ void takeControl(msghdr& message, ReceivedFrame& frame) noexcept {
   }
 }
 
-ssize_t receivePacket(int socket, msghdr& message, Waiting waiting) noexcept {
+ssize_t receivePacket(int socket, msghdr& message, Waiting waiting, bool& wasLeftUnread) noexcept {
   const int flags = MSG_CMSG_CLOEXEC | (waiting == Waiting::Never ? MSG_DONTWAIT : 0);
   ssize_t size;
   bool again;
-  int resets = 0;
   do {
     size = recvmsg(socket, &message, flags);
     // A peer that closed without having read everything is reported once, before the last packets that it sent.
-    const bool isReset = size < 0 && errno == ECONNRESET && resets++ == 0;
+    const bool isReset = size < 0 && errno == ECONNRESET && !std::exchange(wasLeftUnread, true);
     again = isReset || (size < 0 && errno == EINTR && waiting == Waiting::Never);
   } while (again);
   return size;
@@ -140,7 +140,7 @@ ReceiveResult receiveFrame(int socket, Waiting waiting, FrameBuffer& buffer, std
   message.msg_iovlen = target != nullptr ? 2 : 1;
   message.msg_control = control;
   message.msg_controllen = sizeof control;
-  const ssize_t size = receivePacket(socket, message, waiting);
+  const ssize_t size = receivePacket(socket, message, waiting, frame.wasLeftUnread);
   // An empty packet can carry descriptors as well, and they are ours from now on.
   if (size >= 0) takeControl(message, frame);
   if (size <= 0) return resultOfSize(size);

@@ -54,6 +54,8 @@ struct ReceivedFrame {
   std::span<const std::uint8_t> payload;
   FrameSender sender;
   std::vector<Fd> descriptors;
+  /// The other side has closed, and had not read all that was sent to it. Told also where there is no frame, and once.
+  bool wasLeftUnread = false;
 };
 
 enum class ReceiveResult : std::uint8_t {

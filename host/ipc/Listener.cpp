@@ -38,13 +38,6 @@ constinit bool hasStopped = false;
 constinit std::mutex terminationMutex;
 constinit bool awaitsTermination = false;
 
-/// Whether another client waits; true where that cannot be told. For an accept that finds none the kernel makes a whole
-/// socket first.
-bool hasClient(int listener) noexcept {
-  pollfd set{listener, POLLIN, 0};
-  return poll(&set, 1, 0) != 0;
-}
-
 SendResult sendGreeting(int socket, const Handshake& handshake) noexcept {
   std::uint8_t body[greetingBytes];
   encodeGreeting(handshake.greeting, body);
@@ -148,6 +141,7 @@ void Listener::tellStartedLocked() noexcept {
 }
 
 void Listener::acceptAll() noexcept {
+  Turn turn;
   bool again = true;
   while (again) {
     std::unique_lock lock(mutex_);
@@ -158,7 +152,7 @@ void Listener::acceptAll() noexcept {
     Attempt attempt = Attempt::Accepted;
     while (attempt == Attempt::Accepted && !isClosed_) {
       lock.unlock();
-      attempt = acceptOne();
+      attempt = acceptOne(turn);
       lock.lock();
     }
     isAccepting_ = false;
@@ -166,17 +160,20 @@ void Listener::acceptAll() noexcept {
     if (isWatched_ && attempt == Attempt::TryLater) setTimer(*watch_, deadlineAfter(retryNanoseconds));
     again = mustAcceptAgain_;
   }
+  // Runs the handlers of this client, while others may accept.
+  if (turn.spoken) turn.spoken->readFirst();
 }
 
-Listener::Attempt Listener::acceptOne() noexcept {
+Listener::Attempt Listener::acceptOne(Turn& turn) noexcept {
   if (socket_.isConnection()) {
-    hasGreeted_ = receive(socket_.takeConnection());
+    hasGreeted_ = receive(socket_.takeConnection(), turn);
     return Attempt::Nothing;
   }
   Fd socket(accept4(socket_.descriptor(), nullptr, nullptr, SOCK_CLOEXEC));
   if (socket) {
-    static_cast<void>(receive(std::move(socket)));
-    return hasClient(socket_.descriptor()) ? Attempt::Accepted : Attempt::Nothing;
+    turn.mayGoOn = true;
+    static_cast<void>(receive(std::move(socket), turn));
+    return turn.mayGoOn ? Attempt::Accepted : Attempt::Nothing;
   }
   switch (errno) {
     case EAGAIN:
@@ -209,8 +206,8 @@ Listener::Attempt Listener::turnAway() noexcept {
   return wasAccepted ? Attempt::Accepted : Attempt::TryLater;
 }
 
-/// True when the client was greeted.
-bool Listener::receive(Fd socket) noexcept {
+/// True when the client was taken.
+bool Listener::receive(Fd socket, Turn& turn) noexcept {
   ProcessFacts facts;
   if (!socket_.passesCredentialsOn() && !enableSenderCredentials(socket.get())) return false;
   if (!readPeerCredentials(socket.get(), facts)) return false;
@@ -218,7 +215,7 @@ bool Listener::receive(Fd socket) noexcept {
   vanto_error_code_t code = VANTO_ERROR_FULL;
   if (UserLimit::takeConnection(user)) {
     ManagerLink::clientCame();
-    code = greet(socket, facts);
+    code = greet(socket, facts, turn);
     if (code == VANTO_ERROR_NONE) return true;
     UserLimit::giveConnectionBack(user);
   }
@@ -226,8 +223,8 @@ bool Listener::receive(Fd socket) noexcept {
   return false;
 }
 
-/// Takes the socket over when the client is greeted.
-vanto_error_code_t Listener::greet(Fd& socket, const ProcessFacts& facts) noexcept {
+/// Takes the socket over when the client is greeted. One that has asked already, and need not answer, hears the reply.
+vanto_error_code_t Listener::greet(Fd& socket, const ProcessFacts& facts, Turn& turn) noexcept {
   auto handshake = std::make_unique<Handshake>();
   ProcessFacts peer = facts;
   const vanto_error_code_t verdict = judgePeer(socket.get(), peer, *handshake);
@@ -237,10 +234,25 @@ vanto_error_code_t Listener::greet(Fd& socket, const ProcessFacts& facts) noexce
   handshake->listener = Ref<Listener>::share(this);
   handshake->isOfInstance = socket_.isConnection();
   handshake->deadline = deadlineAfter(limits::ipcGreetingNanoseconds);
-  if (sendGreeting(socket.get(), *handshake) != SendResult::Sent) return VANTO_ERROR_CLOSED;
+  const bool hasSpoken = look(socket.get(), turn);
+  handshake->isGreeted = handshake->isValidated || !hasSpoken;
+  if (handshake->isGreeted && sendGreeting(socket.get(), *handshake) != SendResult::Sent) return VANTO_ERROR_CLOSED;
   ManagerLink::clientWasGreeted();
-  Connection::accept(std::move(socket), peer, std::move(handshake), queue());
+  const bool isRead = hasSpoken && !turn.mayGoOn && !turn.spoken;
+  const auto firstFrame = isRead ? Connection::FirstFrame::IsThere : Connection::FirstFrame::IsAwaited;
+  Ref<Connection> client = Connection::accept(std::move(socket), peer, std::move(handshake), queue(), firstFrame);
+  if (isRead) turn.spoken = std::move(client);
   return VANTO_ERROR_NONE;
+}
+
+/// Whether a client has sent something. Looks for the next one on the way: for an accept that finds none the kernel
+/// makes a whole socket first.
+bool Listener::look(int client, Turn& turn) const noexcept {
+  pollfd sockets[2] = {{client, POLLIN, 0}, {socket_.isConnection() ? -1 : socket_.descriptor(), POLLIN, 0}};
+  if (poll(sockets, 2, 0) < 0) return false;
+  turn.mayGoOn = sockets[1].revents != 0;
+  // One that has gone is found out by the greeting.
+  return sockets[0].revents == POLLIN;
 }
 
 void Listener::admit(Connection& connection) noexcept {

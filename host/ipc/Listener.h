@@ -48,6 +48,13 @@ class Listener final : public Endpoint {
  private:
   friend class ListenerWatch;
   enum class Attempt : std::uint8_t { Accepted, Nothing, TryLater };
+  /// What a worker that accepts comes upon.
+  struct Turn {
+    /// Another client may wait.
+    bool mayGoOn = true;
+    /// A client whose first frame is there, to be read when nobody is accepting.
+    Ref<Connection> spoken;
+  };
 
   Listener(const char* name, Ref<dispatch_queue_s> queue) noexcept;
   ~Listener();
@@ -58,10 +65,11 @@ class Listener final : public Endpoint {
   void openForConnectionLocked() noexcept;
   void tellStartedLocked() noexcept;
   void acceptAll() noexcept;
-  [[nodiscard]] Attempt acceptOne() noexcept;
+  [[nodiscard]] Attempt acceptOne(Turn& turn) noexcept;
   [[nodiscard]] Attempt turnAway() noexcept;
-  [[nodiscard]] bool receive(Fd socket) noexcept;
-  [[nodiscard]] vanto_error_code_t greet(Fd& socket, const ProcessFacts& facts) noexcept;
+  [[nodiscard]] bool receive(Fd socket, Turn& turn) noexcept;
+  [[nodiscard]] vanto_error_code_t greet(Fd& socket, const ProcessFacts& facts, Turn& turn) noexcept;
+  [[nodiscard]] bool look(int client, Turn& turn) const noexcept;
   void stopLocked() noexcept;
   void closeSocketLocked() noexcept;
 

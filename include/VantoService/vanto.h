@@ -9,12 +9,11 @@
 #include <VantoService/Export.h>
 
 /*
- * The IPC runtime: objects that travel between processes, and the connections they travel on. This header is C as well
- * as C++; C++ programs get overloads that take callables, at its end.
+ * The IPC runtime: objects that travel between processes, and the connections they travel on; in C, and in C++.
  *
- * Ownership: a function with "create" or "copy" in its name, vanto_connect() and vanto_call() give the caller a
- * reference, to be dropped with vanto_release(). Every other object result is borrowed and lives as long as the object
- * it came from. Objects handed to a function are borrowed for the call; what keeps them takes references of its own.
+ * Ownership: a function with "create" or "copy" in its name, vanto_connect(), vanto_call() and vanto_call_service()
+ * give a reference, to be dropped with vanto_release(). Other object results are borrowed and live as long as what they
+ * came from. Objects handed to a function are borrowed for the call; what keeps them takes references of its own.
  *
  * Threads: any thread may call any function. An array or dictionary must not be changed while another thread uses it,
  * nor after it was sent.
@@ -45,7 +44,7 @@ typedef enum vanto_kind {
   VANTO_KIND_ERROR = 9,
   /** A message that arrived, as an event; never inside another object. */
   VANTO_KIND_MESSAGE = 64,
-  /** A listener or a connection; never inside another object. */
+  /** Never inside another object. */
   VANTO_KIND_LISTENER = 65,
   VANTO_KIND_CONNECTION = 66
 } vanto_kind_t;
@@ -241,8 +240,7 @@ VANTO_EXPORT vanto_object_t vanto_connection_create_listener(const char* name, v
 VANTO_EXPORT void vanto_connection_set_event_function(vanto_object_t connection, vanto_event_function_t function,
                                                       void* context, vanto_context_release_t release);
 
-/** Sets the queue for a connection's events, before it is resumed; an accepted connection starts with its listener's.
- */
+/** Sets the queue for a connection's events, before it is resumed; one that was accepted has its listener's first. */
 VANTO_EXPORT void vanto_connection_set_queue(vanto_object_t connection, vanto_queue_t queue);
 
 /**
@@ -263,6 +261,13 @@ VANTO_EXPORT bool vanto_service_name_is_valid(const char* name);
  * one came with a text. Starts no thread.
  */
 VANTO_EXPORT vanto_object_t vanto_connect(const char* name, vanto_queue_t queue, uint64_t timeout);
+
+/**
+ * Connects, sends a request, waits for its reply and closes, within `timeout`. Sooner than in three steps: up to 64 KiB
+ * without descriptors wait for no greeting, unless the service judges its clients by their code, so whoever has bound
+ * the name gets them. Tried again only while nobody can have seen the request.
+ */
+VANTO_EXPORT vanto_object_t vanto_call_service(const char* name, vanto_object_t message, uint64_t timeout);
 
 /**
  * Sends a message that expects no reply; `message` may be of any kind that can travel. Waits up to `timeout` for room
@@ -286,8 +291,7 @@ VANTO_EXPORT vanto_object_t vanto_call(vanto_object_t connection, vanto_object_t
 VANTO_EXPORT uint64_t vanto_call_async(vanto_object_t connection, vanto_object_t message, uint64_t timeout,
                                        vanto_reply_function_t function, void* context);
 
-/** Cancels an outstanding call: its function gets VANTO_ERROR_CANCELLED unless its reply is already on the way to it.
- */
+/** Cancels a call: its function gets VANTO_ERROR_CANCELLED, unless its reply is already on the way to it. */
 VANTO_EXPORT void vanto_cancel(vanto_object_t connection, uint64_t call);
 
 /**
@@ -317,8 +321,7 @@ typedef struct audit_token {
 /**
  * Who is at the other end of a connection, as the kernel attested it when the connection was made. The start time of
  * the process in the token is not attested: it was read before an evaluator judged the peer, or else is read when it is
- * first asked for, and is 0 when the peer is gone by then or in a foreign pid namespace. A process that got the same id
- * meanwhile has a start time of its own.
+ * first asked for, and is 0 when the peer is gone by then or in a foreign pid namespace.
  */
 typedef struct vanto_identity {
   pid_t pid;
@@ -337,23 +340,20 @@ VANTO_EXPORT void audit_token_to_au32(audit_token_t token, uid_t* audit_uid, uid
 
 /**
  * Decides whether the peer with this audit token may connect. The token of a peer that is gone, or of a foreign pid
- * namespace (process id 0), holds what is known: no start time. When the code of the peer was asked for before the
- * answer is true, the runtime admits the peer only if its process is known and still the same when it answers the
- * greeting.
+ * namespace (process id 0), holds what is known: no start time. When the peer's code was asked for before the answer is
+ * true, the runtime admits it only if its process is known and still the same when it answers the greeting.
  */
 typedef bool (*vanto_peer_evaluator_t)(audit_token_t token);
 
 /**
  * Has `evaluator` called once for each peer that connects to a listener of this process, on the listener's reading
- * thread; a peer for which it answers false is refused. The first two arguments are reserved and null. To be called
- * before any listener is resumed.
+ * thread, which refuses it for false. The first two arguments are null. To be called before any listener is resumed.
  */
 VANTO_EXPORT void vanto_handle_service(void* reserved, void* reserved_too, vanto_peer_evaluator_t evaluator);
 
 /**
- * Sets how many connections one user may have open to the listeners of this process, 1,024 unless set; 0 admits
- * nobody. Who is beyond it gets VANTO_ERROR_FULL; connections that are open stay. All users together may have as many
- * as three quarters of the process's descriptors. Any thread, at any time.
+ * Sets how many connections one user may have open to the listeners of this process, 1,024 unless set. Who is beyond it
+ * gets VANTO_ERROR_FULL; open ones stay. All users together may have three quarters of the process's descriptors.
  */
 VANTO_EXPORT void vanto_set_connections_per_user(size_t count);
 

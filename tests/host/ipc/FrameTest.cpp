@@ -42,6 +42,9 @@ const Sample samples[] = {
     {"cancel", {.kind = FrameKind::Cancel, .id = 1}, 0},
     {"credit", {.kind = FrameKind::Credit, .creditMessages = 1}, 0},
     {"goodbye", {.kind = FrameKind::Goodbye}, codeBytes},
+    {"early request",
+     {.kind = FrameKind::EarlyRequest, .id = 1, .creditMessages = 1, .creditBytes = 1, .length = 8},
+     8},
 };
 
 TEST(Frame, HeaderHasItsBytesInTheirPlaces) {
@@ -96,16 +99,18 @@ TEST(Frame, EachKindIsTakenAsItMayBe) {
 
 TEST(Frame, UnknownKindsAreRefused) {
   for (int kind = 0; kind < 256; kind++) {
-    const bool isKnown = kind >= 1 && kind <= 10;
+    const bool isKnown = kind >= 1 && kind <= 11;
     bool isTaken = false;
     for (const std::size_t payload : {std::size_t{0}, codeBytes, std::size_t{8}, greetingBytes}) {
       for (const std::uint64_t id : {0, 1}) {
         for (const std::uint32_t credit : {0U, 1U}) {
           for (const std::uint64_t length : {0, 8}) {
-            isTaken =
-                isTaken ||
-                decodes({.kind = static_cast<FrameKind>(kind), .id = id, .creditMessages = credit, .length = length},
-                        payload);
+            const FrameHeader header{.kind = static_cast<FrameKind>(kind),
+                                     .id = id,
+                                     .creditMessages = credit,
+                                     .creditBytes = credit,
+                                     .length = length};
+            isTaken = isTaken || decodes(header, payload);
           }
         }
       }
@@ -159,7 +164,7 @@ TEST(Frame, EachFieldThatAKindHasNotMustBeZero) {
     FrameHeader header = sample.header;
     header.id = header.id == 0 ? 1 : 0;
     EXPECT_FALSE(decodes(header, sample.payload)) << sample.name << ": id";
-    if (sample.header.kind != FrameKind::Request) {
+    if (sample.header.kind != FrameKind::Request && sample.header.kind != FrameKind::EarlyRequest) {
       header = sample.header;
       header.deadline = 1;
       EXPECT_FALSE(decodes(header, sample.payload)) << sample.name << ": deadline";
@@ -192,6 +197,28 @@ TEST(Frame, MessagesHaveTheirLargestSize) {
   EXPECT_FALSE(decodes({.kind = FrameKind::Message, .id = 1, .length = limits::ipcMessageBytes + 1}, inlineBytes));
   EXPECT_FALSE(decodes({.kind = FrameKind::Message, .id = 1, .length = 0}, 0));
   EXPECT_FALSE(decodes({.kind = FrameKind::Message, .id = 1, .length = UINT64_MAX}, inlineBytes));
+}
+
+TEST(Frame, EarlyRequestsAreAllThereAndGiveWindows) {
+  const FrameHeader good{
+      .kind = FrameKind::EarlyRequest, .id = 1, .creditMessages = 1, .creditBytes = 1, .length = inlineBytes};
+  EXPECT_TRUE(decodes(good, inlineBytes));
+  FrameHeader bad = good;
+  bad.length++;
+  EXPECT_FALSE(decodes(bad, inlineBytes));
+  EXPECT_FALSE(decodes(bad, inlineBytes + 1));
+  bad = good;
+  bad.descriptors = 1;
+  EXPECT_FALSE(decodes(bad, inlineBytes, 1));
+  bad = good;
+  bad.creditMessages = 0;
+  EXPECT_FALSE(decodes(bad, inlineBytes));
+  bad = good;
+  bad.creditBytes = 0;
+  EXPECT_FALSE(decodes(bad, inlineBytes));
+  bad = good;
+  bad.length = 0;
+  EXPECT_FALSE(decodes(bad, 0));
 }
 
 TEST(Frame, DescriptorsAreCounted) {
