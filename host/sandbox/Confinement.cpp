@@ -33,17 +33,18 @@ std::string unmetRequirements(const std::vector<RightRemark>& unmet) {
 std::string Confinement::carryOut(const Plan& plan, Receipt& receipt) const {
   if (!plan.unmet.empty()) return unmetRequirements(plan.unmet);
   if (plan.isEmpty()) return "this kernel has neither Landlock nor filters of system calls, or both are switched off";
-  const Witness witness(plan);
+  Witness witness(plan);
   Enforcement enforcement(plan);
   std::string error = enforcement.prepare();
   if (error.empty()) error = enforcement.enter();
   if (!error.empty()) return error;
   receipt.absent = enforcement.absent();
+  witness.tryAgain();
   receipt.witness = witness.result();
   receipt.witnessSubject = witness.subject();
   if (receipt.witness != WitnessResult::Allowed) return {};
-  return "the kernel has taken all of it and does not enforce it: what is forbidden was possible (" +
-         receipt.witnessSubject + ")";
+  return "the kernel has taken all of it, but what is forbidden is still possible (" + witness.possible() +
+         "); the rest of it is in force; report the kernel's version";
 }
 
 Receipt Confinement::enter(const Policy& policy, std::span<const PlannedPath> own) const {

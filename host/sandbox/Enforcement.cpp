@@ -3,6 +3,9 @@
 // The ruleset comes before the filter. It can be refused for a reason that nothing tells beforehand: that the process
 // is confined too often already. The filter comes into force unless there is no memory, so a process is never left with
 // one of the two but then.
+//
+// Nothing about a path refuses the profile. What lies there is often the service's own doing, or another user's, and
+// who can make a profile be refused is free of it at the next start.
 #include "sandbox/Enforcement.h"
 
 #include <cerrno>
@@ -16,7 +19,6 @@
 #include <unistd.h>
 
 #include "sandbox/Landlock.h"
-#include "sandbox/ProfileWord.h"
 
 namespace vanto {
 namespace {
@@ -25,14 +27,21 @@ std::string failed(const std::string& what) {
   return what + ": " + std::strerror(errno);
 }
 
-/// Whether an error of open() is about the path, and not about this process.
-bool isOfPath(int error) noexcept {
-  return error != EMFILE && error != ENFILE && error != ENOMEM;
-}
-
 bool isDirectory(const Fd& place) noexcept {
   struct stat facts;
   return fstat(place.get(), &facts) == 0 && S_ISDIR(facts.st_mode);
+}
+
+/// Why a path got no rule, by the error that there was.
+std::string reasonOf(int error) {
+  // Pipes, sockets and namespaces, to which the descriptors and links of /proc lead.
+  if (error == EBADFD) return "the kernel takes no rule for what has no place among the files";
+  return std::strerror(error);
+}
+
+/// Of what base profiles and the platform name, no machine has everything.
+bool isAbsence(int error) noexcept {
+  return error == ENOENT || error == ENOTDIR;
 }
 
 bool enterFilter(const std::vector<sock_filter>& filter) noexcept {
@@ -46,8 +55,9 @@ std::string Enforcement::prepare() {
   if (!hasRuleset()) return {};
   if (!ruleset_.create(plan_.fileBits, plan_.networkBits, plan_.scopeBits)) return failed("cannot make a ruleset");
   for (const PlannedPath& planned : plan_.paths) {
-    std::string error = allowPath(planned);
-    if (!error.empty()) return error;
+    const int error = allowPath(planned);
+    if (error == 0 || (isAbsence(error) && !planned.isOfProfile)) continue;
+    absent_.push_back({planned.path, reasonOf(error)});
   }
   for (const PlannedPort& planned : plan_.ports) {
     if (!ruleset_.allowPort(planned.port, planned.bits)) {
@@ -57,18 +67,14 @@ std::string Enforcement::prepare() {
   return {};
 }
 
-std::string Enforcement::allowPath(const PlannedPath& planned) {
+int Enforcement::allowPath(const PlannedPath& planned) const {
   const Fd place(open(planned.path.c_str(), O_PATH | O_CLOEXEC));
-  if (!place) {
-    if (!isOfPath(errno)) return failed("cannot open " + writtenWord(planned.path));
-    if (planned.isOfProfile) absent_.push_back({planned.path, std::strerror(errno)});
-    return {};
-  }
+  if (!place) return errno;
   // Most are directories. For anything else the kernel takes no bits of directories, and no rule about nothing.
-  if (ruleset_.allowPath(place.get(), planned.bits)) return {};
+  if (planned.bits == 0 || ruleset_.allowPath(place.get(), planned.bits)) return 0;
   const std::uint64_t bits = planned.bits & landlock::bitsOfFiles;
-  if (errno == EINVAL && !isDirectory(place) && (bits == 0 || ruleset_.allowPath(place.get(), bits))) return {};
-  return failed("cannot make a rule for " + writtenWord(planned.path));
+  if (errno != EINVAL || isDirectory(place)) return errno;
+  return bits == 0 || ruleset_.allowPath(place.get(), bits) ? 0 : errno;
 }
 
 std::string Enforcement::enter() const {

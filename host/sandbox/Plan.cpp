@@ -120,7 +120,7 @@ void addPaths(const Policy& policy, std::span<const PlannedPath> own, Plan& plan
   for (const PathRule& rule : policy.paths) add(rule.path, fileBitsOf(rule.rights), isOfProfile(rule));
   for (const PlannedPath& rule : own) add(rule.path, rule.bits, false);
   for (const auto& [path, planned] : paths) {
-    if (planned.bits != 0) plan.paths.push_back({std::string(path), planned.bits, planned.isOfProfile});
+    if (planned.bits != 0 || planned.isOfProfile) plan.paths.push_back({std::string(path), planned.bits, planned.isOfProfile});
   }
 }
 

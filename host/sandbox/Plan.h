@@ -40,7 +40,8 @@ struct Plan {
   std::uint64_t fileBits = 0;
   std::uint64_t networkBits = 0;
   std::uint64_t scopeBits = 0;
-  /// Ascending by path; the bits of each are of fileBits and not 0.
+  /// Ascending by path; the bits of each are of fileBits. 0 for one that only the profile itself names, for rights that
+  /// the kernel does not know: it needs no rule, but may be absent.
   std::vector<PlannedPath> paths;
   /// Ascending by port; the bits of each are of networkBits and not 0.
   std::vector<PlannedPort> ports;

@@ -10,6 +10,7 @@
 
 #include "host/sandbox/Compiled.h"
 #include "sandbox/KernelProbe.h"
+#include "sandbox/Landlock.h"
 #include "sandbox/Ruleset.h"
 #include "support/Child.h"
 #include "value/Fd.h"
@@ -31,7 +32,7 @@ std::string names(const std::vector<RightRemark>& remarks) {
   return text;
 }
 
-/// Enters `profile` in a child, and lets `look` see what came of it there.
+/// Does `work` in a child, as a process is confined once and for all.
 void inChild(const std::function<void()>& work) {
   const ChildOutcome outcome = runInChild([&](const ChildReport& report) {
     work();
@@ -190,21 +191,52 @@ TEST(Confinement, ChangesNothingWhenTheKernelRefusesTheRuleset) {
   });
 }
 
-TEST(Confinement, IsRefusedForWantOfDescriptors) {
+std::vector<Fd> everyDescriptor() {
+  std::vector<Fd> all;
+  for (Fd one(open("/", O_PATH | O_CLOEXEC)); one; one = Fd(open("/", O_PATH | O_CLOEXEC))) {
+    all.push_back(std::move(one));
+  }
+  return all;
+}
+
+TEST(Confinement, IsRefusedWhereTheKernelCannotBeAskedForWantOfDescriptors) {
   inChild([] {
-    std::vector<Fd> all;
-    for (;;) {
-      Fd one(open("/", O_PATH | O_CLOEXEC));
-      if (!one) break;
-      all.push_back(std::move(one));
-    }
-    const std::string none = Confinement().enter(compiled("")).error;
-    all.pop_back();
-    const std::string one = Confinement().enter(compiled("allow read /etc")).error;
+    std::vector<Fd> all = everyDescriptor();
+    const std::string error = Confinement().enter(compiled("")).error;
     all.clear();
-    EXPECT_EQ(none, "cannot tell what this kernel enforces: Too many open files");
-    EXPECT_EQ(one, "cannot open /etc: Too many open files");
+    EXPECT_EQ(error, "cannot tell what this kernel enforces: Too many open files");
     expectUnconfined();
+  });
+}
+
+TEST(Confinement, IsTightWhereAPathCannotBeOpenedForWantOfDescriptors) {
+  inChild([] {
+    std::vector<Fd> all = everyDescriptor();
+    all.pop_back();
+    const Receipt receipt = Confinement().enter(compiled("allow read /etc"));
+    all.clear();
+    EXPECT_EQ(receipt.error, "");
+    ASSERT_EQ(receipt.absent.size(), 1U);
+    EXPECT_EQ(receipt.absent[0].path, "/etc");
+    EXPECT_EQ(receipt.absent[0].reason, "Too many open files");
+    EXPECT_EQ(receipt.witnessSubject, "make a UDP socket, call unshare");
+    EXPECT_FALSE(canListRoot());
+    EXPECT_FALSE(Fd(open("/etc/passwd", O_RDONLY | O_CLOEXEC)));
+  });
+}
+
+TEST(Confinement, SaysWhatIsInForceWhenSomethingForbiddenIsStillPossible) {
+  inChild([] {
+    // Stands for a kernel that does not do what it has taken.
+    const std::vector<PlannedPath> own{{"/", landlock::readDirectory}};
+    const Receipt receipt = Confinement().enter(compiled("allow read /etc"), own);
+    EXPECT_EQ(receipt.error,
+              "the kernel has taken all of it, but what is forbidden is still possible (list /); the rest of it is in "
+              "force; report the kernel's version");
+    EXPECT_EQ(receipt.level, ConfinementLevel::None);
+    EXPECT_EQ(receipt.witness, WitnessResult::Allowed);
+    EXPECT_TRUE(receipt.enforced.isEmpty());
+    EXPECT_FALSE(canMakeSocket());
   });
 }
 

@@ -120,9 +120,9 @@ TEST(Plan, GivesEachPathTheBitsOfItsRights) {
       "allow read /1\nallow write /2\nallow create /3\nallow remove /4\nallow truncate /5\nallow rename /6\n"
       "allow execute /7\nallow ioctl /8\nallow socket /9\n";
   EXPECT_EQ(paths(plan(profile, 9)), "/1 c\n/2 4002\n/3 1780\n/4 30\n/5 4000\n/6 2000\n/7 1\n/8 8000\n/9 10000\n");
-  // Where a bit is unknown there is nothing to allow, and an empty rule would be refused.
-  EXPECT_EQ(paths(plan(profile, 1)), "/1 c\n/2 2\n/3 1780\n/4 30\n/7 1\n");
-  EXPECT_EQ(paths(plan(profile, 0)), "");
+  // Where a bit is unknown there is nothing to allow, but the path is looked at.
+  EXPECT_EQ(paths(plan(profile, 1)), "/1 c\n/2 2\n/3 1780\n/4 30\n/5 0\n/6 0\n/7 1\n/8 0\n/9 0\n");
+  EXPECT_EQ(paths(plan("include base", 1)).find("/dev/log"), std::string::npos);
 }
 
 TEST(Plan, NeverAllowsDevicesToBeMade) {
