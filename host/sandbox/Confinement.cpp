@@ -10,6 +10,10 @@
 namespace vanto {
 namespace {
 
+constexpr const char* withoutLandlock =
+    "this kernel has no Landlock, or it is switched off, and without it no profile is entered; start Linux 5.13 or "
+    "newer with landlock among the modules of its parameter lsm";
+
 /// Why this process cannot be confined by anything; empty when it can.
 std::string whyNotThisProcess() {
   const std::size_t threads = threadCount();
@@ -31,8 +35,8 @@ std::string unmetRequirements(const std::vector<RightRemark>& unmet) {
 }  // namespace
 
 std::string Confinement::carryOut(const Plan& plan, Receipt& receipt) const {
+  if (plan.isEmpty()) return withoutLandlock;
   if (!plan.unmet.empty()) return unmetRequirements(plan.unmet);
-  if (plan.isEmpty()) return "this kernel has neither Landlock nor filters of system calls, or both are switched off";
   Witness witness(plan);
   Enforcement enforcement(plan);
   std::string error = enforcement.prepare();

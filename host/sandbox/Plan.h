@@ -36,7 +36,7 @@ struct RightRemark {
 
 /// What has to be told to one kernel to bring a policy into force, and how far that goes. Plain data.
 struct Plan {
-  /// What the ruleset is about, of each set of landlock bits; without a rule each is denied. All 0: no ruleset.
+  /// What the ruleset is about, of each set of landlock bits; without a rule each is denied.
   std::uint64_t fileBits = 0;
   std::uint64_t networkBits = 0;
   std::uint64_t scopeBits = 0;
@@ -57,8 +57,9 @@ struct Plan {
   /// Those of `missing` that the policy requires; with any of them the plan must not be carried out.
   std::vector<RightRemark> unmet;
 
-  /// True when nothing at all would be enforced.
-  [[nodiscard]] bool isEmpty() const noexcept { return (fileBits | networkBits | scopeBits) == 0 && filter.empty(); }
+  /// True on kernels without Landlock: nothing of the policy is enforced there, not even by a filter, and the plan must
+  /// not be carried out.
+  [[nodiscard]] bool isEmpty() const noexcept { return fileBits == 0; }
 };
 
 /// What brings `policy` into force on a kernel that can do `kernel`. `machine` is none where no filter is written for
