@@ -11,7 +11,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include <fcntl.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -19,6 +18,7 @@
 #include <unistd.h>
 
 #include "sandbox/Landlock.h"
+#include "sandbox/PlaceFinder.h"
 
 namespace vanto {
 namespace {
@@ -32,11 +32,11 @@ bool isDirectory(const Fd& place) noexcept {
   return fstat(place.get(), &facts) == 0 && S_ISDIR(facts.st_mode);
 }
 
-/// Why a path got no rule, by the error that there was.
-std::string reasonOf(int error) {
+/// Why a path got no rule.
+std::string reasonOf(const FoundPlace& found) {
   // Pipes, sockets and namespaces, to which the descriptors and links of /proc lead.
-  if (error == EBADFD) return "the kernel takes no rule for what has no place among the files";
-  return std::strerror(error);
+  if (found.error == EBADFD) return "the kernel takes no rule for what has no place among the files";
+  return found.reason();
 }
 
 /// Of what base profiles and the platform name, no machine has everything.
@@ -54,10 +54,12 @@ bool enterFilter(const std::vector<sock_filter>& filter) noexcept {
 std::string Enforcement::prepare() {
   if (!hasRuleset()) return {};
   if (!ruleset_.create(plan_.fileBits, plan_.networkBits, plan_.scopeBits)) return failed("cannot make a ruleset");
+  const PlaceFinder finder(plan_);
   for (const PlannedPath& planned : plan_.paths) {
-    const int error = allowPath(planned);
-    if (error == 0 || (isAbsence(error) && !planned.isOfProfile)) continue;
-    absent_.push_back({planned.path, reasonOf(error)});
+    FoundPlace found = finder.find(planned.path);
+    if (found.place) found.error = allowPlace(found.place, planned.bits);
+    if (found.error == 0 || (isAbsence(found.error) && !planned.isOfProfile)) continue;
+    absent_.push_back({planned.path, reasonOf(found)});
   }
   for (const PlannedPort& planned : plan_.ports) {
     if (!ruleset_.allowPort(planned.port, planned.bits)) {
@@ -67,14 +69,12 @@ std::string Enforcement::prepare() {
   return {};
 }
 
-int Enforcement::allowPath(const PlannedPath& planned) const {
-  const Fd place(open(planned.path.c_str(), O_PATH | O_CLOEXEC));
-  if (!place) return errno;
+int Enforcement::allowPlace(const Fd& place, std::uint64_t bits) const {
   // Most are directories. For anything else the kernel takes no bits of directories, and no rule about nothing.
-  if (planned.bits == 0 || ruleset_.allowPath(place.get(), planned.bits)) return 0;
-  const std::uint64_t bits = planned.bits & landlock::bitsOfFiles;
+  if (bits == 0 || ruleset_.allowPath(place.get(), bits)) return 0;
+  const std::uint64_t bitsOfFile = bits & landlock::bitsOfFiles;
   if (errno != EINVAL || isDirectory(place)) return errno;
-  return bits == 0 || ruleset_.allowPath(place.get(), bits) ? 0 : errno;
+  return bitsOfFile == 0 || ruleset_.allowPath(place.get(), bitsOfFile) ? 0 : errno;
 }
 
 std::string Enforcement::enter() const {

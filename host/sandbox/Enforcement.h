@@ -35,8 +35,8 @@ class Enforcement {
 
  private:
   [[nodiscard]] bool hasRuleset() const noexcept { return (plan_.fileBits | plan_.networkBits | plan_.scopeBits) != 0; }
-  /// 0, or what is wrong with the path, as an errno value.
-  [[nodiscard]] int allowPath(const PlannedPath& planned) const;
+  /// 0, or what is wrong with the place, as an errno value.
+  [[nodiscard]] int allowPlace(const Fd& place, std::uint64_t bits) const;
 
   const Plan& plan_;
   Ruleset ruleset_;

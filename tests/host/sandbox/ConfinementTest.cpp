@@ -1,18 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sandbox/Confinement.h"
 
+#include <fstream>
 #include <thread>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "host/sandbox/Compiled.h"
 #include "sandbox/KernelProbe.h"
 #include "sandbox/Landlock.h"
 #include "sandbox/Ruleset.h"
 #include "support/Child.h"
+#include "support/TemporaryDirectory.h"
 #include "value/Fd.h"
 
 namespace vanto::testing {
@@ -100,6 +104,51 @@ TEST(Confinement, NamesAbsentPathsOfTheProfileOnly) {
     EXPECT_EQ(receipt.absent[1].path, "/no-such");
     EXPECT_EQ(receipt.absent[1].reason, "No such file or directory");
   });
+}
+
+class ConfinementOfAService : public ::testing::Test {
+ protected:
+  ConfinementOfAService() {
+    for (const char* name : {"own", "own/data", "secret"}) mkdir((directory_ / name).c_str(), 0700);
+    std::ofstream(directory_ / "secret/file") << "contents";
+  }
+
+  /// What the service does while it is confined; then what it may read when it is started once more.
+  void startTwice(const std::function<void(const std::string& own)>& work, std::string_view absence) const {
+    const Policy policy = compiled("allow read,write,create,remove " + (directory_ / "own") + "\nallow read " +
+                                   (directory_ / "own/data"));
+    inChild([&] {
+      EXPECT_EQ(Confinement().enter(policy).error, "");
+      work(directory_ / "own");
+    });
+    inChild([&] {
+      const Receipt receipt = Confinement().enter(policy);
+      EXPECT_EQ(receipt.error, "");
+      EXPECT_EQ(receipt.witness, WitnessResult::Denied);
+      ASSERT_EQ(receipt.absent.size(), 1U);
+      EXPECT_EQ(receipt.absent[0].path, directory_ / "own/data");
+      EXPECT_EQ(receipt.absent[0].reason, absence);
+      EXPECT_FALSE(Fd(open((directory_ / "secret/file").c_str(), O_RDONLY | O_CLOEXEC)));
+      EXPECT_FALSE(canListRoot());
+    });
+  }
+
+  const test::TemporaryDirectory directory_;
+};
+
+TEST_F(ConfinementOfAService, IsNotWidenedByALinkThatItHasMade) {
+  for (const std::string& target : {directory_ / "secret", std::string("/"), std::string("/proc/self/ns/net")}) {
+    startTwice(
+        [&](const std::string& own) {
+          EXPECT_TRUE(rmdir((own + "/data").c_str()) == 0 || unlink((own + "/data").c_str()) == 0);
+          EXPECT_EQ(symlink(target.c_str(), (own + "/data").c_str()), 0);
+        },
+        "the profile lets links be made where " + (directory_ / "own/data") + " is, so that it is not followed");
+  }
+}
+
+TEST_F(ConfinementOfAService, IsNotGivenUpOverWhatItHasRemoved) {
+  startTwice([](const std::string& own) { EXPECT_EQ(rmdir((own + "/data").c_str()), 0); }, "No such file or directory");
 }
 
 TEST(Confinement, GivesThePlatformItsOwn) {
