@@ -2,9 +2,9 @@
 #include "sandbox/Confinement.h"
 
 #include <cerrno>
-#include <cstring>
 
 #include "sandbox/KernelProbe.h"
+#include "sandbox/KernelRefusal.h"
 #include "sandbox/ThreadCount.h"
 
 namespace vanto {
@@ -18,7 +18,7 @@ constexpr const char* withoutLandlock =
 std::string whyNotThisProcess() {
   const std::size_t threads = threadCount();
   if (threads == 1) return {};
-  if (threads == 0) return std::string("cannot count the threads of this process: /proc/self/task: ") + strerror(errno);
+  if (threads == 0) return kernelRefusal("cannot count the threads of this process in /proc/self/task", errno);
   return "the process has " + std::to_string(threads) +
          " threads, of which only one could be confined; enter the "
          "sandbox before others are made";
@@ -57,7 +57,7 @@ Receipt Confinement::enter(const Policy& policy, std::span<const PlannedPath> ow
   if (!receipt.error.empty()) return receipt;
   const std::optional<KernelRights> kernel = probeKernelRights();
   if (!kernel) {
-    receipt.error = std::string("cannot tell what this kernel enforces: ") + strerror(errno);
+    receipt.error = kernelRefusal("cannot tell what this kernel enforces", errno);
     return receipt;
   }
   Plan plan = planOf(policy, commonRightsOf(*kernel, usable_), thisMachine(), own);

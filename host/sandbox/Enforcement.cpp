@@ -9,7 +9,6 @@
 #include "sandbox/Enforcement.h"
 
 #include <cerrno>
-#include <cstring>
 
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
@@ -17,15 +16,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "sandbox/KernelRefusal.h"
 #include "sandbox/Landlock.h"
 #include "sandbox/PlaceFinder.h"
 
 namespace vanto {
 namespace {
-
-std::string failed(const std::string& what) {
-  return what + ": " + std::strerror(errno);
-}
 
 bool isDirectory(const Fd& place) noexcept {
   struct stat facts;
@@ -53,7 +49,8 @@ bool enterFilter(const std::vector<sock_filter>& filter) noexcept {
 
 std::string Enforcement::prepare() {
   if (!hasRuleset()) return {};
-  if (!ruleset_.create(plan_.fileBits, plan_.networkBits, plan_.scopeBits)) return failed("cannot make a ruleset");
+  if (!ruleset_.create(plan_.fileBits, plan_.networkBits, plan_.scopeBits))
+    return kernelRefusal("cannot make a ruleset", errno);
   const PlaceFinder finder(plan_);
   for (const PlannedPath& planned : plan_.paths) {
     FoundPlace found = finder.find(planned.path);
@@ -63,7 +60,9 @@ std::string Enforcement::prepare() {
   }
   for (const PlannedPort& planned : plan_.ports) {
     if (!ruleset_.allowPort(planned.port, planned.bits)) {
-      return failed("cannot make a rule for port " + std::to_string(planned.port));
+      return kernelRefusal(
+          "cannot make a rule for port " + std::to_string(planned.port) + " of line " + std::to_string(planned.line),
+          errno);
     }
   }
   return {};
@@ -78,12 +77,14 @@ int Enforcement::allowPlace(const Fd& place, std::uint64_t bits) const {
 }
 
 std::string Enforcement::enter() const {
-  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) return failed("cannot give up new privileges");
-  if (hasRuleset() && !ruleset_.enter()) return failed("the ruleset is refused");
+  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) return kernelRefusal("cannot give up new privileges", errno);
+  if (hasRuleset() && !ruleset_.enter()) return kernelRefusal("the ruleset is refused", errno);
   if (plan_.filter.empty() || enterFilter(plan_.filter)) return {};
-  std::string error = failed("the filter of system calls is refused");
-  if (hasRuleset()) error += "; the rules for files, ports and other processes are in force";
-  return error;
+  const int error = errno;
+  const char* const what = "the filter of system calls is refused";
+  return kernelRefusal(
+      hasRuleset() ? std::string(what) + ", and the rules for files, ports and other processes are in force" : what,
+      error);
 }
 
 }  // namespace vanto

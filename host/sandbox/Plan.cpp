@@ -128,7 +128,7 @@ void addPaths(const Policy& policy, std::span<const PlannedPath> own, Plan& plan
 void addPorts(const Policy& policy, Plan& plan) {
   for (const PortRule& rule : policy.ports) {
     const std::uint64_t bits = networkBitsOf(rule.rights) & plan.networkBits;
-    if (bits != 0) plan.ports.push_back({rule.port, bits});
+    if (bits != 0) plan.ports.push_back({rule.port, bits, rule.grants.front().line.line});
   }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -26,6 +27,8 @@ struct PlannedPath {
 struct PlannedPort {
   std::uint16_t port = 0;
   std::uint64_t bits = 0;
+  /// Of the profile, where the port is first named.
+  std::size_t line = 0;
 };
 
 /// A right, and why this kernel does not do with it what the policy says.

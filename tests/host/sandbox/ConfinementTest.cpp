@@ -6,9 +6,12 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "host/sandbox/Compiled.h"
@@ -230,7 +233,9 @@ TEST(Confinement, ChangesNothingWhenTheKernelRefusesTheRuleset) {
     }
     EXPECT_EQ(count, 16);
     const Receipt receipt = Confinement().enter(compiled(""));
-    EXPECT_EQ(receipt.error, "the ruleset is refused: Argument list too long");
+    EXPECT_EQ(receipt.error,
+              "the ruleset is refused: Argument list too long; processes and their parents are confined 16 times at "
+              "most; start the service from one that is confined less often");
     EXPECT_EQ(receipt.level, ConfinementLevel::None);
     EXPECT_TRUE(canListRoot());
     EXPECT_TRUE(canMakeSocket());
@@ -250,8 +255,52 @@ TEST(Confinement, IsRefusedWhereTheKernelCannotBeAskedForWantOfDescriptors) {
     std::vector<Fd> all = everyDescriptor();
     const std::string error = Confinement().enter(compiled("")).error;
     all.clear();
-    EXPECT_EQ(error, "cannot tell what this kernel enforces: Too many open files");
+    EXPECT_EQ(error,
+              "cannot tell what this kernel enforces: Too many open files; raise the limit of open files, or open "
+              "fewer before");
     expectUnconfined();
+  });
+}
+
+/// From here on the process cannot call `number`, with `first` as its first argument where that is given.
+void refuseCall(std::uint32_t number, std::optional<std::uint32_t> first, std::uint32_t error) {
+  sock_filter code[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, number, 0, 3),
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[0])),
+      BPF_JUMP(BPF_JMP | (first ? BPF_JEQ : BPF_JGE) | BPF_K, first.value_or(0), 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | error),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  const sock_fprog program{std::size(code), code};
+  ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+  ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
+}
+
+void expectRefused(const std::string& error) {
+  const Receipt receipt = Confinement().enter(compiled(""));
+  EXPECT_EQ(receipt.error, error);
+  EXPECT_EQ(receipt.level, ConfinementLevel::None);
+  EXPECT_TRUE(receipt.enforced.isEmpty());
+  EXPECT_TRUE(canListRoot());
+  EXPECT_TRUE(canMakeSocket());
+}
+
+TEST(Confinement, IsRefusedWhereTheThreadsCannotBeCounted) {
+  inChild([] {
+    refuseCall(SYS_newfstatat, std::nullopt, ENOENT);
+    expectRefused(
+        "cannot count the threads of this process in /proc/self/task: No such file or directory; start the service "
+        "where /proc is mounted");
+  });
+}
+
+TEST(Confinement, IsRefusedWhereNewPrivilegesCannotBeGivenUp) {
+  inChild([] {
+    refuseCall(SYS_prctl, PR_SET_NO_NEW_PRIVS, EPERM);
+    expectRefused(
+        "cannot give up new privileges: Operation not permitted; something around the service filters system calls, "
+        "such as a container; allow this one there");
   });
 }
 

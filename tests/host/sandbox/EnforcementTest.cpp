@@ -162,10 +162,12 @@ TEST(Enforcement, TellsWhatIsRefused) {
   ASSERT_EQ(enforcement.absent().size(), 1U);
   EXPECT_EQ(enforcement.absent()[0].reason, "Invalid argument");
   plan.fileBits = std::uint64_t{1} << 40;
-  EXPECT_EQ(Enforcement(plan).prepare(), "cannot make a ruleset: Invalid argument");
+  EXPECT_EQ(Enforcement(plan).prepare(),
+            "cannot make a ruleset: Invalid argument; report this with the version of the kernel");
   plan = filesOnly();
-  plan.ports = {{80, 1}};
-  EXPECT_EQ(Enforcement(plan).prepare(), "cannot make a rule for port 80: Invalid argument");
+  plan.ports = {{80, 1, 3}};
+  EXPECT_EQ(Enforcement(plan).prepare(),
+            "cannot make a rule for port 80 of line 3: Invalid argument; report this with the version of the kernel");
 }
 
 TEST(Enforcement, TellsWhatIsInForceWhenTheFilterIsRefused) {
@@ -176,11 +178,12 @@ TEST(Enforcement, TellsWhatIsInForceWhenTheFilterIsRefused) {
     Enforcement enforcement(plan);
     EXPECT_EQ(enforcement.prepare(), "");
     EXPECT_EQ(enforcement.enter(),
-              "the filter of system calls is refused: Invalid argument; the rules for files, ports and other processes "
-              "are in force");
+              "the filter of system calls is refused, and the rules for files, ports and other processes are in force: "
+              "Invalid argument; report this with the version of the kernel");
     EXPECT_FALSE(canRead("/"));
     plan.fileBits = 0;
-    EXPECT_EQ(Enforcement(plan).enter(), "the filter of system calls is refused: Invalid argument");
+    EXPECT_EQ(Enforcement(plan).enter(),
+              "the filter of system calls is refused: Invalid argument; report this with the version of the kernel");
   });
   EXPECT_EQ(outcome.end, "exit status 0");
 }

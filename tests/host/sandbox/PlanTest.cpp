@@ -160,6 +160,7 @@ TEST(Plan, GivesPortsTheirBits) {
   ASSERT_EQ(made.ports.size(), 2U);
   EXPECT_EQ(made.ports[0].port, 80);
   EXPECT_EQ(made.ports[0].bits, vanto::landlock::connectTcp);
+  EXPECT_EQ(made.ports[0].line, 1U);
   EXPECT_EQ(made.ports[1].bits, vanto::landlock::everyNetworkBit);
   EXPECT_TRUE(plan("allow connect tcp 443", 3).ports.empty());
   EXPECT_TRUE(plan("allow connect tcp 443\nallow network", 9).ports.empty());
