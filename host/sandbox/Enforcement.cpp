@@ -12,7 +12,6 @@
 
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -22,11 +21,6 @@
 
 namespace vanto {
 namespace {
-
-bool isDirectory(const Fd& place) noexcept {
-  struct stat facts;
-  return fstat(place.get(), &facts) == 0 && S_ISDIR(facts.st_mode);
-}
 
 /// Why a path got no rule.
 std::string reasonOf(const FoundPlace& found) {
@@ -51,7 +45,7 @@ std::string Enforcement::prepare() {
   if (!hasRuleset()) return {};
   if (!ruleset_.create(plan_.fileBits, plan_.networkBits, plan_.scopeBits))
     return kernelRefusal("cannot make a ruleset", errno);
-  const PlaceFinder finder(plan_);
+  PlaceFinder finder(plan_);
   for (const PlannedPath& planned : plan_.paths) {
     FoundPlace found = finder.find(planned.path);
     if (found.place) found.error = allowPlace(found.place, planned.bits);
@@ -72,7 +66,7 @@ int Enforcement::allowPlace(const Fd& place, std::uint64_t bits) const {
   // Most are directories. For anything else the kernel takes no bits of directories, and no rule about nothing.
   if (bits == 0 || ruleset_.allowPath(place.get(), bits)) return 0;
   const std::uint64_t bitsOfFile = bits & landlock::bitsOfFiles;
-  if (errno != EINVAL || isDirectory(place)) return errno;
+  if (errno != EINVAL || bitsOfFile == bits) return errno;
   return bitsOfFile == 0 || ruleset_.allowPath(place.get(), bitsOfFile) ? 0 : errno;
 }
 

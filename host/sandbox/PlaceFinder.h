@@ -31,9 +31,10 @@ class PlaceFinder {
   explicit PlaceFinder(const Plan& plan);
 
   /// `path` is absolute. Only the file systems on the way can make it wait.
-  [[nodiscard]] FoundPlace find(const std::string& path) const;
+  [[nodiscard]] FoundPlace find(const std::string& path);
 
  private:
+  Fd root_;
   DirectorySet linkable_;
 };
 

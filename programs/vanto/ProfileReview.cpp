@@ -131,7 +131,7 @@ class Review {
   const ProfileValues& values_;
   std::map<std::pair<std::size_t, std::string>, ProfilePosition> words_;
   std::vector<ProfileFinding> findings_;
-  const PlaceFinder finder_{planOf(policy_, kernelRightsOf(landlockGenerations), std::nullopt)};
+  PlaceFinder finder_{planOf(policy_, kernelRightsOf(landlockGenerations), std::nullopt)};
 };
 
 }  // namespace

@@ -156,7 +156,8 @@ TEST(Enforcement, TellsAbsencesOfTheProfileAndOtherLossesOfAll) {
 
 TEST(Enforcement, TellsWhatIsRefused) {
   Plan plan = filesOnly();
-  plan.paths = {{"/etc", std::uint64_t{1} << 40, true}};
+  plan.fileBits = landlock::readFile;
+  plan.paths = {{"/etc", landlock::writeFile, true}};
   Enforcement enforcement(plan);
   EXPECT_EQ(enforcement.prepare(), "");
   ASSERT_EQ(enforcement.absent().size(), 1U);

@@ -40,7 +40,8 @@ class PlaceFinderTest : public ::testing::Test {
   }
 
   /// Whether `path` leads to where `expected` is.
-  static void expectSame(const PlaceFinder& finder, const std::string& path, const std::string& expected) {
+  template <typename Finder>
+  static void expectSame(Finder&& finder, const std::string& path, const std::string& expected) {
     const FoundPlace found = finder.find(path);
     struct stat facts {};
     struct stat wanted {};
@@ -49,7 +50,8 @@ class PlaceFinderTest : public ::testing::Test {
     EXPECT_EQ(stat(expected.c_str(), &wanted), 0) << expected;
     EXPECT_TRUE(facts.st_ino == wanted.st_ino && facts.st_dev == wanted.st_dev) << path;
   }
-  void expectRefused(const PlaceFinder& finder, const std::string& path, const std::string& link) const {
+  template <typename Finder>
+  void expectRefused(Finder&& finder, const std::string& path, const std::string& link) const {
     const FoundPlace found = finder.find(path);
     EXPECT_FALSE(found.place) << path;
     EXPECT_EQ(found.link, directory_ / link) << path;
@@ -65,7 +67,7 @@ TEST_F(PlaceFinderTest, FollowsNoLinkThatCanHaveBeenMadeThere) {
   link("../secret", "linkable/relative");
   link(directory_ / "secret", "linkable/directory/deep");
   link("directory", "linkable/inward");
-  const PlaceFinder finder = this->finder();
+  PlaceFinder finder = this->finder();
   for (const char* name : {"absolute", "relative", "directory/deep", "inward"}) {
     const std::string linked = std::string("linkable/") + name;
     expectRefused(finder, directory_ / linked, linked);
@@ -85,7 +87,7 @@ TEST_F(PlaceFinderTest, FollowsNoneThatAnotherOneLeadsTo) {
 TEST_F(PlaceFinderTest, KnowsTheDirectoryByItsRealPath) {
   link("linkable", "alias");
   link("../secret", "linkable/out");
-  const PlaceFinder finder = finderFor(directory_ / "alias", landlock::makeSymbolicLink);
+  PlaceFinder finder = finderFor(directory_ / "alias", landlock::makeSymbolicLink);
   expectRefused(finder, directory_ / "linkable/out", "linkable/out");
   expectRefused(finder, directory_ / "alias/out/file", "linkable/out");
   expectSame(finder, directory_ / "alias", directory_ / "linkable");
@@ -96,7 +98,7 @@ TEST_F(PlaceFinderTest, TakesADirectoryBeneathForWhatItIs) {
   Plan plan;
   plan.paths = {{directory_ / "linkable", landlock::makeSymbolicLink, true},
                 {directory_ / "linkable/directory/root", landlock::makeSymbolicLink, true}};
-  const PlaceFinder finder(plan);
+  PlaceFinder finder(plan);
   expectRefused(finder, directory_ / "linkable/directory/root", "linkable/directory/root");
   // With the root in its set it would follow none.
   link("secret", "outside-link");
@@ -107,7 +109,7 @@ TEST_F(PlaceFinderTest, FollowsTheLinksOfOthers) {
   link("../secret/file", "outside/relative");
   link(directory_ / "secret/../secret//./", "outside/absolute");
   link("relative", "outside/second");
-  const PlaceFinder finder = this->finder();
+  PlaceFinder finder = this->finder();
   for (const char* name : {"outside/relative", "outside/absolute/file", "outside/second"}) {
     expectSame(finder, directory_ / name, directory_ / "secret/file");
   }
@@ -117,7 +119,7 @@ TEST_F(PlaceFinderTest, FollowsTheLinksOfOthers) {
 }
 
 TEST_F(PlaceFinderTest, FollowsTheLinksOfTheKernelEvenWithTheRootInItsSet) {
-  const PlaceFinder finder = finderFor("/", landlock::makeSymbolicLink);
+  PlaceFinder finder = finderFor("/", landlock::makeSymbolicLink);
   const Fd file(open((directory_ / "secret/file").c_str(), O_RDONLY | O_CLOEXEC));
   expectSame(finder, "/proc/self/fd/" + std::to_string(file.get()), directory_ / "secret/file");
   expectSame(finder, "/proc/self/root/etc/passwd", "/etc/passwd");
@@ -129,10 +131,20 @@ TEST_F(PlaceFinderTest, FollowsTheLinksOfTheKernelEvenWithTheRootInItsSet) {
 TEST_F(PlaceFinderTest, EndsWhereLinksDoNot) {
   link("loop", "outside/loop");
   link("a/b", "outside/a");
-  const PlaceFinder finder = this->finder();
+  PlaceFinder finder = this->finder();
   for (const char* name : {"outside/loop", "outside/a"}) {
     EXPECT_EQ(finder.find(directory_ / name).error, ELOOP);
     EXPECT_EQ(finder.find(directory_ / name).link, "");
+  }
+}
+
+TEST_F(PlaceFinderTest, ReadsLinksOfEachLength) {
+  for (const std::size_t size : {127U, 128U, 129U, 511U, 512U, 2048U, 4095U}) {
+    const std::string target = directory_ / "secret";
+    const std::string name = "outside/" + std::to_string(size);
+    // Slashes that mean nothing.
+    link(std::string(size - target.size(), '/') + target, name);
+    expectSame(finder(), directory_ / (name + "/file"), directory_ / "secret/file");
   }
 }
 
