@@ -10,6 +10,7 @@
 
 #include <sys/stat.h>
 
+#include "sandbox/PlaceFinder.h"
 #include "sandbox/PolicyExplanation.h"
 #include "sandbox/ProfileScanner.h"
 #include "vanto/VisibleText.h"
@@ -74,6 +75,7 @@ class Review {
 
   void lookAt(const PathRule& rule, const Grant& grant) {
     lookAtFile(rule, grant);
+    lookAtLinks(rule, grant);
     lookForOthers(rule, grant);
     if (rule.path == "/") {
       add(Severity::Warning, rule, grant, namesOf(grant.rights, ", ") + " is allowed for every file there is",
@@ -118,10 +120,18 @@ class Review {
     return explainPath(policy_, right, rule.path).back().subject != rule.path;
   }
 
+  void lookAtLinks(const PathRule& rule, const Grant& grant) {
+    const FoundPlace found = finder_.find(rule.path);
+    if (found.link.empty()) return;
+    add(Severity::Warning, rule, grant, visible(rule.path) + " gets no rule: " + visible(found.reason()),
+        "name the place that the link leads to");
+  }
+
   const Policy& policy_;
   const ProfileValues& values_;
   std::map<std::pair<std::size_t, std::string>, ProfilePosition> words_;
   std::vector<ProfileFinding> findings_;
+  PlaceFinder finder_{planOf(policy_, kernelRightsOf(landlockGenerations), std::nullopt)};
 };
 
 }  // namespace

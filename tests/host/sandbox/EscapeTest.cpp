@@ -43,7 +43,8 @@ std::vector<Escape> readTable() {
 
 EscapeProbes everyProbe() {
   EscapeProbes probes = fileProbes();
-  for (EscapeProbes more : {processProbes(), sharedProbes(), socketProbes(), kernelProbes()}) probes.merge(more);
+  for (EscapeProbes more : {processProbes(), settingProbes(), sharedProbes(), socketProbes(), kernelProbes()})
+    probes.merge(more);
   return probes;
 }
 
@@ -73,9 +74,11 @@ std::string outcomeOf(EscapeScene& scene, EscapeProbe probe, const std::string& 
     scene.prepare();
     if (generation) {
       const Receipt receipt = Confinement(kernelRightsOf(*generation)).enter(compiled(scene.profile(profile)));
-      EXPECT_EQ(receipt.error, "");
-      EXPECT_EQ(receipt.witness, WitnessResult::Denied);
-      if (!receipt.error.empty()) return;
+      // Without Landlock a profile is refused, and the process is unconfined.
+      const bool isEntered = std::min(*generation, generationOfThisKernel()) != 0;
+      EXPECT_EQ(receipt.error.empty(), isEntered) << receipt.error;
+      EXPECT_EQ(receipt.witness, isEntered ? WitnessResult::Denied : WitnessResult::Untested);
+      if (receipt.error.empty() != isEntered) return;
     }
     report(std::to_string(probe(scene)));
   });
@@ -85,7 +88,7 @@ std::string outcomeOf(EscapeScene& scene, EscapeProbe probe, const std::string& 
 }
 
 bool isExpectedClosed(const Escape& escape, int generation) {
-  if (escape.closedFrom == "any") return true;
+  if (escape.closedFrom == "any") return generation != 0;
   return escape.closedFrom != "never" && generation >= std::stoi(escape.closedFrom);
 }
 

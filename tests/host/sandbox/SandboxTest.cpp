@@ -81,7 +81,8 @@ TEST_F(Sandbox, RefusesAParameterThatNobodyGives) {
 }
 
 TEST_F(Sandbox, RefusesAFileThatCannotBeRead) {
-  EXPECT_EQ(refusalOf(path_.c_str()), "cannot open it: No such file or directory");
+  EXPECT_EQ(refusalOf(path_.c_str()),
+            "cannot open it: No such file or directory; let the service read it, and search the directories above it");
 }
 
 TEST_F(Sandbox, RefusesWhatIsNoFile) {

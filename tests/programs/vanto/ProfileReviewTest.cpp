@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/ProfileReview.h"
 
+#include <filesystem>
+
 #include "programs/vanto/ProfileFixture.h"
 
 namespace vanto::tool {
@@ -47,6 +49,15 @@ TEST_F(ProfileReviewTest, NotesWhatIsAbsent) {
 TEST_F(ProfileReviewTest, WarnsOfRightsOfDirectoriesAtFiles) {
   EXPECT_EQ(review("allow read,create,remove " + directory_ / "a.sb" + "\n"),
             Lines{"1:26: warning: create, remove is without effect at a file, as DIR/a.sb is"});
+}
+
+TEST_F(ProfileReviewTest, WarnsOfLinksThatTheServiceCanMake) {
+  std::filesystem::create_directory(directory_ / "own");
+  std::filesystem::create_directory_symlink("/", directory_ / "own/data");
+  const std::string own = "allow read,write,create,remove " + directory_ / "own" + "\n";
+  EXPECT_EQ(review(own + "allow socket " + directory_ / "own/data" + "\n"),
+            Lines{"2:14: warning: DIR/own/data gets no rule: the profile lets links be made where DIR/own/data is, so "
+                  "that it is not followed"});
 }
 
 TEST_F(ProfileReviewTest, WarnsOfRulesThatAddNothing) {
