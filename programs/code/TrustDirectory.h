@@ -21,6 +21,8 @@ struct TrustDirectory {
     /// Without its extension.
     std::string name;
     std::string bytes;
+
+    bool operator==(const File&) const = default;
   };
 
   std::string path;
@@ -33,6 +35,8 @@ struct TrustDirectory {
   /// Why it is not known which keys it revokes, for people, without the path. Until that is empty, no key of any
   /// directory is to be trusted: it could be a revoked one.
   std::string doubt;
+
+  bool operator==(const TrustDirectory&) const = default;
 
   /// Reads a directory; one that does not exist is empty.
   [[nodiscard]] static TrustDirectory read(const std::string& path, TrustOwner owner);

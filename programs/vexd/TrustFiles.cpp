@@ -59,15 +59,17 @@ const std::vector<code::TrustDirectory>& TrustFiles::directories() {
   State now = look();
   if (state_.isSettled && now.isSettled && now.files == state_.files) return directories_;
   // Read after the look, so that a change in between is seen at the next one.
-  directories_.clear();
-  for (const Place& place : places_) directories_.push_back(code::TrustDirectory::read(place.path, place.owner));
+  std::vector<code::TrustDirectory> read;
+  for (const Place& place : places_) read.push_back(code::TrustDirectory::read(place.path, place.owner));
   state_ = std::move(now);
-  // Looked at anew each time while nothing is trusted: the reason may have been a want of descriptors, which is over
-  // soon.
+  // Read each time while nothing is trusted: the reason may have been a want of descriptors, which is over soon.
   const auto isDoubted = [](const code::TrustDirectory& directory) {
     return !directory.doubt.empty();
   };
-  if (std::ranges::any_of(directories_, isDoubted)) state_.isSettled = false;
+  if (std::ranges::any_of(read, isDoubted)) state_.isSettled = false;
+  // On a file system whose times say nothing they are read each time too, and are the same nearly each time.
+  if (generation_ != 0 && read == directories_) return directories_;
+  directories_ = std::move(read);
   ++generation_;
   return directories_;
 }
