@@ -37,7 +37,8 @@ vanto_error_code_t judgePeer(int socket, ProcessFacts& facts, Handshake& handsha
   const vanto_peer_evaluator_t evaluator = peerEvaluator.load(std::memory_order_acquire);
   if (evaluator == nullptr) return VANTO_ERROR_NONE;
   Fd process = openPeerProcess(socket, facts);
-  if (!readProcessFacts(facts, process) && isOutOfDescriptors()) return VANTO_ERROR_FULL;
+  const bool isKnown = readProcessFacts(facts, process);
+  if (!isKnown && isOutOfDescriptors()) return VANTO_ERROR_FULL;
   // Where the kernel gives none for a socket, the start time is needed for one.
   if (!process) process = openPeerProcess(socket, facts);
   if (!process && isOutOfDescriptors()) return VANTO_ERROR_FULL;
@@ -49,7 +50,7 @@ vanto_error_code_t judgePeer(int socket, ProcessFacts& facts, Handshake& handsha
   // An evaluator that does not look at the client's code believes what it was told; for one that does, all of this has
   // to be known and to hold.
   if (!pending.wasCodeAsked()) return VANTO_ERROR_NONE;
-  if (facts.startTime == 0 || !isRunning(process)) return VANTO_ERROR_REFUSED;
+  if (!isKnown || !isRunning(process)) return VANTO_ERROR_REFUSED;
   handshake.isValidated = true;
   // What was judged counts; where the evaluator was told nothing and admits nevertheless, what is executed now.
   handshake.executable = pending.executable();

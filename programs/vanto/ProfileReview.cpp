@@ -16,6 +16,13 @@
 namespace vanto::tool {
 namespace {
 
+/// What changes that which may be executed at a path. Beside a file anything can be made, as what takes its place may
+/// not be executed.
+RightSet changingRightsAt(const std::string& path) {
+  const RightSet ofFiles = Right::Write;
+  return rulePlaceOf(path) == RulePlace::File ? ofFiles : ofFiles | Right::Create | Right::Rename;
+}
+
 bool isBeneath(std::string_view path, std::string_view directory) noexcept {
   if (directory == "/") return path != directory;
   return path.size() > directory.size() && path.starts_with(directory) && path[directory.size()] == '/';
@@ -88,7 +95,7 @@ class Review {
       add(Severity::Warning, rule, grant, "execute does nothing without read, which " + visible(rule.path) + " lacks",
           "allow read,execute");
     }
-    const std::vector<Place> changed = placesWith(RightSet(Right::Write) | Right::Create | Right::Rename, path);
+    const std::vector<Place> changed = placesWith(changingRightsAt(path), path);
     if (changed.empty()) return;
     const std::string more = changed.size() == 1 ? "" : " and " + std::to_string(changed.size() - 1) + " more beneath";
     add(Severity::Warning, rule, grant,

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/ProfileRunCommand.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdlib>
+#include <csignal>
 #include <cstring>
 #include <optional>
 #include <string_view>
@@ -11,28 +10,16 @@
 #include <unistd.h>
 
 #include "sandbox/Confinement.h"
+#include "sandbox/OwnNeeds.h"
 #include "sandbox/PolicyExplanation.h"
 #include "vanto/ProfileDocument.h"
+#include "vanto/ProgramSearch.h"
 #include "vanto/RealPlaces.h"
 #include "vanto/ReceiptText.h"
 #include "vanto/VisibleText.h"
 
 namespace vanto::tool {
 namespace {
-
-/// Where the program `name` is, by the directories of PATH where it has no slash; empty when it is nowhere.
-std::string programNamed(const std::string& name) {
-  if (name.find('/') != std::string::npos) return name;
-  const char* const path = std::getenv("PATH");
-  std::string_view rest = path == nullptr ? "/usr/bin:/bin" : path;
-  while (!rest.empty()) {
-    const std::string_view directory = rest.substr(0, rest.find(':'));
-    rest.remove_prefix(std::min(directory.size() + 1, rest.size()));
-    std::string file = std::string(directory.empty() ? "." : directory) + "/" + name;
-    if (access(file.c_str(), X_OK) == 0) return file;
-  }
-  return {};
-}
 
 /// What a profile lacks that refused to execute `program`. To be asked before confinement, which hides files.
 std::string lackOf(const Policy& policy, const std::string& program) {
@@ -60,6 +47,8 @@ void execute(const std::string& program, const std::vector<std::string>& command
   std::vector<char*> arguments;
   for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
+  // Ignored by this program only.
+  std::signal(SIGXFSZ, SIG_DFL);
   execv(program.c_str(), arguments.data());
 }
 
@@ -70,7 +59,7 @@ std::string runConfined(Console& console, const Policy& policy, const ProfileVal
   if (program.empty()) return visible(command.front()) + ": there is no such program";
   warnOfPlaceholders(console, policy, values);
   const std::string lack = lackOf(policy, program);
-  const Receipt receipt = Confinement().enter(policy);
+  const Receipt receipt = Confinement().enter(policy, ownNeedsOf(values.identifier(), ListeningSocket::Made));
   if (!receipt.error.empty()) return "not confined: " + visible(receipt.error);
   for (const std::string& message : messagesOf(receipt, values)) console.complain(message);
   console.flush();

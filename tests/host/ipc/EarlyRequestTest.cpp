@@ -281,11 +281,18 @@ TEST(ServiceCall, IsNotTriedAgainOnceItWasRead) {
 
 TEST(ServiceCall, TellsARefusalThoughItsRequestWasNotRead) {
   const RuntimeDirectory directory;
-  const Played played(
-      [](RawService& service) { sendRefusal(service.accept().descriptor(), VANTO_ERROR_START, "no such program"); });
-  const Held refused = callByName(text("x"));
-  EXPECT_EQ(codeOf(refused), VANTO_ERROR_START);
-  EXPECT_STREQ(vanto_error_get_text(refused), "no such program");
+  // Before and after the request has come.
+  for (const bool waits : {false, true}) {
+    const Played played([waits](RawService& service) {
+      const RawPeer peer = service.accept();
+      pollfd set{peer.descriptor(), POLLIN, 0};
+      EXPECT_GE(poll(&set, 1, waits ? 60'000 : 0), waits ? 1 : 0);
+      sendRefusal(peer.descriptor(), VANTO_ERROR_START, "no such program");
+    });
+    const Held refused = callByName(text("x"));
+    EXPECT_EQ(codeOf(refused), VANTO_ERROR_START);
+    EXPECT_STREQ(vanto_error_get_text(refused), "no such program");
+  }
 }
 
 TEST(ServiceCall, WaitsForTheReplyBehindAGreeting) {

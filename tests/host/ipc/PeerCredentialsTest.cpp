@@ -44,6 +44,24 @@ TEST(PeerCredentials, NameTheProcessAtTheOtherEnd) {
   EXPECT_NE(facts.startTime, 0U);
 }
 
+TEST(PeerCredentials, ComeWithADescriptorWithoutALookAtTheProcess) {
+  const Pair pair;
+  ProcessFacts facts;
+  ASSERT_TRUE(readPeerCredentials(pair.one.get(), facts));
+  const Fd own = openPeerProcess(pair.one.get(), facts);
+  facts.realUser = ~uid_t{0};
+  facts.realGroup = ~gid_t{0};
+  ASSERT_TRUE(readProcessFacts(facts, own));
+  EXPECT_EQ(facts.realUser, getuid());
+  EXPECT_EQ(facts.realGroup, getgid());
+  // Older kernels tell nothing by a descriptor.
+  EXPECT_TRUE(facts.startTime == 0 || facts.startTime == readStartTime(getpid()));
+  // A descriptor of another process than the one that is meant tells nothing of it.
+  facts.pid = getppid();
+  ASSERT_TRUE(readProcessFacts(facts, own));
+  EXPECT_EQ(facts.startTime, readStartTime(getppid()));
+}
+
 TEST(PeerCredentials, AreNotToBeHadOfOtherDescriptors) {
   ProcessFacts facts{};
   EXPECT_FALSE(readPeerCredentials(0, facts));

@@ -226,6 +226,11 @@ EscapeProbes machineProbes() {
       {"machine-port-level", tryPortLevel},
       {"foreign-call", tryForeignCall},
       {"foreign-call-short", tryShortCall},
+      {"kernel-log",
+       [](EscapeScene&) {
+         // How many bytes it holds.
+         return call(SYS_syslog, 10, nullptr, 0);
+       }},
       {"type-into-terminal",
        [](EscapeScene& scene) {
          return tryTerminal(scene, TIOCSTI);

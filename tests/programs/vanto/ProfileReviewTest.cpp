@@ -73,6 +73,13 @@ TEST_F(ProfileReviewTest, WarnsOfWhatMayBeChangedAndExecuted) {
             std::string::npos);
 }
 
+TEST_F(ProfileReviewTest, KnowsThatAFileMayBeExecutedBesideWhatIsMade) {
+  const std::string file = "allow read,execute " + directory_ / "a.sb" + "\n";
+  EXPECT_EQ(review(file + "allow create,remove,rename " + directory_.path() + "\n"), Lines{});
+  EXPECT_EQ(review(file + "allow write " + directory_.path() + "\n"),
+            Lines{"1:20: warning: DIR/a.sb may be changed (write) and executed, so anything can be"});
+}
+
 TEST_F(ProfileReviewTest, WarnsOfWhatMayBeChangedAndExecutedByAnotherName) {
   std::filesystem::create_directory_symlink(bundle_.path(), directory_ / "link");
   const std::string warning = "1:20: warning: DIR/A.vanto may be changed (write) and executed, so anything can be";
