@@ -13,6 +13,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "process/ProcessFile.h"
 #include "process/ProcessInformation.h"
 #include "process/StartTime.h"
 
@@ -25,9 +26,7 @@ constexpr int peerPidDescriptorOption = 77;
 
 /// Reads the beginning of a file of /proc, with a NUL behind it. False when it cannot be read.
 bool readProcessFile(pid_t pid, const char* name, char* text, std::size_t size) noexcept {
-  char path[64];
-  std::snprintf(path, sizeof path, "/proc/%d/%s", pid, name);
-  const Fd file(open(path, O_RDONLY | O_CLOEXEC));
+  const Fd file(open(ProcessFile(pid, name).path(), O_RDONLY | O_CLOEXEC));
   if (!file) return false;
   const ssize_t length = read(file.get(), text, size - 1);
   if (length <= 0) return false;
@@ -124,18 +123,17 @@ bool readProcessFacts(ProcessFacts& facts, const Fd& process) noexcept {
   facts.startTime = 0;
   errno = ESRCH;
   if (facts.pid <= 0) return false;
-  // Who is known by a descriptor need not be told from a later process with the same id, and the time is dear.
-  if (readOwnerOf(process, facts)) return true;
-  if (!readRealOwner(facts)) return false;
+  const bool isOwnerTold = readOwnerOf(process, facts);
+  if (!isOwnerTold && !readRealOwner(facts)) return false;
   facts.startTime = readStartTime(facts.pid);
-  return facts.startTime != 0;
+  // Who is known by a descriptor need not be told from a later process with the same id, and a confined process cannot.
+  return isOwnerTold || facts.startTime != 0;
 }
 
 ExecutableFile readExecutable(pid_t pid) noexcept {
-  char path[64];
-  std::snprintf(path, sizeof path, "/proc/%d/exe", pid);
   struct stat facts;
-  return stat(path, &facts) == 0 ? ExecutableFile{facts.st_dev, facts.st_ino} : ExecutableFile{};
+  return stat(ProcessFile(pid, "exe").path(), &facts) == 0 ? ExecutableFile{facts.st_dev, facts.st_ino}
+                                                           : ExecutableFile{};
 }
 
 }  // namespace vanto

@@ -7,14 +7,12 @@
 #include <fcntl.h>
 
 #include "process/Contents.h"
+#include "process/ProcessFile.h"
 #include "value/Fd.h"
 
 namespace vanto {
 
 namespace {
-
-constexpr std::string_view directory = "/proc/";
-constexpr std::string_view file = "/stat";
 
 /// The start time is field 22; the first one behind the name of the program is field 3.
 constexpr int fieldsBetween = 22 - 3;
@@ -40,12 +38,7 @@ bool parseProcessStartTime(std::string_view text, std::uint64_t& startTime) noex
 
 bool readProcessStartTime(pid_t pid, std::uint64_t& startTime) noexcept {
   if (pid <= 0) return false;
-  char path[directory.size() + 20 + file.size() + 1];
-  char* end = path + directory.copy(path, directory.size());
-  end = std::to_chars(end, end + 20, pid).ptr;
-  end += file.copy(end, file.size());
-  *end = '\0';
-  const Fd status(open(path, O_RDONLY | O_CLOEXEC));
+  const Fd status(open(ProcessFile(pid, "stat").path(), O_RDONLY | O_CLOEXEC));
   GrowingBytes text;
   constexpr std::size_t plenty = 4096;
   return status && readContents(status.get(), plenty, text) == 0 && parseProcessStartTime(text.text(), startTime);

@@ -133,4 +133,19 @@ std::vector<sock_filter> filterProgramOf(std::span<const SystemCallRule> rules, 
   return program;
 }
 
+std::vector<sock_filter> filterProgramOfOnly(std::span<const std::uint32_t> numbers, Machine machine) {
+  // As far as jumps reach.
+  constexpr std::size_t most = 250;
+  if (numbers.size() > most) return {};
+  Program program;
+  addMachine(program, machine);
+  std::size_t left = numbers.size();
+  for (const std::uint32_t number : numbers) {
+    program.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, number, static_cast<std::uint8_t>(left--), 0));
+  }
+  program.push_back(refused(EPERM));
+  program.push_back(allowed());
+  return program;
+}
+
 }  // namespace vanto

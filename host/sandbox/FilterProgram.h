@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <span>
 #include <vector>
 
@@ -14,5 +15,9 @@ namespace vanto {
 /// whose numbers mean something else, and lets through whatever no rule is about. Rules for calls that the machine does
 /// not have are left out.
 [[nodiscard]] std::vector<sock_filter> filterProgramOf(std::span<const SystemCallRule> rules, Machine machine);
+
+/// The same the other way round: only calls of these numbers of the machine are let through, and all others refused
+/// with EPERM. Empty for more than 250 of them.
+[[nodiscard]] std::vector<sock_filter> filterProgramOfOnly(std::span<const std::uint32_t> numbers, Machine machine);
 
 }  // namespace vanto

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include <sys/types.h>
 
@@ -47,9 +46,5 @@ struct ExaminedProcess {
 
 /// Opens what a descriptor names; none with errno when it may not be read.
 [[nodiscard]] Fd openForReading(const Fd& place);
-
-/// The process id in the text of the kernel about a descriptor of a process; -1 for one that has ended, 0 for one of a
-/// foreign namespace. None when the descriptor is of something else.
-[[nodiscard]] std::optional<pid_t> processIn(std::string_view text) noexcept;
 
 }  // namespace vanto::vexd

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// A request goes through these steps. Opening, on the thread that received it: at most so many at once, since a file
-// system can take its time. The cache: most end there. Then a queue, of a process that digests: at most so many wait,
-// and so many of one user. In its turn it looks into the cache again, since the same may have been asked before it.
+// A request goes through these steps. A glance, on the thread that received it, at where the files are: at most so many
+// at once, since a file system can take its time. The cache: most end there. Opening the files, and the cache once
+// more. Then a queue, of a process that digests: at most so many wait, and so many of one user. In its turn it looks
+// into the cache again, since the same may have been asked before it.
 #include "vexd/Examiner.h"
 
 #include <algorithm>
@@ -12,6 +13,8 @@
 #include <VantoService/dispatch.h>
 
 #include "vexd/CodeFinder.h"
+#include "vexd/CodeGlance.h"
+#include "vexd/Reply.h"
 #include "vexd/limits.h"
 
 namespace vanto::vexd {
@@ -30,13 +33,13 @@ struct Examiner::Job {
   Receiver receive;
   std::function<bool()> isWanted;
 
-  [[nodiscard]] Report reportOf(const DigestAnswer& answer) const { return {{}, answer, device, inode}; }
+  [[nodiscard]] Report reportOf(DigestAnswer answer) const { return {{}, std::move(answer), device, inode, {}}; }
 };
 
 namespace {
 
 Report refused(Failure failure, const char* reason) {
-  return {{failure, reason}, {}, 0, 0};
+  return {{failure, reason}, {}, 0, 0, {}};
 }
 
 /// Counts one opening while it lives, unless there are too many.
@@ -71,17 +74,17 @@ void Examiner::examine(int process, Receiver receive, std::function<bool()> isWa
   {
     const Opening opening(openings_);
     if (!opening.isAllowed()) return receive(refused(Failure::Busy, "too many processes are being looked at"));
+    if (const FactsCache::Kept known = findAtAGlance(process)) return receive(*known);
     Refusal refusal;
     std::optional<ExaminedProcess> examined = ExaminedProcess::open(process, refusal);
-    if (!examined) return receive({refusal, {}, 0, 0});
+    if (!examined) return receive({refusal, {}, 0, 0, {}});
     job->user = examined->user;
     job->device = examined->device;
     job->inode = examined->inode;
     job->request.files = findCode(std::move(*examined));
     job->isCacheable = FactsKey::of(job->request.files, job->key);
   }
-  Report report;
-  if (answerFromCache(*job, report)) return receive(report);
+  if (const FactsCache::Kept known = findInCache(*job)) return receive(*known);
   // Only now: most are found in the cache, for which no file is opened to be read.
   job->request.files.executable = openForReading(job->request.files.executable);
   if (!job->request.files.executable) return receive(refused(Failure::Hidden, "its executable may not be read"));
@@ -97,18 +100,22 @@ void Examiner::examine(int process, Receiver receive, std::function<bool()> isWa
   });
 }
 
+FactsCache::Kept Examiner::findAtAGlance(int process) {
+  FactsKey key;
+  if (!glanceAtCode(process, key)) return nullptr;
+  const std::lock_guard lock(mutex_);
+  static_cast<void>(trust_.directories());
+  return cache_.find(key, trust_.generation());
+}
+
 /// Takes what is trusted now over into the job too.
-bool Examiner::answerFromCache(Job& job, Report& report) {
+FactsCache::Kept Examiner::findInCache(Job& job) {
   const std::lock_guard lock(mutex_);
   const std::vector<code::TrustDirectory>& trust = trust_.directories();
   job.trust = trust_.generation();
-  const DigestAnswer* const answer = job.isCacheable ? cache_.find(job.key, job.trust) : nullptr;
-  if (answer == nullptr) {
-    job.request.trust = trust;
-    return false;
-  }
-  report = job.reportOf(*answer);
-  return true;
+  FactsCache::Kept kept = job.isCacheable ? cache_.find(job.key, job.trust) : nullptr;
+  if (!kept) job.request.trust = trust;
+  return kept;
 }
 
 /// The worker that has the least to do; null when too many wait already.
@@ -141,15 +148,18 @@ void Examiner::run(Job& job, Worker& worker) {
 
 Report Examiner::digest(Job& job, Worker& worker) {
   if (!job.isWanted()) return refused(Failure::TimedOut, "nobody waits for it any more");
-  Report report;
-  if (job.isCacheable && answerFromCache(job, report)) return report;
+  if (job.isCacheable) {
+    if (const FactsCache::Kept known = findInCache(job)) return *known;
+  }
   std::optional<DigestAnswer> answer = worker.process.ask(job.request, limits::digestNanoseconds);
   if (!answer) return refused(Failure::Unavailable, "the executable could not be digested");
   // What the digest is not known of can satisfy nothing.
   if (answer->digest.empty()) return refused(Failure::Hidden, answer->reason.c_str());
-  report = job.reportOf(*answer);
+  Report report = job.reportOf(std::move(*answer));
+  if (!job.isCacheable) return report;
+  report.reply.reset(createReply(report), vanto_release);
   const std::lock_guard lock(mutex_);
-  if (job.isCacheable) cache_.keep(job.key, job.trust, std::move(*answer));
+  cache_.keep(job.key, job.trust, std::make_shared<const Report>(report));
   return report;
 }
 

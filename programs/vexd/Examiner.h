@@ -13,22 +13,12 @@
 
 #include <VantoService/vanto.h>
 
-#include "vexd/DigestAnswer.h"
 #include "vexd/DigesterProcess.h"
-#include "vexd/ExaminedProcess.h"
 #include "vexd/FactsCache.h"
+#include "vexd/Report.h"
 #include "vexd/TrustFiles.h"
 
 namespace vanto::vexd {
-
-/// What is told of a process.
-struct Report {
-  Refusal refusal;
-  /// Without a refusal.
-  DigestAnswer answer;
-  dev_t device = 0;
-  ino_t inode = 0;
-};
 
 /// Looks at processes: opens what they execute, and has it digested unless that was done before. Any thread; the
 /// calling one waits for file systems only.
@@ -57,7 +47,9 @@ class Examiner {
     std::size_t waiting = 0;
   };
 
-  [[nodiscard]] bool answerFromCache(Job& job, Report& report);
+  /// The report that is kept; null when there is none.
+  [[nodiscard]] FactsCache::Kept findAtAGlance(int process);
+  [[nodiscard]] FactsCache::Kept findInCache(Job& job);
   [[nodiscard]] Worker* enqueue(const Job& job);
   void leave(const Job& job, Worker& worker);
   void run(Job& job, Worker& worker);

@@ -9,25 +9,26 @@ namespace vanto::vexd {
 
 bool FactsKey::of(const CodeFiles& files, FactsKey& key) {
   key.name = files.name;
-  return FileIdentity::of(files.executable.get(), key.executable) && FileIdentity::of(files.info.get(), key.info) &&
-         FileIdentity::of(files.bundleSignature.get(), key.bundleSignature) &&
-         FileIdentity::of(files.signature.get(), key.signature);
+  bool isReliable = FileIdentity::of(files.executable.get(), key.executable);
+  isReliable = FileIdentity::of(files.info.get(), key.info) && isReliable;
+  isReliable = FileIdentity::of(files.bundleSignature.get(), key.bundleSignature) && isReliable;
+  return FileIdentity::of(files.signature.get(), key.signature) && isReliable;
 }
 
-const DigestAnswer* FactsCache::find(const FactsKey& key, std::uint64_t trust) {
+FactsCache::Kept FactsCache::find(const FactsKey& key, std::uint64_t trust) {
   forgetOtherTrust(trust);
   const auto found = entries_.find(key);
   if (found == entries_.end()) return nullptr;
   uses_.splice(uses_.begin(), uses_, found->second.use);
-  return &found->second.answer;
+  return found->second.report;
 }
 
-void FactsCache::keep(const FactsKey& key, std::uint64_t trust, DigestAnswer answer) {
+void FactsCache::keep(const FactsKey& key, std::uint64_t trust, Kept report) {
   // What was judged by what is trusted no more comes too late.
   if (trust < trust_) return;
   forgetOtherTrust(trust);
   const auto [place, isNew] = entries_.try_emplace(key);
-  place->second.answer = std::move(answer);
+  place->second.report = std::move(report);
   if (!isNew) return;
   uses_.push_front(&place->first);
   place->second.use = uses_.begin();

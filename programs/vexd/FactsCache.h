@@ -4,11 +4,12 @@
 #include <cstdint>
 #include <list>
 #include <map>
+#include <memory>
 #include <string>
 
-#include "vexd/DigestAnswer.h"
 #include "vexd/DigestRequest.h"
 #include "vexd/FileIdentity.h"
+#include "vexd/Report.h"
 
 namespace vanto::vexd {
 
@@ -26,20 +27,22 @@ struct FactsKey {
   [[nodiscard]] static bool of(const CodeFiles& files, FactsKey& key);
 };
 
-/// Answers that were given. Beyond limits::cachedFacts the one that was not asked for the longest goes. Whom to trust
+/// Reports that were given. Beyond limits::cachedFacts the one that was not asked for the longest goes. Whom to trust
 /// is part of an answer, so all go when that changes. For one thread.
 class FactsCache {
  public:
-  /// The answer that is kept; null when there is none. Borrowed until the next call.
-  [[nodiscard]] const DigestAnswer* find(const FactsKey& key, std::uint64_t trust);
-  /// Keeps an answer that was found by the trust of that generation.
-  void keep(const FactsKey& key, std::uint64_t trust, DigestAnswer answer);
+  using Kept = std::shared_ptr<const Report>;
+
+  /// The report that is kept; null when there is none.
+  [[nodiscard]] Kept find(const FactsKey& key, std::uint64_t trust);
+  /// Keeps a report that was found by the trust of that generation.
+  void keep(const FactsKey& key, std::uint64_t trust, Kept report);
 
   [[nodiscard]] std::size_t count() const noexcept { return entries_.size(); }
 
  private:
   struct Entry {
-    DigestAnswer answer;
+    Kept report;
     std::list<const FactsKey*>::iterator use;
   };
 

@@ -48,6 +48,7 @@ void setFacts(vanto_object_t reply, const Report& report) {
 }  // namespace
 
 vanto_object_t createReply(const Report& report) {
+  if (report.reply) return vanto_retain(report.reply.get());
   const vanto_object_t reply = vanto_dictionary_create(nullptr, nullptr, 0);
   set(reply, "status", vanto_int64_create(static_cast<std::int64_t>(report.refusal.failure)));
   if (report.refusal.failure == Failure::None) {

@@ -3,7 +3,7 @@
 
 #include <VantoService/vanto.h>
 
-#include "vexd/Examiner.h"
+#include "vexd/Report.h"
 
 namespace vanto::vexd {
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vexd/TrustFiles.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -8,7 +9,6 @@
 #include <fcntl.h>
 
 #include "code/limits.h"
-#include "value/Fd.h"
 
 namespace vanto::vexd {
 namespace {
@@ -16,14 +16,6 @@ namespace {
 struct CloseDirectory {
   void operator()(DIR* directory) const noexcept { closedir(directory); }
 };
-
-/// False when it cannot be relied upon.
-bool addIdentity(const Fd& file, std::vector<FileIdentity>& files) {
-  FileIdentity identity;
-  const bool isReliable = FileIdentity::of(file.get(), identity);
-  files.push_back(identity);
-  return isReliable;
-}
 
 }  // namespace
 
@@ -35,11 +27,25 @@ std::vector<TrustFiles::Place> TrustFiles::placesOfProcess() {
   return places;
 }
 
+void TrustFiles::State::add(std::string path, const Fd& opened) {
+  File file{std::move(path), {}};
+  isSettled = FileIdentity::of(opened.get(), file.identity) && isSettled;
+  files.push_back(std::move(file));
+}
+
+/// A directory changes with the list of its files, so it is enough to look at those that were there.
+bool TrustFiles::State::isUnchanged() const {
+  FileIdentity now;
+  return isSettled && std::ranges::all_of(files, [&now](const File& file) {
+           return FileIdentity::at(file.path.c_str(), FileIdentity::Links::Themselves, now) && now == file.identity;
+         });
+}
+
 TrustFiles::State TrustFiles::look() const {
   State state;
   for (const Place& place : places_) {
     Fd opened(open(place.path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    state.isSettled = addIdentity(opened, state.files) && state.isSettled;
+    state.add(place.path, opened);
     const std::unique_ptr<DIR, CloseDirectory> listing(opened ? fdopendir(opened.get()) : nullptr);
     if (!listing) continue;
     const int directory = opened.release();
@@ -49,13 +55,14 @@ TrustFiles::State TrustFiles::look() const {
       // One that has more is trusted in nothing.
       if (++count > code::limits::trustEntries) break;
       const Fd file(openat(directory, entry->d_name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
-      state.isSettled = addIdentity(file, state.files) && state.isSettled;
+      state.add(place.path + "/" + entry->d_name, file);
     }
   }
   return state;
 }
 
 const std::vector<code::TrustDirectory>& TrustFiles::directories() {
+  if (state_.isUnchanged()) return directories_;
   State now = look();
   if (state_.isSettled && now.isSettled && now.files == state_.files) return directories_;
   // Read after the look, so that a change in between is seen at the next one.

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "code/TrustDirectory.h"
+#include "value/Fd.h"
 #include "vexd/FileIdentity.h"
 
 namespace vanto::vexd {
@@ -30,10 +31,19 @@ class TrustFiles {
   [[nodiscard]] std::uint64_t generation() const noexcept { return generation_; }
 
  private:
-  /// Everything in the directories, by which a change is seen.
+  struct File {
+    std::string path;
+    FileIdentity identity;
+
+    bool operator==(const File&) const = default;
+  };
+  /// The directories and everything in them, by which a change is seen.
   struct State {
-    std::vector<FileIdentity> files;
+    std::vector<File> files;
     bool isSettled = true;
+
+    void add(std::string path, const Fd& opened);
+    [[nodiscard]] bool isUnchanged() const;
   };
 
   [[nodiscard]] State look() const;

@@ -3,7 +3,7 @@
 
 #include "code/Cryptography.h"
 #include "code/Digest.h"
-#include "vexd/Confinement.h"
+#include "vexd/DigesterSandbox.h"
 #include "vexd/DigesterSocket.h"
 #include "vexd/Digestion.h"
 #include "vexd/Record.h"
@@ -16,10 +16,13 @@ int main() {
   // What the cryptographic library looks up in files, it has found then.
   vanto::code::prepareCryptography();
   if (!vanto::code::digestOf("")) return 1;
-  if (const std::string problem = confine(); !problem.empty()) {
+#ifndef __SANITIZE_THREAD__
+  // That sanitizer has a thread of its own, and only a process with one thread can be confined.
+  if (const std::string problem = enterDigesterSandbox(); !problem.empty()) {
     std::fprintf(stderr, "vexd-digester: cannot be confined: %s\n", problem.c_str());
     return 1;
   }
+#endif
   for (Record record; receiveRecord(digesterSocket, limits::requestBytes, UINT64_MAX, record);) {
     const std::optional<DigestRequest> request = DigestRequest::read(std::move(record));
     if (!request) return 1;

@@ -43,7 +43,7 @@ void reply(vanto_object_t message, const Report& report) {
 
 void handleRequest(vanto_object_t message) {
   const vanto::Fd process(vanto::vexd::copyProcessOf(vanto_message_get_body(message)));
-  if (!process) return reply(message, {{Failure::Unknown, "the request names no process"}, {}, 0, 0});
+  if (!process) return reply(message, {{Failure::Unknown, "the request names no process"}, {}, 0, 0, {}});
   const std::shared_ptr<vanto_object> kept(vanto_retain(message), vanto_release);
   examiner().examine(
       process.get(), [kept](const Report& report) { reply(kept.get(), report); },

@@ -96,6 +96,38 @@ TEST_F(CodeAttack, AProcessIdThatATrustedProgramGotLaterDoesNotHelp) {
   EXPECT_EQ(served, 0);
 }
 
+TEST_F(CodeAttack, AProgramThatPutsATrustedOneInItsPlaceIsNotServed) {
+  const std::string place = directory_ / "place";
+  const std::string prepared = directory_ / "prepared/place";
+  const std::string signature = ".Signature.plist";
+  std::filesystem::create_directory(directory_ / "prepared");
+  for (const bool isTrustedFirst : {false, true}) {
+    std::filesystem::remove(place);
+    std::filesystem::copy_file(isTrustedFirst ? trusted_ : stranger_, place);
+    std::filesystem::copy_file(trusted_, prepared);
+    vanto::testing::signFile(prepared, acme_, "org.vanto.test.client");
+    CodeClient attacker(place, {"call-when-told", name});
+    ASSERT_EQ(attacker.line(), "waiting");
+    std::filesystem::rename(prepared, place);
+    std::filesystem::rename(prepared + signature, place + signature);
+    attacker.tell();
+    // What runs is not what lies there, be it the same.
+    EXPECT_EQ(attacker.line(), refusedCode);
+    EXPECT_EQ(callBy(place), "served");
+  }
+}
+
+TEST_F(CodeAttack, AnExecutableThatTakesForEverIsRefusedAndOthersAreServed) {
+  const std::string endless = directory_ / "endless";
+  std::filesystem::copy_file(stranger_, endless);
+  std::filesystem::resize_file(endless, std::uintmax_t{1} << 40);
+  const CodeClient attacker(endless, {"call", name});
+  EXPECT_EQ(callBy(trusted_), "served");
+  EXPECT_EQ(attacker.line(), refusedCode);
+  EXPECT_EQ(CodeClient(endless, {"call", name}).line(), refusedCode);
+  EXPECT_EQ(callBy(trusted_), "served");
+}
+
 TEST_F(CodeAttack, ClientsThatAreKilledAtAnyStepLeaveNothingBehind) {
   ASSERT_EQ(callBy(trusted_), "served");
   const auto descriptors = [this] {

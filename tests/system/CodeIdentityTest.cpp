@@ -2,6 +2,7 @@
 #include <VantoService/vanto_code.h>
 
 #include "host/ipc/IPCFixture.h"
+#include "support/LeftObjects.h"
 #include "support/OpenDescriptors.h"
 #include "system/CodeClients.h"
 
@@ -176,6 +177,8 @@ TEST_F(CodeIdentity, TellsAServiceWhoAsks) {
   EXPECT_STREQ(vanto_string_get_text(vanto_dictionary_get_value(stranger, "reason")), "it is not signed");
   EXPECT_EQ(codeOf(Held(vanto_copy_peer_code(service.listener(), generous))), VANTO_ERROR_INVALID);
   EXPECT_EQ(codeOf(Held(vanto_code_check_requirement(stranger, "nonsense"))), VANTO_ERROR_INVALID);
+  // The connection to the code-signing service, and the watch that sees its end.
+  vanto::testing::leaveObjects(2);
 }
 
 }  // namespace

@@ -49,6 +49,21 @@ TEST(FilterProgram, RefusesCallsOfOtherMachines) {
   EXPECT_EQ(answerOf(others, call(1, AUDIT_ARCH_X86_64)), "error 1");
 }
 
+TEST(FilterProgram, LetsOnlyCallsOfAListThrough) {
+  std::vector<std::uint32_t> numbers(250);
+  for (std::uint32_t i = 0; i < numbers.size(); ++i) numbers[i] = 2 * i;
+  const auto program = vanto::filterProgramOfOnly(numbers, Machine::X86_64);
+  for (int number = 0; number < 1000; ++number) {
+    const bool isListed = number < 500 && number % 2 == 0;
+    EXPECT_EQ(answerOf(program, call(number)), isListed ? "allow" : "error 1") << number;
+  }
+  EXPECT_EQ(answerOf(program, call(0, AUDIT_ARCH_I386)), "error 1");
+  EXPECT_EQ(answerOf(program, call(0x40000000)), "error 1");
+  EXPECT_EQ(answerOf(vanto::filterProgramOfOnly({}, Machine::Aarch64), call(1, AUDIT_ARCH_AARCH64)), "error 1");
+  numbers.push_back(500);
+  EXPECT_TRUE(vanto::filterProgramOfOnly(numbers, Machine::X86_64).empty());
+}
+
 TEST(FilterProgram, RefusesNoOtherCallThanThoseWithRules) {
   const std::vector<SystemCallRule> rules{{SystemCall::Ptrace, EPERM, {}},
                                           {SystemCall::Clone3, ENOSYS, {}},

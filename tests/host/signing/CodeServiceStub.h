@@ -4,6 +4,9 @@
 #include <atomic>
 #include <mutex>
 
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include "host/ipc/IPCFixture.h"
 #include "host/signing/SampleFacts.h"
 #include "signing/CodeDictionary.h"
@@ -26,10 +29,19 @@ inline Held failureReply(VexStatus status) {
   return reply;
 }
 
-/// A test in whose domain a code-signing service answers what it is told to.
+/// A test in whose domain a code-signing service answers what it is told to. The process keeps its connection to it, so
+/// each test begins and ends with one that is kept, and whose service has ended.
 class CodeServiceStub : public ::testing::Test {
  protected:
   CodeServiceStub() { restart(); }
+
+  static void SetUpTestSuite() {
+    struct First final : CodeServiceStub {
+      void TestBody() override {}
+    };
+    First().leaveConnectionKept();
+  }
+  void TearDown() override { leaveConnectionKept(); }
 
   void answer(Held reply) {
     const std::lock_guard lock(mutex_);
@@ -58,6 +70,15 @@ class CodeServiceStub : public ::testing::Test {
   }
 
  private:
+  void leaveConnectionKept() {
+    stop();
+    answer(replyOfValidCode());
+    restart();
+    EXPECT_EQ(askCodeService(Fd(static_cast<int>(syscall(SYS_pidfd_open, getpid(), 0)))).status, 0);
+    stop();
+    kept_.clear();
+  }
+
   const RuntimeDirectory directory_;
   std::atomic<int> requests_{0};
   std::mutex mutex_;

@@ -4,6 +4,7 @@
 #include <VantoService/VantoServiceRuntime.h>
 
 #include "host/signing/CodeServiceStub.h"
+#include "support/LeftObjects.h"
 #include "support/Values.h"
 #include "value/platform/ipc.h"
 
@@ -23,6 +24,8 @@ TEST_F(Entitlements, AreTriedAgainUntilTheyAreThereAndThenKept) {
   answer(test::replyOfValidCode());
   const vanto_object_t data = _vanto_runtime_get_entitlements_data();
   ASSERT_NE(data, nullptr);
+  // That one.
+  leaveObjects(1);
   const int requests = this->requests();
   EXPECT_EQ(_vanto_runtime_get_entitlements_data(), data);
   EXPECT_EQ(this->requests(), requests);

@@ -16,6 +16,16 @@ class CodeFinder : public SignedCode {
     process.path = path;
     return findCode(std::move(process));
   }
+  /// The key without opening, and the same from what is opened; the executable is in neither.
+  static std::pair<vexd::FactsKey, vexd::FactsKey> keysOf(const std::string& path) {
+    vexd::FactsKey seen;
+    EXPECT_TRUE(vexd::lookAroundCode(path, seen));
+    vexd::CodeFiles files = find(path);
+    files.executable.reset();
+    vexd::FactsKey opened;
+    static_cast<void>(vexd::FactsKey::of(files, opened));
+    return {seen, opened};
+  }
   static std::string pathOf(const Fd& file) {
     return file ? std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file.get())).string() : "";
   }
@@ -62,6 +72,31 @@ TEST_F(CodeFinder, FollowsNoLinks) {
   const vexd::CodeFiles files = find(builder_.executablePath("a"));
   EXPECT_FALSE(files.info);
   EXPECT_FALSE(files.bundleSignature);
+}
+
+TEST_F(CodeFinder, SeesWithoutOpeningWhatItWouldOpen) {
+  sign(bundle_, acme_);
+  sign(single_, acme_);
+  test::BundleBuilder framework(directory_.path(), "F.framework", test::BundleLayout::Framework);
+  framework.identifier("org.example.f").executable("f").build();
+  sign(framework.path(), acme_);
+  for (const std::string& path : {builder_.executablePath("a"), single_, framework.executablePath("f"),
+                                  std::string("/bin/sleep"), directory_ / "nothing.app/there"}) {
+    const auto [seen, opened] = keysOf(path);
+    EXPECT_EQ(seen, opened) << path;
+  }
+  EXPECT_TRUE(keysOf(builder_.executablePath("a")).first.bundleSignature.isOfFile());
+  EXPECT_TRUE(keysOf(single_).first.signature.isOfFile());
+  vexd::FactsKey none;
+  EXPECT_FALSE(vexd::lookAroundCode("", none));
+}
+
+TEST_F(CodeFinder, SeesAnotherKeyWhereItOpensNoLink) {
+  sign(bundle_, acme_);
+  std::filesystem::rename(builder_.infoPath(), directory_ / "info");
+  std::filesystem::create_symlink(directory_ / "info", builder_.infoPath());
+  const auto [seen, opened] = keysOf(builder_.executablePath("a"));
+  EXPECT_NE(seen, opened);
 }
 
 TEST_F(CodeFinder, FindsNothingForAnExecutableThatLiesNowhere) {

@@ -79,15 +79,5 @@ TEST_F(ExaminedProcessTest, RefusesWhoIsTraced) {
   EXPECT_EQ(failureOf(sleeper.process()), Failure::Traced);
 }
 
-TEST(ProcessIn, TakesTheProcessIdOutOfAText) {
-  EXPECT_EQ(vexd::processIn("pos:\t0\nflags:\t02000002\nPid:\t42\nNSpid:\t42\n"), 42);
-  EXPECT_EQ(vexd::processIn("Pid:\t-1\n"), -1);
-  EXPECT_EQ(vexd::processIn("pos:\t0\nPid:\t0\n"), 0);
-  for (const char* text :
-       {"", "pos:\t0\n", "NSpid:\t42\n", "Pid:\t\n", "Pid:\tx\n", "Pid:\t-2\n", "Pid:\t99999999999\n"}) {
-    EXPECT_EQ(vexd::processIn(text), std::nullopt) << text;
-  }
-}
-
 }  // namespace
 }  // namespace vanto::testing

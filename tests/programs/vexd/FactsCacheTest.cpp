@@ -7,7 +7,6 @@
 namespace vanto::testing {
 namespace {
 
-using vexd::DigestAnswer;
 using vexd::FactsCache;
 using vexd::FactsKey;
 
@@ -17,37 +16,37 @@ FactsKey keyOf(std::uint64_t inode) {
   return key;
 }
 
-DigestAnswer answerWith(const std::string& reason) {
-  DigestAnswer answer;
-  answer.reason = reason;
-  return answer;
+FactsCache::Kept reportWith(const std::string& reason) {
+  vexd::Report report;
+  report.answer.reason = reason;
+  return std::make_shared<const vexd::Report>(report);
 }
 
 TEST(FactsCache, FindsWhatItKeeps) {
   FactsCache cache;
   EXPECT_EQ(cache.find(keyOf(1), 1), nullptr);
-  cache.keep(keyOf(1), 1, answerWith("one"));
-  cache.keep(keyOf(1), 1, answerWith("other"));
+  cache.keep(keyOf(1), 1, reportWith("one"));
+  cache.keep(keyOf(1), 1, reportWith("other"));
   ASSERT_NE(cache.find(keyOf(1), 1), nullptr);
-  EXPECT_EQ(cache.find(keyOf(1), 1)->reason, "other");
+  EXPECT_EQ(cache.find(keyOf(1), 1)->answer.reason, "other");
   EXPECT_EQ(cache.find(keyOf(2), 1), nullptr);
   EXPECT_EQ(cache.count(), 1U);
 }
 
 TEST(FactsCache, ForgetsEverythingWhenTrustChanges) {
   FactsCache cache;
-  cache.keep(keyOf(1), 1, answerWith("one"));
+  cache.keep(keyOf(1), 1, reportWith("one"));
   EXPECT_EQ(cache.find(keyOf(1), 2), nullptr);
   EXPECT_EQ(cache.count(), 0U);
-  cache.keep(keyOf(1), 1, answerWith("late"));
+  cache.keep(keyOf(1), 1, reportWith("late"));
   EXPECT_EQ(cache.find(keyOf(1), 2), nullptr);
 }
 
 TEST(FactsCache, LetsGoWhatWasNotAskedForTheLongest) {
   FactsCache cache;
-  for (std::uint64_t i = 0; i < vexd::limits::cachedFacts; ++i) cache.keep(keyOf(i), 1, answerWith("kept"));
+  for (std::uint64_t i = 0; i < vexd::limits::cachedFacts; ++i) cache.keep(keyOf(i), 1, reportWith("kept"));
   EXPECT_NE(cache.find(keyOf(0), 1), nullptr);
-  cache.keep(keyOf(vexd::limits::cachedFacts), 1, answerWith("one more"));
+  cache.keep(keyOf(vexd::limits::cachedFacts), 1, reportWith("one more"));
   EXPECT_EQ(cache.count(), vexd::limits::cachedFacts);
   EXPECT_NE(cache.find(keyOf(0), 1), nullptr);
   EXPECT_EQ(cache.find(keyOf(1), 1), nullptr);

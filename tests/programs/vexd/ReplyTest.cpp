@@ -41,6 +41,12 @@ TEST(Reply, IsUnderstoodByServices) {
   EXPECT_EQ(reply.facts.digestHex.substr(0, 4), "aaaa");
 }
 
+TEST(Reply, IsTheOneThatIsReady) {
+  Report report = validReport();
+  report.reply.reset(vexd::createReply(report), vanto_release);
+  EXPECT_EQ(static_cast<vanto_object_t>(Held(vexd::createReply(report))), report.reply.get());
+}
+
 TEST(Reply, SaysWhyCodeIsNotValid) {
   Report report = validReport();
   report.answer = {};
@@ -53,7 +59,7 @@ TEST(Reply, SaysWhyCodeIsNotValid) {
 }
 
 TEST(Reply, SaysWhyNothingIsKnown) {
-  const CodeReply reply = decoded({{Failure::Traced, "another process traces it"}, {}, 0, 0});
+  const CodeReply reply = decoded({{Failure::Traced, "another process traces it"}, {}, 0, 0, {}});
   EXPECT_EQ(reply.status, VexStatusTraced);
   EXPECT_EQ(reply.reason, "another process traces it");
 }

@@ -47,6 +47,23 @@ TEST_F(TrustFilesTest, ReadsThemAgainOnlyWhenSomethingChanged) {
   EXPECT_GT(files_.generation(), settled);
 }
 
+TEST_F(TrustFilesTest, SeesAFileThatIsAddedRemovedOrReplaced) {
+  settle(path_);
+  ASSERT_EQ(files_.directories()[0].keys.size(), 1U);
+  const std::string other = path_ + "/other.plist";
+  writeContents(other, "x");
+  EXPECT_EQ(files_.directories()[0].keys.size(), 2U);
+  settle(path_);
+  ASSERT_EQ(files_.directories()[0].keys.size(), 2U);
+  writeContents(directory_ / "new", "y");
+  std::filesystem::rename(directory_ / "new", other);
+  EXPECT_EQ(files_.directories()[0].keys[1].bytes, "y");
+  settle(path_);
+  ASSERT_EQ(files_.directories()[0].keys.size(), 2U);
+  std::filesystem::remove(file_);
+  EXPECT_EQ(files_.directories()[0].keys.size(), 1U);
+}
+
 TEST_F(TrustFilesTest, SeesADirectoryThatIsMadeOrRemoved) {
   settle(path_);
   static_cast<void>(files_.directories());

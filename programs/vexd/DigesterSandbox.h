@@ -8,6 +8,6 @@ namespace vanto::vexd {
 /// Takes everything from this process, which has one thread, but the descriptors that it has and gets, memory, and the
 /// end: no file, no socket and no other process can be reached any more, and no program executed. Empty, or what could
 /// not be taken, after which the process must not go on.
-[[nodiscard]] std::string confine() noexcept;
+[[nodiscard]] std::string enterDigesterSandbox();
 
 }  // namespace vanto::vexd

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vexd/ProcessState.h"
+
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <cstddef>
+#include <memory>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include "value/Fd.h"
+#include "vexd/limits.h"
+
+namespace vanto::vexd {
+namespace {
+
+/// The beginning of a file of /proc.
+class Beginning {
+ public:
+  Beginning(int directory, const char* path) noexcept {
+    const Fd file(openat(directory, path, O_RDONLY | O_CLOEXEC));
+    const ssize_t length = file ? ::read(file.get(), bytes_, sizeof bytes_) : 0;
+    length_ = length > 0 ? static_cast<std::size_t>(length) : 0;
+  }
+
+  /// Empty when it could not be read.
+  [[nodiscard]] std::string_view text() const noexcept { return {bytes_, length_}; }
+
+ private:
+  std::size_t length_ = 0;
+  char bytes_[4096];
+};
+
+/// The number behind a label at the start of a line.
+std::optional<std::int64_t> numberBehind(std::string_view text, std::string_view label) noexcept {
+  std::size_t at = text.find(label);
+  while (at != text.npos && at != 0 && text[at - 1] != '\n') at = text.find(label, at + 1);
+  if (at == text.npos) return std::nullopt;
+  at += label.size();
+  while (at < text.size() && (text[at] == '\t' || text[at] == ' ')) ++at;
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data() + at, text.data() + text.size(), number);
+  return error == std::errc() ? std::optional(number) : std::nullopt;
+}
+
+struct CloseDirectory {
+  void operator()(DIR* directory) const noexcept { closedir(directory); }
+};
+
+Tracing tracingOfThreads(pid_t pid) {
+  const std::unique_ptr<DIR, CloseDirectory> threads(opendir((directoryOf(pid) + "/task").c_str()));
+  if (!threads) return Tracing::Unknown;
+  std::size_t count = 0;
+  while (const dirent* const thread = readdir(threads.get())) {
+    if (*thread->d_name == '.') continue;
+    if (++count > limits::threads) return Tracing::Unknown;
+    const Beginning status(dirfd(threads.get()), (std::string(thread->d_name) + "/status").c_str());
+    // A thread that has ended meanwhile has no text.
+    if (!status.text().empty() && numberBehind(status.text(), "TracerPid:").value_or(1) != 0) return Tracing::Yes;
+  }
+  return count == 0 ? Tracing::Unknown : Tracing::No;
+}
+
+/// The beginning of what newer kernels tell of the process of a descriptor, and their call for it.
+struct ProcessInformation {
+  std::uint64_t mask = 0;
+  std::uint64_t group = 0;
+  std::uint32_t pid = 0;
+  std::uint32_t threadGroup = 0;
+  std::uint32_t others[10] = {};
+};
+static_assert(sizeof(ProcessInformation) == 64);
+constexpr unsigned long processInformationCall = _IOWR(0xFF, 11, ProcessInformation);
+
+}  // namespace
+
+std::optional<ProcessState> ProcessState::read(pid_t pid) {
+  const Beginning status(AT_FDCWD, (directoryOf(pid) + "/status").c_str());
+  const std::optional<std::int64_t> user = numberBehind(status.text(), "Uid:");
+  const std::optional<std::int64_t> threads = numberBehind(status.text(), "Threads:");
+  const std::optional<std::int64_t> tracer = numberBehind(status.text(), "TracerPid:");
+  if (!user || !threads || !tracer) return std::nullopt;
+  ProcessState state{static_cast<uid_t>(*user), *tracer == 0 ? Tracing::No : Tracing::Yes};
+  if (state.tracing == Tracing::No && *threads > 1) state.tracing = tracingOfThreads(pid);
+  return state;
+}
+
+std::string directoryOf(pid_t pid) {
+  return "/proc/" + std::to_string(pid);
+}
+
+std::optional<pid_t> processOf(int process) {
+  ProcessInformation information{.mask = 1};
+  if (ioctl(process, processInformationCall, &information) == 0 && information.threadGroup != 0) {
+    return static_cast<pid_t>(information.threadGroup);
+  }
+  const std::string file = "/proc/self/fdinfo/" + std::to_string(process);
+  return processIn(Beginning(AT_FDCWD, file.c_str()).text());
+}
+
+std::optional<pid_t> processIn(std::string_view text) noexcept {
+  const std::optional<std::int64_t> pid = numberBehind(text, "Pid:");
+  if (!pid || *pid < -1 || *pid > INT_MAX) return std::nullopt;
+  return static_cast<pid_t>(*pid);
+}
+
+bool hasEnded(int process) noexcept {
+  pollfd set{process, POLLIN, 0};
+  int count = -1;
+  while ((count = poll(&set, 1, 0)) < 0 && errno == EINTR) {
+  }
+  return count != 0;
+}
+
+}  // namespace vanto::vexd
