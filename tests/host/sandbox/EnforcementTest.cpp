@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "host/sandbox/Reading.h"
 #include "sandbox/KernelProbe.h"
 #include "sandbox/Landlock.h"
 #include "support/Child.h"
@@ -19,10 +20,6 @@
 
 namespace vanto::testing {
 namespace {
-
-bool canRead(const std::string& path) {
-  return static_cast<bool>(Fd(open(path.c_str(), O_RDONLY | O_CLOEXEC)));
-}
 
 /// Of what this kernel has.
 Plan filesOnly() {

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
 
+#include "host/sandbox/Reading.h"
 #include "support/Child.h"
 #include "support/TemporaryDirectory.h"
 #include "value/Fd.h"
@@ -44,10 +45,6 @@ class Sandbox : public ::testing::Test {
     });
     EXPECT_EQ(outcome.end, "exit status 0");
     return outcome.lines.empty() ? "" : outcome.lines[0];
-  }
-
-  static bool canRead(const std::string& path) {
-    return static_cast<bool>(Fd(open(path.c_str(), O_RDONLY | O_CLOEXEC)));
   }
 
   const test::TemporaryDirectory directory_;
