@@ -23,6 +23,8 @@ namespace {
 constexpr auto FUSE_SUPER_MAGIC = 0x65735546;
 #endif
 
+constexpr auto foreignProcess = "the process is in a foreign pid namespace";
+
 /// One look at a process.
 class Look {
  public:
@@ -46,7 +48,7 @@ class Look {
       refusal_ = {Failure::Unknown, "the descriptor is not that of a process"};
       return false;
     }
-    if (*pid == 0) return refuse(Failure::Unknown, "the process is in a foreign pid namespace");
+    if (*pid == 0) return refuse(Failure::Unknown, foreignProcess);
     if (*pid < 0) return refuse(Failure::Gone, "the process is gone");
     pid_ = *pid;
     executable_ = directoryOf(pid_) + "/exe";
@@ -57,6 +59,7 @@ class Look {
     const std::optional<ProcessState> state = ProcessState::read(pid_);
     if (!state) return refuse(Failure::Hidden, "its state may not be looked at");
     result.user = state->user;
+    if (!state->isInOwnNamespace) return refuse(Failure::Unknown, foreignProcess);
     if (state->tracing == Tracing::Unknown) return refuse(Failure::Hidden, "its threads cannot be looked at");
     return state->tracing == Tracing::No ? true : refuse(Failure::Traced, "another process traces it");
   }

@@ -69,6 +69,41 @@ TEST_F(CodeAttack, AConnectionThatIsPassedOnEndsWithItsFirstMessage) {
   }
 }
 
+TEST_F(CodeAttack, AConnectionOfATrustedProgramInANamespaceWhoseRootSpeaksForItIsNotServed) {
+  for (const char* kind : {"echo", "confined-echo"}) {
+    startService({"identifier \"org.vanto.test.client\" and signer \"acme\""}, kind);
+    for (int i = 0; i < 100 / slowness; ++i) {
+      // Every other time the service looks when the process is the trusted program already.
+      const bool isLate = i % 2 == 1;
+      if (isLate) stopService();
+      const CodeClient attacker(stranger_, {"forge", name, trusted_});
+      std::string line = attacker.line();
+      if (line == "no namespace") kill(service_->pid(), SIGCONT);
+      if (line == "no namespace") GTEST_SKIP() << "no user and pid namespaces may be made here";
+      ASSERT_EQ(line, "connected");
+      if (isLate) {
+        ASSERT_EQ(attacker.line(), "holding");
+        kill(service_->pid(), SIGCONT);
+      }
+      line = attacker.line();
+      if (line == "holding") line = attacker.line();
+      ASSERT_EQ(line, "refused") << kind;
+      if (i % 20 == 0) {
+        ASSERT_EQ(callBy(trusted_), "served");
+      }
+    }
+  }
+}
+
+TEST_F(CodeAttack, AServiceInANamespaceWhoseRootSpeaksForItHasNoCode) {
+  constexpr auto forged = "org.vanto.test.forged";
+  const CodeClient service(stranger_, {"forge-service", forged, trusted_});
+  const std::string line = service.line();
+  if (line == "no namespace") GTEST_SKIP() << "no user and pid namespaces may be made here";
+  ASSERT_EQ(line, "holding");
+  EXPECT_EQ(CodeClient(trusted_, {"look-at-service", forged}).line(), "the process is in a foreign pid namespace");
+}
+
 TEST_F(CodeAttack, AProcessIdThatATrustedProgramGotLaterDoesNotHelp) {
   constexpr int attempts = 200 / slowness;
   int served = 0;
