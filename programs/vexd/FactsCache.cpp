@@ -9,7 +9,9 @@ namespace vanto::vexd {
 
 bool FactsKey::of(const CodeFiles& files, FactsKey& key) {
   key.name = files.name;
-  bool isReliable = FileIdentity::of(files.executable.get(), key.executable);
+  // What could not be opened has no identity.
+  bool isReliable = files.infoProblem.empty() && files.bundleSignatureProblem.empty() && files.signatureProblem.empty();
+  isReliable = FileIdentity::of(files.executable.get(), key.executable) && isReliable;
   isReliable = FileIdentity::of(files.info.get(), key.info) && isReliable;
   isReliable = FileIdentity::of(files.bundleSignature.get(), key.bundleSignature) && isReliable;
   return FileIdentity::of(files.signature.get(), key.signature) && isReliable;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vexd/Digestion.h"
 
+#include <filesystem>
+
 #include "programs/vexd/VexdFixture.h"
 #include "vexd/CodeFinder.h"
 
@@ -58,6 +60,37 @@ TEST_F(Digestion, DoesNotTakeAFileForTheExecutableOfABundleThatItOnlyLiesIn) {
   EXPECT_EQ(answerAbout(other).reason, "it is not signed");
   sign(other, acme_);
   EXPECT_TRUE(answerAbout(other).isValid);
+}
+
+TEST_F(Digestion, PassesOverNoSignatureThatIsThere) {
+  const std::string executable = builder_.executablePath("a");
+  const std::string signature = bundle_ + "/Contents/Signature.plist";
+  sign(executable, acme_);
+  sign(bundle_, acme_);
+  std::filesystem::rename(signature, directory_ / "moved");
+  EXPECT_TRUE(answerAbout(executable).isValid);
+  std::filesystem::create_symlink(directory_ / "moved", signature);
+  EXPECT_TRUE(answerAbout(executable).reason.starts_with("the signature cannot be opened: "));
+  std::filesystem::remove(signature);
+  ASSERT_EQ(mkfifo(signature.c_str(), 0600), 0);
+  EXPECT_EQ(answerAbout(executable).reason, "the signature is no regular file");
+  std::filesystem::remove(signature);
+  std::filesystem::rename(directory_ / "moved", signature);
+  EXPECT_TRUE(answerAbout(executable).isValid);
+  writeContents(builder_.infoPath(), "damaged");
+  EXPECT_EQ(answerAbout(executable).reason, "the Info dictionary is none");
+  std::filesystem::remove(builder_.infoPath());
+  std::filesystem::create_symlink("/nowhere", builder_.infoPath());
+  EXPECT_TRUE(answerAbout(executable).reason.starts_with("the Info dictionary cannot be opened: "));
+  std::filesystem::remove(signature);
+  EXPECT_TRUE(answerAbout(executable).isValid);
+}
+
+TEST_F(Digestion, SaysWhyASignatureCannotBeOpenedThatAnotherUserHides) {
+  if (geteuid() == 0) GTEST_SKIP() << "root opens everything";
+  sign(single_, acme_);
+  std::filesystem::permissions(single_ + ".Signature.plist", std::filesystem::perms::none);
+  EXPECT_EQ(answerAbout(single_).reason, "the signature cannot be opened: Permission denied");
 }
 
 TEST_F(Digestion, SaysWhatCannotBeRead) {
