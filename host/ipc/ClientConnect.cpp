@@ -131,19 +131,6 @@ vanto_error_code_t codeOfResult(ReceiveResult result) noexcept {
   return VANTO_ERROR_SYSTEM;
 }
 
-vanto_error_code_t codeOfSend(SendResult result) noexcept {
-  switch (result) {
-    case SendResult::Sent:
-      return VANTO_ERROR_NONE;
-    case SendResult::Gone:
-      return VANTO_ERROR_CLOSED;
-    case SendResult::Full:
-    case SendResult::Later:
-      break;
-  }
-  return VANTO_ERROR_SYSTEM;
-}
-
 vanto_error_code_t takeRefusal(const ReceivedFrame& frame, Attempt& attempt) noexcept {
   Refusal refusal;
   if (!decodeRefusal(frame.payload, refusal)) return VANTO_ERROR_PROTOCOL;
@@ -189,14 +176,15 @@ vanto_error_code_t readGreeting(const ReceivedFrame& frame, Greeting& greeting) 
   return isKnown ? VANTO_ERROR_NONE : VANTO_ERROR_VERSION;
 }
 
-/// The beginning of a request that stands for the answer too.
-FrameHeader headerOf(const EncodedObject& request, const TimeLimit& limit) noexcept {
-  return {.kind = FrameKind::EarlyRequest,
-          .id = 1,
-          .deadline = limit.deadline != UINT64_MAX ? std::max<std::uint64_t>(remainingUntil(limit.deadline), 1) : 0,
-          .creditMessages = ReceiveCredit::windowMessages,
-          .creditBytes = ReceiveCredit::windowBytes,
-          .length = request.bytes().size()};
+/// Sends a request that stands for the answer too, with `header`. False when that was not possible.
+bool askEarly(int socket, EncodedObject& request, const TimeLimit& limit, FrameHeader& header) noexcept {
+  header = {.kind = FrameKind::EarlyRequest,
+            .id = 1,
+            .deadline = limit.deadline != UINT64_MAX ? std::max<std::uint64_t>(remainingUntil(limit.deadline), 1) : 0,
+            .creditMessages = ReceiveCredit::windowMessages,
+            .creditBytes = ReceiveCredit::windowBytes,
+            .length = request.bytes().size()};
+  return sendFrameInPlace(socket, header, request.prefix(), header.length) == SendResult::Sent;
 }
 
 /// Waits for the reply to an early request that was taken: `first` says so, being anything but a greeting with a nonce.
@@ -207,16 +195,18 @@ vanto_error_code_t takeEarly(ClientEnd& end, const Purpose& purpose, const Frame
   if (isGreeting) {
     const vanto_error_code_t code = readGreeting(first, greeting);
     if (code != VANTO_ERROR_NONE) return code;
-    // It went without having taken the request after all.
-    if (first.wasLeftUnread) return VANTO_ERROR_CLOSED;
   }
   const FrameSender& sender = first.sender;
   const ProcessFacts facts{sender.pid, sender.uid, sender.gid, sender.uid, sender.gid, 0};
   const Ref<Connection> connection = createConnection(end, facts, greeting, purpose);
   attempt.result = connection->awaitEarlyReply(request, isGreeting ? nullptr : &first, limit.nextWait());
+  const bool wasLeftUnread = first.wasLeftUnread || connection->wasLeftUnread();
   // With what came and was not asked for.
   connection->closeConnection();
-  return VANTO_ERROR_NONE;
+  if (!wasLeftUnread || vanto_error_get_code(attempt.result.get()) != VANTO_ERROR_CLOSED) return VANTO_ERROR_NONE;
+  // It went without having taken the request after all.
+  attempt.result = nullptr;
+  return VANTO_ERROR_CLOSED;
 }
 
 /// Answers the greeting.
@@ -241,24 +231,19 @@ Attempt attemptOnce(const Purpose& purpose, const TimeLimit& limit) noexcept {
   Attempt attempt;
   ClientEnd end{findService(purpose.file, limit.deadline, attempt.code)};
   if (!end.socket) return attempt;
-  const bool isEarly = purpose.early != nullptr;
   FrameHeader request;
-  if (isEarly) {
-    request = headerOf(*purpose.early, limit);
-    const int socket = end.socket.get();
-    attempt.code = codeOfSend(sendFrameInPlace(socket, request, purpose.early->prefix(), request.length));
-    if (attempt.code != VANTO_ERROR_NONE) return attempt;
-  }
+  // Where it cannot be sent the service may have refused already, or is asked once it has greeted.
+  const bool hasAsked = purpose.early != nullptr && askEarly(end.socket.get(), *purpose.early, limit, request);
   FrameBuffer buffer;
   ReceivedFrame first;
   const ReceiveResult result = receiveFirst(end, limit, buffer, first);
   attempt.code = codeOfResult(result);
   if (result != ReceiveResult::Frame) {
     // A request that was read may have been dealt with.
-    attempt.isFinal = isEarly && !first.wasLeftUnread;
+    attempt.isFinal = hasAsked && !first.wasLeftUnread;
   } else if (first.header.kind == FrameKind::Refusal) {
     attempt.code = takeRefusal(first, attempt);
-  } else if (isEarly && (first.header.kind != FrameKind::Greeting || (first.header.flags & frameHasNonce) == 0)) {
+  } else if (hasAsked && (first.header.kind != FrameKind::Greeting || (first.header.flags & frameHasNonce) == 0)) {
     attempt.code = takeEarly(end, purpose, request, first, limit, attempt);
   } else {
     attempt.code = takeGreeting(end, purpose, first, limit, attempt);

@@ -86,6 +86,9 @@ class Connection final : public Endpoint {
   /// A descriptor of the peer's process; none with errno when it is gone or cannot be told.
   [[nodiscard]] Fd openPeer() noexcept;
 
+  /// Whether it ended, and the other end had not read all that was sent. For whoever read it until then.
+  [[nodiscard]] bool wasLeftUnread() const noexcept { return wasLeftUnread_; }
+
   /// Its last event was delivered, or there will be nobody to deliver it to.
   void isOverForUser() noexcept;
 
@@ -240,7 +243,8 @@ class Connection final : public Endpoint {
   /// While something waits to be sent: when a peer that has taken nothing of it is not waited for by a process that
   /// ends.
   std::uint64_t stallDeadline_ = UINT64_MAX;
-  /// The socket's own timeout; belongs to who reads.
+  bool wasLeftUnread_ = false;
+  /// The socket's own timeout; both belong to who reads.
   std::uint64_t receiveTimeout_ = 0;
   /// Something sent lately, whose memory the next one uses. Owned.
   std::atomic<Outgoing*> spare_{nullptr};

@@ -91,7 +91,9 @@ void Connection::endBecause(vanto_error_code_t code, const char* text) noexcept 
 Connection::Step Connection::readFrame(Waiting waiting) noexcept {
   FrameBuffer buffer;
   ReceivedFrame frame;
-  switch (receiveFrame(socket_.get(), waiting, buffer, assemblies_.target(), frame)) {
+  const ReceiveResult result = receiveFrame(socket_.get(), waiting, buffer, assemblies_.target(), frame);
+  wasLeftUnread_ = wasLeftUnread_ || frame.wasLeftUnread;
+  switch (result) {
     case ReceiveResult::Frame:
       if (take(frame)) return Step::Frame;
       endBecause(VANTO_ERROR_PROTOCOL);

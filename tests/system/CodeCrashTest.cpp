@@ -3,12 +3,11 @@
 // The code-signing service is killed while a service waits for its answer, at one system call after the other.
 #include <algorithm>
 #include <chrono>
-#include <ctime>
 #include <fstream>
-
-#include <sys/stat.h>
+#include <functional>
 
 #include "support/RunningManager.h"
+#include "support/SettledFile.h"
 #include "system/CodeClients.h"
 #include "system/StepKiller.h"
 
@@ -28,17 +27,6 @@ class CodeCrash : public CodeClients {
     // Nothing is kept while whom to trust has changed lately.
     if (answer == Answer::Unknown) return std::filesystem::permissions(trust_, std::filesystem::perms::owner_all);
     EXPECT_EQ(callBy(trusted_), "served");
-  }
-
-  /// Until the last change of a file is so long ago that what was read of it is kept.
-  static void awaitAge(const std::string& path) {
-    struct stat status;
-    timespec now{};
-    do {
-      usleep(20'000);
-      ASSERT_EQ(stat(path.c_str(), &status), 0);
-      clock_gettime(CLOCK_REALTIME, &now);
-    } while (now.tv_sec - status.st_ctim.tv_sec < 3);
   }
 
   /// What became of one client.
@@ -86,76 +74,86 @@ class CodeCrash : public CodeClients {
     return 0;
   }
 
-  static constexpr int mostSteps = 10'000;
+  /// Makes a killer for a step, of a code-signing service that is ready.
+  using Aim = std::function<std::unique_ptr<StepKiller>(int step)>;
+
+  /// Has a client call while the code-signing service is killed at one step after the other, `stride` apart, until it
+  /// has answered before. All outcomes of those that were killed.
+  [[nodiscard]] std::vector<Outcome> outcomesOfSteps(int stride, const std::vector<std::string>& statuses,
+                                                     const Aim& aim) const {
+    constexpr int mostSteps = 10'000;
+    std::vector<Outcome> outcomes;
+    for (int step = 1; step < mostSteps; step += stride) {
+      const std::unique_ptr<StepKiller> killer = aim(step);
+      Outcome outcome = callBeforeStep(*killer);
+      expectServedOrRefused(outcome, statuses);
+      if (!outcome.wasKilled) break;
+      outcomes.push_back(std::move(outcome));
+    }
+    RecordProperty("kills", static_cast<int>(outcomes.size()));
+    RecordProperty("refused", static_cast<int>(countRefused(outcomes)));
+    return outcomes;
+  }
+  [[nodiscard]] static std::ptrdiff_t countRefused(const std::vector<Outcome>& outcomes) {
+    return std::ranges::count(outcomes, refusedCode, &Outcome::line);
+  }
+
+  /// Until a process that was killed has ended, whether anybody has waited for it or not.
+  static void awaitDeath(pid_t process) {
+    const Fd descriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
+    pollfd set{descriptor.get(), POLLIN, 0};
+    EXPECT_TRUE(!descriptor || poll(&set, 1, 60'000) == 1);
+  }
+
+  /// The process that digests for `vexd`, which has one by then.
+  [[nodiscard]] pid_t digesterOf(pid_t vexd) const {
+    prepare(Answer::Unknown);
+    EXPECT_EQ(callBy(trusted_), "served");
+    const pid_t digester = childOf(vexd);
+    EXPECT_NE(digester, 0);
+    return digester;
+  }
 };
 
 TEST_F(CodeCrash, RefusesAClientThatNobodyIsLeftToLookAt) {
   startVexd();
   startService({"signer \"acme\""});
-  int refused = 0;
-  int step = 1;
-  for (bool goesOn = true; goesOn && step < mostSteps; ++step) {
+  const auto outcomes = outcomesOfSteps(3, {"-1"}, [this](int step) {
     endVexd();
     startVexd();
     awaitSocket(vexdName);
     EXPECT_EQ(callBy(trusted_), "served") << "step " << step;
     prepare(Answer::Unknown);
-    StepKiller killer(vexd_->pid(), StepKiller::Victim::Process, step);
-    const Outcome outcome = callBeforeStep(killer);
-    expectServedOrRefused(outcome, {"-1"});
-    goesOn = outcome.wasKilled;
-    refused += outcome.line == refusedCode;
-  }
-  EXPECT_GT(refused, 5);
-  RecordProperty("steps", step);
-  RecordProperty("refused", refused);
+    return std::make_unique<StepKiller>(vexd_->pid(), StepKiller::Victim::Process, step);
+  });
+  EXPECT_GT(countRefused(outcomes), 5);
 }
 
 TEST_F(CodeCrash, RefusesAClientWhoseExecutableNobodyIsLeftToDigest) {
   startVexd();
   startService({"signer \"acme\""});
-  int refused = 0;
-  int step = 1;
-  for (bool goesOn = true; goesOn && step < mostSteps; ++step) {
+  pid_t digester = 0;
+  const auto outcomes = outcomesOfSteps(1, {"-1"}, [&](int step) {
+    if (digester != 0) awaitDeath(digester);
+    digester = digesterOf(vexd_->pid());
     prepare(Answer::Unknown);
-    // Started anew, after the last one was killed.
-    EXPECT_EQ(callBy(trusted_), "served") << "step " << step;
-    const pid_t digester = childOf(vexd_->pid());
-    ASSERT_NE(digester, 0);
-    prepare(Answer::Unknown);
-    StepKiller killer(vexd_->pid(), StepKiller::Victim::Child, step, digester);
-    const Outcome outcome = callBeforeStep(killer);
-    expectServedOrRefused(outcome, {"-1"});
-    goesOn = outcome.wasKilled;
-    refused += outcome.line == refusedCode;
-  }
-  EXPECT_GT(refused, 5);
-  RecordProperty("steps", step);
-  RecordProperty("refused", refused);
+    return std::make_unique<StepKiller>(vexd_->pid(), StepKiller::Victim::Child, step, digester);
+  });
+  EXPECT_GT(countRefused(outcomes), 5);
 }
 
 TEST_F(CodeCrash, RefusesAClientWhoseExecutableIsToBeDigestedByWhoNeverStarts) {
   startVexd();
   startService({"signer \"acme\""});
-  int refused = 0;
-  int step = 1;
-  for (bool goesOn = true; goesOn && step < mostSteps; step += 7) {
-    prepare(Answer::Unknown);
-    EXPECT_EQ(callBy(trusted_), "served") << "step " << step;
-    const pid_t digester = childOf(vexd_->pid());
-    ASSERT_NE(digester, 0);
+  const auto outcomes = outcomesOfSteps(7, {"-1"}, [this](int step) {
     // It is missed when the next one needs it.
+    const pid_t digester = digesterOf(vexd_->pid());
     kill(digester, SIGKILL);
+    awaitDeath(digester);
     prepare(Answer::Unknown);
-    StepKiller killer(vexd_->pid(), StepKiller::Victim::Child, step);
-    const Outcome outcome = callBeforeStep(killer);
-    expectServedOrRefused(outcome, {"-1"});
-    goesOn = outcome.wasKilled;
-    refused += outcome.line == refusedCode;
-  }
-  EXPECT_GT(refused, 5);
-  RecordProperty("steps", step);
-  RecordProperty("refused", refused);
+    return std::make_unique<StepKiller>(vexd_->pid(), StepKiller::Victim::Child, step);
+  });
+  EXPECT_GT(countRefused(outcomes), 5);
 }
 
 #ifdef VANTO_TEST_MANAGER
@@ -178,35 +176,24 @@ class ManagedCodeCrash : public CodeCrash {
     EXPECT_EQ(RunningManager::errorIn(reply.get()), "");
     return static_cast<pid_t>(vanto_int64_get_value(vanto_dictionary_get_value(reply.get(), "pid")));
   }
-
   /// Until the manager, too, knows that a process has ended.
   static void awaitEnd(pid_t process) {
     for (int i = 0; i < 60'000 && kill(process, 0) == 0; ++i) usleep(1000);
   }
 
-  /// Kills it at one step after the other, `stride` apart, while it answers.
   void killAtEachStep(Answer answer, int stride) {
-    int kills = 0;
-    int served = 0;
-    int step = 1;
-    for (bool goesOn = true; goesOn && step < mostSteps; step += stride) {
-      const pid_t vexd = restartVexd();
+    pid_t vexd = 0;
+    // Asked once more over a new connection, the next one answers, unless it is started too late for that.
+    const auto outcomes = outcomesOfSteps(stride, {"-1", "-6"}, [&](int step) {
+      if (vexd != 0) awaitEnd(vexd);
+      vexd = restartVexd();
       EXPECT_EQ(callBy(trusted_), "served") << "step " << step;
       prepare(answer);
-      StepKiller killer(vexd, StepKiller::Victim::Process, step);
-      const Outcome outcome = callBeforeStep(killer);
-      // Asked once more over a new connection, the next one answers, unless it is started too late for that.
-      expectServedOrRefused(outcome, {"-1", "-6"});
-      goesOn = outcome.wasKilled;
-      kills += outcome.wasKilled;
-      served += outcome.wasKilled && outcome.line == "served";
-      if (outcome.wasKilled) awaitEnd(vexd);
-    }
-    EXPECT_GT(kills, 5);
+      return std::make_unique<StepKiller>(vexd, StepKiller::Victim::Process, step);
+    });
+    EXPECT_GT(outcomes.size(), 5U);
     EXPECT_EQ(callBy(trusted_), "served");
     EXPECT_EQ(callBy(stranger_), refusedCode);
-    RecordProperty("kills", kills);
-    RecordProperty("served", served);
   }
 
   RunningManager manager_;
@@ -217,8 +204,8 @@ TEST_F(ManagedCodeCrash, LetsNobodyWaitWhenItIsKilledWhileItDigests) {
 }
 
 TEST_F(ManagedCodeCrash, LetsNobodyWaitWhenItIsKilledWhileItLooksUpWhatItKnows) {
-  awaitAge(trusted_ + ".Signature.plist");
-  awaitAge(trust_);
+  vanto::testing::settle(trusted_ + ".Signature.plist");
+  vanto::testing::settle(trust_);
   killAtEachStep(Answer::Known, 1);
 }
 #endif

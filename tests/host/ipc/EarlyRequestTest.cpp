@@ -50,7 +50,11 @@ void expectReply(RawPeer& peer, const char* expected) {
 /// A service that does nothing for the life of this, as one that is being started.
 class Paused {
  public:
-  explicit Paused(const Process& service) : service_(service) { service_.signal(SIGSTOP); }
+  explicit Paused(const Process& service) : service_(service) {
+    service_.signal(SIGSTOP);
+    siginfo_t stopped{};
+    EXPECT_EQ(waitid(P_PID, static_cast<id_t>(service_.pid()), &stopped, WSTOPPED), 0);
+  }
   ~Paused() { service_.signal(SIGCONT); }
   Paused(const Paused&) = delete;
   Paused& operator=(const Paused&) = delete;
@@ -277,11 +281,18 @@ TEST(ServiceCall, IsNotTriedAgainOnceItWasRead) {
 
 TEST(ServiceCall, TellsARefusalThoughItsRequestWasNotRead) {
   const RuntimeDirectory directory;
-  const Played played(
-      [](RawService& service) { sendRefusal(service.accept().descriptor(), VANTO_ERROR_START, "no such program"); });
-  const Held refused = callByName(text("x"));
-  EXPECT_EQ(codeOf(refused), VANTO_ERROR_START);
-  EXPECT_STREQ(vanto_error_get_text(refused), "no such program");
+  // Before and after the request has come.
+  for (const bool waits : {false, true}) {
+    const Played played([waits](RawService& service) {
+      const RawPeer peer = service.accept();
+      pollfd set{peer.descriptor(), POLLIN, 0};
+      EXPECT_GE(poll(&set, 1, waits ? 60'000 : 0), waits ? 1 : 0);
+      sendRefusal(peer.descriptor(), VANTO_ERROR_START, "no such program");
+    });
+    const Held refused = callByName(text("x"));
+    EXPECT_EQ(codeOf(refused), VANTO_ERROR_START);
+    EXPECT_STREQ(vanto_error_get_text(refused), "no such program");
+  }
 }
 
 TEST(ServiceCall, WaitsForTheReplyBehindAGreeting) {
@@ -326,15 +337,14 @@ TEST(ServiceCall, PassesOverWhatItHasNotAskedFor) {
 
 TEST(ServiceCall, EndsAtItsTimeout) {
   const RuntimeDirectory directory;
-  constexpr std::uint64_t bound = 20'000'000;
   const Played played([](RawService& service) {
     EXPECT_FALSE(acceptAsked(service).receive());
     RawPeer peer = acceptAsked(service);
     peer.sendObject(FrameKind::Message, 1, text("news"));
     EXPECT_FALSE(peer.receive());
   });
-  EXPECT_EQ(codeOf(callByName(text("nothing comes"), bound)), VANTO_ERROR_TIMED_OUT);
-  EXPECT_EQ(codeOf(callByName(text("no reply comes"), bound)), VANTO_ERROR_TIMED_OUT);
+  EXPECT_EQ(codeOf(callByName(text("nothing comes"), 20'000'000)), VANTO_ERROR_TIMED_OUT);
+  EXPECT_EQ(codeOf(callByName(text("no reply comes"), 500'000'000)), VANTO_ERROR_TIMED_OUT);
 }
 
 TEST(ServiceCall, LeavesAServiceThatBreaksTheProtocol) {

@@ -18,13 +18,18 @@ namespace {
 /// What reporting and ending need.
 const std::vector<std::uint32_t> fewCalls = {SYS_writev, SYS_exit_group, SYS_getpid};
 
+/// Ends this process with nothing but the call, as a sanitizer would look for leaks first.
+[[noreturn]] void end() {
+  for (;;) syscall(SYS_exit_group, 0);
+}
+
 TEST(CallList, LeavesTheCallsThatItNamesAndNoOther) {
   const ChildOutcome outcome = runInChild([](const ChildReport& report) {
     report(leaveOnlyCalls(fewCalls));
     report(getpid() > 0 ? "id" : "no id");
     errno = 0;
     report(syscall(SYS_getppid) < 0 && errno == EPERM ? "no parent" : "parent");
-    _exit(0);
+    end();
   });
   EXPECT_EQ(outcome.end, "exit status 0");
   EXPECT_EQ(outcome.lines, (std::vector<std::string>{"", "id", "no parent"}));
@@ -35,7 +40,7 @@ TEST(CallList, HoldsBesideAProfile) {
     report(Confinement().enter(compiled("allow read /etc")).error);
     report(leaveOnlyCalls(fewCalls));
     report(syscall(SYS_getppid) < 0 && errno == EPERM ? "no parent" : "parent");
-    _exit(0);
+    end();
   });
   EXPECT_EQ(outcome.end, "exit status 0");
   EXPECT_EQ(outcome.lines, (std::vector<std::string>{"", "", "no parent"}));

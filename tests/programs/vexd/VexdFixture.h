@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "programs/code/SignedCode.h"
+#include "support/SettledFile.h"
 #include "value/Fd.h"
 #include "vexd/DigestRequest.h"
 #include "vexd/ExaminedProcess.h"
@@ -23,17 +24,6 @@ inline Fd openFile(const std::string& path) {
 
 inline Fd openOwnProcess() {
   return Fd(static_cast<int>(syscall(SYS_pidfd_open, getpid(), 0)));
-}
-
-/// Makes a file one whose last change is long ago, as far as this process is told: waits until it is.
-inline void settle(const std::string& path) {
-  struct stat status;
-  timespec now{};
-  do {
-    usleep(20'000);
-    ASSERT_EQ(stat(path.c_str(), &status), 0);
-    clock_gettime(CLOCK_REALTIME, &now);
-  } while (now.tv_sec - status.st_ctim.tv_sec < 3);
 }
 
 /// A process that executes a file and waits; ended with its object.
