@@ -15,6 +15,7 @@
 #include "code/TrustStore.h"
 #include "code/limits.h"
 #include "value/limits.h"
+#include "vexd/limits.h"
 
 namespace vanto::vexd {
 namespace {
@@ -83,12 +84,14 @@ DigestAnswer judged(DigestAnswer answer, const code::CodeEvidence& evidence, con
 
 }  // namespace
 
-DigestAnswer answerTo(const DigestRequest& request) {
+DigestAnswer answerTo(const DigestRequest& request, const std::function<bool()>& isWanted) {
   const TemporaryScope scope;
   const CodeFiles& files = request.files;
   DigestAnswer answer;
   std::string problem;
-  const std::optional<code::Digest> digest = code::digestOfFile(files.executable.get(), problem);
+  const std::optional<code::Digest> digest =
+      code::digestOfFile(files.executable.get(), problem,
+                         [&isWanted](off_t read) { return read <= limits::executableBytes && isWanted(); });
   if (!digest) return refused(std::move(answer), "the executable " + problem);
   answer.digest.assign(digest->begin(), digest->end());
 

@@ -76,8 +76,10 @@ class Look {
       return refuse(Failure::Hidden,
                     "its executable is on a file system of a user, who can show each reader another one");
     }
+    if (status.st_size > limits::executableBytes) return refuse(Failure::Hidden, "its executable is larger than 1 GiB");
     result.device = status.st_dev;
     result.inode = status.st_ino;
+    result.bytes = status.st_size;
     return true;
   }
 

@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "vexd/MonotonicTime.h"
 #include "vexd/limits.h"
 
 namespace vanto::vexd {
@@ -21,6 +22,12 @@ FactsCache::Kept FactsCache::find(const FactsKey& key, std::uint64_t trust) {
   forgetOtherTrust(trust);
   const auto found = entries_.find(key);
   if (found == entries_.end()) return nullptr;
+  const std::uint64_t end = found->second.report->goodUntil;
+  if (end != UINT64_MAX && end < monotonicNow()) {
+    uses_.erase(found->second.use);
+    entries_.erase(found);
+    return nullptr;
+  }
   uses_.splice(uses_.begin(), uses_, found->second.use);
   return found->second.report;
 }

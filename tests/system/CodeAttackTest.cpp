@@ -131,6 +131,24 @@ TEST_F(CodeAttack, AProcessIdThatATrustedProgramGotLaterDoesNotHelp) {
   EXPECT_EQ(served, 0);
 }
 
+TEST_F(CodeAttack, ClientsWithEndlessExecutablesKeepNobodyWaiting) {
+  std::vector<std::string> endless;
+  for (const char* file : {"endless1", "endless2"}) {
+    endless.push_back(directory_ / file);
+    std::filesystem::copy_file(stranger_, endless.back());
+    ASSERT_EQ(truncate(endless.back().c_str(), off_t{1} << 40), 0);
+  }
+  for (int i = 0; i < 10; ++i) {
+    const CodeClient one(endless[0], {"call", name});
+    const CodeClient other(endless[1], {"call", name});
+    // Signed anew each time, so that nothing is known of it.
+    vanto::testing::signFile(trusted_, acme_, "org.vanto.test.client");
+    EXPECT_EQ(callBy(trusted_), "served");
+    EXPECT_EQ(one.line(), refusedCode);
+    EXPECT_EQ(other.line(), refusedCode);
+  }
+}
+
 TEST_F(CodeAttack, ClientsThatAreKilledAtAnyStepLeaveNothingBehind) {
   ASSERT_EQ(callBy(trusted_), "served");
   const auto descriptors = [this] {

@@ -15,7 +15,7 @@ class Digestion : public SignedCode {
     vexd::ExaminedProcess process;
     process.executable = openFile(path);
     process.path = path;
-    return vexd::answerTo({vexd::findCode(std::move(process)), trustIn(acme_)});
+    return vexd::answerTo({vexd::findCode(std::move(process)), trustIn(acme_)}, [] { return true; });
   }
 };
 
@@ -93,10 +93,23 @@ TEST_F(Digestion, SaysWhyASignatureCannotBeOpenedThatAnotherUserHides) {
   EXPECT_EQ(answerAbout(single_).reason, "the signature cannot be opened: Permission denied");
 }
 
+TEST_F(Digestion, GoesOnOnlyWhileItIsWanted) {
+  const std::string path = directory_ / "long";
+  writeContents(path, "x");
+  std::filesystem::resize_file(path, std::uintmax_t{16} << 20);
+  vexd::DigestRequest request;
+  request.files.executable = openFile(path);
+  int asked = 0;
+  vexd::DigestAnswer answer = vexd::answerTo(request, [&asked] { return ++asked < 3; });
+  EXPECT_EQ(answer.digest, "");
+  EXPECT_EQ(answer.reason, "the executable was not read to its end");
+  EXPECT_EQ(asked, 3);
+}
+
 TEST_F(Digestion, SaysWhatCannotBeRead) {
   vexd::DigestRequest request;
   request.files.executable = Fd(open(directory_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  const vexd::DigestAnswer answer = vexd::answerTo(request);
+  const vexd::DigestAnswer answer = vexd::answerTo(request, [] { return true; });
   EXPECT_EQ(answer.digest, "");
   EXPECT_TRUE(answer.reason.starts_with("the executable ")) << answer.reason;
 }
