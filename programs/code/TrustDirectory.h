@@ -21,6 +21,8 @@ struct TrustDirectory {
     /// Without its extension.
     std::string name;
     std::string bytes;
+
+    bool operator==(const File&) const = default;
   };
 
   std::string path;
@@ -30,6 +32,8 @@ struct TrustDirectory {
   std::vector<std::string> problems;
   /// False where nothing of it counts: it, or its file of revoked keys, is not as it must be.
   bool isUsable = true;
+
+  bool operator==(const TrustDirectory&) const = default;
 
   /// Reads a directory; one that does not exist is empty.
   [[nodiscard]] static TrustDirectory read(const std::string& path, TrustOwner owner);

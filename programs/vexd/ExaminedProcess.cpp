@@ -13,6 +13,7 @@
 #include <sys/statfs.h>
 #include <unistd.h>
 
+#include "vexd/MountTable.h"
 #include "vexd/ProcessState.h"
 #include "vexd/limits.h"
 
@@ -22,6 +23,7 @@ namespace {
 #ifndef FUSE_SUPER_MAGIC
 constexpr auto FUSE_SUPER_MAGIC = 0x65735546;
 #endif
+constexpr long overlayMagic = 0x794c7630;
 
 constexpr auto foreignProcess = "the process is in a foreign pid namespace";
 
@@ -72,7 +74,9 @@ class Look {
     if (!result.executable || fstatfs(file, &system) != 0 || fstat(file, &status) != 0) {
       return refuse(Failure::Hidden, "its executable may not be looked at");
     }
-    if (system.f_type == FUSE_SUPER_MAGIC) {
+    // A user may mount an overlay in a namespace of his own, with FUSE below it.
+    const bool isUsers = static_cast<long>(system.f_type) == overlayMagic && !isMountedHere(file, pid_);
+    if (system.f_type == FUSE_SUPER_MAGIC || isUsers) {
       return refuse(Failure::Hidden,
                     "its executable is on a file system of a user, who can show each reader another one");
     }

@@ -37,24 +37,6 @@ class Beginning {
   char bytes_[4096];
 };
 
-/// The whole of one; empty when it could not be read, or has more than limits::statusBytes.
-std::string contentsOf(const std::string& path) {
-  const Fd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  std::string text;
-  // Most have less, and are read with two calls.
-  constexpr std::size_t room = 4096;
-  while (file && text.size() <= limits::statusBytes) {
-    const std::size_t used = text.size();
-    text.resize(used + room);
-    const ssize_t length = ::read(file.get(), text.data() + used, room);
-    const bool isInterrupted = length < 0 && errno == EINTR;
-    text.resize(used + (length > 0 ? static_cast<std::size_t>(length) : 0));
-    if (length == 0) return text;
-    if (length < 0 && !isInterrupted) break;
-  }
-  return {};
-}
-
 /// What is behind a label at the start of a line, to the end of the line.
 std::optional<std::string_view> lineBehind(std::string_view text, std::string_view label) noexcept {
   std::size_t at = text.find(label);
@@ -117,6 +99,23 @@ static_assert(sizeof(ProcessInformation) == 64);
 constexpr unsigned long processInformationCall = _IOWR(0xFF, 11, ProcessInformation);
 
 }  // namespace
+
+std::string contentsOf(const std::string& path) {
+  const Fd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  std::string text;
+  // Most have less, and are read with two calls.
+  constexpr std::size_t room = 4096;
+  while (file && text.size() <= limits::processFileBytes) {
+    const std::size_t used = text.size();
+    text.resize(used + room);
+    const ssize_t length = ::read(file.get(), text.data() + used, room);
+    const bool isInterrupted = length < 0 && errno == EINTR;
+    text.resize(used + (length > 0 ? static_cast<std::size_t>(length) : 0));
+    if (length == 0) return text;
+    if (length < 0 && !isInterrupted) break;
+  }
+  return {};
+}
 
 std::optional<ProcessState> ProcessState::read(pid_t pid) {
   std::optional<ProcessState> state = stateIn(contentsOf(directoryOf(pid) + "/status"));

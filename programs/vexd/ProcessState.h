@@ -32,6 +32,9 @@ struct ProcessState {
 /// unless it is known to be traced.
 [[nodiscard]] std::optional<ProcessState> stateIn(std::string_view text) noexcept;
 
+/// The whole of a file of /proc; empty when it could not be read, or has more than limits::processFileBytes.
+[[nodiscard]] std::string contentsOf(const std::string& path);
+
 /// Its directory in /proc, without a slash at the end.
 [[nodiscard]] std::string directoryOf(pid_t pid);
 

@@ -66,9 +66,12 @@ const std::vector<code::TrustDirectory>& TrustFiles::directories() {
   State now = look();
   if (state_.isSettled && now.isSettled && now.files == state_.files) return directories_;
   // Read after the look, so that a change in between is seen at the next one.
-  directories_.clear();
-  for (const Place& place : places_) directories_.push_back(code::TrustDirectory::read(place.path, place.owner));
+  std::vector<code::TrustDirectory> read;
+  for (const Place& place : places_) read.push_back(code::TrustDirectory::read(place.path, place.owner));
   state_ = std::move(now);
+  // On a file system whose times say nothing they are read each time, and are the same nearly each time.
+  if (generation_ != 0 && read == directories_) return directories_;
+  directories_ = std::move(read);
   ++generation_;
   return directories_;
 }

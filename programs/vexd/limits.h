@@ -36,8 +36,8 @@ inline constexpr std::size_t requestBytes = std::size_t{64} << 20;
 inline constexpr std::size_t answerBytes = std::size_t{2} << 20;
 /// The path of an executable.
 inline constexpr std::size_t pathBytes = 4'096;
-/// What the kernel tells of a process: most of it is its groups, at most 65,536.
-inline constexpr std::size_t statusBytes = std::size_t{1} << 20;
+/// What the kernel tells of a process: most of it is its groups, at most 65,536, or its mounts.
+inline constexpr std::size_t processFileBytes = std::size_t{1} << 20;
 /// Threads of a process that are looked at for whether somebody traces them.
 inline constexpr std::size_t threads = 4'096;
 

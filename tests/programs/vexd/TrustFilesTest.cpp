@@ -35,7 +35,13 @@ TEST_F(TrustFilesTest, ReadsTheDirectories) {
 TEST_F(TrustFilesTest, ReadsThemAgainOnlyWhenSomethingChanged) {
   static_cast<void>(files_.directories());
   static_cast<void>(files_.directories());
-  // Too young to be relied upon.
+  EXPECT_EQ(files_.generation(), 1U);
+  // Too young to be relied upon, so that it is read each time.
+  writeContents(file_, "changed at once");
+  EXPECT_EQ(files_.directories()[0].keys[0].bytes, "changed at once");
+  EXPECT_EQ(files_.generation(), 2U);
+  std::filesystem::permissions(path_, std::filesystem::perms::owner_all);
+  static_cast<void>(files_.directories());
   EXPECT_EQ(files_.generation(), 2U);
   settle(path_);
   static_cast<void>(files_.directories());
