@@ -1,13 +1,14 @@
 # SPDX-License-Identifier: Apache-2.0
 # Names for what people do here; the work is CMake's and the scripts'.
 .POSIX:
-.PHONY: demo test sanitize build bench soak fuzz coverage install format format-check check-style clean
+.PHONY: demo test sanitize build bench soak refusals fuzz coverage install format format-check check-style clean
 
 PREFIX = /usr/local
 FUZZ_SECONDS = 300
 # Whichever comes first; 0 for no bound.
 SOAK_RUNS = 1000
 SOAK_SECONDS = 0
+REFUSED = 1000000
 
 demo:
 	@scripts/install-dependencies demo
@@ -35,6 +36,12 @@ soak:
 	cmake --preset release
 	cmake --build --preset release --target manager_soak
 	build/release/tests/soak/manager_soak --runs $(SOAK_RUNS) --seconds $(SOAK_SECONDS)
+
+refusals:
+	@scripts/install-dependencies test
+	cmake --preset release
+	cmake --build --preset release --target code_refusals
+	build/release/tests/refusals/code_refusals --clients $(REFUSED)
 
 fuzz:
 	@scripts/install-dependencies test

@@ -10,8 +10,9 @@
 #include <vector>
 
 // The application that ships the Echo service: calls it and shows what went over the connection. With the argument
-// "--slow" it sends one request that takes the service a minute, and shows what it is told. With "--read" and a path it
-// has the service open that file, and ends with status 0 when the service could, and with 3 when it was denied.
+// "--introduce" it shows who answers, and as whom the service knows this program. With "--slow" it sends one request
+// that takes the service a minute, and shows what it is told. With "--read" and a path it has the service open that
+// file, and ends with status 0 when the service could, and with 3 when it was denied.
 
 namespace {
 
@@ -92,6 +93,27 @@ bool callFirst() {
   return done;
 }
 
+/// True when the service is signed, and knows this program.
+bool introduceEachOther() {
+  const vanto_object_t connection = vanto_connect("org.vanto.example.echo", nullptr, 10 * second);
+  const vanto_object_t code = vanto_copy_peer_code(connection, 5 * second);
+  const vanto_object_t service = vanto_dictionary_get_value(code, "identifier");
+  print("service", service != nullptr ? service : code);
+  print("signers", vanto_dictionary_get_value(code, "signers"));
+  const vanto_object_t request = vanto_dictionary_create(nullptr, nullptr, 0);
+  const vanto_object_t yes = vanto_bool_create(true);
+  vanto_dictionary_set_value(request, "introduce", yes);
+  const vanto_object_t reply = vanto_call(connection, request, 5 * second);
+  print("reply", reply);
+  const bool isKnown = service != nullptr && vanto_dictionary_get_value(reply, "client") != nullptr;
+  vanto_release(reply);
+  vanto_release(yes);
+  vanto_release(request);
+  vanto_release(code);
+  vanto_release(connection);
+  return isKnown;
+}
+
 /// True when the service ended before it had answered.
 bool callSlowly() {
   const vanto_object_t connection = vanto_connect("org.vanto.example.echo", nullptr, 10 * second);
@@ -131,6 +153,7 @@ int haveRead(const char* path) {
 
 int main(int argc, char** argv) {
   if (argc > 2 && std::strcmp(argv[1], "--read") == 0) return haveRead(argv[2]);
+  if (argc > 1 && std::strcmp(argv[1], "--introduce") == 0) return introduceEachOther() ? 0 : 1;
   const bool isSlow = argc > 1 && std::strcmp(argv[1], "--slow") == 0;
   return (isSlow ? callSlowly() : callFirst()) ? 0 : 1;
 }

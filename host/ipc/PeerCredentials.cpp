@@ -8,13 +8,13 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include "process/ProcessFile.h"
+#include "process/ProcessInformation.h"
 #include "process/StartTime.h"
 
 namespace vanto {
@@ -34,29 +34,11 @@ bool readProcessFile(pid_t pid, const char* name, char* text, std::size_t size) 
   return true;
 }
 
-/// The beginning of what newer kernels tell of the process of a descriptor, and their call for it.
-struct ProcessInformation {
-  std::uint64_t mask = 0;
-  std::uint64_t group = 0;
-  std::uint32_t pid = 0;
-  std::uint32_t threadGroup = 0;
-  std::uint32_t parent = 0;
-  std::uint32_t realUser = 0;
-  std::uint32_t realGroup = 0;
-  std::uint32_t others[7] = {};
-};
-static_assert(sizeof(ProcessInformation) == 64);
-constexpr unsigned long processInformationCall = _IOWR(0xFF, 11, ProcessInformation);
-constexpr std::uint64_t credentialsKnown = 2;
-
 bool readOwnerOf(const Fd& process, ProcessFacts& facts) noexcept {
-  ProcessInformation information{.mask = credentialsKnown};
-  const bool isKnown = process && ioctl(process.get(), processInformationCall, &information) == 0 &&
-                       (information.mask & credentialsKnown) != 0 &&
-                       information.pid == static_cast<std::uint32_t>(facts.pid);
-  if (!isKnown) return false;
-  facts.realUser = information.realUser;
-  facts.realGroup = information.realGroup;
+  const auto information = informationOf(process);
+  if (!information || information->pid != static_cast<std::uint32_t>(facts.pid)) return false;
+  facts.realUser = information->realUser;
+  facts.realGroup = information->realGroup;
   return true;
 }
 

@@ -45,7 +45,6 @@ vanto_error_code_t judgeRival(int directory, const char* file) noexcept {
   switch (errno) {
     case ECONNREFUSED:
     case ENOENT:
-    case ENOTSOCK:
       return VANTO_ERROR_NONE;
     // More wait than may, this process may not, or it listens for another kind of connection.
     case EAGAIN:
@@ -58,9 +57,13 @@ vanto_error_code_t judgeRival(int directory, const char* file) noexcept {
   }
 }
 
-bool isThere(int directory, const char* file) noexcept {
+/// What is there under a name.
+enum class Occupant : std::uint8_t { None, Socket, Other };
+
+Occupant occupantOf(int directory, const char* file) noexcept {
   struct stat facts;
-  return fstatat(directory, file, &facts, AT_SYMLINK_NOFOLLOW) == 0;
+  if (fstatat(directory, file, &facts, AT_SYMLINK_NOFOLLOW) != 0) return Occupant::None;
+  return S_ISSOCK(facts.st_mode) ? Occupant::Socket : Occupant::Other;
 }
 
 void setTimeout(int socket, std::uint64_t nanoseconds) noexcept {
@@ -147,7 +150,12 @@ vanto_error_code_t PublishedSocket::bindIn(int directory, const std::string& fil
   directory_ = directory;
   socket_ = createSocket(SOCK_NONBLOCK);
   if (!socket_ || !enableSenderCredentials(socket_.get())) return VANTO_ERROR_SYSTEM;
-  const Place place = rival == Rival::Replace || isThere(directory_, file.c_str()) ? Place::Taken : Place::Free;
+  const Occupant occupant = occupantOf(directory_, file.c_str());
+  if (occupant == Occupant::Other) {
+    errno = ENOTSOCK;
+    return VANTO_ERROR_SYSTEM;
+  }
+  const Place place = rival == Rival::Replace || occupant == Occupant::Socket ? Place::Taken : Place::Free;
   if (rival == Rival::Respect) {
     const vanto_error_code_t code = judgeRival(directory_, file.c_str());
     if (code != VANTO_ERROR_NONE) return code;
@@ -200,11 +208,14 @@ void PublishedSocket::close() noexcept {
   socket_.reset();
 }
 
-void PublishedSocket::unlinkOwn() const noexcept {
+bool PublishedSocket::isPublished() const noexcept {
   struct stat facts;
-  const bool isOurs =
-      !file_.empty() && fstatat(directory_, file_.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0 && facts.st_ino == inode_;
-  if (isOurs) unlinkat(directory_, file_.c_str(), 0);
+  return !file_.empty() && fstatat(directory_, file_.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0 &&
+         facts.st_ino == inode_;
+}
+
+void PublishedSocket::unlinkOwn() const noexcept {
+  if (isPublished()) unlinkat(directory_, file_.c_str(), 0);
 }
 
 }  // namespace vanto

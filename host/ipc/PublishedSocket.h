@@ -17,7 +17,8 @@ namespace vanto {
 class PublishedSocket {
  public:
   enum class Access : std::uint8_t { Owner, Everybody };
-  /// What to do when somebody else listens under the name. A socket that nobody listens on is always replaced.
+  /// What to do when somebody else listens under the name. A socket that nobody listens on is always replaced, and
+  /// whatever is no socket never: it was not put there by a service.
   enum class Rival : std::uint8_t { Respect, Replace };
 
   PublishedSocket() noexcept = default;
@@ -28,7 +29,7 @@ class PublishedSocket {
 
   /// Binds `file`, which leads nowhere else, in `directory`, and listens. The directory is locked meanwhile, so it must
   /// be one that nobody but this user can open. VANTO_ERROR_IN_USE when somebody else listens there, VANTO_ERROR_SYSTEM
-  /// with errno, EWOULDBLOCK when another process keeps the directory locked.
+  /// with errno, EWOULDBLOCK when another process keeps the directory locked, ENOTSOCK when the name is no socket's.
   [[nodiscard]] vanto_error_code_t open(Fd directory, const std::string& file, Access access = Access::Owner,
                                         Rival rival = Rival::Respect) noexcept;
 
@@ -38,6 +39,9 @@ class PublishedSocket {
                                               Rival rival) noexcept;
 
   [[nodiscard]] int descriptor() const noexcept { return socket_.get(); }
+
+  /// Whether its name still stands for it.
+  [[nodiscard]] bool isPublished() const noexcept;
 
   /// Removes the name if it still stands for this socket, and closes.
   void close() noexcept;

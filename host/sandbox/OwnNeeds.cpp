@@ -6,8 +6,8 @@
 #include <unistd.h>
 
 #include "ipc/Domain.h"
-#include "ipc/InheritedSockets.h"
 #include "ipc/SocketName.h"
+#include "process/ProcessInformation.h"
 #include "sandbox/Landlock.h"
 #include "value/limits.h"
 
@@ -27,10 +27,9 @@ std::string pathOf(const Fd& directory) {
 }
 
 void addListening(std::string_view identifier, std::vector<PlannedPath>& needs) {
-  if (hasInheritedSocket(identifier)) return;
-  const std::string directory = pathOf(openOrCreateUserDomain());
   const std::string file = socketFileName(identifier);
-  if (directory.empty() || file.empty()) return;
+  const std::string directory = file.empty() ? std::string() : pathOf(openOrCreateUserDomain());
+  if (directory.empty()) return;
   // No more than sockets: other files there are the manager's. To be opened for the lock of the directory it must be
   // listed.
   needs.push_back({directory, landlock::readDirectory | landlock::makeSocket | landlock::removeFile});
@@ -40,13 +39,15 @@ void addListening(std::string_view identifier, std::vector<PlannedPath>& needs) 
 
 }  // namespace
 
-std::vector<PlannedPath> ownNeedsOf(std::string_view identifier) {
+std::vector<PlannedPath> ownNeedsOf(std::string_view identifier, ListeningSocket socket) {
   std::vector<PlannedPath> needs{{systemLog, landlock::resolveUnix}, {roleAccountPolicy, landlock::readFile}};
   for (const Domain domain : domainsInOrder) {
     const std::string directory = pathOf(openDomain(domain));
     if (!directory.empty()) needs.push_back({directory + '/' + codeSigningService, landlock::resolveUnix});
   }
-  addListening(identifier, needs);
+  // Whose a client is, where only /proc tells. Nobody knows yet which clients there will be.
+  if (!hasProcessInformation()) needs.push_back({"/proc", landlock::readFile});
+  if (socket == ListeningSocket::Made) addListening(identifier, needs);
   return needs;
 }
 

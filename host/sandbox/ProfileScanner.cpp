@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "value/HiddenCharacter.h"
 #include "value/Utf8.h"
 #include "value/limits.h"
 
@@ -94,6 +95,11 @@ bool Line::isText() {
     if (text_[at] == '\r') return fail(position, "a carriage return; end lines with a line feed alone");
     if ((byte < 0x20 && text_[at] != '\t') || byte == 0x7f) {
       return fail(position, "a control character; in quotes it can be written as \\x and two digits");
+    }
+    if (isMisleadingCharacter(characterIn(text_.substr(at, length)))) {
+      return fail(position,
+                  "a character that makes the line look other than it is; in quotes its bytes can be written as "
+                  "\\x and two digits");
     }
     at += length;
   }

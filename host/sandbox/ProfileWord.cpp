@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "value/HiddenCharacter.h"
 #include "value/Utf8.h"
 
 namespace vanto {
@@ -10,25 +11,36 @@ namespace {
 
 constexpr std::size_t shownBytes = 120;
 
-bool isControl(char character) noexcept {
-  return static_cast<unsigned char>(character) < 0x20 || character == 0x7f;
+void appendHexadecimal(std::string& text, std::string_view bytes) {
+  constexpr const char* digits = "0123456789abcdef";
+  for (const char character : bytes) {
+    const auto byte = static_cast<unsigned char>(character);
+    text += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
+  }
 }
 
-/// Bytes above ASCII are escaped where `text` as a whole is not UTF-8, since a profile is.
+/// `character` is a byte where the text is not UTF-8.
+bool isHidden(std::string_view character, bool isUtf8) noexcept {
+  return (!isUtf8 && static_cast<unsigned char>(character.front()) >= 0x80) ||
+         isHiddenCharacter(characterIn(character));
+}
+
+/// What a reader would not see is escaped, since people judge profiles by what they see. So is all above ASCII where
+/// `text` as a whole is not UTF-8, as a profile is.
 std::string escaped(std::string_view text) {
-  constexpr const char* digits = "0123456789abcdef";
   const bool isUtf8 = isValidUtf8(text);
   std::string result;
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (character == '\n') {
+  while (!text.empty()) {
+    const std::string_view character = text.substr(0, isUtf8 ? lengthOfFirstCharacter(text) : 1);
+    text.remove_prefix(character.size());
+    if (character == "\n") {
       result += "\\n";
-    } else if (character == '\t') {
+    } else if (character == "\t") {
       result += "\\t";
-    } else if (character == '"' || character == '\\' || character == '$') {
-      result += {'\\', character};
-    } else if (isControl(character) || (byte >= 0x80 && !isUtf8)) {
-      result += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
+    } else if (character == "\"" || character == "\\" || character == "$") {
+      (result += '\\') += character;
+    } else if (isHidden(character, isUtf8)) {
+      appendHexadecimal(result, character);
     } else {
       result += character;
     }

@@ -4,7 +4,9 @@
 #include <cstring>
 #include <ctime>
 #include <string>
+#include <vector>
 
+#include "ipc/InheritedSockets.h"
 #include "sandbox/Confinement.h"
 #include "sandbox/OwnNeeds.h"
 #include "sandbox/Profile.h"
@@ -47,11 +49,14 @@ Receipt enter(const char* path, std::uint64_t flags, const ProfileParameters& pa
   if (!file.error.empty()) return refused(file.error);
   const ProfileResult result = compileProfile(file.text, parameters);
   if (!result.policy) return refused(result.errors.summary(path));
-  const auto identifier = parameters.find(identifierParameter);
+  const auto found = parameters.find(identifierParameter);
+  const std::string_view identifier = found != parameters.end() ? found->second : std::string_view();
+  const bool isHandedOver = hasInheritedSocket(identifier);
   // The log tells times, and the file that says how is out of reach when the profile does not name it.
   tzset();
-  return Confinement().enter(*result.policy,
-                             ownNeedsOf(identifier != parameters.end() ? identifier->second : std::string_view()));
+  const std::vector<PlannedPath> own =
+      ownNeedsOf(identifier, isHandedOver ? ListeningSocket::HandedOver : ListeningSocket::Made);
+  return Confinement().enter(*result.policy, own);
 }
 
 }  // namespace

@@ -38,6 +38,13 @@ std::string servicesOf(BundleLayout layout) {
   return {};
 }
 
+/// What no XML can say, and so no seal.
+bool hasForbiddenCharacter(std::string_view text) noexcept {
+  return std::any_of(text.begin(), text.end(), [](char character) {
+    return static_cast<unsigned char>(character) < ' ' && character != '\t' && character != '\n' && character != '\r';
+  });
+}
+
 /// The walk through one bundle. Directories that are still to be read wait in a list, so nesting costs no stack.
 class Walk {
  public:
@@ -45,7 +52,7 @@ class Walk {
 
   BundleFiles run() {
     visit({}, 0);
-    while (!waiting_.empty() && !isOver_) {
+    while (!waiting_.empty() && files_.isWhole) {
       const Waiting next = std::move(waiting_.back());
       waiting_.pop_back();
       visit(next.path, next.depth);
@@ -79,7 +86,7 @@ class Walk {
       const std::string_view name = entry->d_name;
       if (name == "." || name == "..") continue;
       if (++entries_ > limits::bundleEntries) {
-        isOver_ = true;
+        files_.isWhole = false;
         return fail({}, "has more than " + std::to_string(limits::bundleEntries) + " files and directories");
       }
       take(descriptor, path, entry->d_name, depth);
@@ -92,6 +99,7 @@ class Walk {
     struct stat status;
     if (fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return failWithError(path);
     if (!PlistString::create(path)) return fail(path, "has a name that is not UTF-8");
+    if (hasForbiddenCharacter(name)) return fail(path, "has a control character in its name, which cannot be signed");
     if (S_ISDIR(status.st_mode)) return takeDirectory(parent, path, depth);
     if (S_ISREG(status.st_mode)) return takeFile(directory, name, path);
     if (S_ISLNK(status.st_mode)) return takeLink(directory, name, path);
@@ -123,6 +131,8 @@ class Walk {
     if (length < 0) return failWithError(path);
     const std::string_view text(target, static_cast<std::size_t>(length));
     if (!PlistString::create(text)) return fail(path, "leads to a name that is not UTF-8");
+    if (hasForbiddenCharacter(text))
+      return fail(path, "leads to a name with a control character, which cannot be signed");
     files_.resources.emplace(path, LinkTarget{std::string(text)});
   }
 
@@ -131,7 +141,6 @@ class Walk {
   BundleFiles files_;
   std::vector<Waiting> waiting_;
   std::size_t entries_ = 0;
-  bool isOver_ = false;
 };
 
 }  // namespace

@@ -21,6 +21,8 @@ struct BundleFiles {
   SealedResources resources;
   /// What cannot be sealed: files of other kinds, files that cannot be read, too many of them.
   std::vector<Defect> defects;
+  /// False when there are so many that the rest was not looked at.
+  bool isWhole = true;
 
   /// Walks the bundle and digests its files; no link is followed. Service bundles in the services directory have
   /// signatures of their own and are passed over, directories as such are not recorded.

@@ -8,12 +8,13 @@
 #include <sys/stat.h>
 
 #include "code/OpenedFile.h"
+#include "value/limits.h"
 
 namespace vanto::code {
 namespace {
 
-/// The identifier that the seal is to have. Empty with a defect.
-std::string identifierOf(const CodePlace& place, const SealWishes& wishes, std::vector<Defect>& defects) {
+/// The identifier that is wished for. Empty with a defect.
+std::string wantedIdentifierOf(const CodePlace& place, const SealWishes& wishes, std::vector<Defect>& defects) {
   if (!place.isBundle()) return wishes.identifier.empty() ? place.executableName() : wishes.identifier;
   if (place.identifier.empty()) {
     defects.push_back({place.info, "has no KorBundleIdentifier"});
@@ -21,6 +22,16 @@ std::string identifierOf(const CodePlace& place, const SealWishes& wishes, std::
     defects.push_back({place.info, "has the identifier " + place.identifier + ", which a signature cannot change"});
   }
   return place.identifier;
+}
+
+/// The identifier that the seal is to have; one that nobody would believe is a defect.
+std::string identifierOf(const CodePlace& place, const SealWishes& wishes, std::vector<Defect>& defects) {
+  std::string identifier = wantedIdentifierOf(place, wishes, defects);
+  if (identifier.size() > vanto::limits::codeTextBytes) {
+    const std::string most = std::to_string(vanto::limits::codeTextBytes);
+    defects.push_back({place.info, "has an identifier of more than " + most + " bytes, which no service takes"});
+  }
+  return identifier;
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ namespace {
 std::optional<SignatureFile> readSignature(const CodePlace& place, std::vector<Defect>& defects) {
   const Fd file = openBeneath(place.directory.get(), place.signature, O_RDONLY);
   const int error = file ? 0 : errno;
-  std::string problem = std::strerror(error);
+  std::string problem = error == ELOOP ? "is a symbolic link" : std::strerror(error);
   if (error == ENOENT) {
     defects.push_back({{}, "it is not signed"});
     return std::nullopt;
@@ -63,6 +63,7 @@ void compareResources(const SealedResources& sealed, const BundleFiles& files, s
     defects.push_back(defect);
     unread.push_back(defect.path);
   }
+  if (!files.isWhole) return;
   for (const auto& [path, resource] : sealed) {
     const auto found = files.resources.find(path);
     const bool isUnread = std::find(unread.begin(), unread.end(), path) != unread.end();

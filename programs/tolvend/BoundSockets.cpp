@@ -32,6 +32,21 @@ bool BoundSockets::has(const std::string& file) const noexcept {
          noted.st_dev == current.st_dev;
 }
 
+int BoundSockets::restore(const std::string& file) const noexcept {
+  struct stat current;
+  if (fstatat(domain_.get(), file.c_str(), &current, AT_SYMLINK_NOFOLLOW) != 0) {
+    return linkat(folder_.get(), file.c_str(), domain_.get(), file.c_str(), 0) == 0 ? 0 : errno;
+  }
+  if (!S_ISSOCK(current.st_mode)) return ENOTSOCK;
+  constexpr const char* temporary = ".again";
+  unlinkat(domain_.get(), temporary, 0);
+  if (linkat(folder_.get(), file.c_str(), domain_.get(), temporary, 0) != 0) return errno;
+  const int error = renameat(domain_.get(), temporary, domain_.get(), file.c_str()) == 0 ? 0 : errno;
+  // Nothing was renamed where both are the same socket.
+  unlinkat(domain_.get(), temporary, 0);
+  return error;
+}
+
 void BoundSockets::remove(const std::string& file) const noexcept {
   unlinkat(folder_.get(), file.c_str(), 0);
 }

@@ -21,6 +21,10 @@ class BoundSockets {
   void put(const std::string& file) const noexcept;
   /// Whether the socket that is called `file` now was noted.
   [[nodiscard]] bool has(const std::string& file) const noexcept;
+  /// Has the name `file` stand again for the socket that was noted: those who wait at it and who listens on it notice
+  /// nothing. Another socket of the name is replaced, and what is no socket left alone. 0, or an errno value: ENOTSOCK,
+  /// or ENOENT when none was noted.
+  [[nodiscard]] int restore(const std::string& file) const noexcept;
   void remove(const std::string& file) const noexcept;
 
  private:

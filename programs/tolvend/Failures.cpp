@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tolvend/Failures.h"
 
+#include <algorithm>
+
 namespace vanto::manager {
 
 Failures::Failures(BackOff backOff, const LifeCycleTimes& times) noexcept
@@ -36,7 +38,8 @@ void Failures::note(const StartFailure& failure, std::uint64_t length, Pause pau
   last_.time = now;
   last_.pause = length;
   ++count_;
-  if (pause == Pause::Begins) pauseUntil_ = now + length;
+  // Another process may have failed before it, for longer.
+  if (pause == Pause::Begins) pauseUntil_ = std::max(pauseUntil_, now + length);
 }
 
 }  // namespace vanto::manager

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include <sys/types.h>
+
 #include "tolvend/StartFailure.h"
 
 namespace vanto::manager {
@@ -45,6 +47,11 @@ struct InstanceRecord {
   bool isAsked = false;
   /// It has failed already; its end is none of its own.
   bool hasFailed = false;
+  /// Of a job with several instances: whose connection it is for, and whether the world keeps a descriptor of that.
+  uid_t user = 0;
+  bool hasConnection = false;
+  /// When the world gave that up, the client had left already.
+  bool hasLostClient = false;
 
   [[nodiscard]] State state() const noexcept;
   /// Which stage of its life a failure at this moment is one of: Listening, Greeting or Serving.

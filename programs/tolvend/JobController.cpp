@@ -2,6 +2,7 @@
 #include "tolvend/JobController.h"
 
 #include <algorithm>
+#include <cerrno>
 
 #include <sys/random.h>
 #include <unistd.h>
@@ -17,6 +18,8 @@ namespace {
 
 /// As many processes that have ended are remembered.
 constexpr std::size_t rememberedPids = 64;
+/// In nanoseconds.
+constexpr std::uint64_t quietAfterLoss = 60'000'000'000;
 
 std::uint64_t randomSeed() noexcept {
   std::uint64_t seed = 0;
@@ -27,35 +30,24 @@ std::uint64_t randomSeed() noexcept {
 
 }  // namespace
 
-template <typename Function>
-decltype(auto) JobController::withLifeCycle(Function function) {
-  if (auto* multiple = std::get_if<MultipleLifeCycle>(&lifeCycle_)) return function(*multiple);
-  return function(std::get<LifeCycle>(lifeCycle_));
-}
-
-template <typename Function>
-decltype(auto) JobController::withLifeCycle(Function function) const {
-  if (const auto* multiple = std::get_if<MultipleLifeCycle>(&lifeCycle_)) return function(*multiple);
-  return function(std::get<LifeCycle>(lifeCycle_));
-}
-
 JobController::JobController(Job job, JobSurroundings& surroundings, std::function<void()> changed)
     : job_(std::move(job)),
       file_(socketFileName(job_.name)),
       surroundings_(surroundings),
       changed_(std::move(changed)),
       listener_(
-          surroundings.alarms, surroundings.spare,
-          [this] { withLifeCycle([](auto& life) { life.connectionWaiting(monotonicNow()); }); },
+          surroundings.alarms, surroundings.spare, [this] { life_->connectionWaiting(monotonicNow()); },
           [this] { listenerReplaced(); }),
       timer_(surroundings.alarms, [this] { timeHasCome(); }) {
   const BackOff backOff(randomSeed());
   if (job_.isMultiple) {
     MultipleLifeCycleWorld& world = *this;
-    lifeCycle_.emplace<MultipleLifeCycle>(world, surroundings_.limit, backOff, surroundings_.times);
+    life_ = std::make_unique<MultipleLifeCycle>(world, surroundings_.limit, backOff, surroundings_.times);
   } else {
     LifeCycleWorld& world = *this;
-    lifeCycle_.emplace<LifeCycle>(world, backOff, surroundings_.times);
+    auto single = std::make_unique<LifeCycle>(world, backOff, surroundings_.times);
+    single_ = single.get();
+    life_ = std::move(single);
   }
 }
 
@@ -71,93 +63,120 @@ std::string JobController::open(int directory, PublishedSocket::Access access, P
   return error;
 }
 
+void JobController::lookAfterSocket() {
+  if (!listener_.isLost()) return;
+  const int error = surroundings_.sockets.restore(file_);
+  if (error == ENOTSOCK) return noteLoss("move " + listener_.path() + " away, which is none");
+  // The second link was lost as well, or never was there.
+  if (error != 0 || listener_.isLost()) {
+    isMovingOn_ = true;
+    listener_.bindAnew();
+  } else {
+    noteLoss("");
+  }
+}
+
+void JobController::noteLoss(const std::string& obstacle) {
+  const bool isMended = obstacle.empty();
+  std::string text = "the listening socket was removed or replaced by somebody";
+  text += isMended ? ", and is published again" : "; " + obstacle;
+  const std::uint64_t now = realtimeNow();
+  // Two who take the name from each other do not fill the log.
+  const bool isNews = !loss_ || loss_->text != text || now - loss_->time > quietAfterLoss;
+  if (isNews) log_.add({now, getpid(), text});
+  loss_ = SocketLoss{std::move(text), now, isMended};
+  changed_();
+}
+
 void JobController::listenerReplaced() {
   surroundings_.sockets.put(file_);
+  if (std::exchange(isMovingOn_, false)) {
+    noteLoss("");
+    // It has the old one, at which nobody can come any more.
+    if (single_ != nullptr) single_->stop(monotonicNow());
+    return;
+  }
   log_.add({realtimeNow(), getpid(), "the listening socket was shut down by a process, and is replaced"});
-  if (auto* life = std::get_if<LifeCycle>(&lifeCycle_)) life->listenerReplaced(monotonicNow());
+  if (single_ != nullptr) single_->listenerReplaced(monotonicNow());
 }
 
 void JobController::begin() {
-  withLifeCycle([](auto& life) { life.begin(monotonicNow()); });
+  life_->begin(monotonicNow());
   changed_();
 }
 
 bool JobController::hasBegun() const {
-  return withLifeCycle([](const auto& life) { return life.hasBegun(); });
+  return life_->hasBegun();
 }
 
 void JobController::start() {
-  withLifeCycle([](auto& life) { life.start(monotonicNow()); });
+  life_->start(monotonicNow());
 }
 
 void JobController::stop() {
-  withLifeCycle([](auto& life) { life.stop(monotonicNow()); });
+  life_->stop(monotonicNow());
 }
 
 void JobController::restart() {
-  withLifeCycle([](auto& life) { life.restart(monotonicNow()); });
+  life_->restart(monotonicNow());
 }
 
 void JobController::hold() {
-  withLifeCycle([](auto& life) { life.hold(monotonicNow()); });
+  life_->hold(monotonicNow());
 }
 
 void JobController::retire(StartFailure::Stage told) {
-  withLifeCycle([=](auto& life) { life.retire(told, monotonicNow()); });
+  life_->retire(told, monotonicNow());
   listener_.close();
 }
 
 std::vector<JobController::Instance> JobController::instances() const {
   std::vector<Instance> found;
-  withLifeCycle([&](const auto& life) {
-    for (const InstanceRecord& record : life.instances()) {
-      const auto place = running_.find(record.id);
-      if (place == running_.end() || !place->second.process) continue;
-      const ServiceProcess& process = *place->second.process;
-      Instance instance{record.id, process.pid(), record.state(), record.isExecuted, process.since(), {}, {}};
-      if (record.saidListening) instance.confinement = ConfinementLevel::None;
-      if (const auto& receipt = place->second.receipt) {
-        instance.confinement = receipt->level;
-        instance.receipt = receipt->text;
-      }
-      found.push_back(std::move(instance));
+  for (const InstanceRecord& record : life_->instances()) {
+    const auto place = running_.find(record.id);
+    if (place == running_.end() || !place->second.process) continue;
+    const ServiceProcess& process = *place->second.process;
+    Instance instance{record.id, process.pid(), record.state(), record.isExecuted, process.since(), {}, {}};
+    if (record.saidListening) instance.confinement = ConfinementLevel::None;
+    if (const auto& receipt = place->second.receipt) {
+      instance.confinement = receipt->level;
+      instance.receipt = receipt->text;
     }
-  });
+    found.push_back(std::move(instance));
+  }
   return found;
 }
 
 LifeCycle::State JobController::state() const {
-  return withLifeCycle([](const auto& life) { return life.state(); });
+  return life_->state();
 }
 
 bool JobController::isEmpty() const {
-  return withLifeCycle([](const auto& life) { return life.isEmpty(); });
+  return life_->isEmpty();
 }
 
 std::uint64_t JobController::earliestStart() const {
-  return withLifeCycle([](const auto& life) { return life.earliestStart(); });
+  return life_->earliestStart();
 }
 
 std::uint64_t JobController::starts() const {
-  return withLifeCycle([](const auto& life) { return life.starts(); });
+  return life_->starts();
 }
 
 std::uint64_t JobController::failures() const {
-  return withLifeCycle([](const auto& life) { return life.failures(); });
+  return life_->failures();
 }
 
 const StartFailure* JobController::lastFailure() const {
-  return withLifeCycle([](const auto& life) { return life.lastFailure(); });
+  return life_->lastFailure();
 }
 
 bool JobController::isStartWanted() const noexcept {
-  const auto* life = std::get_if<LifeCycle>(&lifeCycle_);
-  return life != nullptr && life->isStartWanted();
+  return single_ != nullptr && single_->isStartWanted();
 }
 
 const StartFailure* JobController::lastEnd() const noexcept {
-  const auto* life = std::get_if<LifeCycle>(&lifeCycle_);
-  return life != nullptr ? life->lastEnd() : nullptr;
+  return single_ != nullptr ? single_->lastEnd() : nullptr;
 }
 
 pid_t JobController::pidOf(const StartFailure& failure) const noexcept {
@@ -199,7 +218,7 @@ bool JobController::accept(InstanceId instance, uid_t& user) {
 bool JobController::spawn(InstanceId instance, StartFailure& failure) {
   Running& running = running_[instance];
   ServiceProcessOwner& owner = *this;
-  auto process = std::make_unique<ServiceProcess>(owner, instance, log_);
+  auto process = std::make_unique<ServiceProcess>(owner, surroundings_.alarms, instance, log_);
   const ServiceProcess::Start start{.program = job_.program.c_str(),
                                     .name = file_,
                                     .service = job_.isMultiple ? running.connection.get() : listener_.descriptor(),
@@ -233,6 +252,11 @@ JobListener::Refusal JobController::refusalOf(const StartFailure& failure) const
   return refusal;
 }
 
+bool JobController::hasClientLeft(InstanceId instance) {
+  const auto place = running_.find(instance);
+  return place != running_.end() && JobListener::hasLeft(place->second.connection.get());
+}
+
 void JobController::refuse(InstanceId instance, const StartFailure& failure) {
   const auto place = running_.find(instance);
   if (place == running_.end()) return;
@@ -251,11 +275,11 @@ void JobController::tellWaiting(const StartFailure& failure) {
   listener_.refuseAll(refusalOf(failure));
 }
 
-void JobController::signal(InstanceId instance, LifeCycleWorld::Signal signal) {
+void JobController::signal(InstanceId instance, JobWorld::Signal signal) {
   const auto place = running_.find(instance);
   if (place == running_.end() || !place->second.process) return;
   const ServiceProcess& process = *place->second.process;
-  signal == LifeCycleWorld::Signal::Kill ? process.kill() : process.terminate();
+  signal == JobWorld::Signal::Kill ? process.kill() : process.terminate();
 }
 
 void JobController::letLeave(InstanceId instance) {
@@ -274,12 +298,12 @@ void JobController::changed() {
 // What processes tell.
 
 void JobController::executed(InstanceId instance) {
-  withLifeCycle([=](auto& life) { life.executed(instance, monotonicNow()); });
+  life_->executed(instance, monotonicNow());
   changed_();
 }
 
 void JobController::executionFailed(InstanceId instance, const StartFailure& failure) {
-  withLifeCycle([&](auto& life) { life.executionFailed(instance, failure, monotonicNow()); });
+  life_->executionFailed(instance, failure, monotonicNow());
 }
 
 void JobController::sentReceipt(InstanceId instance, std::string_view receipt) {
@@ -296,12 +320,12 @@ bool JobController::isFit(InstanceId instance) {
   const std::optional<InstanceReceipt>& receipt = place->second.receipt;
   if ((receipt ? receipt->level : ConfinementLevel::None) >= surroundings_.floor) return true;
   const std::string why = shortfall(receipt ? &*receipt : nullptr, surroundings_.floor);
-  withLifeCycle([&](auto& life) { life.rejected(instance, why, monotonicNow()); });
+  life_->rejected(instance, why, monotonicNow());
   return false;
 }
 
 void JobController::timeHasCome() {
-  withLifeCycle([](auto& life) { life.timerExpired(monotonicNow()); });
+  life_->timerExpired(monotonicNow());
   // Who never says that it listens is seen to accept, if at all, by now.
   for (const Instance& instance : instances()) {
     if (instance.state == InstanceRecord::State::Running) static_cast<void>(isFit(instance.id));
@@ -314,14 +338,14 @@ void JobController::said(InstanceId instance, ManagerRecordKind kind) {
   const std::uint64_t now = monotonicNow();
   switch (kind) {
     case ManagerRecordKind::Listening:
-      return withLifeCycle([=](auto& life) { life.listening(instance, now); });
+      return life_->listening(instance, now);
     case ManagerRecordKind::Greeted:
-      return withLifeCycle([=](auto& life) { life.greeted(instance, now); });
+      return life_->greeted(instance, now);
     case ManagerRecordKind::Stopped:
-      return withLifeCycle([=](auto& life) { life.stoppedAccepting(instance, now); });
+      return life_->stoppedAccepting(instance, now);
     case ManagerRecordKind::Idle:
       // An instance of its own ends with its connection.
-      if (auto* life = std::get_if<LifeCycle>(&lifeCycle_)) life->saidIdle(instance, now);
+      if (single_ != nullptr) single_->saidIdle(instance, now);
       return;
     default:
       return;
@@ -336,7 +360,7 @@ void JobController::ended(InstanceId instance, Ending ending) {
   // Until the end of this function, which its process has called.
   const std::unique_ptr<ServiceProcess> process = std::move(place->second.process);
   if (!place->second.connection) running_.erase(place);
-  withLifeCycle([=](auto& life) { life.ended(instance, ending, monotonicNow()); });
+  life_->ended(instance, ending, monotonicNow());
   changed_();
 }
 

@@ -10,7 +10,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "ipc/PublishedSocket.h"
@@ -58,6 +57,19 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
 
   /// Binds its socket in a directory that is borrowed, and notes that. An empty text, or what is wrong and what to do.
   [[nodiscard]] std::string open(int directory, PublishedSocket::Access access, PublishedSocket::Rival rival);
+  /// The name of its socket was touched by somebody: looks after it, and publishes it again where that is needed and
+  /// possible. What came of it is in the log.
+  void lookAfterSocket();
+  /// That the socket lost its name.
+  struct SocketLoss {
+    std::string text;
+    /// CLOCK_REALTIME in nanoseconds.
+    std::uint64_t time = 0;
+    bool isMended = false;
+  };
+  /// The last one, or null.
+  [[nodiscard]] const SocketLoss* socketLoss() const noexcept { return loss_ ? &*loss_ : nullptr; }
+
   /// Begins to serve clients: to be called once no process is left that another manager, or another job of that label,
   /// has started.
   void begin();
@@ -121,10 +133,11 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   [[nodiscard]] bool isAnybodyWaiting() override;
   [[nodiscard]] bool accept(InstanceId instance, uid_t& user) override;
   [[nodiscard]] bool spawn(InstanceId instance, StartFailure& failure) override;
+  [[nodiscard]] bool hasClientLeft(InstanceId instance) override;
   void refuse(InstanceId instance, const StartFailure& failure) override;
   void forget(InstanceId instance) override;
   void tellWaiting(const StartFailure& failure) override;
-  void signal(InstanceId instance, LifeCycleWorld::Signal signal) override;
+  void signal(InstanceId instance, JobWorld::Signal signal) override;
   void letLeave(InstanceId instance) override;
   void setTimer(std::uint64_t deadline) override;
   void changed() override;
@@ -140,11 +153,9 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   /// Whether it is confined as much as it must be. If not, it is rejected.
   [[nodiscard]] bool isFit(InstanceId instance);
 
-  template <typename Function>
-  decltype(auto) withLifeCycle(Function function);
-  template <typename Function>
-  decltype(auto) withLifeCycle(Function function) const;
   void listenerReplaced();
+  /// `obstacle` is what people must do first; empty when it is published again.
+  void noteLoss(const std::string& obstacle);
   [[nodiscard]] JobListener::Refusal refusalOf(const StartFailure& failure) const;
 
   Job job_;
@@ -157,7 +168,12 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   std::map<InstanceId, Running> running_;
   /// Numbers of the last processes, for what is told of them when they are gone.
   std::deque<std::pair<InstanceId, pid_t>> pids_;
-  std::variant<std::monostate, LifeCycle, MultipleLifeCycle> lifeCycle_;
+  std::optional<SocketLoss> loss_;
+  /// The listener is being replaced for want of its name.
+  bool isMovingOn_ = false;
+  /// Of what it is, or null where the job has several instances.
+  LifeCycle* single_ = nullptr;
+  std::unique_ptr<JobLife> life_;
 };
 
 }  // namespace vanto::manager

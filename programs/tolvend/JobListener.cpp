@@ -10,6 +10,8 @@
 #include "tolvend/JobListener.h"
 
 #include <cerrno>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include <poll.h>
@@ -27,6 +29,14 @@ namespace vanto::manager {
 namespace {
 
 constexpr std::uint64_t restNanoseconds = 100'000'000;
+
+/// Which of the events of poll(2) are there now.
+short readiness(int descriptor, short events) noexcept {
+  pollfd set{descriptor, events, 0};
+  while (poll(&set, 1, 0) < 0 && errno == EINTR) {
+  }
+  return set.revents;
+}
 
 }  // namespace
 
@@ -53,12 +63,20 @@ std::string JobListener::bind(PublishedSocket::Rival rival) {
     case VANTO_ERROR_IN_USE:
       return "another process already serves this name; end it first";
     default:
+      if (errno == ENOTSOCK) return path() + " is no socket; move it away";
       return "the socket cannot be made: " + errorNumberText(errno);
   }
   const int error = watch_.start(socket->descriptor(), EPOLLRDHUP, [this](std::uint32_t events) { isReady(events); });
   if (error != 0) return "the socket cannot be watched: " + errorNumberText(error);
   socket_ = std::move(socket);
   return {};
+}
+
+std::string JobListener::path() const {
+  std::error_code error;
+  const auto folder = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(directory_), error);
+  // The bare name where the system does not tell the directory's.
+  return error ? file_ : (folder / file_).string();
 }
 
 void JobListener::close() {
@@ -69,15 +87,14 @@ void JobListener::close() {
 }
 
 void JobListener::isReady(std::uint32_t events) {
-  if ((events & (EPOLLHUP | EPOLLRDHUP)) != 0) return replace();
+  if ((events & (EPOLLHUP | EPOLLRDHUP)) != 0) return replace(PublishedSocket::Rival::Respect);
   waiting_();
 }
 
-void JobListener::replace() {
+void JobListener::replace(PublishedSocket::Rival rival) {
   watch_.stop();
-  // The name stands for the old one, which nobody serves, or for somebody else's.
   const std::unique_ptr<PublishedSocket> old = std::move(socket_);
-  if (!bind(PublishedSocket::Rival::Respect).empty()) {
+  if (!bind(rival).empty()) {
     retry_.set(deadlineAfter(restNanoseconds));
     return;
   }
@@ -96,7 +113,7 @@ void JobListener::watch(bool shallWatch) {
 }
 
 void JobListener::obey() {
-  if (!socket_ && !file_.empty()) return replace();
+  if (!socket_ && !file_.empty()) return replace(PublishedSocket::Rival::Respect);
   change();
 }
 
@@ -110,11 +127,11 @@ void JobListener::rest() {
 }
 
 bool JobListener::isAnybodyWaiting() const noexcept {
-  pollfd set{descriptor(), POLLIN, 0};
-  int count = -1;
-  while (socket_ && (count = poll(&set, 1, 0)) < 0 && errno == EINTR) {
-  }
-  return count == 1 && (set.revents & POLLIN) != 0;
+  return socket_ && (readiness(descriptor(), POLLIN) & POLLIN) != 0;
+}
+
+bool JobListener::hasLeft(int client) noexcept {
+  return (readiness(client, 0) & POLLHUP) != 0;
 }
 
 void JobListener::refuse(int client, const Refusal& refusal) {

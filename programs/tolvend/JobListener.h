@@ -18,8 +18,9 @@ namespace vanto::manager {
 /// The listening socket of one job, which the manager keeps while processes come and go. Main thread only.
 class JobListener {
  public:
-  /// `waiting` is called while a client waits and the socket is watched; `replaced` when a process that was handed the
-  /// socket has shut it down for good, and another one has been bound in its place.
+  /// `waiting` is called while a client waits and the socket is watched; `replaced` when
+  /// another one has been bound in its place, since a process that was handed it has shut it down for good or its name
+  /// was lost.
   JobListener(
       Alarms& alarms, SpareDescriptor& spare, std::function<void()> waiting, std::function<void()> replaced = [] {});
 
@@ -29,6 +30,14 @@ class JobListener {
   /// Removes its file and closes it.
   void close();
 
+  /// Whether its name no longer stands for it.
+  [[nodiscard]] bool isLost() const noexcept { return socket_ && !socket_->isPublished(); }
+  /// Binds another one in its place, for as long as it takes, also where somebody else listens. Those who wait are let
+  /// go, and come again.
+  void bindAnew() { replace(PublishedSocket::Rival::Replace); }
+  /// Where it is in the file system, for people.
+  [[nodiscard]] std::string path() const;
+
   [[nodiscard]] int descriptor() const noexcept { return socket_ ? socket_->descriptor() : -1; }
 
   void watch(bool shallWatch);
@@ -36,6 +45,9 @@ class JobListener {
 
   /// Accepts the client who waits longest. Without a descriptor for it those who wait are to be refused.
   [[nodiscard]] Accepted accept() { return acceptClient(descriptor()); }
+
+  /// Whether a client, whose socket is borrowed, has closed its end.
+  [[nodiscard]] static bool hasLeft(int client) noexcept;
 
   /// What a client is told who is not served.
   struct Refusal {
@@ -55,7 +67,7 @@ class JobListener {
   void obey();
   void change();
   void isReady(std::uint32_t events);
-  void replace();
+  void replace(PublishedSocket::Rival rival);
   [[nodiscard]] std::string bind(PublishedSocket::Rival rival);
 
   std::unique_ptr<PublishedSocket> socket_;

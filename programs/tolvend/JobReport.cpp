@@ -43,6 +43,12 @@ Ref<vanto_object> instancesReport(const JobController& job) {
   return reports;
 }
 
+/// Nanoseconds until the next start may be; 0 unless it pauses.
+std::uint64_t pauseLeft(const JobController& job) noexcept {
+  const std::uint64_t now = monotonicNow();
+  return job.state() == LifeCycle::State::Pausing && job.earliestStart() > now ? job.earliestStart() - now : 0;
+}
+
 template <typename Iterator>
 Ref<vanto_object> reportsOf(Iterator first, Iterator last) {
   const Ref<vanto_object> reports = newArray();
@@ -50,12 +56,23 @@ Ref<vanto_object> reportsOf(Iterator first, Iterator last) {
   return reports;
 }
 
+void addSocketLoss(DictionaryBuilder& report, const JobController& job) {
+  const JobController::SocketLoss* loss = job.socketLoss();
+  if (loss == nullptr) return;
+  DictionaryBuilder told;
+  told.text("text", loss->text).number("time", signedOf(loss->time)).truth("published", loss->isMended);
+  report.object("socket", told.take());
+}
+
 }  // namespace
 
 Ref<vanto_object> failureReport(const JobController& job, const StartFailure& failure) {
+  // The pause that it brought may be over, or have been ended.
+  StartFailure told = failure;
+  told.pause = pauseLeft(job);
   DictionaryBuilder report;
   report.text("stage", stageName(failure.stage))
-      .text("text", failureText(failure))
+      .text("text", failureText(told))
       .number("time", signedOf(realTimeOf(failure.time)));
   if (failure.error != 0) report.number("error", failure.error);
   if (failure.exitStatus >= 0) report.number("status", failure.exitStatus);
@@ -76,11 +93,9 @@ Ref<vanto_object> jobState(const JobController& job) {
       .truth("multiple", job.job().isMultiple)
       .number("starts", signedOf(job.starts()))
       .number("failures", signedOf(job.failures()));
-  const std::uint64_t now = monotonicNow();
-  if (job.state() == LifeCycle::State::Pausing && job.earliestStart() > now) {
-    report.number("retry", signedOf(job.earliestStart() - now));
-  }
+  if (const std::uint64_t left = pauseLeft(job); left != 0) report.number("retry", signedOf(left));
   if (const StartFailure* failure = job.lastFailure()) report.object("failure", failureReport(job, *failure));
+  addSocketLoss(report, job);
   return report.take();
 }
 
@@ -124,6 +139,7 @@ Ref<vanto_object> whyReport(const JobController& job) {
   }
   const auto count = std::min<std::ptrdiff_t>(last - lines.begin(), linesBeforeFailure);
   report.object("lines", reportsOf(last - count, last));
+  addSocketLoss(report, job);
   return report.take();
 }
 

@@ -118,6 +118,12 @@ Jobs::Result Jobs::restart(JobController& job) {
   return {};
 }
 
+void Jobs::fileTouched(const std::string& file) {
+  for (const auto& [label, job] : jobs_) {
+    if (file.empty() || job->file() == file) job->lookAfterSocket();
+  }
+}
+
 JobController* Jobs::find(const std::string& label) const {
   const auto place = jobs_.find(label);
   return place != jobs_.end() ? place->second.get() : nullptr;

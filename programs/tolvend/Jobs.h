@@ -46,6 +46,9 @@ class Jobs {
   [[nodiscard]] Result start(JobController& job);
   [[nodiscard]] Result restart(JobController& job);
 
+  /// The file of that name in the directory of the domain was touched by somebody; any may have been if it is empty.
+  void fileTouched(const std::string& file);
+
   [[nodiscard]] JobController* find(const std::string& label) const;
   [[nodiscard]] const Map& all() const noexcept { return jobs_; }
   /// Whether a job of that label was removed whose processes, or those of a manager before, have not all ended.

@@ -43,6 +43,11 @@
 // would have been told. A process that is rejected when it accepts is killed before anybody is told, so that it takes
 // as few clients as can be.
 //
+// A process that has greeted nobody is not allowed to leave while somebody waits, so its end with status 0 is a failure
+// then, however long it ran: those who wait may have waited since before it was made, and would see one process after
+// the other come and go. If it stays, idle beside them, it is looked at as one that does not accept. When nobody waits
+// as it says that it is idle, whoever waits later has come later, and waits for the next one.
+//
 // The world reports what a process says before it reports its end; calls about one that is gone are dropped. It calls
 // connectionWaiting() at once, or soon, whenever the listener is watched and somebody waits, and each time again.
 // tellWaiting() leaves nobody waiting of those who were.
@@ -61,38 +66,19 @@ constexpr std::uint64_t never = UINT64_MAX;
 
 }  // namespace
 
-LifeCycle::LifeCycle(LifeCycleWorld& world, BackOff backOff, LifeCycleTimes times) noexcept
-    : world_(world), times_(times), failures_(backOff, times) {}
+LifeCycle::LifeCycle(LifeCycleWorld& world, BackOff backOff, const LifeCycleTimes& times) noexcept
+    : JobLife(world, backOff, times), world_(world) {}
 
-void LifeCycle::begin(std::uint64_t now) {
-  hasBegun_ = true;
-  settle(now);
-}
-
-void LifeCycle::connectionWaiting(std::uint64_t now) {
-  if (!isWatching_) return;
-  if (isHeld_) {
-    world_.tellWaiting(failureOf(StartFailure::Stage::Held, now));
-  } else if (current_ != 0) {
-    find(current_)->lookAt = now + times_.listening;
-  } else if (failures_.isToldAgain(now)) {
-    world_.tellWaiting(*failures_.last());
-  } else if (failures_.pauseUntil() <= now) {
+void LifeCycle::serveWaiting(std::uint64_t now) {
+  if (current_ != 0) {
+    find(current_)->lookAt = now + times().listening;
+  } else if (failureHistory().isToldAgain(now)) {
+    world_.tellWaiting(*lastFailure());
+  } else if (earliestStart() <= now) {
     spawn(now);
-  } else if (failures_.pauseUntil() - now <= times_.patience) {
-    isClientPatient_ = true;
   } else {
-    world_.tellWaiting(pauseAfter(*failures_.last(), failures_.pauseUntil(), now));
+    putOff(now);
   }
-  settle(now);
-}
-
-void LifeCycle::executed(InstanceId instance, std::uint64_t now) {
-  InstanceRecord* record = find(instance);
-  if (record == nullptr || record->isExecuted) return;
-  record->isExecuted = true;
-  if (record->lookAt != never) record->lookAt = now + times_.listening;
-  settle(now);
 }
 
 void LifeCycle::executionFailed(InstanceId instance, const StartFailure& failure, std::uint64_t now) {
@@ -102,7 +88,7 @@ void LifeCycle::executionFailed(InstanceId instance, const StartFailure& failure
   const bool isNews = !record->isAsked && !record->hasFailed;
   record->hasFailed = true;
   record->lookAt = never;
-  record->killAt = std::min(record->killAt, now + times_.ending);
+  record->killAt = std::min(record->killAt, now + times().ending);
   if (isNews) {
     StartFailure told = failure;
     told.instance = instance;
@@ -125,22 +111,29 @@ void LifeCycle::greeted(InstanceId instance, std::uint64_t now) {
   listening(instance, now);
 }
 
-void LifeCycle::saidIdle(InstanceId instance, std::uint64_t) {
+void LifeCycle::saidIdle(InstanceId instance, std::uint64_t now) {
   InstanceRecord* record = find(instance);
   if (record == nullptr || record->state() == InstanceRecord::State::Stopping) return;
-  record->mayLeave = true;
-  world_.letLeave(instance);
+  if (!record->hasGreeted && world_.isAnybodyWaiting()) {
+    // Whoever is there may just have come, and be accepted yet.
+    record->mayLeave = false;
+    record->lookAt = std::min(record->lookAt, now + times().listening);
+  } else {
+    record->mayLeave = true;
+    world_.letLeave(instance);
+  }
+  settle(now);
 }
 
 void LifeCycle::stoppedAccepting(InstanceId instance, std::uint64_t now) {
   InstanceRecord* record = find(instance);
   if (record == nullptr || record->saidStopped) return;
   if (current_ == instance) current_ = 0;
-  const bool isFailure = record->leavesUnserved(now, times_.shortRun) && world_.isAnybodyWaiting();
+  const bool isFailure = record->leavesUnserved(now, times().shortRun) && world_.isAnybodyWaiting();
   const StartFailure failure = record->leaving(now);
   record->saidStopped = true;
   record->lookAt = never;
-  record->killAt = std::min(record->killAt, now + times_.ending);
+  record->killAt = std::min(record->killAt, now + times().ending);
   if (isFailure) {
     record->hasFailed = true;
     failRun(failure, now);
@@ -166,17 +159,14 @@ void LifeCycle::rejected(InstanceId instance, const std::string& why, std::uint6
 }
 
 void LifeCycle::ended(InstanceId instance, Ending ending, std::uint64_t now) {
-  const InstanceRecord* found = find(instance);
-  if (found == nullptr) return;
-  const InstanceRecord record = *found;
-  instances_.erase(instances_.begin() + (found - instances_.data()));
+  const std::optional<InstanceRecord> record = take(instance, now);
+  if (!record) return;
   if (current_ == instance) current_ = 0;
-  failures_.runEnded(now - record.since);
 
-  end_ = isCrash(ending) ? record.failure(now) : record.leaving(now);
+  end_ = isCrash(ending) ? record->failure(now) : record->leaving(now);
   (ending.kind == Ending::Kind::Signalled ? end_.signal : end_.exitStatus) = ending.value;
-  const bool isFailure = isCrash(ending) ? !record.isAsked && !record.hasFailed
-                                         : record.leavesUnserved(now, times_.shortRun) && world_.isAnybodyWaiting();
+  const bool isFailure = isCrash(ending) ? !record->isAsked && !record->hasFailed
+                                         : record->leavesUnserved(now, times().shortRun) && world_.isAnybodyWaiting();
   if (isFailure) failRun(end_, now);
   settle(now);
 }
@@ -197,167 +187,89 @@ void LifeCycle::listenerReplaced(std::uint64_t now) {
   settle(now);
 }
 
-void LifeCycle::timerExpired(std::uint64_t now) {
-  timer_ = never;
-  for (InstanceRecord& instance : instances_) {
-    if (instance.lookAt <= now) lookAtWaiting(instance, now);
-    if (instance.killAt <= now) kill(instance);
-  }
-  settle(now);
-}
-
 void LifeCycle::start(std::uint64_t now) {
-  isHeld_ = false;
-  forgetFailures();
-  const InstanceRecord* record = currentRecord();
+  release();
+  const InstanceRecord* record = find(current_);
   isStartWanted_ = record == nullptr || record->isAsked;
   settle(now);
 }
 
-void LifeCycle::stop(std::uint64_t now) {
-  isStartWanted_ = false;
-  askAllToEnd(now);
-  settle(now);
-}
-
 void LifeCycle::restart(std::uint64_t now) {
-  isHeld_ = false;
-  forgetFailures();
+  release();
   askAllToEnd(now);
   isStartWanted_ = true;
   settle(now);
 }
 
-void LifeCycle::hold(std::uint64_t now) {
-  if (isRetired_) return;
-  isHeld_ = true;
+void LifeCycle::endAll(std::uint64_t now) {
   isStartWanted_ = false;
-  isClientPatient_ = false;
   askAllToEnd(now);
-  world_.tellWaiting(failureOf(StartFailure::Stage::Held, now));
-  settle(now);
-}
-
-void LifeCycle::retire(StartFailure::Stage told, std::uint64_t now) {
-  if (isRetired_) return;
-  isRetired_ = true;
-  world_.tellWaiting(failureOf(told, now));
-  askAllToEnd(now);
-  settle(now);
 }
 
 LifeCycle::State LifeCycle::state() const noexcept {
-  if (isRetired_) return instances_.empty() ? State::Resting : State::Stopping;
-  if (isHeld_) return State::Held;
-  if (const InstanceRecord* record = currentRecord()) {
+  if (isRetired()) return instances().empty() ? State::Resting : State::Stopping;
+  if (isHeld()) return State::Held;
+  if (const InstanceRecord* record = find(current_)) {
     if (record->isAsked) return State::Stopping;
     return record->state() == InstanceRecord::State::Starting ? State::Starting : State::Running;
   }
-  if (!hasBegun_ || instances_.size() >= limits::instancesPerJob) return State::Stopping;
+  if (!hasBegun() || instances().size() >= limits::instancesPerJob) return State::Stopping;
   return earliestStart() != 0 ? State::Pausing : State::Resting;
 }
 
-InstanceRecord* LifeCycle::find(InstanceId instance) noexcept {
-  const auto found = std::ranges::find(instances_, instance, &InstanceRecord::id);
-  return found == instances_.end() ? nullptr : &*found;
-}
-
-const InstanceRecord* LifeCycle::currentRecord() const noexcept {
-  const auto found = std::ranges::find(instances_, current_, &InstanceRecord::id);
-  return found == instances_.end() ? nullptr : &*found;
-}
-
 bool LifeCycle::mayStart() const noexcept {
-  return hasBegun_ && !isRetired_ && !isHeld_ && current_ == 0 && instances_.size() < limits::instancesPerJob;
+  return hasBegun() && !isRetired() && !isHeld() && current_ == 0 && instances().size() < limits::instancesPerJob;
 }
 
 bool LifeCycle::shallWatch() const noexcept {
-  if (isRetired_) return false;
-  if (isHeld_) return true;
-  if (const InstanceRecord* record = currentRecord()) {
+  if (isRetired()) return false;
+  if (isHeld()) return true;
+  if (const InstanceRecord* record = find(current_)) {
     return !record->saidListening && !record->isAsked && record->lookAt == never;
   }
-  return mayStart() && !isClientPatient_;
-}
-
-std::uint64_t LifeCycle::nextDeadline() const noexcept {
-  std::uint64_t next = earliestStart() == 0 ? never : earliestStart();
-  for (const InstanceRecord& instance : instances_) next = std::min({next, instance.lookAt, instance.killAt});
-  return next;
-}
-
-LifeCycle::Appearance LifeCycle::appearance() const noexcept {
-  return {state(), current_, instances_.size(), starts_, failures_.count()};
+  return mayStart() && !isClientPatient();
 }
 
 void LifeCycle::spawn(std::uint64_t now) {
   isStartWanted_ = false;
-  isClientPatient_ = false;
-  const InstanceId instance = ++lastId_;
-  StartFailure failure;
-  if (!world_.spawn(instance, failure)) {
-    failStart(failure, now);
-    return;
-  }
-  ++starts_;
+  forgetPatience();
   InstanceRecord record;
-  record.id = instance;
-  record.since = now;
-  record.lookAt = now + times_.listening;
-  instances_.push_back(record);
-  current_ = instance;
+  record.id = nextId();
+  StartFailure failure;
+  if (make(record, failure, now)) {
+    current_ = record.id;
+  } else {
+    failStart(failure, now);
+  }
 }
 
 void LifeCycle::failStart(const StartFailure& failure, std::uint64_t now) {
   const Failures::Pause pause = pauseOfFailure();
-  failures_.startFailed(failure, pause, now);
+  failureHistory().startFailed(failure, pause, now);
   tellOfFailure(pause, now);
 }
 
 void LifeCycle::failRun(const StartFailure& failure, std::uint64_t now) {
   const Failures::Pause pause = pauseOfFailure();
-  failures_.runFailed(failure, pause, now);
+  failureHistory().runFailed(failure, pause, now);
   tellOfFailure(pause, now);
 }
 
 void LifeCycle::tellOfFailure(Failures::Pause pause, std::uint64_t now) {
-  const StartFailure& failure = *failures_.last();
+  const StartFailure& failure = *lastFailure();
   if (failure.stage != StartFailure::Stage::Serving) {
     world_.tellWaiting(failure);
-  } else if (pause == Failures::Pause::Begins && failure.pause > times_.patience && world_.isAnybodyWaiting()) {
-    world_.tellWaiting(pauseAfter(failure, failures_.pauseUntil(), now));
+  } else if (pause == Failures::Pause::Begins && failure.pause > times().patience && world_.isAnybodyWaiting()) {
+    world_.tellWaiting(pauseAfter(failure, earliestStart(), now));
   }
 }
 
 Failures::Pause LifeCycle::pauseOfFailure() const noexcept {
-  const InstanceRecord* record = currentRecord();
+  const InstanceRecord* record = find(current_);
   return record != nullptr && !record->hasFailed ? Failures::Pause::Unneeded : Failures::Pause::Begins;
 }
 
-void LifeCycle::forgetFailures() noexcept {
-  failures_.forget();
-  isClientPatient_ = false;
-}
-
-void LifeCycle::askToEnd(InstanceRecord& instance, std::uint64_t now) {
-  if (instance.isAsked) return;
-  instance.isAsked = true;
-  instance.lookAt = never;
-  instance.killAt = std::min(instance.killAt, now + times_.ending);
-  world_.signal(instance.id, LifeCycleWorld::Signal::Terminate);
-}
-
-void LifeCycle::askAllToEnd(std::uint64_t now) {
-  for (InstanceRecord& instance : instances_) askToEnd(instance, now);
-}
-
-void LifeCycle::kill(InstanceRecord& instance) {
-  instance.killAt = never;
-  instance.isAsked = true;
-  world_.signal(instance.id, LifeCycleWorld::Signal::Kill);
-}
-
-void LifeCycle::lookAtWaiting(InstanceRecord& instance, std::uint64_t now) {
+void LifeCycle::look(InstanceRecord& instance, std::uint64_t now) {
   instance.lookAt = never;
   if (!world_.isAnybodyWaiting()) {
     instance.seemsToAccept = instance.isExecuted;
@@ -366,33 +278,18 @@ void LifeCycle::lookAtWaiting(InstanceRecord& instance, std::uint64_t now) {
   StartFailure failure = instance.failure(now);
   failure.stage = StartFailure::Stage::Listening;
   failure.error = ETIMEDOUT;
-  failure.patience = times_.listening;
+  failure.patience = times().listening;
   instance.hasFailed = true;
   failRun(failure, now);
   askToEnd(instance, now);
 }
 
-void LifeCycle::settle(std::uint64_t now) {
-  failures_.endPause(now);
-  if (earliestStart() == 0) {
-    const bool isDue = isClientPatient_ && mayStart() && world_.isAnybodyWaiting();
-    isClientPatient_ = false;
-    if (isDue) spawn(now);
-  }
-  if (isStartWanted_ && mayStart()) spawn(now);
+void LifeCycle::endPatience(std::uint64_t now) {
+  if (mayStart() && world_.isAnybodyWaiting()) spawn(now);
+}
 
-  if (shallWatch() != isWatching_) {
-    isWatching_ = !isWatching_;
-    world_.watchListener(isWatching_);
-  }
-  if (const std::uint64_t next = nextDeadline(); next != timer_) {
-    timer_ = next;
-    world_.setTimer(next);
-  }
-  if (const Appearance current = appearance(); current != told_) {
-    told_ = current;
-    world_.changed();
-  }
+void LifeCycle::catchUp(std::uint64_t now) {
+  if (isStartWanted_ && mayStart()) spawn(now);
 }
 
 }  // namespace vanto::manager

@@ -43,6 +43,11 @@ constexpr int descriptorsForOrders = 16;
 Manager::Manager(Options options, LifeCycleTimes times)
     : options_(std::move(options)),
       times_(times),
+      guard_(alarms_,
+             [this](const std::string& file) {
+               if (file.empty() || file == ordersFile_) lookAfterOrdersSocket();
+               jobs_->fileTouched(file);
+             }),
       strays_(children_),
       sweeping_(alarms_, [this] { sweep(); }),
       leaving_(alarms_, [this] { endIfEmpty(); }),
@@ -62,6 +67,7 @@ void Manager::run() {
   // Before the jobs, of which there may be more than descriptors.
   failure = publishOrders();
   if (failure) leave(*failure);
+  guardSockets();
   restoreJobs();
   offerLogSocket();
   sendReadyNotice();
@@ -132,21 +138,35 @@ void Manager::makeJobs() {
 
 /// The library takes a listening socket that was handed to the process, under whatever directory it is bound.
 Manager::Failure Manager::publishOrders() {
-  const std::string name = std::string("org.vanto.tolvend.") + domainWord(options_.domain);
+  const std::string name = ordersName(options_.domain);
+  ordersFile_ = socketFileName(name);
   const auto access =
       options_.domain == Domain::System ? PublishedSocket::Access::Everybody : PublishedSocket::Access::Owner;
   // Whoever holds the lock is the manager.
   const vanto_error_code_t code =
-      ordersSocket_.openShared(directory_.domain.get(), socketFileName(name), access, PublishedSocket::Rival::Replace);
+      ordersSocket_.openShared(directory_.domain.get(), ordersFile_, access, PublishedSocket::Rival::Replace);
   if (code != VANTO_ERROR_NONE || dup2(ordersSocket_.descriptor(), serviceDescriptor) < 0) {
-    return failed("the socket for orders cannot be made: " + errorNumberText(errno));
+    return failed("the socket for orders, " + ordersFile_ + ", cannot be made: " + errorNumberText(errno));
   }
+  sockets_.put(ordersFile_);
   setenv("LISTEN_FDS", "1", 1);
   setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
   setenv("LISTEN_FDNAMES", name.c_str(), 1);
   vanto_set_connections_per_user(limits::managerConnectionsPerUser);
   orders_->listen();
   return {};
+}
+
+void Manager::guardSockets() {
+  const int error = guard_.start(directory_.domain.get());
+  if (error != 0) messages_.say("sockets that are removed are not noticed: " + errorNumberText(error));
+}
+
+void Manager::lookAfterOrdersSocket() {
+  if (ordersSocket_.isPublished()) return;
+  const int error = sockets_.restore(ordersFile_);
+  messages_.say("the socket for orders was removed or replaced by somebody, and " +
+                (error == 0 ? "is published again" : "cannot be published again: " + errorNumberText(error)));
 }
 
 void Manager::restoreJobs() {
@@ -227,6 +247,7 @@ void Manager::endIfEmpty() {
 void Manager::leave(int status) {
   strays_.sweepAll(ephemeral_.pid(), patienceWithStrays);
   ordersSocket_.close();
+  if (!ordersFile_.empty()) sockets_.remove(ordersFile_);
   log_.reset();
   ephemeral_.remove();
   // Nothing that is still in hand is anybody's business, and what lives as long as the process needs no end.

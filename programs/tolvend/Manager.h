@@ -10,6 +10,7 @@
 #include "ipc/PublishedSocket.h"
 #include "tolvend/Alarms.h"
 #include "tolvend/Children.h"
+#include "tolvend/DirectoryGuard.h"
 #include "tolvend/Ephemeral.h"
 #include "tolvend/FormerProcesses.h"
 #include "tolvend/InstanceLimit.h"
@@ -53,6 +54,8 @@ class Manager {
   void makeJobs();
   void restoreJobs();
   void offerLogSocket();
+  void guardSockets();
+  void lookAfterOrdersSocket();
 
   void readSignals();
   void endCommand();
@@ -79,6 +82,8 @@ class Manager {
   std::optional<Jobs> jobs_;
   std::optional<Orders> orders_;
   PublishedSocket ordersSocket_;
+  std::string ordersFile_;
+  DirectoryGuard guard_;
   std::optional<SystemLogSocket> log_;
   Strays strays_;
   /// Set while a service has ended and what it left behind was not looked for.

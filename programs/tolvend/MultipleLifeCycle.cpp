@@ -14,7 +14,9 @@
 // since a process without the library never says so. If the process ends before that, the client is told why. A client
 // whose process was ended by people is told nothing: its library connects again and finds what there is then. An
 // end with status 0 before the greeting tells the client as well, and is no failure otherwise, since a service may end
-// so after it has refused somebody, who must not be able to keep all others out for a pause.
+// so after it has refused somebody, who must not be able to keep all others out for a pause. For the same reason no end
+// before the greeting is a failure when the client had left by then, whatever the status: many programs end by a signal
+// when they write to somebody who is gone. If the service is at fault, the next client who stays finds out.
 //
 // Each process counts, for the job and for the user, until it has ended, whatever it has said.
 #include "tolvend/MultipleLifeCycle.h"
@@ -34,54 +36,34 @@ constexpr std::uint64_t never = UINT64_MAX;
 }  // namespace
 
 MultipleLifeCycle::MultipleLifeCycle(MultipleLifeCycleWorld& world, InstanceLimit& limit, BackOff backOff,
-                                     LifeCycleTimes times) noexcept
-    : world_(world), limit_(limit), backOff_(backOff), times_(times) {}
+                                     const LifeCycleTimes& times) noexcept
+    : JobLife(world, backOff, times), world_(world), limit_(limit) {}
 
 MultipleLifeCycle::~MultipleLifeCycle() {
-  for (const Instance& instance : instances_) limit_.giveBack(instance.user);
+  for (const InstanceRecord& instance : instances()) limit_.giveBack(instance.user);
 }
 
-void MultipleLifeCycle::begin(std::uint64_t now) {
-  hasBegun_ = true;
-  settle(now);
-}
-
-void MultipleLifeCycle::connectionWaiting(std::uint64_t now) {
-  if (!isWatching_) return;
-  if (isHeld_) {
-    world_.tellWaiting(failureOf(StartFailure::Stage::Held, now));
-  } else if (pauseUntil_ <= now) {
+void MultipleLifeCycle::serveWaiting(std::uint64_t now) {
+  if (earliestStart() <= now) {
     serveOne(now);
-  } else if (pauseUntil_ - now <= times_.patience) {
-    isClientPatient_ = true;
   } else {
-    world_.tellWaiting(pauseAfter(failure_, pauseUntil_, now));
+    putOff(now);
   }
-  settle(now);
-}
-
-void MultipleLifeCycle::executed(InstanceId instance, std::uint64_t now) {
-  Instance* found = find(instance);
-  if (found == nullptr || found->isExecuted) return;
-  found->isExecuted = true;
-  if (found->lookAt != never) found->lookAt = now + times_.listening;
-  settle(now);
 }
 
 void MultipleLifeCycle::executionFailed(InstanceId instance, const StartFailure& failure, std::uint64_t now) {
-  Instance* found = find(instance);
+  InstanceRecord* found = find(instance);
   if (found == nullptr || found->isExecuted || found->hasFailed) return;
   StartFailure told = failure;
   told.instance = instance;
-  if (!found->isAsked) noteFailure(told, times_.startPause, now);
-  endConnection(*found, told);
+  endConnection(*found, found->isAsked ? told : failStart(told, now));
   found->hasFailed = true;
-  found->killAt = std::min(found->killAt, now + times_.ending);
+  found->killAt = std::min(found->killAt, now + times().ending);
   settle(now);
 }
 
 void MultipleLifeCycle::listening(InstanceId instance, std::uint64_t now) {
-  Instance* found = find(instance);
+  InstanceRecord* found = find(instance);
   if (found == nullptr) return;
   found->isExecuted = true;
   found->saidListening = true;
@@ -89,7 +71,7 @@ void MultipleLifeCycle::listening(InstanceId instance, std::uint64_t now) {
 }
 
 void MultipleLifeCycle::greeted(InstanceId instance, std::uint64_t now) {
-  Instance* found = find(instance);
+  InstanceRecord* found = find(instance);
   if (found == nullptr) return;
   found->hasGreeted = true;
   forgetConnection(*found);
@@ -97,16 +79,16 @@ void MultipleLifeCycle::greeted(InstanceId instance, std::uint64_t now) {
 }
 
 void MultipleLifeCycle::stoppedAccepting(InstanceId instance, std::uint64_t now) {
-  Instance* found = find(instance);
+  InstanceRecord* found = find(instance);
   if (found == nullptr || found->saidStopped) return;
   endConnection(*found, found->failure(now));
   found->saidStopped = true;
-  found->killAt = std::min(found->killAt, now + times_.ending);
+  found->killAt = std::min(found->killAt, now + times().ending);
   settle(now);
 }
 
 void MultipleLifeCycle::rejected(InstanceId instance, const std::string& why, std::uint64_t now) {
-  Instance* found = find(instance);
+  InstanceRecord* found = find(instance);
   if (found == nullptr) return;
   const bool isNews = !found->isAsked && !found->hasFailed;
   StartFailure failure = found->failure(now);
@@ -114,157 +96,99 @@ void MultipleLifeCycle::rejected(InstanceId instance, const std::string& why, st
   failure.reason = why;
   found->hasFailed = true;
   // Before its client is told, so that no greeting follows.
-  world_.signal(instance, LifeCycleWorld::Signal::Kill);
-  if (isNews) {
-    noteFailure(failure, backOff_.failed(failure.ran), now);
-    endConnection(*found, failure);
-  }
-  found->killAt = never;
-  found->isAsked = true;
+  kill(*found);
+  if (isNews) refuseConnection(*found, failRun(failure, now));
   settle(now);
 }
 
 void MultipleLifeCycle::ended(InstanceId instance, Ending ending, std::uint64_t now) {
-  Instance* found = find(instance);
-  if (found == nullptr) return;
-  StartFailure failure = found->failure(now);
+  std::optional<InstanceRecord> record = take(instance, now);
+  if (!record) return;
+  StartFailure failure = record->failure(now);
   (ending.kind == Ending::Kind::Signalled ? failure.signal : failure.exitStatus) = ending.value;
-  if (now - found->since >= BackOff::healthy) backOff_.reset();
-  const bool isFailure = isCrash(ending) || (failure.stage == StartFailure::Stage::Listening && found->hasConnection);
-  if (isFailure && !found->isAsked && !found->hasFailed) {
-    noteFailure(failure, backOff_.failed(now - found->since), now);
-  }
-  endConnection(*found, failure);
-  limit_.giveBack(found->user);
-  instances_.erase(instances_.begin() + (found - instances_.data()));
-  settle(now);
-}
-
-void MultipleLifeCycle::timerExpired(std::uint64_t now) {
-  timer_ = never;
-  for (Instance& instance : instances_) {
-    if (instance.lookAt <= now) lookAtConnection(instance, now);
-    if (instance.killAt <= now) {
-      instance.killAt = never;
-      instance.isAsked = true;
-      world_.signal(instance.id, LifeCycleWorld::Signal::Kill);
-    }
-  }
+  noteClient(*record);
+  const bool isFailure = isCrash(ending) || (failure.stage == StartFailure::Stage::Listening && record->hasConnection);
+  const bool isNews = isFailure && !record->isAsked && !record->hasFailed && !record->hasLostClient;
+  endConnection(*record, isNews ? failRun(failure, now) : failure);
+  limit_.giveBack(record->user);
   settle(now);
 }
 
 void MultipleLifeCycle::start(std::uint64_t now) {
-  isHeld_ = false;
-  forgetFailures();
-  settle(now);
-}
-
-void MultipleLifeCycle::stop(std::uint64_t now) {
-  askAllToEnd(now);
+  release();
   settle(now);
 }
 
 void MultipleLifeCycle::restart(std::uint64_t now) {
-  isHeld_ = false;
-  forgetFailures();
+  release();
   stop(now);
 }
 
-void MultipleLifeCycle::hold(std::uint64_t now) {
-  if (isRetired_) return;
-  isHeld_ = true;
-  isClientPatient_ = false;
-  askAllToEnd(now);
-  world_.tellWaiting(failureOf(StartFailure::Stage::Held, now));
-  settle(now);
-}
-
-void MultipleLifeCycle::retire(StartFailure::Stage told, std::uint64_t now) {
-  if (isRetired_) return;
-  isRetired_ = true;
-  askAllToEnd(now);
-  world_.tellWaiting(failureOf(told, now));
-  settle(now);
-}
-
 MultipleLifeCycle::State MultipleLifeCycle::state() const noexcept {
-  if (isRetired_) return instances_.empty() ? State::Resting : State::Stopping;
-  if (isHeld_) return State::Held;
-  if (!hasBegun_ || isStopping_) return State::Stopping;
-  if (pauseUntil_ != 0) return State::Pausing;
-  if (instances_.empty()) return State::Resting;
+  if (isRetired()) return isEmpty() ? State::Resting : State::Stopping;
+  if (isHeld()) return State::Held;
+  if (!hasBegun() || isStopping_) return State::Stopping;
+  if (earliestStart() != 0) return State::Pausing;
+  if (isEmpty()) return State::Resting;
   const bool isAnyReady = std::ranges::any_of(
-      instances_, [](const Instance& instance) { return instance.state() != InstanceRecord::State::Starting; });
+      instances(), [](const InstanceRecord& instance) { return instance.state() != InstanceRecord::State::Starting; });
   return isAnyReady ? State::Running : State::Starting;
 }
 
-MultipleLifeCycle::Instance* MultipleLifeCycle::find(InstanceId instance) noexcept {
-  const auto found = std::ranges::find(instances_, instance, &Instance::id);
-  return found == instances_.end() ? nullptr : &*found;
-}
-
 bool MultipleLifeCycle::shallWatch() const noexcept {
-  return !isRetired_ && (isHeld_ || (hasBegun_ && !isStopping_ && !isClientPatient_));
-}
-
-std::uint64_t MultipleLifeCycle::nextDeadline() const noexcept {
-  std::uint64_t next = pauseUntil_ == 0 ? never : pauseUntil_;
-  for (const Instance& instance : instances_) next = std::min({next, instance.lookAt, instance.killAt});
-  return next;
-}
-
-MultipleLifeCycle::Appearance MultipleLifeCycle::appearance() const noexcept {
-  const auto running = std::ranges::count_if(
-      instances_, [](const Instance& instance) { return instance.state() == InstanceRecord::State::Running; });
-  return {state(), instances_.size(), static_cast<std::size_t>(running), starts_, failures_};
+  return !isRetired() && (isHeld() || (hasBegun() && !isStopping_ && !isClientPatient()));
 }
 
 void MultipleLifeCycle::serveOne(std::uint64_t now) {
-  Instance instance;
-  instance.id = ++lastId_;
+  InstanceRecord instance;
+  instance.id = nextId();
+  instance.hasConnection = true;
   if (!world_.accept(instance.id, instance.user)) return;
-  if (instances_.size() >= limits::instancesPerJob || !limit_.take(instance.user)) {
+  if (instances().size() >= limits::instancesPerJob || !limit_.take(instance.user)) {
     world_.refuse(instance.id, failureOf(StartFailure::Stage::Limit, now));
     return;
   }
   StartFailure failure;
-  if (!world_.spawn(instance.id, failure)) {
-    limit_.giveBack(instance.user);
-    noteFailure(failure, times_.startPause, now);
-    world_.refuse(instance.id, failure);
-    return;
-  }
-  ++starts_;
-  instance.since = now;
-  instance.lookAt = now + times_.listening;
-  instances_.push_back(instance);
+  if (make(instance, failure, now)) return;
+  limit_.giveBack(instance.user);
+  world_.refuse(instance.id, failStart(failure, now));
 }
 
-void MultipleLifeCycle::noteFailure(StartFailure& failure, std::uint64_t pause, std::uint64_t now) {
-  failure.time = now;
-  failure.pause = pause;
-  failure_ = failure;
-  ++failures_;
-  // Another instance may have failed before it, for longer.
-  pauseUntil_ = std::max(pauseUntil_, now + pause);
+const StartFailure& MultipleLifeCycle::failStart(const StartFailure& failure, std::uint64_t now) {
+  failureHistory().startFailed(failure, Failures::Pause::Begins, now);
+  return *lastFailure();
 }
 
-void MultipleLifeCycle::endConnection(Instance& instance, const StartFailure& failure) {
+const StartFailure& MultipleLifeCycle::failRun(const StartFailure& failure, std::uint64_t now) {
+  failureHistory().runFailed(failure, Failures::Pause::Begins, now);
+  return *lastFailure();
+}
+
+void MultipleLifeCycle::endConnection(InstanceRecord& instance, const StartFailure& failure) {
   if (instance.isAsked) {
     forgetConnection(instance);
-    return;
+  } else {
+    refuseConnection(instance, failure);
   }
-  instance.lookAt = never;
-  if (!std::exchange(instance.hasConnection, false)) return;
-  world_.refuse(instance.id, failure);
 }
 
-void MultipleLifeCycle::forgetConnection(Instance& instance) {
+void MultipleLifeCycle::refuseConnection(InstanceRecord& instance, const StartFailure& failure) {
+  noteClient(instance);
+  instance.lookAt = never;
+  if (std::exchange(instance.hasConnection, false)) world_.refuse(instance.id, failure);
+}
+
+void MultipleLifeCycle::forgetConnection(InstanceRecord& instance) {
+  noteClient(instance);
   instance.lookAt = never;
   if (std::exchange(instance.hasConnection, false)) world_.forget(instance.id);
 }
 
-void MultipleLifeCycle::lookAtConnection(Instance& instance, std::uint64_t now) {
+void MultipleLifeCycle::noteClient(InstanceRecord& instance) {
+  if (instance.hasConnection && !instance.hasGreeted) instance.hasLostClient = world_.hasClientLeft(instance.id);
+}
+
+void MultipleLifeCycle::look(InstanceRecord& instance, std::uint64_t now) {
   if (instance.isExecuted) {
     instance.seemsToAccept = true;
     forgetConnection(instance);
@@ -272,50 +196,19 @@ void MultipleLifeCycle::lookAtConnection(Instance& instance, std::uint64_t now) 
   }
   StartFailure failure = instance.failure(now);
   failure.error = ETIMEDOUT;
-  failure.patience = times_.listening;
-  noteFailure(failure, backOff_.failed(failure.ran), now);
-  endConnection(instance, failure);
+  failure.patience = times().listening;
+  endConnection(instance, failRun(failure, now));
   instance.hasFailed = true;
   askToEnd(instance, now);
 }
 
-void MultipleLifeCycle::forgetFailures() noexcept {
-  backOff_.reset();
-  pauseUntil_ = 0;
-  isClientPatient_ = false;
+void MultipleLifeCycle::endAll(std::uint64_t now) {
+  askAllToEnd(now);
+  isStopping_ = !isEmpty();
 }
 
-void MultipleLifeCycle::askToEnd(Instance& instance, std::uint64_t now) {
-  if (instance.isAsked) return;
-  instance.isAsked = true;
-  instance.killAt = std::min(instance.killAt, now + times_.ending);
-  world_.signal(instance.id, LifeCycleWorld::Signal::Terminate);
-}
-
-void MultipleLifeCycle::askAllToEnd(std::uint64_t now) {
-  for (Instance& instance : instances_) askToEnd(instance, now);
-  isStopping_ = !instances_.empty();
-}
-
-void MultipleLifeCycle::settle(std::uint64_t now) {
-  if (pauseUntil_ <= now) {
-    pauseUntil_ = 0;
-    isClientPatient_ = false;
-  }
-  if (instances_.empty()) isStopping_ = false;
-
-  if (shallWatch() != isWatching_) {
-    isWatching_ = !isWatching_;
-    world_.watchListener(isWatching_);
-  }
-  if (const std::uint64_t next = nextDeadline(); next != timer_) {
-    timer_ = next;
-    world_.setTimer(next);
-  }
-  if (const Appearance current = appearance(); current != told_) {
-    told_ = current;
-    world_.changed();
-  }
+void MultipleLifeCycle::catchUp(std::uint64_t) {
+  if (isEmpty()) isStopping_ = false;
 }
 
 }  // namespace vanto::manager

@@ -43,6 +43,10 @@ Ref<vanto_object> arrayOf(const Jobs::Map& jobs, const JobController* only) {
 
 }  // namespace
 
+std::string ordersName(Domain domain) {
+  return std::string("org.vanto.tolvend.") + domainWord(domain);
+}
+
 struct Orders::Order {
   vanto_object_t body;
   vanto_object_t connection;
@@ -73,7 +77,7 @@ Orders::~Orders() {
 }
 
 void Orders::listen() {
-  const std::string name = std::string("org.vanto.tolvend.") + domainWord(domain_);
+  const std::string name = ordersName(domain_);
   listener_ = Ref<vanto_object>::adopt(vanto_connection_create_listener(name.c_str(), nullptr));
   vanto_connection_set_event_function(listener_.get(), &Orders::eventOfListener, this, nullptr);
   vanto_connection_resume(listener_.get());

@@ -14,6 +14,9 @@
 
 namespace vanto::manager {
 
+/// The name of the service that a manager itself is.
+[[nodiscard]] std::string ordersName(Domain domain);
+
 /// The manager as a service: what tools order, and what they are answered; see docs/formats/manager.md. Main thread
 /// only.
 class Orders {

@@ -3,6 +3,9 @@
 // Four descriptors tell of a process: the status pipe whether the service was executed, the link what its library says,
 // the socket behind its standard streams what it writes, and the descriptor of the process itself when it ends. They
 // become ready in any order. What came before the end is told before it: at the end the other three are read dry first.
+//
+// Whoever says more on its link than any service has to is not read for the rest of the second. Its own records are
+// late then, and nobody else notices; the kernel bounds what waits. It is not killed, since it harms only itself.
 #include "tolvend/ServiceProcess.h"
 
 #include <cerrno>
@@ -28,6 +31,7 @@ namespace {
 constexpr std::size_t datagramBytes = std::size_t{16} << 10;
 /// At the end of a process there may be others that write to its log for ever.
 constexpr int lastTurn = 256;
+constexpr std::uint64_t nanosecondsPerSecond = 1'000'000'000;
 
 struct Pair {
   Fd ours;
@@ -94,6 +98,16 @@ struct ServiceProcess::Ends {
   }
 };
 
+ServiceProcess::ServiceProcess(ServiceProcessOwner& owner, Alarms& alarms, InstanceId instance, LogRing& log)
+    : owner_(owner),
+      instance_(instance),
+      log_(log),
+      linkAllowance_(limits::managerLinkRecords, nanosecondsPerSecond),
+      linkRest_(alarms, [this] {
+        // For want of memory, for a moment.
+        if (watchLink() != 0) linkRest_.set(deadlineAfter(nanosecondsPerSecond));
+      }) {}
+
 ServiceProcess::~ServiceProcess() = default;
 
 bool ServiceProcess::start(const SpawnSetting& setting, const Start& start, StartFailure& failure) {
@@ -144,9 +158,22 @@ void ServiceProcess::abandon(int error, StartFailure& failure) noexcept {
 int ServiceProcess::watchAll() {
   int error = processWatch_.start(process_.get(), EPOLLIN, [this](std::uint32_t) { end(); });
   if (error == 0) error = statusWatch_.start(status_.get(), EPOLLIN, [this](std::uint32_t) { readStatus(); });
-  if (error == 0) error = linkWatch_.start(link_.get(), EPOLLIN, [this](std::uint32_t) { readLink(); });
+  if (error == 0) error = watchLink();
   if (error == 0) error = outputWatch_.start(output_.get(), EPOLLIN, [this](std::uint32_t) { readLog(Turn::Short); });
   return error;
+}
+
+int ServiceProcess::watchLink() {
+  return linkWatch_.start(link_.get(), EPOLLIN, [this](std::uint32_t) { readLink(Turn::Short); });
+}
+
+void ServiceProcess::restLink() {
+  linkWatch_.stop();
+  linkRest_.set(linkAllowance_.renewal());
+  if (std::exchange(hasToldOfRest_, true)) return;
+  log_.add({realtimeNow(), getpid(),
+            "the service says more than " + std::to_string(limits::managerLinkRecords) +
+                " things a second to its manager, which takes its time"});
 }
 
 void ServiceProcess::terminate() const noexcept {
@@ -186,9 +213,10 @@ void ServiceProcess::readStatus() {
   owner_.executed(instance_);
 }
 
-void ServiceProcess::readLink() {
+void ServiceProcess::readLink(Turn turn) {
   // At most one record of each kind is meant to come, and who sends more shall not keep others waiting.
-  for (int turn = 0; link_ && turn < limits::managerLogTurn; turn++) {
+  const int most = turn == Turn::Short ? limits::managerLogTurn : limits::managerLinkRecords;
+  for (int i = 0; link_ && i < most; i++) {
     ManagerRecord record;
     std::string text;
     const ManagerRecordResult result = receiveManagerRecord(link_.get(), record, text);
@@ -198,14 +226,19 @@ void ServiceProcess::readLink() {
       link_.reset();
       return;
     }
+    if (turn == Turn::Short && !linkAllowance_.use(monotonicNow())) restLink();
     // Who speaks was executed; the pipe may have become ready later than the link.
     readStatus();
-    if (result != ManagerRecordResult::Record) continue;
-    if (record.kind == ManagerRecordKind::Receipt) {
-      owner_.sentReceipt(instance_, text);
-    } else {
-      owner_.said(instance_, record.kind);
-    }
+    if (result == ManagerRecordResult::Record) tell(record, text);
+    if (linkRest_.isSet()) return;
+  }
+}
+
+void ServiceProcess::tell(const ManagerRecord& record, std::string_view text) {
+  if (record.kind == ManagerRecordKind::Receipt) {
+    owner_.sentReceipt(instance_, text);
+  } else {
+    owner_.said(instance_, record.kind);
   }
 }
 
@@ -226,7 +259,8 @@ void ServiceProcess::end() {
   if (waitid(P_PID, static_cast<id_t>(pid_), &facts, options) != 0 || facts.si_pid != pid_) return;
   readStatus();
   killGroup();
-  readLink();
+  linkRest_.set(UINT64_MAX);
+  readLink(Turn::ToTheEnd);
   readLog(Turn::ToTheEnd);
   assembly_.finish(log_, pid_);
   processWatch_.stop();

@@ -8,6 +8,8 @@
 #include <sys/types.h>
 
 #include "ipc/ManagerRecord.h"
+#include "tolvend/Alarms.h"
+#include "tolvend/Allowance.h"
 #include "tolvend/InstanceRecord.h"
 #include "tolvend/LogRing.h"
 #include "tolvend/Spawn.h"
@@ -37,9 +39,8 @@ class ServiceProcessOwner {
 /// on by itself. Main thread only.
 class ServiceProcess {
  public:
-  /// `log` must live as long as the object.
-  ServiceProcess(ServiceProcessOwner& owner, InstanceId instance, LogRing& log) noexcept
-      : owner_(owner), instance_(instance), log_(log) {}
+  /// `alarms` and `log` must live as long as the object.
+  ServiceProcess(ServiceProcessOwner& owner, Alarms& alarms, InstanceId instance, LogRing& log);
   ~ServiceProcess();
   ServiceProcess(const ServiceProcess&) = delete;
   ServiceProcess& operator=(const ServiceProcess&) = delete;
@@ -78,7 +79,11 @@ class ServiceProcess {
 
   [[nodiscard]] int watchAll();
   void readStatus();
-  void readLink();
+  [[nodiscard]] int watchLink();
+  void readLink(Turn turn);
+  /// Reads nothing more of the link until its allowance is there again.
+  void restLink();
+  void tell(const ManagerRecord& record, std::string_view text);
   void readLog(Turn turn);
   void killGroup() const noexcept;
   void end();
@@ -99,6 +104,10 @@ class ServiceProcess {
   Watch linkWatch_;
   Watch statusWatch_;
   Watch outputWatch_;
+  Allowance linkAllowance_;
+  /// Set while the link rests.
+  Alarm linkRest_;
+  bool hasToldOfRest_ = false;
 };
 
 }  // namespace vanto::manager

@@ -19,6 +19,7 @@
 #include "vanto/ProfileCheckCommand.h"
 #include "vanto/ProfileDiffCommand.h"
 #include "vanto/ProfileExplainCommand.h"
+#include "vanto/ProfileLearnCommand.h"
 #include "vanto/ProfileRunCommand.h"
 #include "vanto/ProfileShowCommand.h"
 #include "vanto/ShowCommand.h"
@@ -165,6 +166,10 @@ class CommandLine : public CommandGrammar {
     run->add_option("FILE", profileRun_.file)->required();
     run->add_option("COMMAND", profileRun_.command)->required();
     addProfileChoice(*run, profileRun_.choice);
+    CLI::App* learn = add(*profile, "learn", profileLearn_);
+    learn->add_option("-o,--out,--output", profileLearn_.output);
+    learn->add_flag("--force", profileLearn_.isForced);
+    learn->add_option("COMMAND", profileLearn_.command)->required();
     add(*profile, "show", profileShow_)->add_option("NAME", profileShow_.name);
   }
 
@@ -205,6 +210,7 @@ class CommandLine : public CommandGrammar {
   ProfileExplainCommand profileExplain_;
   ProfileDiffCommand profileDiff_;
   ProfileRunCommand profileRun_;
+  ProfileLearnCommand profileLearn_;
   ProfileShowCommand profileShow_;
 };
 

@@ -32,7 +32,7 @@ Usage: vanto COMMAND ...
   logs LABEL              what a service has written
   why LABEL               the story of the last failure of a service
 
-  profile check|explain|diff|show|run
+  profile check|explain|diff|show|run|learn
                           what sandbox profiles say, and what kernels make of it
 
   sign PATH               sign a bundle or a single executable

@@ -38,6 +38,12 @@ std::string confinementText(const JobState& job) {
   return weakest == nullptr ? "-" : visible(*weakest);
 }
 
+/// While no client can come at all, what went wrong before is no news.
+std::string failureText(const JobState& job) {
+  if (job.socketLoss && !job.socketLoss->isMended) return visible(job.socketLoss->text);
+  return job.failure ? visible(job.failure->text) : "-";
+}
+
 }  // namespace
 
 Row JobRow::headline(DomainColumn column) {
@@ -48,7 +54,7 @@ Row JobRow::of(const JobState& job, ManagerDomain domain, DomainColumn column) {
   const std::string age = job.instances.empty() ? "-" : durationText(elapsedSince(job.instances.front().since));
   return joined(visible(job.label), nameOf(domain), column,
                 {visible(job.state), processText(job), age, confinementText(job), std::to_string(job.starts),
-                 std::to_string(job.failures), job.failure ? visible(job.failure->text) : "-"});
+                 std::to_string(job.failures), failureText(job)});
 }
 
 Row JobRow::removed(const std::string& label, ManagerDomain domain, DomainColumn column) {

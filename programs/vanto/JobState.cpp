@@ -18,6 +18,9 @@ JobState JobState::read(ReplyReader& reader) {
   state.failures = reader.integer("failures");
   state.retry = reader.integerIfAny("retry");
   reader.dictionaryIfAny("failure", [&state](ReplyReader& failure) { state.failure = JobFailure::read(failure); });
+  reader.dictionaryIfAny("socket", [&state](ReplyReader& socket) {
+    state.socketLoss = SocketLoss{socket.text("text"), socket.integer("time"), socket.flag("published")};
+  });
   return state;
 }
 

@@ -34,6 +34,15 @@ struct JobState {
   std::optional<std::int64_t> retry;
   std::optional<JobFailure> failure;
 
+  /// That somebody took the name of its socket.
+  struct SocketLoss {
+    std::string text;
+    /// Nanoseconds since the epoch.
+    std::int64_t time = 0;
+    bool isMended = false;
+  };
+  std::optional<SocketLoss> socketLoss;
+
   [[nodiscard]] static JobState read(ReplyReader& reader);
   /// The jobs of an answer to "status" or "watch".
   [[nodiscard]] static std::vector<JobState> readAll(ReplyReader& reader);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/KeyNewCommand.h"
 
+#include <unistd.h>
+
 #include "code/KeyDocument.h"
 #include "code/KeyName.h"
 #include "vanto/ReplacedFile.h"
@@ -22,7 +24,8 @@ ExitStatus KeyNewCommand::run(Console& console) const {
   const Existing existing = isForced ? Existing::Replaced : Existing::Kept;
   const std::string problem = writeFile(path, code::PrivateKeyDocument{*keys, name}.bytes(), 0600, existing);
   if (!problem.empty()) {
-    console.complain(problem + (isForced ? "" : "; --force replaces it, and a key that is replaced is lost"));
+    const bool isKept = !isForced && access(path.c_str(), F_OK) == 0;
+    console.complain(problem + (isKept ? "; --force replaces it, and a key that is replaced is lost" : ""));
     return ExitStatus::Failed;
   }
   console.printLine(visible(path) + ": " + visible(name) + " (" + code::fingerprint(keys->publicKey) + ")");

@@ -12,14 +12,16 @@ Usage: vanto profile check [--json] FILE
        vanto profile diff OLD NEW
        vanto profile show [NAME]
        vanto profile run FILE -- COMMAND...
+       vanto profile learn [--out FILE] -- COMMAND...
 
   check    what is wrong, and what each kernel would leave open
   explain  whether something is allowed, and which line decides
   diff     what a change newly allows and newly denies
   show     a base profile
   run      runs a command under a profile
+  learn    runs a command, and writes the profile that allows what it did
 
-Each has its own --help. Only run needs a kernel that can confine.
+Each has its own --help. Only run needs a kernel that can confine, and only learn strace.
 )"},
     {"profile check", R"(Says what is wrong with a sandbox profile, and what kernels would leave open of what it denies.
 
@@ -97,13 +99,35 @@ Usage: vanto profile run [--bundle BUNDLE] [--parameter NAME=VALUE]...
   --parameter NAME=VALUE  a value of one parameter; others stand for themselves
 
 The profile has to allow execute for COMMAND and for its loader or interpreter, which a
-service does not need. What services get beside their profile, this does not give. What the
-kernel cannot deny, and paths that are not there, are told on standard error.
+service does not need. What the platform itself needs is given besides, as to a service; to
+listen under its name, to that of BUNDLE. What the kernel cannot deny, and paths that are
+not there, are told on standard error.
 
 Exit status: 0 or whatever else COMMAND ends with, 2 it was not run.
 
 Example:
   vanto profile run locked.sb -- /usr/bin/env
+)"},
+    {"profile learn", R"(Runs a command, and writes the least sandbox profile that allows what it did.
+
+Usage: vanto profile learn [--out FILE] [--force] -- COMMAND...
+
+  COMMAND                  a program and its arguments
+  -o, --out, --output FILE where the profile goes; without it to the output, behind that of
+                           COMMAND
+  --force                  replace a file that is there
+
+COMMAND is traced with strace, and waited for with all processes that it leaves; input,
+output and messages are its own. Stop one that does not end with Ctrl-C or SIGTERM. Comments
+tell what no profile can say, and where one has to say more. Paths are absolute: put
+${VantoService_path} and the like in by hand. Another run may do more, so read the profile.
+
+Exit status: 0 or whatever else COMMAND ends with, once the profile is written; 2 there is
+none.
+
+Example:
+  vanto profile learn --out locked.sb -- /usr/bin/gzip -k notes
+  vanto profile run locked.sb -- /usr/bin/gzip -kf notes
 )"},
 };
 

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/ProfileRunCommand.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdlib>
+#include <csignal>
 #include <cstring>
 #include <optional>
 #include <string_view>
@@ -11,27 +10,15 @@
 #include <unistd.h>
 
 #include "sandbox/Confinement.h"
+#include "sandbox/OwnNeeds.h"
 #include "sandbox/PolicyExplanation.h"
 #include "vanto/ProfileDocument.h"
+#include "vanto/ProgramSearch.h"
 #include "vanto/RealPlaces.h"
 #include "vanto/VisibleText.h"
 
 namespace vanto::tool {
 namespace {
-
-/// Where the program `name` is, by the directories of PATH where it has no slash; empty when it is nowhere.
-std::string programNamed(const std::string& name) {
-  if (name.find('/') != std::string::npos) return name;
-  const char* const path = std::getenv("PATH");
-  std::string_view rest = path == nullptr ? "/usr/bin:/bin" : path;
-  while (!rest.empty()) {
-    const std::string_view directory = rest.substr(0, rest.find(':'));
-    rest.remove_prefix(std::min(directory.size() + 1, rest.size()));
-    std::string file = std::string(directory.empty() ? "." : directory) + "/" + name;
-    if (access(file.c_str(), X_OK) == 0) return file;
-  }
-  return {};
-}
 
 /// What a profile lacks that refused to execute `program`. To be asked before confinement, which hides files.
 std::string lackOf(const Policy& policy, const std::string& program) {
@@ -46,15 +33,18 @@ void execute(const std::string& program, const std::vector<std::string>& command
   std::vector<char*> arguments;
   for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
+  // Ignored by this program only.
+  std::signal(SIGXFSZ, SIG_DFL);
   execv(program.c_str(), arguments.data());
 }
 
 /// Confines the process and executes the command; gives what prevented it, visible.
-std::string runConfined(Console& console, const Policy& policy, const std::vector<std::string>& command) {
+std::string runConfined(Console& console, const Policy& policy, std::string_view identifier,
+                        const std::vector<std::string>& command) {
   const std::string program = programNamed(command.front());
   if (program.empty()) return visible(command.front()) + ": there is no such program";
   const std::string lack = lackOf(policy, program);
-  const Receipt receipt = Confinement().enter(policy);
+  const Receipt receipt = Confinement().enter(policy, ownNeedsOf(identifier, ListeningSocket::Made));
   if (!receipt.error.empty()) return "not confined: " + visible(receipt.error);
   for (const RightRemark& remark : receipt.missing) {
     console.complain("not denied: " + std::string(nameOf(remark.right)) + ": " + remark.reason);
@@ -74,7 +64,7 @@ ExitStatus ProfileRunCommand::run(Console& console) const {
   std::string problem;
   const auto values = ProfileValues::of(choice, problem);
   const auto document = values ? ProfileDocument::readGood(file, *values, problem) : std::nullopt;
-  if (document) problem = runConfined(console, *document->result.policy, command);
+  if (document) problem = runConfined(console, *document->result.policy, values->identifier(), command);
   console.complain(problem);
   return ExitStatus::Failed;
 }

@@ -92,6 +92,11 @@ bool ProfileValues::isPlaceholderIn(std::string_view path) const {
                              [&](const auto& entry) { return path.find(entry.second) != std::string_view::npos; });
 }
 
+std::string_view ProfileValues::identifier() const {
+  const auto found = parameters.find(identifierName);
+  return found == parameters.end() || placeholders.contains(identifierName) ? std::string_view() : found->second;
+}
+
 std::string ProfileValues::placeholdersIn(const Policy& policy, RightSet rights) const {
   std::string names;
   for (const auto& [name, value] : placeholders) {

@@ -26,6 +26,8 @@ struct ProfileValues {
 
   /// True when `path` is one that a placeholder stands in.
   [[nodiscard]] bool isPlaceholderIn(std::string_view path) const;
+  /// The identifier of the service; empty when nothing was said of it.
+  [[nodiscard]] std::string_view identifier() const;
   /// The names of parameters whose placeholders stand in paths of `policy` that give one of `rights`, with commas.
   [[nodiscard]] std::string placeholdersIn(const Policy& policy, RightSet rights) const;
 

@@ -1,15 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/SignCommand.h"
 
+#include <cerrno>
+#include <cstring>
 #include <optional>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include "code/CodePlace.h"
 #include "code/KeyDocument.h"
+#include "code/OpenedFile.h"
 #include "code/SignatureFile.h"
 #include "code/Signing.h"
+#include "value/Fd.h"
 #include "vanto/DocumentForm.h"
 #include "vanto/InputFile.h"
 #include "vanto/ReplacedFile.h"
@@ -39,19 +44,27 @@ Ref<PlistDictionary> readEntitlements(const std::string& path, std::string& prob
   return Ref<PlistDictionary>::share(dictionary);
 }
 
-std::string lineOf(const code::CodePlace& place, const code::Defect& defect) {
-  return visible(defect.path.empty() ? place.path : place.pathOf(defect.path)) + ": " + visible(defect.reason);
+/// `path` is what was to be signed.
+std::string lineOf(const std::string& path, const code::CodePlace& place, const code::Defect& defect) {
+  return visible(defect.path.empty() ? path : place.pathOf(defect.path)) + ": " + visible(defect.reason);
 }
 
-/// Signs, and writes the signature. Empty, or a visible problem.
-std::string write(const code::CodePlace& place, const code::Seal& seal, const code::KeyPair& keys) {
+/// Signs, and writes the signature into the directory that was looked at: by its path another could be found there by
+/// now. Empty, or a visible problem.
+std::string write(const std::string& path, const code::CodePlace& place, const code::Seal& seal,
+                  const code::KeyPair& keys) {
   std::string problem;
   const std::optional<std::string> bytes = code::createSignature(seal, keys, problem);
-  const std::string path = place.pathOf(place.signature);
-  if (!bytes) return visible(place.path) + ": cannot be signed: " + visible(problem);
-  struct stat status;
-  if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) return visible(path) + ": is no regular file";
-  return replaceFile(path, *bytes);
+  if (!bytes) return visible(path) + ": cannot be signed: " + visible(problem);
+  const std::size_t slash = place.signature.rfind('/');
+  const bool isDirectlyThere = slash == std::string::npos;
+  const Fd below = isDirectlyThere ? Fd()
+                                   : code::openBeneath(place.directory.get(), place.signature.substr(0, slash),
+                                                       O_RDONLY | O_DIRECTORY);
+  const std::string file = place.pathOf(place.signature);
+  if (!isDirectlyThere && !below) return visible(file) + ": cannot be written: " + std::strerror(errno);
+  const int directory = isDirectlyThere ? place.directory.get() : below.get();
+  return replaceFileIn(directory, place.signature.substr(slash + 1), *bytes, file);
 }
 
 }  // namespace
@@ -72,9 +85,9 @@ ExitStatus SignCommand::run(Console& console) const {
   }
   std::vector<code::Defect> defects;
   const std::optional<code::Seal> seal = code::createSeal(*place, wishes, defects);
-  for (const code::Defect& defect : defects) console.complain(lineOf(*place, defect));
+  for (const code::Defect& defect : defects) console.complain(lineOf(path, *place, defect));
   if (!seal) return ExitStatus::Failed;
-  problem = write(*place, *seal, document->keys);
+  problem = write(path, *place, *seal, document->keys);
   if (!problem.empty()) {
     console.complain(problem);
     return ExitStatus::Failed;

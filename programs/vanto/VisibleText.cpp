@@ -7,6 +7,8 @@
 
 #include <locale.h>
 
+#include "value/HiddenCharacter.h"
+
 namespace vanto::tool {
 namespace {
 
@@ -42,21 +44,6 @@ Character firstOf(std::string_view text) noexcept {
   const std::size_t length = std::mbrtowc(&code, text.data(), text.size(), &state);
   const bool isValid = length != 0 && length <= text.size() && code <= 0x10ffff && (code < 0xd800 || code > 0xdfff);
   return isValid ? Character{code, length, true} : Character{};
-}
-
-struct Range {
-  wchar_t first;
-  wchar_t last;
-};
-
-/// Controls, line separators, marks and overrides of direction, and characters that show nothing.
-constexpr Range unsafeRanges[] = {{0x00, 0x1f},     {0x7f, 0x9f},     {0x061c, 0x061c},  {0x180e, 0x180e},
-                                  {0x200b, 0x200f}, {0x2028, 0x202e}, {0x2060, 0x206f},  {0xfe00, 0xfe0f},
-                                  {0xfeff, 0xfeff}, {0xfff9, 0xfffb}, {0xe0000, 0xe0fff}};
-
-bool isUnsafe(wchar_t code) noexcept {
-  return std::any_of(std::begin(unsafeRanges), std::end(unsafeRanges),
-                     [code](const Range& range) { return code >= range.first && code <= range.last; });
 }
 
 /// True for text that needs no look at its characters: printable ASCII without a backslash.
@@ -113,7 +100,7 @@ std::string rewritten(std::string_view text, std::string_view kept, void (*appen
   while (!text.empty()) {
     const Character character = firstOf(text);
     const bool isKept = character.length == 1 && kept.find(text.front()) != kept.npos;
-    if (character.isValid && isUnsafe(character.code) && !isKept) {
+    if (character.isValid && isHiddenCharacter(static_cast<char32_t>(character.code)) && !isKept) {
       append(result, character.code);
     } else {
       result += text.substr(0, character.length);
@@ -152,7 +139,7 @@ std::string visible(std::string_view bytes) {
     if (!character.isValid) {
       text += "\\x";
       appendHex(text, static_cast<unsigned char>(bytes.front()), 2);
-    } else if (isUnsafe(character.code)) {
+    } else if (isHiddenCharacter(static_cast<char32_t>(character.code))) {
       appendEscaped(text, character.code);
     } else {
       if (character.code == '\\') text += '\\';

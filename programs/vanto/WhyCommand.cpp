@@ -59,6 +59,12 @@ std::string nextText(const JobState& job) {
   return job.state == "resting" ? "when the next client comes" : "it is " + visible(job.state);
 }
 
+/// Nothing where the socket was never lost.
+void tellOfSocket(Console& console, const JobState& job) {
+  if (!job.socketLoss) return;
+  console.printLine("  socket   " + localTimeText(job.socketLoss->time) + ": " + visible(job.socketLoss->text));
+}
+
 void tell(Console& console, const JobState& job, const Story& story) {
   const JobFailure& failure = *story.failure;
   const StageText& stage = StageText::of(failure.stage);
@@ -75,6 +81,7 @@ void tell(Console& console, const JobState& job, const Story& story) {
   line("next     ", nextText(job));
   const std::size_t first = story.lines.size() - std::min(story.lines.size(), mostLogLines);
   for (std::size_t index = first; index < story.lines.size(); ++index) line("log      ", story.lines[index].line());
+  tellOfSocket(console, job);
   line("do       ", std::string(stage.remedy));
 }
 
@@ -93,7 +100,8 @@ ExitStatus WhyCommand::run(Console& console) const {
     const bool isHeld = found->state.state == "held";
     console.printLine(visible(*name) + ": " + visible(found->state.state) + ", and has not failed" +
                       (isHeld ? "; no client starts it until vanto start" : ""));
-    return ExitStatus::Fine;
+    tellOfSocket(console, found->state);
+    return found->state.socketLoss && !found->state.socketLoss->isMended ? ExitStatus::Found : ExitStatus::Fine;
   }
   tell(console, found->state, *story);
   return ExitStatus::Found;

@@ -49,9 +49,10 @@ _vanto() {
     requirement) words="check --help" ;;
     "requirement check") words="--against --trust --help" ;;
     trust) words="add list remove revoke --help" ;;
-    profile) words="check explain diff show run --help" ;;
+    profile) words="check explain diff show run learn --help" ;;
     "profile check") words="--json --bundle --parameter --help" ;;
     "profile explain" | "profile diff" | "profile run") words="--bundle --parameter --help" ;;
+    "profile learn") words="--out --force --help" ;;
     "profile show") words="base network-client temporary --help" ;;
     sign) words="--key --identifier --entitlements --help" ;;
     verify | identify) words="--trust --json --help" ;;

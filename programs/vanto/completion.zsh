@@ -47,6 +47,7 @@ _vanto_profile() {
     'diff:say what a change newly allows and denies'
     'show:print a base profile'
     'run:run a command under a profile'
+    'learn:write the profile that allows what a command does'
   )
   local -a values=(
     '--bundle[the service whose values the parameters have]:bundle:_files'
@@ -61,6 +62,9 @@ _vanto_profile() {
     _arguments $values '2:file:_files' \
       '3:right:(read write create remove truncate rename execute ioctl socket bind connect network abstract signal processes system)' \
       '4:path:_files'
+  elif [[ $words[2] == learn ]]; then
+    _arguments '(-o --out --output)'{-o,--out,--output}'[where to write]:file:_files' '--force[replace a profile]' \
+      '--help[show help]' '*:command:_command_names'
   elif [[ $words[2] == check ]]; then
     _arguments $values '--json[print JSON]' '*:file:_files'
   else

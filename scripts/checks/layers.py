@@ -6,7 +6,7 @@ import re
 from checking import files, run, text
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
-PROGRAMS = {"code", "tolvend", "vanto", "vantoproxy", "vexd"}
+PROGRAMS = {"code", "learning", "tolvend", "vanto", "vantoproxy", "vexd"}
 HOST = {"dispatch", "ipc", "jobdata", "process", "sandbox", "signing"}
 SOURCE = {"value", "bundle", "job", "archive", "runtime"}
 # Public headers that belong to a layer above value; VantoService.h holds them all and is for callers only.

@@ -71,4 +71,18 @@ bool isValidUtf8(std::string_view text) noexcept {
   return true;
 }
 
+std::size_t lengthOfFirstCharacter(std::string_view text) noexcept {
+  std::size_t length = 1;
+  while (length < text.size() && (static_cast<unsigned char>(text[length]) & 0xc0) == 0x80) ++length;
+  return length;
+}
+
+char32_t characterIn(std::string_view text) noexcept {
+  const auto first = static_cast<unsigned char>(text.front());
+  if (text.size() == 1) return first;
+  char32_t code = first & (0x7fU >> text.size());
+  for (const char next : text.substr(1)) code = code << 6 | (static_cast<unsigned char>(next) & 0x3fU);
+  return code;
+}
+
 }  // namespace vanto

@@ -91,6 +91,9 @@ inline constexpr std::size_t managerLogBytes = std::size_t{64} << 10;
 inline constexpr std::size_t managerLogLineBytes = std::size_t{1} << 10;
 /// Datagrams of one service's log that are read before others have their turn.
 inline constexpr int managerLogTurn = 16;
+/// Records that are read from one service's link within a second: what one that uses the library says in its whole life
+/// is half a dozen, and that it is idle at most once a second.
+inline constexpr int managerLinkRecords = 64;
 /// Clients that are told at one time why they are not served: more than kernels let wait at one socket.
 inline constexpr int managerRefusals = 8192;
 /// Connections that one user may have open to the manager.

@@ -5,6 +5,8 @@
 #include <csignal>
 #include <thread>
 
+#include "soak/WaitingClients.h"
+
 namespace vanto::soak {
 
 namespace {
@@ -138,6 +140,64 @@ std::string killManager(Scene& scene) {
   return scene.site.replaceManager();
 }
 
+/// Notes how long after the failure that it waited for a client was told.
+void noteTold(Scene& scene, const char* failure, const WaitingClients::Story& story) {
+  // Whoever had begun so long before did wait.
+  constexpr std::int64_t certain = 20'000'000;
+  if (story.error.empty()) return;
+  const std::vector<std::int64_t> times = scene.site.ledger().failuresSince(story.begin);
+  if (times.empty() || times.front() < story.begin + certain || times.front() > story.end) {
+    scene.told.addUnclear();
+  } else {
+    scene.told.add(failure, story.end - times.front());
+  }
+}
+
+/// Clients wait, beside those of the load, for a service that begins with `mode`, which is not to come as far as to
+/// listen; `act` may see to that.
+std::string tellThoseWhoWait(Scene& scene, const char* failure, const char* mode, void (*act)(Scene&) = nullptr) {
+  constexpr int count = 16;
+  scene.site.setMode(mode);
+  if (std::string error = scene.site.order("stop"); !error.empty()) return error;
+  WaitingClients clients(count);
+  if (act != nullptr) act(scene);
+  for (const WaitingClients::Story& story : clients.stories()) noteTold(scene, failure, story);
+  return {};
+}
+
+std::string tellOfExit0(Scene& scene) {
+  return tellThoseWhoWait(scene, "exited with 0, since its end", "sleep 100 exit 0");
+}
+std::string tellOfExit3(Scene& scene) {
+  return tellThoseWhoWait(scene, "exited with 3, since its end", "sleep 100 exit 3");
+}
+std::string tellOfCrash(Scene& scene) {
+  return tellThoseWhoWait(scene, "crashed, since its end", "sleep 100 crash");
+}
+std::string tellOfKill(Scene& scene) {
+  return tellThoseWhoWait(scene, "killed, since then", "sleep 5000", [](Scene& killed) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(60));
+    killed.site.killStarting();
+  });
+}
+
+/// When an execution fails only the manager knows; so one client comes after the other, and each asks it.
+std::string tellOfMissing(Scene& scene) {
+  constexpr int count = 8;
+  scene.load.pause();
+  scene.site.removeExecutable();
+  std::string error = scene.site.order("stop");
+  for (int i = 0; error.empty() && i < count; i++) {
+    const WaitingClients::Story story = WaitingClients(1).stories().front();
+    const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
+    const std::int64_t told = std::chrono::nanoseconds(sinceEpoch).count() - (monotonicTime() - story.end);
+    if (story.error.empty()) error = "a service without an executable was started";
+    scene.told.add("not executable, since that is known", told - scene.site.state().failureTime);
+  }
+  scene.load.resume();
+  return error;
+}
+
 }  // namespace
 
 const std::vector<Disturbance>& disturbances() {
@@ -153,6 +213,11 @@ const std::vector<Disturbance>& disturbances() {
       {"service that crashes at once", crashAtOnce, 2},
       {"clients that come when it leaves", comeBackWhenIdle, 1},
       {"service that leaves when idle", waitUntilItLeaves, 1},
+      {"clients wait: it exits with 0", tellOfExit0, 1},
+      {"clients wait: it exits with 3", tellOfExit3, 1},
+      {"clients wait: it crashes", tellOfCrash, 1},
+      {"clients wait: it is killed", tellOfKill, 1},
+      {"clients wait: it cannot be executed", tellOfMissing, 1},
       {"order: stop", stop, 2},
       {"order: restart", restart, 2},
       {"order: hold, then start", hold, 2},

@@ -8,6 +8,7 @@
 
 #include "soak/Load.h"
 #include "soak/Site.h"
+#include "soak/ToldTimes.h"
 
 namespace vanto::soak {
 
@@ -17,6 +18,7 @@ struct Scene {
   Load& load;
   const Tally& tally;
   std::mt19937_64& random;
+  ToldTimes& told;
 };
 
 /// One thing that can happen to a service or its manager while clients call.

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "soak/Ledger.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -32,6 +34,26 @@ void Ledger::carryOut(std::uint64_t number) noexcept {
 
 unsigned Ledger::timesCarriedOut(std::uint64_t number) const noexcept {
   return number < capacity ? contents_->carriedOut[number].load() : 0;
+}
+
+void Ledger::noteFailure() noexcept {
+  const std::uint64_t index = contents_->failures++;
+  contents_->failureTimes[index % rememberedFailures] = monotonicTime();
+}
+
+std::vector<std::int64_t> Ledger::failuresSince(std::int64_t time) const {
+  std::vector<std::int64_t> times;
+  for (const std::atomic<std::int64_t>& each : contents_->failureTimes) {
+    if (each >= time) times.push_back(each);
+  }
+  std::sort(times.begin(), times.end());
+  return times;
+}
+
+std::int64_t monotonicTime() {
+  timespec time{};
+  clock_gettime(CLOCK_MONOTONIC, &time);
+  return time.tv_sec * std::int64_t{1'000'000'000} + time.tv_nsec;
 }
 
 }  // namespace vanto::soak

@@ -35,11 +35,23 @@ std::int64_t number(vanto_object_t dictionary, const char* key) {
   return vanto_int64_get_value(vanto_dictionary_get_value(dictionary, key));
 }
 
+std::string madeDirectory(const std::string& path) {
+  fs::create_directory(path);
+  return path;
+}
+
+std::vector<std::string> managerArguments() {
+  std::vector<std::string> arguments = SanitizerReports::managerArguments();
+  arguments.insert(arguments.end(), {"--idle", std::to_string(Site::idleSeconds)});
+  return arguments;
+}
+
 }  // namespace
 
 Site::Site(const Programs& programs)
-    : ledger_((fs::create_directory(directory_ / "service"), directory_ / "service/" + Ledger::fileName)),
-      manager_({programs.manager, programs.proxy, directory_.path(), {"--idle", std::to_string(idleSeconds)}}) {
+    : reports_(madeDirectory(directory_ / "reports")),
+      ledger_((fs::create_directory(directory_ / "service"), directory_ / "service/" + Ledger::fileName)),
+      manager_({programs.manager, programs.proxy, directory_.path(), managerArguments()}) {
   fs::copy_file(programs.service, executable());
   setenv("XDG_RUNTIME_DIR", directory_.path().c_str(), 1);
   prctl(PR_SET_CHILD_SUBREAPER, 1);
@@ -71,6 +83,7 @@ Site::State Site::state() const {
   state.retry = number(job, "retry");
   state.starts = number(job, "starts");
   state.failures = number(job, "failures");
+  state.failureTime = number(vanto_dictionary_get_value(job, "failure"), "time");
   // The current one is the last.
   const vanto_object_t instances = vanto_dictionary_get_value(job, "instances");
   const std::size_t count = vanto_array_get_count(instances);
@@ -90,6 +103,13 @@ bool Site::waitUntil(const std::function<bool()>& condition) const {
 
 void Site::signalService(int signal) const {
   if (const pid_t process = state().process; process > 0) kill(process, signal);
+}
+
+void Site::killStarting() {
+  const pid_t process = state().process;
+  if (process <= 0) return;
+  ledger_.noteFailure();
+  kill(process, SIGKILL);
 }
 
 void Site::removeExecutable() const {

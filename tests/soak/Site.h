@@ -9,6 +9,7 @@
 #include <sys/types.h>
 
 #include "soak/Ledger.h"
+#include "soak/SanitizerReports.h"
 #include "support/RunningManager.h"
 #include "support/TemporaryDirectory.h"
 
@@ -36,6 +37,8 @@ class Site {
   [[nodiscard]] std::string end();
 
   [[nodiscard]] const Ledger& ledger() const noexcept { return ledger_; }
+  /// What a sanitizer has said of the manager, the proxy or a service, or empty.
+  [[nodiscard]] std::string sanitizerReport() const { return reports_.first(); }
 
   /// What the manager says about the service.
   struct State {
@@ -47,6 +50,8 @@ class Site {
     std::int64_t retry = 0;
     std::int64_t starts = 0;
     std::int64_t failures = 0;
+    /// When the last one was noticed, in nanoseconds of CLOCK_REALTIME.
+    std::int64_t failureTime = 0;
   };
   [[nodiscard]] State state() const;
   /// True when the condition is, within ten seconds.
@@ -55,6 +60,8 @@ class Site {
   // The service.
   /// Sends a signal to the process of the service, if there is one.
   void signalService(int signal) const;
+  /// Kills the process of the service, which has not begun to listen, and notes that in the ledger.
+  void killStarting();
   void removeExecutable() const;
   void makeExecutableUnusable() const;
   /// Has processes begin as SoakService.cpp says.
@@ -84,6 +91,7 @@ class Site {
   [[nodiscard]] std::string executable() const { return directory_ / "service/soak"; }
 
   const test::TemporaryDirectory directory_;
+  const SanitizerReports reports_;
   Ledger ledger_;
   test::RunningManager manager_;
 };

@@ -45,11 +45,12 @@ bool Soak::run() {
   note(site_.begin());
   if (faults_.empty()) {
     Load load(tally_, clients);
-    Scene scene{site_, load, tally_, random_};
+    Scene scene{site_, load, tally_, random_, told_};
     note(recover(scene));
     runAll(scene);
   }
   note(site_.end());
+  note(site_.sanitizerReport());
   return report();
 }
 
@@ -81,6 +82,7 @@ void Soak::runOnce(Scene& scene, const Disturbance& disturbance) {
   site_.restore();
   const std::int64_t restored = now();
   if (fault.empty()) fault = recover(scene);
+  if (fault.empty()) fault = site_.sanitizerReport();
   Row& row = rows_[disturbance.name];
   row.runs++;
   row.longestRecovery = std::max(row.longestRecovery, static_cast<double>(now() - restored) / 1e6);
@@ -134,6 +136,7 @@ bool Soak::report() {
     std::printf("  %-36s %5d  %8.0f\n", name.c_str(), row.runs, row.longestRecovery);
   }
   std::printf("\n");
+  told_.report();
   const double seconds = static_cast<double>(now() - begin_) / nanosecondsPerSecond;
   bool good = tally_.report(site_.ledger(), static_cast<double>(2 * Load::bound + Load::slack));
   good = reportHoldings() && good;

@@ -50,6 +50,7 @@ class Soak {
   const std::int64_t begin_;
   Site site_;
   Tally tally_;
+  ToldTimes told_;
   std::mt19937_64 random_;
   /// What happens next, from its end.
   std::vector<const Disturbance*> deck_;

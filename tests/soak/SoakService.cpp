@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // The service of the soak. It answers a request, {"number", maybe "slow": milliseconds}, with its number, and notes in
-// the ledger that it has. The file "mode" beside the executable says what a process does when it begins:
+// the ledger that it has. The file "mode" beside the executable says what a process does before it begins to listen,
+// one thing after the other:
 //
-//   exit N    ends at once with status N
-//   crash     ends at once by a signal
-//   sleep N   begins to listen N milliseconds later
+//   exit N    ends with status N
+//   crash     ends by a signal
+//   sleep N   waits for N milliseconds
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
@@ -45,12 +46,17 @@ void serve(vanto_object_t, vanto_object_t client) {
 
 void obeyMode(const std::string& path) {
   std::ifstream file(path);
-  std::string word;
-  int number = 0;
-  file >> word >> number;
-  if (word == "exit") std::_Exit(number);
-  if (word == "crash") std::raise(SIGABRT);
-  if (word == "sleep") pauseFor(number);
+  for (std::string word; file >> word;) {
+    int number = 0;
+    if (word != "crash") file >> number;
+    if (word == "sleep") {
+      pauseFor(number);
+      continue;
+    }
+    ledger->noteFailure();
+    if (word == "exit") std::_Exit(number);
+    std::raise(SIGABRT);
+  }
 }
 
 [[noreturn]] void run(const std::string& executable) {

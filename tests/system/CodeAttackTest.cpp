@@ -149,6 +149,27 @@ TEST_F(CodeAttack, ClientsWithEndlessExecutablesKeepNobodyWaiting) {
   }
 }
 
+TEST_F(CodeAttack, AProgramThatPutsATrustedOneInItsPlaceIsNotServed) {
+  const std::string place = directory_ / "place";
+  const std::string prepared = directory_ / "prepared/place";
+  const std::string signature = ".Signature.plist";
+  std::filesystem::create_directory(directory_ / "prepared");
+  for (const bool isTrustedFirst : {false, true}) {
+    std::filesystem::remove(place);
+    std::filesystem::copy_file(isTrustedFirst ? trusted_ : stranger_, place);
+    std::filesystem::copy_file(trusted_, prepared);
+    vanto::testing::signFile(prepared, acme_, "org.vanto.test.client");
+    CodeClient attacker(place, {"call-when-told", name});
+    ASSERT_EQ(attacker.line(), "waiting");
+    std::filesystem::rename(prepared, place);
+    std::filesystem::rename(prepared + signature, place + signature);
+    attacker.tell();
+    // What runs is not what lies there, be it the same.
+    EXPECT_EQ(attacker.line(), refusedCode);
+    EXPECT_EQ(callBy(place), "served");
+  }
+}
+
 TEST_F(CodeAttack, ClientsThatAreKilledAtAnyStepLeaveNothingBehind) {
   ASSERT_EQ(callBy(trusted_), "served");
   const auto descriptors = [this] {

@@ -68,6 +68,9 @@ class CodeClient {
     return text;
   }
 
+  /// Lets it go on where it waits.
+  void tell() { input_.reset(); }
+
   void awaitEnd() {
     while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
     }

@@ -7,6 +7,8 @@
 
 #include <sys/stat.h>
 
+#include "ipc/Domain.h"
+#include "ipc/PublishedSocket.h"
 #include "system/ManagerFixture.h"
 
 namespace vanto::test {
@@ -119,6 +121,15 @@ TEST_F(ManagerStart, AClientThatCannotWaitGetsItsTimeOut) {
   EXPECT_EQ(vanto_error_get_code(connection), VANTO_ERROR_TIMED_OUT);
 }
 
+TEST_F(ManagerStart, AServiceThatAcceptsNobodyFailsThoseWhoWaitHoweverLongItRuns) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("feigns", echo), "");
+  const std::string refusal = refusalOf(echo);
+  EXPECT_TRUE(refusal.starts_with("15 org.example.echo: not started: greeting: exited with status 0 after 1.1"))
+      << refusal;
+  EXPECT_EQ(number(stateOf(echo), "failures"), 1);
+}
+
 TEST_F(ManagerStart, AnIdleServiceLeavesAndComesBack) {
   const ManagerProcess manager(setting({"--idle", "1"}));
   ASSERT_EQ(load("tracked", echo), "");
@@ -144,6 +155,21 @@ TEST_F(ManagerStart, EachConnectionHasAProcessWhereTheJobSaysSo) {
   EXPECT_TRUE(waitUntil([&] { return !isAlive(static_cast<pid_t>(first)); }));
   EXPECT_EQ(tell(other, "pid").first, second);
   EXPECT_EQ(number(stateOf(echo), "failures"), 0);
+}
+
+TEST_F(ManagerStart, ClientsWhoComeAndGoPutNobodyOff) {
+  const ManagerProcess manager(setting());
+  const Held yes(vanto_bool_create(true));
+  for (const char* behaviour : {"echo", "exits-3"}) {
+    ASSERT_EQ(load(behaviour, echo, {{"MultipleInstances", yes}}), "");
+    const std::size_t before = starts(echo);
+    for (int i = 0; i < 8; i++) ASSERT_TRUE(connectToSocket(openDomain(Domain::User).get(), echo, UINT64_MAX));
+    EXPECT_TRUE(waitUntil([&] { return starts(echo) == before + 8 && text(stateOf(echo), "state") == "resting"; }));
+    EXPECT_EQ(number(stateOf(echo), "failures"), 0) << behaviour;
+  }
+  // The same service fails a client who stays.
+  EXPECT_TRUE(refusalOf(echo).starts_with("15 org.example.echo: not started: listening: exited with status 3"));
+  EXPECT_EQ(number(stateOf(echo), "failures"), 1);
 }
 
 TEST_F(ManagerStart, BeyondSixteenInstancesClientsAreRefused) {

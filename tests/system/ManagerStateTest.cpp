@@ -275,5 +275,18 @@ TEST_F(ManagerState, ACommandThatDoesNotEndIsKilled) {
   EXPECT_EQ(once.terminate(), "exit status 137");
 }
 
+TEST_F(ManagerState, AServiceThatTalksToItWithoutEndCostsNextToNothing) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("echo", echo), "");
+  ASSERT_EQ(load("silent", "org.example.other"), "");
+  EXPECT_GT(call(echo, "chatter"), 0);
+  ASSERT_TRUE(waitUntil([] { return !logOf(echo).empty(); }));
+  const long before = manager.processorTicks();
+  for (int i = 0; i < 10; i++) static_cast<void>(connect("org.example.other", 100'000'000));
+  EXPECT_LT(manager.processorTicks() - before, sysconf(_SC_CLK_TCK) / 4);
+  EXPECT_EQ(logOf(echo).size(), 1U);
+  EXPECT_EQ(errorOf(order("stop", echo)), "");
+}
+
 }  // namespace
 }  // namespace vanto::test

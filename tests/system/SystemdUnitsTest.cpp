@@ -34,6 +34,18 @@ class SystemdUnits : public ManagerFixture {
       std::ofstream(file.path()) << text;
     }
   }
+  /// A copy of the example that admits everybody, since nothing here judges clients; `entries` are added to what its
+  /// Info file says of the service. The path of the service's bundle.
+  [[nodiscard]] std::string copyExample(const std::string& entries) const {
+    std::filesystem::copy(VANTO_TEST_ECHO_HOST, application_, std::filesystem::copy_options::recursive);
+    const std::string bundle = application_ + "/Contents/VantoServices/" + echo + ".vanto";
+    const std::string info = bundle + "/Contents/Info.plist";
+    const std::string open =
+        std::regex_replace(contentsOf(info), std::regex("<key>_AllowedClients</key>\\s*<array>[^]*?</array>"), entries);
+    EXPECT_EQ(open.find("_AllowedClients"), open.npos);
+    std::ofstream(info) << open;
+    return bundle;
+  }
   static std::string contentsOf(const std::string& path) {
     std::ifstream file(path);
     return {std::istreambuf_iterator<char>(file), {}};
@@ -97,10 +109,12 @@ class SystemdUnits : public ManagerFixture {
   }
 
   const std::string units_ = directory_ / "units";
+  const std::string application_ = directory_ / "EchoHost.app";
 };
 
 TEST_F(SystemdUnits, StartTheEchoService) {
-  make(VANTO_TEST_ECHO_HOST);
+  static_cast<void>(copyExample(""));
+  make(application_);
   EXPECT_EQ(judgement(), "");
   const pid_t pid = activate(std::string(echo) + ".service", "");
   EXPECT_EQ(answered(), 1);
@@ -109,13 +123,7 @@ TEST_F(SystemdUnits, StartTheEchoService) {
 }
 
 TEST_F(SystemdUnits, StartAnInstanceForEachConnection) {
-  const std::string bundle = directory_ / "EchoHost.app/Contents/VantoServices/org.vanto.example.echo.vanto";
-  std::filesystem::copy(VANTO_TEST_ECHO_HOST, directory_ / "EchoHost.app", std::filesystem::copy_options::recursive);
-  const std::string info = bundle + "/Contents/Info.plist";
-  const std::string changed = std::regex_replace(contentsOf(info), std::regex("<key>ServiceType"),
-                                                 "<key>_MultipleInstances</key><true/><key>ServiceType");
-  std::ofstream(info) << changed;
-  make(bundle);
+  make(copyExample("<key>_MultipleInstances</key><true/>"));
   EXPECT_EQ(judgement(), "");
   EXPECT_EQ(valueIn(std::string(echo) + ".socket", "Accept"), "yes");
   const pid_t pid = activate(std::string(echo) + "@.service", "--accept");

@@ -62,6 +62,13 @@ int callTraced(const char* name) {
   return call(name);
 }
 
+/// The same once it is told to.
+int callWhenTold(const char* name) {
+  report("waiting");
+  awaitGate();
+  return call(name);
+}
+
 /// What is known of the service.
 int lookAtService(const char* name) {
   const Held connection(vanto_connect(name, nullptr, generous));
@@ -298,6 +305,7 @@ int dieAt(std::string_view step, const char* name) {
 int run(int count, char** arguments) {
   const std::string_view mode = count > 1 ? arguments[1] : "";
   if (mode == "call") return call(arguments[2]);
+  if (mode == "call-when-told") return callWhenTold(arguments[2]);
   if (mode == "call-traced") return callTraced(arguments[2]);
   if (mode == "look-at-service") return lookAtService(arguments[2]);
   if (mode == "entitlement") return reportEntitlement(arguments[2]);

@@ -3,6 +3,7 @@
 // The service of the tests of the manager. The name of its file is BEHAVIOUR@SERVICE; beside it, it writes down each
 // start in a file SERVICE.starts.
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,8 +18,13 @@
 
 namespace {
 
-/// The socket that was handed over.
+/// What was handed over.
 constexpr int listenerDescriptor = 3;
+constexpr int managerDescriptor = 4;
+
+/// Records to the manager.
+constexpr std::uint32_t listening = 16;
+constexpr std::uint32_t idle = 18;
 
 std::string behaviour;
 std::string service;
@@ -87,6 +93,26 @@ void flood() {
   }
 }
 
+void tellManager(std::uint32_t kind) {
+  const std::uint32_t record[4] = {kind, 0, 0, 0};
+  if (send(managerDescriptor, record, sizeof record, MSG_NOSIGNAL) < 0) std::_Exit(95);
+}
+
+/// Serves nobody, and says what a service says.
+[[noreturn]] void feign() {
+  tellManager(listening);
+  usleep(1'100'000);
+  tellManager(idle);
+  usleep(50'000);
+  std::_Exit(0);
+}
+
+/// Says to the manager that it is idle, as often as that can be said.
+void chatter() {
+  if (fork() != 0) return;
+  for (;;) tellManager(idle);
+}
+
 void obey(vanto_object_t message) {
   const vanto_object_t body = vanto_message_get_body(message);
   const char* text = vanto_string_get_text(body);
@@ -99,6 +125,7 @@ void obey(vanto_object_t message) {
   if (order == "child") runChild();
   if (order == "shut down") shutdown(listenerDescriptor, SHUT_RDWR);
   if (order == "flood") flood();
+  if (order == "chatter") chatter();
   if (order.rfind("say ", 0) == 0) {
     std::printf("%s\n", order.c_str() + 4);
     std::fflush(stdout);
@@ -148,6 +175,7 @@ int main(int, char** argv) {
     shutdown(listenerDescriptor, SHUT_RDWR);
     for (;;) pause();
   }
+  if (behaviour == "feigns") feign();
   if (behaviour == "silent") {
     for (;;) pause();
   }

@@ -9,7 +9,9 @@
 namespace {
 
 using namespace std::string_view_literals;
+using vanto::characterIn;
 using vanto::isValidUtf8;
+using vanto::lengthOfFirstCharacter;
 
 /// The bytes that the bit pattern of UTF-8 gives for `code` in `length` bytes, valid or not.
 std::string encoded(std::uint32_t code, int length) {
@@ -74,6 +76,17 @@ TEST(Utf8, AcceptsTextOfAnyLengthAroundTheWordsItIsReadIn) {
       text[place] = 'a';
     }
   }
+}
+
+TEST(Utf8, IsTakenApartIntoCharacters) {
+  EXPECT_EQ(lengthOfFirstCharacter("ab"), 1U);
+  EXPECT_EQ(lengthOfFirstCharacter("éa"), 2U);
+  EXPECT_EQ(lengthOfFirstCharacter("€€"), 3U);
+  EXPECT_EQ(lengthOfFirstCharacter("\U0001f600"), 4U);
+  EXPECT_EQ(characterIn("a"), U'a');
+  EXPECT_EQ(characterIn("é"), U'é');
+  EXPECT_EQ(characterIn("€"), U'€');
+  EXPECT_EQ(characterIn("\U0010ffff"), U'\U0010ffff');
 }
 
 }  // namespace

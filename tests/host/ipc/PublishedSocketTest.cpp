@@ -49,7 +49,11 @@ TEST_F(PublishedSocketTest, RespectsARivalUnlessItShallReplaceIt) {
   ASSERT_EQ(rival.open(place(), "name"), VANTO_ERROR_NONE);
   PublishedSocket socket;
   EXPECT_EQ(socket.open(place(), "name"), VANTO_ERROR_IN_USE);
+  EXPECT_TRUE(rival.isPublished());
+  EXPECT_FALSE(socket.isPublished());
   EXPECT_EQ(socket.open(place(), "name", Access::Owner, Rival::Replace), VANTO_ERROR_NONE);
+  EXPECT_FALSE(rival.isPublished());
+  EXPECT_TRUE(socket.isPublished());
   // What is not its own it does not remove.
   rival.close();
   EXPECT_TRUE(connectTo("name"));
@@ -71,14 +75,21 @@ TEST_F(PublishedSocketTest, TakesThePlaceOfOneThatNobodyServes) {
   EXPECT_TRUE(connectTo("name"));
 }
 
-TEST_F(PublishedSocketTest, FollowsNoLink) {
-  std::ofstream(directory / "victim") << "text";
-  std::filesystem::create_symlink(directory / "victim", directory / "name");
-  PublishedSocket socket;
-  static_cast<void>(socket.open(place(), "name"));
-  EXPECT_EQ(std::filesystem::file_size(directory / "victim"), 4U);
-  socket.close();
-  EXPECT_TRUE(std::filesystem::exists(directory / "victim"));
+TEST_F(PublishedSocketTest, LeavesAloneWhatIsNoSocket) {
+  std::ofstream(directory / "file") << "text";
+  std::filesystem::create_symlink(directory / "file", directory / "link");
+  std::filesystem::create_directory(directory / "folder");
+  for (const char* name : {"file", "link", "folder"}) {
+    const mode_t mode = modeOf(name);
+    for (const Rival rival : {Rival::Respect, Rival::Replace}) {
+      PublishedSocket socket;
+      EXPECT_EQ(socket.open(place(), name, Access::Owner, rival), VANTO_ERROR_SYSTEM) << name;
+      EXPECT_EQ(errno, ENOTSOCK) << name;
+    }
+    EXPECT_EQ(modeOf(name), mode);
+  }
+  EXPECT_EQ(std::filesystem::file_size(directory / "file"), 4U);
+  EXPECT_TRUE(std::filesystem::is_symlink(directory / "link"));
 }
 
 TEST_F(PublishedSocketTest, WaitsForNobodyWhoKeepsItsDirectoryLocked) {

@@ -178,6 +178,11 @@ EscapeProbes machineProbes() {
        [](EscapeScene&) {
          return call(SYS_reboot, 0, 0, 0, nullptr);
        }},
+      {"kernel-log",
+       [](EscapeScene&) {
+         // How many bytes it holds.
+         return call(SYS_syslog, 10, nullptr, 0);
+       }},
       {"type-into-terminal",
        [](EscapeScene& scene) {
          return tryTerminal(scene, TIOCSTI);

@@ -59,6 +59,7 @@ using EscapeProbes = std::map<std::string, EscapeProbe>;
 
 [[nodiscard]] EscapeProbes fileProbes();
 [[nodiscard]] EscapeProbes processProbes();
+[[nodiscard]] EscapeProbes sharedProbes();
 [[nodiscard]] EscapeProbes socketProbes();
 [[nodiscard]] EscapeProbes kernelProbes();
 

@@ -43,7 +43,7 @@ std::vector<Escape> readTable() {
 
 EscapeProbes everyProbe() {
   EscapeProbes probes = fileProbes();
-  for (EscapeProbes more : {processProbes(), socketProbes(), kernelProbes()}) probes.merge(more);
+  for (EscapeProbes more : {processProbes(), sharedProbes(), socketProbes(), kernelProbes()}) probes.merge(more);
   return probes;
 }
 

@@ -13,9 +13,11 @@
 #include "host/ipc/ManagerEnd.h"
 #include "host/sandbox/Compiled.h"
 #include "ipc/ServiceSocket.h"
+#include "process/ProcessInformation.h"
 #include "sandbox/Confinement.h"
 #include "sandbox/Landlock.h"
 #include "support/Child.h"
+#include "support/HiddenCalls.h"
 
 namespace vanto::test {
 namespace {
@@ -32,26 +34,16 @@ std::uint64_t bitsAt(const std::vector<PlannedPath>& needs, const std::string& p
   return found != needs.end() ? found->bits : 0;
 }
 
-/// What is handed over is looked for once in the life of a process.
-std::vector<PlannedPath> needsInChild() {
-  const ChildOutcome outcome = runInChild([](const ChildReport& report) {
-    for (const PlannedPath& need : ownNeedsOf(name)) {
-      EXPECT_FALSE(need.isOfProfile);
-      report(std::to_string(need.bits) + ' ' + need.path);
-    }
-  });
-  EXPECT_EQ(outcome.end, "exit status 0");
-  std::vector<PlannedPath> needs;
-  for (const std::string& line : outcome.lines) {
-    needs.push_back({line.substr(line.find(' ') + 1), std::stoull(line)});
-  }
+std::vector<PlannedPath> needsOfAListener() {
+  std::vector<PlannedPath> needs = ownNeedsOf(name, ListeningSocket::Made);
+  for (const PlannedPath& need : needs) EXPECT_FALSE(need.isOfProfile);
   return needs;
 }
 
 TEST(OwnNeeds, AreTheLogThePolicyAndTheCodeSigningService) {
   const RuntimeDirectory directory;
   EXPECT_TRUE(openOrCreateUserDomain());
-  const std::vector<PlannedPath> needs = needsInChild();
+  const std::vector<PlannedPath> needs = needsOfAListener();
   EXPECT_EQ(bitsAt(needs, "/dev/log"), landlock::resolveUnix);
   EXPECT_EQ(bitsAt(needs, "/Library/Preferences/org.vanto.security.vanto.plist"), landlock::readFile);
   EXPECT_EQ(bitsAt(needs, directory.socketPath("org.vanto.vexd")), landlock::resolveUnix);
@@ -59,7 +51,7 @@ TEST(OwnNeeds, AreTheLogThePolicyAndTheCodeSigningService) {
 
 TEST(OwnNeeds, AreToListenWhereNobodyHandsOverASocket) {
   const RuntimeDirectory directory;
-  const std::vector<PlannedPath> needs = needsInChild();
+  const std::vector<PlannedPath> needs = needsOfAListener();
   const std::string domain = directory.directory() / "vanto/user";
   EXPECT_EQ(bitsAt(needs, domain), landlock::readDirectory | landlock::makeSocket | landlock::removeFile);
   EXPECT_EQ(bitsAt(needs, directory.socketPath(name)), landlock::resolveUnix);
@@ -69,20 +61,25 @@ TEST(OwnNeeds, AreToListenWhereNobodyHandsOverASocket) {
 
 TEST(OwnNeeds, AreNotToListenWhereASocketIsHandedOver) {
   const RuntimeDirectory directory;
-  const Fd listener = createListener(directory, name);
-  const ChildOutcome outcome = runInChild([&](const ChildReport&) {
-    dup2(listener.get(), 3);
-    setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
-    setenv("LISTEN_FDS", "1", 1);
-    setenv("LISTEN_FDNAMES", name, 1);
-    EXPECT_EQ(bitsAt(ownNeedsOf(name), directory.directory() / "vanto/user"), 0U);
-    EXPECT_NE(bitsAt(ownNeedsOf("org.example.other"), directory.directory() / "vanto/user"), 0U);
-    // It was only looked at.
-    ServiceSocket socket;
-    EXPECT_EQ(socket.open(name), VANTO_ERROR_NONE);
-    EXPECT_TRUE(socket.isInherited());
+  EXPECT_EQ(bitsAt(ownNeedsOf(name, ListeningSocket::HandedOver), directory.directory() / "vanto/user"), 0U);
+}
+
+TEST(OwnNeeds, AreToReadAboutProcessesOnlyWhereTheKernelDoesNotTell) {
+  const RuntimeDirectory directory;
+  EXPECT_EQ(bitsAt(needsOfAListener(), "/proc"), hasProcessInformation() ? 0U : landlock::readFile);
+  const ChildOutcome outcome = runInChild([](const ChildReport&) {
+    testing::hideProcessInformation();
+    EXPECT_FALSE(hasProcessInformation());
+    EXPECT_EQ(bitsAt(needsOfAListener(), "/proc"), landlock::readFile);
   });
   EXPECT_EQ(outcome.end, "exit status 0");
+}
+
+TEST(OwnNeeds, MakeNoDirectoryForNoService) {
+  const RuntimeDirectory directory;
+  EXPECT_EQ(bitsAt(ownNeedsOf("", ListeningSocket::Made), "/dev/log"), landlock::resolveUnix);
+  struct stat facts;
+  EXPECT_NE(stat((directory.directory() / "vanto").c_str(), &facts), 0);
 }
 
 TEST(OwnNeeds, LetAConfinedProcessListenAndBeFound) {
@@ -90,7 +87,7 @@ TEST(OwnNeeds, LetAConfinedProcessListenAndBeFound) {
   for (int time = 0; time < 2; ++time) {
     // The second one takes the place of the name that the first has left.
     const ChildOutcome outcome = runInChild([&](const ChildReport&) {
-      EXPECT_EQ(Confinement().enter(compiled("network none"), ownNeedsOf(name)).error, "");
+      EXPECT_EQ(Confinement().enter(compiled("network none"), ownNeedsOf(name, ListeningSocket::Made)).error, "");
       // Never closed, as in a process that was killed.
       static ServiceSocket socket;
       EXPECT_EQ(socket.open(name), VANTO_ERROR_NONE) << errno;
@@ -109,7 +106,7 @@ TEST(OwnNeeds, LetAConfinedProcessTouchNothingElseInTheDomain) {
   const std::string managers = directory.socketPath(".tolvend");
   ASSERT_EQ(mkdir(managers.c_str(), 0700), 0);
   const ChildOutcome outcome = runInChild([&](const ChildReport&) {
-    EXPECT_EQ(Confinement().enter(compiled("network none"), ownNeedsOf(name)).error, "");
+    EXPECT_EQ(Confinement().enter(compiled("network none"), ownNeedsOf(name, ListeningSocket::Made)).error, "");
     EXPECT_FALSE(Fd(open((managers + "/job").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)));
     EXPECT_NE(symlink("/tmp", (managers + "/job").c_str()), 0);
     EXPECT_NE(mkdir((managers + "/job").c_str(), 0700), 0);

@@ -35,6 +35,13 @@ TEST(ProfileWord, IsWrittenWithQuotesWhereItNeedsThem) {
   EXPECT_EQ(vanto::writtenWord("/\"\\$\n\t"), R"("/\"\\\$\n\t")");
   EXPECT_EQ(vanto::writtenWord("/\x01\x7f\r"), R"("/\x01\x7f\x0d")");
   EXPECT_EQ(vanto::writtenWord("/\xff"), R"("/\xff")");
+  EXPECT_EQ(vanto::writtenWord("/ä\xff"), R"("/\xc3\xa4\xff")");
+}
+
+TEST(ProfileWord, HidesNothingFromItsReader) {
+  EXPECT_EQ(vanto::writtenWord("/a\u202eb"), R"("/a\xe2\x80\xaeb")");
+  EXPECT_EQ(vanto::writtenWord("/\u200b\U000e0001\u0085"), R"("/\xe2\x80\x8b\xf3\xa0\x80\x81\xc2\x85")");
+  EXPECT_EQ(vanto::writtenWord("/\U0001f600€"), "/\U0001f600€");
 }
 
 TEST(ProfileWord, IsShownOnOneLineAndCutBetweenCharacters) {

@@ -60,7 +60,12 @@ TEST_F(BundleFilesTest, HaveTheTargetsOfLinksAndDoNotFollowThem) {
 TEST_F(BundleFilesTest, NameWhatCannotBeSealed) {
   ASSERT_EQ(mkfifo((bundle_ + "/fifo").c_str(), 0600), 0);
   testing::writeContents(bundle_ + "/\xff", "x");
-  EXPECT_EQ(defects(), (Defects{{"fifo", "is neither a file nor a directory nor a symbolic link"},
+  testing::writeContents(bundle_ + "/a\x1b", "x");
+  testing::writeContents(bundle_ + "/a\tb\nc\rd", "x");
+  fs::create_symlink("\x01", bundle_ + "/b");
+  EXPECT_EQ(defects(), (Defects{{"a\x1b", "has a control character in its name, which cannot be signed"},
+                                {"b", "leads to a name with a control character, which cannot be signed"},
+                                {"fifo", "is neither a file nor a directory nor a symbolic link"},
                                 {"\xff", "has a name that is not UTF-8"}}));
 }
 
@@ -91,7 +96,9 @@ TEST_F(BundleFilesTest, AreSoManyAtMost) {
     ASSERT_EQ(symlink("x", (bundle_ + "/many/" + std::to_string(count)).c_str()), 0);
   }
   EXPECT_EQ(defects(), Defects{});
+  EXPECT_TRUE(BundleFiles::of(placeAt(bundle_)).isWhole);
   testing::writeContents(bundle_ + "/more", "x");
+  EXPECT_FALSE(BundleFiles::of(placeAt(bundle_)).isWhole);
   EXPECT_EQ(defects(), (Defects{{"", "has more than 16384 files and directories"}}));
 }
 

@@ -4,9 +4,11 @@
 #include <filesystem>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "code/limits.h"
 #include "programs/code/SignedCode.h"
 
 namespace vanto::code {
@@ -59,6 +61,15 @@ TEST_F(VerificationTest, TellsEachThingThatIsWrong) {
   ASSERT_EQ(mkfifo(resource_.c_str(), 0600), 0);
   EXPECT_EQ(verified(bundle_).defects[1],
             (Defect{"Contents/Resources/r.txt", "is neither a file nor a directory nor a symbolic link"}));
+}
+
+TEST_F(VerificationTest, TellsNothingOfTheRestWhenThereAreTooManyFiles) {
+  fs::remove(resource_);
+  fs::create_directory(bundle_ + "/many");
+  for (std::size_t i = 0; i < limits::bundleEntries; ++i) {
+    ASSERT_EQ(symlink("x", (bundle_ + "/many/" + std::to_string(i)).c_str()), 0);
+  }
+  EXPECT_EQ(verified(bundle_).defects, (Defects{{"", "has more than 16384 files and directories"}}));
 }
 
 TEST_F(VerificationTest, TellsWhereALinkLeads) {

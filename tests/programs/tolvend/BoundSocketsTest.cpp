@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tolvend/BoundSockets.h"
 
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
 #include <string>
 
 #include <fcntl.h>
@@ -76,6 +79,36 @@ TEST_F(BoundSocketsTest, KnowNothingWhereTheSocketIsGone) {
     socket.close();
   }
   EXPECT_FALSE(sockets.has("name"));
+}
+
+TEST_F(BoundSocketsTest, GiveASocketItsNameBack) {
+  PublishedSocket socket;
+  bind(socket);
+  const BoundSockets sockets = openSockets();
+  EXPECT_EQ(sockets.restore("name"), ENOENT) << "it was not noted";
+  sockets.put("name");
+  EXPECT_EQ(sockets.restore("name"), 0) << "it has its name";
+  ASSERT_EQ(0, unlink((directory_ / "name").c_str()));
+  EXPECT_EQ(sockets.restore("name"), 0);
+  EXPECT_TRUE(socket.isPublished());
+  PublishedSocket rival;
+  bind(rival);
+  EXPECT_EQ(sockets.restore("name"), 0);
+  EXPECT_TRUE(socket.isPublished());
+  EXPECT_FALSE(rival.isPublished());
+  EXPECT_TRUE(connectToSocket(openDirectory().get(), "name", UINT64_MAX));
+  EXPECT_FALSE(std::filesystem::exists(directory_ / ".again"));
+}
+
+TEST_F(BoundSocketsTest, GiveNoNameBackThatIsNoSockets) {
+  PublishedSocket socket;
+  bind(socket);
+  const BoundSockets sockets = openSockets();
+  sockets.put("name");
+  ASSERT_EQ(0, unlink((directory_ / "name").c_str()));
+  std::ofstream(directory_ / "name") << "text";
+  EXPECT_EQ(sockets.restore("name"), ENOTSOCK);
+  EXPECT_EQ(std::filesystem::file_size(directory_ / "name"), 4U);
 }
 
 TEST_F(BoundSocketsTest, AreNotOpenedThroughALink) {

@@ -9,6 +9,7 @@
 
 #include <sys/epoll.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 
 #include "ipc/Frame.h"
@@ -120,6 +121,71 @@ TEST(JobController, AClientForWhomThereIsNoDescriptorIsTold) {
               EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
             }),
             Lines{"org.example.echo: not started: resources: Too many open files (error 24)"});
+}
+
+TEST(JobController, PublishesItsSocketAgainWhereItIsLost) {
+  EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
+                static ManagerWorld world(alarms);
+                JobController& job = controllerOf(world, world.job("org.example.echo"), [](JobController&) {});
+                const std::string path = world.directory / "org.example.echo";
+                const Fd waiting = world.client("org.example.echo");
+                job.lookAfterSocket();
+                EXPECT_EQ(job.socketLoss(), nullptr) << "it was not lost";
+                std::filesystem::remove(path);
+                job.lookAfterSocket();
+                ASSERT_NE(job.socketLoss(), nullptr);
+                EXPECT_TRUE(job.socketLoss()->isMended);
+                EXPECT_TRUE(world.client("org.example.echo"));
+                // Whoever waited still does, since it is the same socket.
+                char byte = 0;
+                EXPECT_EQ(recv(waiting.get(), &byte, 1, MSG_DONTWAIT), -1);
+                std::filesystem::remove(path);
+                job.lookAfterSocket();
+                EXPECT_EQ(job.log().lines().size(), 1U) << "told twice within a moment";
+                EXPECT_EQ(job.log().last()->text,
+                          "the listening socket was removed or replaced by somebody, and is published again");
+                finish();
+              }).empty());
+}
+
+TEST(JobController, SaysWhatIsInTheWayOfItsSocket) {
+  EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
+                static ManagerWorld world(alarms);
+                JobController& job = controllerOf(world, world.job("org.example.echo"), [](JobController&) {});
+                const std::string path = world.directory / "org.example.echo";
+                std::filesystem::remove(path);
+                std::ofstream(path) << "text";
+                job.lookAfterSocket();
+                job.lookAfterSocket();
+                EXPECT_FALSE(job.socketLoss()->isMended);
+                EXPECT_EQ(job.log().lines().size(), 1U);
+                EXPECT_EQ(job.log().last()->text, "the listening socket was removed or replaced by somebody; move " +
+                                                      path + " away, which is none");
+                EXPECT_EQ(std::filesystem::file_size(path), 4U);
+                std::filesystem::remove(path);
+                job.lookAfterSocket();
+                EXPECT_TRUE(job.socketLoss()->isMended);
+                EXPECT_TRUE(world.client("org.example.echo"));
+                finish();
+              }).empty());
+}
+
+TEST(JobController, BindsAnotherSocketWhereTheOldOneCannotBeFound) {
+  EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
+                static ManagerWorld world(alarms);
+                JobController& job = controllerOf(world, world.job("org.example.echo"), [](JobController&) {});
+                const Fd waiting = world.client("org.example.echo");
+                std::filesystem::remove(world.directory / "org.example.echo");
+                world.sockets.remove("org.example.echo");
+                job.lookAfterSocket();
+                EXPECT_TRUE(job.socketLoss()->isMended);
+                EXPECT_EQ(job.failures(), 0U);
+                EXPECT_TRUE(world.client("org.example.echo"));
+                EXPECT_TRUE(world.sockets.has("org.example.echo"));
+                char byte = 0;
+                EXPECT_EQ(recv(waiting.get(), &byte, 1, MSG_DONTWAIT), 0) << "it would wait for ever";
+                finish();
+              }).empty());
 }
 
 TEST(JobController, ListsItsInstancesAndTheirLines) {

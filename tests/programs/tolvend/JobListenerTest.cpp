@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tolvend/JobListener.h"
 
+#include <filesystem>
+
 #include <sys/socket.h>
 
 #include "ipc/Frame.h"
@@ -60,6 +62,37 @@ TEST(JobListener, RefusesAllWhoWait) {
                 EXPECT_EQ(refusalAt(one), "15 a reason; a secret");
                 EXPECT_EQ(refusalAt(other), "15 a reason; a secret");
                 EXPECT_FALSE(listener.isAnybodyWaiting());
+                finish();
+              }).empty());
+}
+
+TEST(JobListener, NamesWhatIsNoSocketAndLeavesItAlone) {
+  EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
+                ManagerWorld world(alarms);
+                std::ofstream(world.directory / "name") << "text";
+                JobListener listener(alarms, world.spare, [] {});
+                for (const Rival rival : {Rival::Respect, Rival::Replace}) {
+                  EXPECT_EQ(listener.open(world.domain.get(), "name", Access::Owner, rival),
+                            world.directory / "name" + " is no socket; move it away");
+                }
+                listener.close();
+                EXPECT_EQ(std::filesystem::file_size(world.directory / "name"), 4U);
+                finish();
+              }).empty());
+}
+
+TEST(JobListener, KnowsAClientWhoHasLeft) {
+  EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
+                ManagerWorld world(alarms);
+                JobListener listener(alarms, world.spare, [] {});
+                EXPECT_EQ(listener.open(world.domain.get(), "name", Access::Owner, Rival::Respect), "");
+                Fd client = world.client("name");
+                const Fd accepted = listener.accept().socket;
+                EXPECT_FALSE(JobListener::hasLeft(accepted.get()));
+                EXPECT_EQ(write(client.get(), "x", 1), 1);
+                EXPECT_FALSE(JobListener::hasLeft(accepted.get()));
+                client.reset();
+                EXPECT_TRUE(JobListener::hasLeft(accepted.get()));
                 finish();
               }).empty());
 }

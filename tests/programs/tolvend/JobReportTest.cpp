@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tolvend/JobReport.h"
 
+#include <csignal>
+#include <filesystem>
 #include <memory>
 
 #include "programs/tolvend/ManagerWorld.h"
@@ -46,6 +48,52 @@ TEST(JobReport, AStateHasWhatPeopleAskFor) {
                        R"({"label": "org.example.echo", "lines": [{"pid": 7, "text": ")" + text +
                            R"(", "time": 5}], )"
                            R"("state": "resting"})"}));
+}
+
+std::string failureTextOf(const JobController& job) {
+  const Ref<vanto_object> state = jobState(job);
+  const vanto_object_t failure = vanto_dictionary_get_value(state.get(), "failure");
+  const char* text = vanto_string_get_text(vanto_dictionary_get_value(failure, "text"));
+  return text != nullptr ? text : "";
+}
+
+TEST(JobReport, AFailureTellsOfTheNextAttemptUntilItMayBe) {
+  EXPECT_EQ(runWithEvents([](const auto& report, Alarms& alarms) {
+              static ManagerWorld world(alarms);
+              EXPECT_EQ(world.jobs->load(ManagerWorld::job("org.example.echo", world.speaker("listening\n"))).error,
+                        "");
+              static JobController& job = *world.jobs->find("org.example.echo");
+              world.jobs->observe([report](const std::string&) {
+                for (const JobController::Instance& instance : job.instances()) {
+                  if (instance.state == InstanceRecord::State::Running) kill(instance.pid, SIGKILL);
+                }
+                if (job.failures() == 0) return;
+                const bool isTold = failureTextOf(job).find("; next attempt in 0.") != std::string::npos;
+                report(std::string(stateName(job.state())) + (isTold ? " with" : " without"));
+                if (job.state() != LifeCycle::State::Pausing) finish();
+              });
+              job.start();
+            }),
+            (std::vector<std::string>{"pausing with", "resting without"}));
+}
+
+TEST(JobReport, TellsOfASocketThatWasLost) {
+  EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
+                ManagerWorld world(alarms);
+                EXPECT_EQ(world.jobs->load(ManagerWorld::job("org.example.echo")).error, "");
+                JobController& job = *world.jobs->find("org.example.echo");
+                std::filesystem::remove(world.directory / "org.example.echo");
+                job.lookAfterSocket();
+                for (const Ref<vanto_object>& told : {jobState(job), whyReport(job)}) {
+                  const vanto_object_t socket = vanto_dictionary_get_value(told.get(), "socket");
+                  EXPECT_EQ(vanto_string_get_text(vanto_dictionary_get_value(socket, "text")), job.log().last()->text);
+                  EXPECT_TRUE(vanto_bool_get_value(vanto_dictionary_get_value(socket, "published")));
+                  EXPECT_EQ(
+                      static_cast<std::uint64_t>(vanto_int64_get_value(vanto_dictionary_get_value(socket, "time"))),
+                      job.log().last()->time);
+                }
+                finish();
+              }).empty());
 }
 
 }  // namespace

@@ -57,6 +57,24 @@ TEST(Jobs, AreRestoredFromDisk) {
               }).empty());
 }
 
+TEST(Jobs, LookAfterTheSocketThatWasTouched) {
+  EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
+                ManagerWorld world(alarms);
+                Jobs& jobs = *world.jobs;
+                for (const char* label : {echo, "org.example.other"}) {
+                  EXPECT_EQ(jobs.load(ManagerWorld::job(label)).error, "");
+                  std::filesystem::remove(world.directory / label);
+                }
+                jobs.fileTouched("org.example.unknown");
+                jobs.fileTouched(echo);
+                EXPECT_TRUE(world.client(echo));
+                EXPECT_FALSE(world.client("org.example.other"));
+                jobs.fileTouched("");
+                EXPECT_TRUE(world.client("org.example.other"));
+                finish();
+              }).empty());
+}
+
 TEST(Jobs, AreLimitedInNumber) {
   EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
                 rlimit descriptors{};

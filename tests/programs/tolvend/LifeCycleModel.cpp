@@ -2,7 +2,6 @@
 #include "LifeCycleModel.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "value/limits.h"
 
@@ -14,13 +13,6 @@ constexpr std::uint64_t never = UINT64_MAX;
 constexpr std::uint64_t microsecond = 1'000;
 constexpr std::uint64_t millisecond = 1'000'000;
 constexpr std::uint64_t second = 1'000'000'000;
-constexpr std::uint64_t idleAfter = 2 * second;
-
-// The longest that a client waits if nothing but its start happens: a process that is not executed for just under 10 s,
-// and then does not accept for 10 s; the pause that it may have waited for before; what is asked for arriving late.
-// Each order, and each process that ends, may put that off by once more: as long as that, or 20 s until a process is
-// killed.
-constexpr std::uint64_t longestStart = 21 * second + 500 * millisecond;
 
 }  // namespace
 
@@ -87,6 +79,7 @@ bool LifeCycleModel::spawn(InstanceId instance, StartFailure& failure) {
   process.lookAt = now_ + 10 * second;
   process.isForeign = chance(15);
   process.isDeaf = process.isForeign && chance(30);
+  process.isFeigning = !process.isForeign && chance(10);
   process.ignoresTermination = chance(10);
   process.lingers = chance(10);
   process.crashesAtGreeting = chance(10);
@@ -132,6 +125,7 @@ void LifeCycleModel::letLeave(InstanceId instance) {
   const auto found = processes_.find(instance);
   if (found == processes_.end() || found->second.toldGone) return wrong("leave for a process that is gone");
   if (found->second.isAsked) wrong("leave for a process that was asked to end");
+  if (!found->second.toldGreeted && !waiting_.empty()) wrong("leave for a process that has let all wait");
   ++seen_.leaves;
   plan(upTo(millisecond), [this, instance] {
     const Process& process = processes_[instance];
@@ -278,311 +272,7 @@ void LifeCycleModel::tellEnd(InstanceId instance, Ending ending) {
   if (isFailure && current_ == 0 && failure != nullptr && failure->pause > second && !waiting_.empty()) {
     wrong("a client was not told of a long pause");
   }
-}
-
-bool LifeCycleModel::isUnseen(const Process& process) const {
-  if (process.isAsked || process.toldFailed || process.toldStopped) return false;
-  if (now_ - process.madeAt < second) return true;
-  return !process.toldIdle && !process.toldGreeted &&
-         (process.toldListening || !process.seemedToAccept || process.lookAt != never);
-}
-
-void LifeCycleModel::expectFailure(bool isExpected, const char* what, const std::function<void()>& call) {
-  const std::uint64_t before = lifeCycle_.failures() - failedSpawns_;
-  call();
-  const bool isFailure = lifeCycle_.failures() - failedSpawns_ != before;
-  if (isFailure != isExpected) wrong(std::string(what) + (isFailure ? " is" : " is not") + " taken for a failure");
-}
-
-void LifeCycleModel::arrive(Client client) {
-  waiting_.push_back(client);
-  planNotice();
-  for (const auto& [id, process] : processes_) planAccept(id);
-}
-
-void LifeCycleModel::planNotice() {
-  if (isNoticePlanned_ || !isWatching_ || waiting_.empty()) return;
-  isNoticePlanned_ = true;
-  plan(upTo(2 * millisecond), [this] {
-    isNoticePlanned_ = false;
-    notice();
-  });
-}
-
-void LifeCycleModel::notice() {
-  if (!isWatching_) {
-    // A report that was on its way when the watch ended.
-    lifeCycle_.connectionWaiting(now_);
-    return;
-  }
-  if (waiting_.empty()) return;
-  bool isRetold = false;
-  if (!isHeld_) {
-    if (Process* process = current()) {
-      process->lookAt = now_ + 10 * second;
-    } else if (now_ < retellUntil_) {
-      isRetold = true;
-    } else if (const std::uint64_t earliest = lifeCycle_.earliestStart(); earliest > now_) {
-      isPatient_ = earliest - now_ <= second;
-    }
-  }
-  lifeCycle_.connectionWaiting(now_);
-  if (waiting_.empty()) isPatient_ = false;
-  if (isRetold && !waiting_.empty()) wrong("a client that connects again was not told of the failure");
-  if (isWatching_ && !waiting_.empty()) wrong("a client was reported and nothing was done");
-}
-
-void LifeCycleModel::planLife(InstanceId instance) {
-  const std::uint64_t delay = chance(3) ? upTo(25 * second) : upTo(10 * millisecond);
-  switch (upTo(19)) {
-    case 0:
-      return plan(delay, [this, instance] { end(instance, {Ending::Kind::Signalled, 9}); });
-    case 1:
-    case 2:
-      return plan(delay, [this, instance] {
-        Process& process = processes_[instance];
-        if (!process.isAlive) return;
-        process.hasFailedExecution = true;
-        report(instance, [this, instance] {
-          Process& failed = processes_[instance];
-          failed.toldGone = true;
-          failed.lookAt = never;
-          if (current_ == instance) current_ = 0;
-          StartFailure failure;
-          failure.stage = StartFailure::Stage::Executable;
-          failure.error = 2;
-          if (failed.endingSince == 0) failed.endingSince = now_;
-          const bool isNews = !failed.isAsked && !failed.toldFailed;
-          failed.toldFailed = true;
-          expectFailure(isNews, "a failed execution",
-                        [this, instance, failure] { lifeCycle_.executionFailed(instance, failure, now_); });
-        });
-        if (!process.lingers)
-          plan(upTo(5 * millisecond), [this, instance] { end(instance, {Ending::Kind::Exited, 127}); });
-      });
-    default:
-      return plan(delay, [this, instance] { execute(instance); });
-  }
-}
-
-void LifeCycleModel::execute(InstanceId instance) {
-  Process& process = processes_[instance];
-  if (!process.isAlive) return;
-  process.isExecuted = true;
-  report(instance, [this, instance] {
-    Process& executed = processes_[instance];
-    executed.toldExecuted = true;
-    if (!executed.toldListening && executed.lookAt != never) executed.lookAt = now_ + 10 * second;
-    lifeCycle_.executed(instance, now_);
-  });
-  const std::uint64_t delay = chance(5) ? upTo(25 * second) : upTo(100 * millisecond);
-  switch (upTo(9)) {
-    case 0:
-      return plan(delay, [this, instance] { end(instance, {Ending::Kind::Exited, static_cast<int>(upTo(1))}); });
-    case 1:
-      return plan(anyTime(), [this, instance] { end(instance, {Ending::Kind::Signalled, 6}); });
-    default:
-      if (!process.isDeaf) plan(delay, [this, instance] { beginAccepting(instance); });
-      if (chance(25)) {
-        plan(anyTime(), [this, instance] { end(instance, {Ending::Kind::Exited, static_cast<int>(upTo(1))}); });
-      }
-  }
-}
-
-void LifeCycleModel::beginAccepting(InstanceId instance) {
-  Process& process = processes_[instance];
-  if (!process.isAlive || process.hasStopped) return;
-  process.isAccepting = true;
-  if (!process.isForeign) {
-    report(instance, [this, instance] {
-      processes_[instance].toldListening = true;
-      processes_[instance].lookAt = never;
-      lifeCycle_.listening(instance, now_);
-    });
-    endConnection(instance);
-  }
-  planAccept(instance);
-}
-
-void LifeCycleModel::planAccept(InstanceId instance) {
-  Process& process = processes_[instance];
-  if (!process.isAccepting || process.isAcceptPlanned || waiting_.empty()) return;
-  process.isAcceptPlanned = true;
-  plan(upTo(10 * millisecond), [this, instance] { accept(instance); });
-}
-
-void LifeCycleModel::accept(InstanceId instance) {
-  Process& process = processes_[instance];
-  process.isAcceptPlanned = false;
-  if (!process.isAlive || !process.isAccepting || waiting_.empty()) return;
-  const Client client = waiting_.front();
-  waiting_.erase(waiting_.begin());
-  seen_.longestWait = std::max(seen_.longestWait, now_ - client.since);
-  ++process.connections;
-  ++process.activity;
-  process.unserved.push_back(client);
-  plan(upTo(10 * millisecond), [this, instance] { greet(instance); });
-  planAccept(instance);
-}
-
-void LifeCycleModel::greet(InstanceId instance) {
-  Process& process = processes_[instance];
-  if (!process.isAlive || process.unserved.empty()) return;
-  if (process.crashesAtGreeting) return end(instance, {Ending::Kind::Exited, static_cast<int>(upTo(1))});
-  process.unserved.erase(process.unserved.begin());
-  ++seen_.served;
-  if (!process.hasGreeted && !process.isForeign) {
-    report(instance, [this, instance] {
-      Process& greeting = processes_[instance];
-      greeting.toldGreeted = greeting.toldListening = true;
-      greeting.lookAt = never;
-      lifeCycle_.greeted(instance, now_);
-    });
-  }
-  process.hasGreeted = true;
-  plan(chance(70) ? upTo(100 * millisecond) : anyTime(), [this, instance] {
-    --processes_[instance].connections;
-    endConnection(instance);
-  });
-}
-
-void LifeCycleModel::endConnection(InstanceId instance) {
-  Process& process = processes_[instance];
-  if (!process.isAlive || process.connections != 0) return;
-  if (process.hasStopped) {
-    if (!process.lingers) plan(upTo(millisecond), [this, instance] { end(instance, {Ending::Kind::Exited, 0}); });
-    return;
-  }
-  if (process.isForeign) return;
-  plan(idleAfter, [this, instance, activity = process.activity] {
-    const Process& idle = processes_[instance];
-    if (!idle.isAlive || !idle.isAccepting || idle.connections != 0 || idle.activity != activity) return;
-    report(instance, [this, instance] {
-      const Process& said = processes_[instance];
-      if (!said.toldGone && !said.isAsked) processes_[instance].toldIdle = true;
-      lifeCycle_.saidIdle(instance, now_);
-    });
-  });
-}
-
-void LifeCycleModel::stopAccepting(InstanceId instance) {
-  Process& process = processes_[instance];
-  if (!process.isAlive || process.hasStopped) return;
-  process.isAccepting = false;
-  process.hasStopped = true;
-  report(instance, [this, instance] {
-    Process& stopped = processes_[instance];
-    stopped.toldGone = true;
-    stopped.lookAt = never;
-    if (current_ == instance) current_ = 0;
-    for (Client& client : waiting_) ++client.disturbances;
-    const bool isFailure = isUnseen(stopped) && !waiting_.empty();
-    stopped.toldStopped = true;
-    stopped.toldFailed = stopped.toldFailed || isFailure;
-    if (stopped.endingSince == 0) stopped.endingSince = now_;
-    expectFailure(isFailure, "a stop", [this, instance] { lifeCycle_.stoppedAccepting(instance, now_); });
-  });
-  endConnection(instance);
-}
-
-void LifeCycleModel::end(InstanceId instance, Ending ending) {
-  Process& process = processes_[instance];
-  if (!process.isAlive) return;
-  process.isAlive = process.isAccepting = false;
-  for (Client client : process.unserved) {
-    ++seen_.lost;
-    plan(upTo(2 * millisecond), [this, client] { arrive({now_, client.disturbances}); });
-  }
-  process.unserved.clear();
-  report(instance, [this, instance, ending] {
-    tellEnd(instance, ending);
-    // Calls about a process that is gone do nothing.
-    if (chance(10)) lifeCycle_.greeted(instance, now_);
-    if (chance(10)) lifeCycle_.stoppedAccepting(instance, now_);
-  });
-}
-
-void LifeCycleModel::wrong(const std::string& what) {
-  if (problem_.empty()) problem_ = what + " (at " + std::to_string(now_ / millisecond) + " ms)";
-}
-
-void LifeCycleModel::check() {
-  if (!problem_.empty()) return;
-  const auto accepting = std::ranges::count_if(processes_, [](const auto& entry) { return entry.second.isAccepting; });
-  if (accepting > 1) wrong("two processes accept");
-  if (lifeCycle_.current() != current_) wrong("another process is current");
-  if (lifeCycle_.instances().size() != unfinished()) wrong("the processes are miscounted");
-  if (isPatient_ && lifeCycle_.earliestStart() == 0) isPatient_ = false;
-  if (isWatching_ != shallBeWatched()) wrong(isWatching_ ? "the listener is watched" : "the listener is not watched");
-  if (timer_ != never && timer_ + 3 * millisecond < now_) wrong("a timer in the past");
-  if (isStartWanted_ && hasBegun_ && !isHeld_ && !isRetired_ && current_ == 0 &&
-      unfinished() < limits::instancesPerJob) {
-    wrong("a start that was asked for is forgotten");
-  }
-  checkFailures();
-  checkWaiting();
-  checkTimer();
-}
-
-void LifeCycleModel::checkTimer() {
-  bool isNeeded = lifeCycle_.earliestStart() != 0;
-  for (const auto& [id, process] : processes_) {
-    if (process.toldEnded || process.isKilled) continue;
-    if (process.endingSince != 0 && now_ > process.endingSince + 20 * second + 10 * millisecond) {
-      wrong("process " + std::to_string(id) + " is not killed");
-    }
-    isNeeded = isNeeded || process.endingSince != 0 || process.lookAt != never;
-  }
-  if (isNeeded != (timer_ != never)) wrong(isNeeded ? "no timer is set" : "a timer is set for nothing");
-}
-
-void LifeCycleModel::checkFailures() {
-  if (lifeCycle_.failures() == failuresJudged_) return;
-  if (lifeCycle_.failures() != failuresJudged_ + 1) return wrong("two failures at once");
-  ++failuresJudged_;
-  const StartFailure& failure = *lifeCycle_.lastFailure();
-  if (failure.stage >= StartFailure::Stage::Listening) {
-    retellUntil_ = failure.stage == StartFailure::Stage::Greeting ? now_ + 50 * millisecond : 0;
-  }
-  if (failure.time != now_) wrong("a failure at another time");
-  if (failure.stage < StartFailure::Stage::Listening) {
-    if (failure.pause != 100 * millisecond) wrong("a start that failed has another pause");
-    return;
-  }
-  const auto ran = failure.ran >= BackOff::healthy;
-  if (ran) nominal_ = BackOff::first;
-  if (failure.pause < nominal_ / 4 * 3 || failure.pause > nominal_) {
-    wrong("a pause of " + std::to_string(failure.pause) + " instead of up to " + std::to_string(nominal_));
-  }
-  nominal_ = std::min(2 * nominal_, BackOff::longest);
-}
-
-void LifeCycleModel::checkWaiting() {
-  if (isRetired_ || waiting_.empty() || (!hasBegun_ && !isHeld_)) return;
-  const Process* process = current();
-  const bool isServed = process != nullptr && (process->isAccepting || process->isKilled);
-  if (!isServed && !isWatching_ && timer_ == never && reportsUnderWay_ == 0) wrong("a client waits for nothing");
-  for (const Client& client : waiting_) {
-    if (now_ - client.since > longestStart * (1 + client.disturbances)) wrong("a client waits too long");
-  }
-}
-
-bool LifeCycleModel::shallBeWatched() {
-  if (isRetired_ || isHeld_) return !isRetired_;
-  if (const Process* process = current()) {
-    return !process->isAsked && !process->toldListening && process->lookAt == never;
-  }
-  return hasBegun_ && unfinished() < limits::instancesPerJob && !isPatient_;
-}
-
-LifeCycleModel::Process* LifeCycleModel::current() {
-  const auto found = processes_.find(current_);
-  return found == processes_.end() ? nullptr : &found->second;
-}
-
-std::size_t LifeCycleModel::unfinished() const {
-  return static_cast<std::size_t>(
-      std::ranges::count_if(processes_, [](const auto& entry) { return !entry.second.toldEnded; }));
+  if (process.isFeigning && !process.isAsked) checkComeAndGone(process, isFailure);
 }
 
 }  // namespace vanto::manager

@@ -31,6 +31,8 @@ class LifeCycleModel final : LifeCycleWorld {
     std::uint64_t spawns = 0;
     std::uint64_t kills = 0;
     std::uint64_t leaves = 0;
+    /// Processes that failed since they said that they were idle and accepted nobody, after more than a second.
+    std::uint64_t feigned = 0;
     std::uint64_t longestWait = 0;
     std::map<StartFailure::Stage, std::uint64_t> stages;
   };
@@ -53,6 +55,8 @@ class LifeCycleModel final : LifeCycleWorld {
     std::uint64_t activity = 0;
     bool isForeign = false;
     bool isDeaf = false;
+    /// Says what a service says, and accepts nobody.
+    bool isFeigning = false;
     bool ignoresTermination = false;
     bool lingers = false;
     bool crashesAtGreeting = false;
@@ -108,6 +112,8 @@ class LifeCycleModel final : LifeCycleWorld {
   void planLife(InstanceId instance);
   void execute(InstanceId instance);
   void beginAccepting(InstanceId instance);
+  void feign(InstanceId instance);
+  void sayIdle(InstanceId instance);
   void planAccept(InstanceId instance);
   void accept(InstanceId instance);
   void greet(InstanceId instance);
@@ -123,6 +129,7 @@ class LifeCycleModel final : LifeCycleWorld {
   // What is judged.
   void wrong(const std::string& what);
   void check();
+  void checkComeAndGone(const Process& process, bool isFailure);
   void checkFailures();
   void checkWaiting();
   void checkTimer();

@@ -31,6 +31,7 @@ TEST(LifeCycleModel, KeepsItsPromisesWhateverHappens) {
     all.spawns += seen.spawns;
     all.kills += seen.kills;
     all.leaves += seen.leaves;
+    all.feigned += seen.feigned;
     all.longestWait = std::max(all.longestWait, seen.longestWait);
     for (const auto& [stage, count] : seen.stages) all.stages[stage] += count;
   }
@@ -40,6 +41,7 @@ TEST(LifeCycleModel, KeepsItsPromisesWhateverHappens) {
   EXPECT_GT(all.lost, 100U);
   EXPECT_GT(all.kills, 100U);
   EXPECT_GT(all.leaves, 100U);
+  EXPECT_GT(all.feigned, 100U);
   for (const Stage stage : {Stage::Held, Stage::Pause, Stage::Resources, Stage::Executable, Stage::Listening,
                             Stage::Greeting, Stage::Removed}) {
     EXPECT_GT(all.stages[stage], 50U) << stageName(stage);

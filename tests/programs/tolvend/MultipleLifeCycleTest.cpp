@@ -1,99 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tolvend/MultipleLifeCycle.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <deque>
-#include <map>
-#include <random>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 
+#include "ScriptedMultipleWorld.h"
 #include "value/limits.h"
 
 namespace vanto::manager {
 namespace {
 
 using Stage = StartFailure::Stage;
-using State = LifeCycle::State;
+using State = LifeCycleState;
 
 constexpr std::uint64_t millisecond = 1'000'000;
 constexpr std::uint64_t second = 1'000'000'000;
 constexpr Ending crash{Ending::Kind::Signalled, 11};
 constexpr Ending exit0{Ending::Kind::Exited, 0};
-
-/// Writes down what is asked of it, and knows by itself who waits, which connections it holds and which processes are
-/// there. What must never be is a failure at once.
-class ScriptedWorld final : public MultipleLifeCycleWorld {
- public:
-  void watchListener(bool shallWatch) override {
-    EXPECT_NE(shallWatch, isWatching);
-    isWatching = shallWatch;
-    note(shallWatch ? "watch" : "unwatch");
-  }
-  bool accept(InstanceId instance, uid_t& user) override {
-    if (waiting.empty()) return false;
-    user = waiting.front();
-    waiting.pop_front();
-    EXPECT_TRUE(connections.emplace(instance, user).second);
-    return true;
-  }
-  bool spawn(InstanceId instance, StartFailure& failure) override {
-    EXPECT_TRUE(connections.contains(instance));
-    EXPECT_FALSE(isClosed) << "a start while held or retired";
-    note("spawn " + std::to_string(instance));
-    if (isSpawnFailing) {
-      failure.stage = Stage::Resources;
-      failure.error = EAGAIN;
-      return false;
-    }
-    processes[instance] = connections[instance];
-    return true;
-  }
-  void refuse(InstanceId instance, const StartFailure& failure) override {
-    EXPECT_EQ(connections.erase(instance), 1U);
-    note("refuse " + std::to_string(instance) + " " + stageName(failure.stage));
-    told = failure;
-  }
-  void forget(InstanceId instance) override {
-    EXPECT_EQ(connections.erase(instance), 1U);
-    note("forget " + std::to_string(instance));
-  }
-  void tellWaiting(const StartFailure& failure) override {
-    note(std::string("tell ") + stageName(failure.stage));
-    waiting.clear();
-    told = failure;
-  }
-  void signal(InstanceId instance, LifeCycleWorld::Signal signal) override {
-    EXPECT_TRUE(processes.contains(instance));
-    const bool isKill = signal == LifeCycleWorld::Signal::Kill;
-    if (isKill) killed.push_back(instance);
-    note((isKill ? "kill " : "terminate ") + std::to_string(instance));
-  }
-  void setTimer(std::uint64_t deadline) override { timer = deadline; }
-  void changed() override { ++changes; }
-
-  std::string taken() { return std::exchange(notes_, ""); }
-
-  std::deque<uid_t> waiting;
-  std::map<InstanceId, uid_t> connections;
-  std::map<InstanceId, uid_t> processes;
-  std::vector<InstanceId> killed;
-  bool isWatching = false;
-  bool isSpawnFailing = false;
-  bool isClosed = false;
-  std::uint64_t timer = UINT64_MAX;
-  int changes = 0;
-  StartFailure told;
-
- private:
-  void note(const std::string& what) { notes_ += (notes_.empty() ? "" : ", ") + what; }
-  std::string notes_;
-};
 
 class MultipleLifeCycleTest : public ::testing::Test {
  protected:
@@ -127,7 +54,7 @@ class MultipleLifeCycleTest : public ::testing::Test {
   }
 
   std::uint64_t now = 100 * second;
-  ScriptedWorld world;
+  ScriptedMultipleWorld world;
   InstanceLimit limit;
   MultipleLifeCycle life{world, limit, BackOff(1)};
 };
@@ -228,6 +155,46 @@ TEST_F(MultipleLifeCycleTest, TakesNoEndAfterListeningForAFailureWithoutACrash) 
   EXPECT_EQ(life.state(), State::Resting);
 }
 
+TEST_F(MultipleLifeCycleTest, BlamesNoServiceForClientsWhoLeaveBeforeTheGreeting) {
+  for (const Ending ending : {exit0, Ending{Ending::Kind::Exited, 1}, Ending{Ending::Kind::Signalled, 13}}) {
+    for (const bool saysListening : {false, true}) {
+      for (const bool saysStopped : {false, true}) {
+        client();
+        const InstanceId instance = life.instances().back().id;
+        life.executed(instance, now);
+        if (saysListening) life.listening(instance, now);
+        world.gone.insert(instance);
+        if (saysStopped) life.stoppedAccepting(instance, now);
+        end(instance, ending);
+        EXPECT_EQ(life.failures(), 0U) << ending.value << saysListening << saysStopped;
+        EXPECT_EQ(life.state(), State::Resting);
+      }
+    }
+  }
+  EXPECT_TRUE(world.connections.empty());
+  // An honest client meanwhile waits for nothing, and finds out when it is the service's fault.
+  client();
+  end(life.instances().back().id, crash);
+  EXPECT_EQ(life.failures(), 1U);
+}
+
+TEST_F(MultipleLifeCycleTest, BlamesAServiceThatCrashesWhenItsClientLeavesAfterTheGreeting) {
+  const InstanceId instance = serve();
+  world.gone.insert(instance);
+  end(instance, crash);
+  EXPECT_EQ(life.failures(), 1U);
+}
+
+TEST_F(MultipleLifeCycleTest, BlamesNoServiceThatIsSilentWhenItsClientHadLeft) {
+  client();
+  life.executed(1, now);
+  world.gone.insert(1);
+  wait();
+  EXPECT_EQ(world.taken(), "spawn 1, forget 1");
+  end(1, crash);
+  EXPECT_EQ(life.failures(), 0U);
+}
+
 TEST_F(MultipleLifeCycleTest, PausesLongerWithEachCrashAndTellsOfIt) {
   for (int count = 0; count < 6 && life.earliestStart() == 0; ++count) {
     const InstanceId instance = serve();
@@ -309,7 +276,7 @@ TEST_F(MultipleLifeCycleTest, DoesNothingMoreOnceRetired) {
 }
 
 TEST_F(MultipleLifeCycleTest, HoldsAtOnceBeforeItBegins) {
-  ScriptedWorld other;
+  ScriptedMultipleWorld other;
   MultipleLifeCycle early(other, limit, BackOff(1));
   EXPECT_EQ(early.state(), State::Stopping);
   early.hold(now);
@@ -325,7 +292,7 @@ TEST_F(MultipleLifeCycleTest, HoldsAtOnceBeforeItBegins) {
 
 TEST_F(MultipleLifeCycleTest, GivesBackWhatItCountsWhenItEnds) {
   {
-    ScriptedWorld other;
+    ScriptedMultipleWorld other;
     MultipleLifeCycle ending(other, limit, BackOff(1));
     ending.begin(now);
     other.waiting.push_back(1000);
@@ -347,115 +314,6 @@ TEST_F(MultipleLifeCycleTest, IgnoresCallsAboutOthers) {
   }
   EXPECT_EQ(world.taken(), "");
   EXPECT_EQ(life.instances().size(), 1U);
-}
-
-/// Anything, in any order. A process has ended when this says so, and nothing else counts.
-class MultipleWalk {
- public:
-  explicit MultipleWalk(std::uint64_t seed) : random_(seed) { life_.begin(now_); }
-
-  void walk() {
-    for (int step = 0; step < 150 && !::testing::Test::HasFailure(); ++step) {
-      now_ += random_() % (random_() % 4 == 0 ? 5 * second : 20 * millisecond);
-      while (world_.timer <= now_)
-        life_.timerExpired(std::exchange(world_.timer, UINT64_MAX) + random_() % millisecond);
-      act();
-      // Level-triggered, so all who can be served are.
-      for (int round = 0; round < 100 && world_.isWatching && !world_.waiting.empty(); ++round) {
-        life_.connectionWaiting(now_);
-      }
-      check();
-    }
-    life_.retire(StartFailure::Stage::Removed, now_);
-    world_.isClosed = true;
-    for (int round = 0; round < 100; ++round) {
-      while (!world_.killed.empty()) end(world_.killed.back(), {Ending::Kind::Signalled, 9});
-      if (world_.timer == UINT64_MAX) break;
-      now_ = std::exchange(world_.timer, UINT64_MAX);
-      life_.timerExpired(now_);
-    }
-    EXPECT_TRUE(life_.isEmpty());
-    EXPECT_TRUE(world_.connections.empty());
-    for (uid_t user = 0; user < 3; ++user) EXPECT_EQ(limit_.count(user), 0U);
-  }
-
- private:
-  void act() {
-    InstanceId any = 0;
-    if (!world_.processes.empty()) {
-      any = std::next(world_.processes.begin(), static_cast<long>(random_() % world_.processes.size()))->first;
-    }
-    world_.isSpawnFailing = random_() % 20 == 0;
-    switch (random_() % 24) {
-      case 0:
-        world_.isClosed = false;
-        return life_.start(now_);
-      case 1:
-        return life_.stop(now_);
-      case 2:
-        if (random_() % 3 != 0) return;
-        life_.hold(now_);
-        world_.isClosed = true;
-        return;
-      case 3:
-        world_.isClosed = false;
-        return life_.restart(now_);
-      case 4:
-        return life_.executionFailed(any, {.stage = Stage::Executable, .error = ENOENT}, now_);
-      case 5:
-        return life_.stoppedAccepting(any, now_);
-      case 6:
-        return end(any, random_() % 3 == 0 ? crash : exit0);
-      case 7:
-        if (!world_.killed.empty()) end(world_.killed.back(), {Ending::Kind::Signalled, 9});
-        return;
-      case 8:
-      case 9:
-        return life_.executed(any, now_);
-      case 10:
-      case 11:
-        return life_.listening(any, now_);
-      case 12:
-      case 13:
-        return life_.greeted(any, now_);
-      default:
-        world_.waiting.push_back(static_cast<uid_t>(random_() % 3));
-    }
-  }
-
-  void end(InstanceId instance, Ending ending) {
-    world_.processes.erase(instance);
-    std::erase(world_.killed, instance);
-    life_.ended(instance, ending, now_);
-  }
-
-  void check() {
-    EXPECT_EQ(life_.instances().size(), world_.processes.size());
-    EXPECT_LE(life_.instances().size(), limits::instancesPerJob);
-    for (uid_t user = 0; user < 3; ++user) {
-      const auto count =
-          std::ranges::count_if(world_.processes, [&](const auto& entry) { return entry.second == user; });
-      EXPECT_EQ(limit_.count(user), static_cast<std::size_t>(count));
-    }
-    for (const auto& [instance, user] : world_.connections) EXPECT_TRUE(world_.processes.contains(instance));
-    // Who waits is reported, or something else will come to an end.
-    if (!world_.waiting.empty() && !world_.isWatching) {
-      EXPECT_TRUE(world_.timer != UINT64_MAX || !world_.killed.empty());
-    }
-  }
-
-  std::mt19937_64 random_;
-  std::uint64_t now_ = 100 * second;
-  ScriptedWorld world_;
-  InstanceLimit limit_;
-  MultipleLifeCycle life_{world_, limit_, BackOff(random_())};
-};
-
-TEST(MultipleLifeCycleWalk, CountsByTruthWhateverHappens) {
-  for (std::uint64_t seed = 1; seed <= 500 && !HasFailure(); ++seed) {
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    MultipleWalk(seed).walk();
-  }
 }
 
 TEST_F(MultipleLifeCycleTest, KillsWhatIsRejectedBeforeItTells) {

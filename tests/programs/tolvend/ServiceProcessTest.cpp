@@ -2,8 +2,11 @@
 #include "tolvend/ServiceProcess.h"
 
 #include <cerrno>
+#include <csignal>
 
+#include "dispatch/Workers.h"
 #include "programs/tolvend/ManagerWorld.h"
+#include "value/limits.h"
 
 namespace vanto::test {
 namespace {
@@ -44,7 +47,7 @@ std::vector<std::string> storyOf(const char* given, void (*act)(ServiceProcess&)
     static ManagerWorld world(alarms);
     static LogRing log;
     static Owner owner(report, log);
-    static ServiceProcess process(owner, 1, log);
+    static ServiceProcess process(owner, alarms, 1, log);
     owner.whenHeard = &process;
     static PublishedSocket listener;
     EXPECT_EQ(listener.open(world.openAt(""), "name"), VANTO_ERROR_NONE);
@@ -84,13 +87,49 @@ TEST(ServiceProcess, IsTerminatedAndKilled) {
   EXPECT_EQ(killed.back(), "signal 9");
 }
 
+TEST(ServiceProcess, IsReadNoFasterThanAServiceHasToSpeak) {
+  const Lines told = runWithEvents([](const auto& report, Alarms& alarms) {
+    static ManagerWorld world(alarms);
+    static LogRing log;
+    static int heard = 0;
+    class Counter final : public ServiceProcessOwner {
+      void executed(InstanceId) override {}
+      void executionFailed(InstanceId, const StartFailure&) override {}
+      void said(InstanceId, ManagerRecordKind) override { ++heard; }
+      void sentReceipt(InstanceId, std::string_view) override {}
+      void ended(InstanceId, Ending ending) override {
+        EXPECT_EQ(ending.value, SIGKILL);
+        finish();
+      }
+    };
+    static Counter owner;
+    static ServiceProcess process(owner, alarms, 1, log);
+    static PublishedSocket listener;
+    EXPECT_EQ(listener.open(world.openAt(""), "name"), VANTO_ERROR_NONE);
+    StartFailure failure;
+    const std::string program = world.speaker("for ever\n");
+    EXPECT_TRUE(process.start(world.spawn, {program.c_str(), "name", listener.descriptor(), 0}, failure));
+    // Into the second second, for which it is read again.
+    static const std::uint64_t begin = monotonicNow();
+    static Alarm look(alarms, [report] {
+      const auto seconds = static_cast<int>((monotonicNow() - begin) / 1'000'000'000) + 1;
+      EXPECT_GT(heard, limits::managerLinkRecords);
+      EXPECT_LE(heard, limits::managerLinkRecords * seconds);
+      for (const LogLine& line : log.lines()) report(line.text);
+      process.kill();
+    });
+    look.set(begin + 1'500'000'000);
+  });
+  EXPECT_EQ(told, Lines{"the service says more than 64 things a second to its manager, which takes its time"});
+}
+
 TEST(ServiceProcess, SaysWhyItCannotBeMade) {
   EXPECT_TRUE(runWithEvents([](const auto& report, Alarms& alarms) {
                 ManagerWorld world(alarms);
                 world.spawn.proxy = "/nowhere/proxy";
                 LogRing log;
                 Owner owner(report, log);
-                ServiceProcess process(owner, 1, log);
+                ServiceProcess process(owner, alarms, 1, log);
                 StartFailure failure;
                 EXPECT_FALSE(process.start(world.spawn, {"/program", "name", 0, 0}, failure));
                 EXPECT_EQ(failure.stage, StartFailure::Stage::Proxy);

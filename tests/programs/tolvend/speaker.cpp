@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// A service that says to its manager what stands in the file "PATH.says", where PATH is its own: a line "listening", or
-// a line of a receipt, each receipt ended by an empty line. Then it waits to be ended.
+// A service that says to its manager what stands in the file "PATH.says", where PATH is its own: a line "listening",
+// "for ever" for saying that it is idle as fast as that is taken, or a line of a receipt, each receipt ended by an
+// empty line. Then it waits to be ended.
 #include <fstream>
 #include <string>
 
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include "ipc/ManagerRecord.h"
@@ -19,6 +21,10 @@ int main(int, char** argv) {
   for (std::string line; std::getline(lines, line);) {
     if (line == "listening") {
       isSaid = isSaid && sendManagerRecord(manager::linkDescriptor, ManagerRecordKind::Listening);
+    } else if (line == "for ever") {
+      const ManagerRecord idle{ManagerRecordKind::Idle};
+      while (send(manager::linkDescriptor, &idle, sizeof idle, 0) > 0) {
+      }
     } else if (!line.empty()) {
       receipt += line + '\n';
     } else {

@@ -46,6 +46,15 @@ TEST(JobRow, TellsTheLastFailure) {
   EXPECT_EQ(row, (Row{"org.example.\\x1b", "running", "-", "-", "-", "3", "1", "serving: x\\n"}));
 }
 
+TEST(JobRow, TellsThatNoClientCanCome) {
+  JobState job = jobWith({});
+  job.failure.emplace().text = "serving: x";
+  job.socketLoss = JobState::SocketLoss{"the socket is gone\n", 5, false};
+  EXPECT_EQ(JobRow::of(job, ManagerDomain::User, DomainColumn::Hidden).back(), "the socket is gone\\n");
+  job.socketLoss->isMended = true;
+  EXPECT_EQ(JobRow::of(job, ManagerDomain::User, DomainColumn::Hidden).back(), "serving: x");
+}
+
 TEST(JobRow, TellsTheWeakestConfinementOfItsProcesses) {
   const auto confined = [](const std::vector<std::optional<std::string>>& levels) {
     std::vector<JobState::Instance> instances;

@@ -16,7 +16,8 @@ TEST(JobState, HasAllThatIsTold) {
       R"({"label": "l", "name": "n", "program": "p", "state": "pausing",
           "instances": [{"pid": 1, "state": "a", "since": 2}, {"pid": 3, "state": "b", "since": 4, "confinement": "full", "receipt": "r"}],
           "multiple": true, "starts": 5, "failures": 6, "retry": 7,
-          "failure": {"stage": "serving", "text": "t", "time": 8}})");
+          "failure": {"stage": "serving", "text": "t", "time": 8},
+          "socket": {"text": "s", "time": 9, "published": true}})");
   ReplyReader reader(object);
   const JobState job = JobState::read(reader);
   EXPECT_EQ(reader.problem(), "");
@@ -32,6 +33,9 @@ TEST(JobState, HasAllThatIsTold) {
   EXPECT_EQ(job.failures, 6);
   EXPECT_EQ(job.retry, 7);
   EXPECT_EQ(job.failure.value().stage, "serving");
+  EXPECT_EQ(job.socketLoss.value().text, "s");
+  EXPECT_EQ(job.socketLoss->time, 9);
+  EXPECT_TRUE(job.socketLoss->isMended);
 }
 
 TEST(JobState, IsReadOfEachJob) {
@@ -42,6 +46,7 @@ TEST(JobState, IsReadOfEachJob) {
   ASSERT_EQ(jobs.size(), 2U);
   EXPECT_EQ(jobs[0].label, "a");
   EXPECT_FALSE(jobs[0].failure);
+  EXPECT_FALSE(jobs[0].socketLoss);
   EXPECT_EQ(jobs[1].instances.at(0).pid, 4321);
 }
 

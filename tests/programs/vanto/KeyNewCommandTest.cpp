@@ -48,6 +48,13 @@ TEST_F(KeyNewCommandTest, KeepsWhatExistsUnlessForced) {
   EXPECT_TRUE(code::PrivateKeyDocument::readFile(acmeKey_, problem)) << problem;
 }
 
+TEST_F(KeyNewCommandTest, OffersToReplaceOnlyWhatIsThere) {
+  const std::string path = directory_ / "nowhere/new.key";
+  const ToolRun run = runCodeTool({"key", "new", "acme", "-o", path});
+  EXPECT_EQ(run.status, ExitStatus::Failed);
+  EXPECT_EQ(run.messages, "vanto: " + path + ": cannot be written: No such file or directory\n");
+}
+
 TEST_F(KeyNewCommandTest, RefusesABadName) {
   const ToolRun run = runCodeTool({"key", "new", "a/\x1b", "-o", directory_ / "x"});
   EXPECT_EQ(run.status, ExitStatus::Failed);

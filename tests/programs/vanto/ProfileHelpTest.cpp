@@ -9,8 +9,9 @@ namespace vanto::tool {
 namespace {
 
 TEST(ProfileHelp, HasEachCommandAboutItsSubject) {
-  EXPECT_EQ(commandsOf(profileHelp()), (std::vector<std::string>{"profile", "profile check", "profile explain",
-                                                                 "profile diff", "profile show", "profile run"}));
+  EXPECT_EQ(commandsOf(profileHelp()),
+            (std::vector<std::string>{"profile", "profile check", "profile explain", "profile diff", "profile show",
+                                      "profile run", "profile learn"}));
 }
 
 TEST(ProfileHelp, ShowsHowEachCommandIsCalled) {

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/ProfileRunCommand.h"
 
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+
 #include "programs/vanto/ProfileFixture.h"
 #include "support/Child.h"
 
@@ -15,8 +19,12 @@ using testing::ToolRun;
 class ProfileRunCommandTest : public testing::ProfileFixture {
  protected:
   /// Runs `command` in a child; the messages when it was not executed.
-  ChildOutcome runUnder(const std::string& text, const std::vector<std::string>& command) const {
-    std::vector<std::string> arguments{"profile", "run", profile(text), "--"};
+  ChildOutcome runUnder(const std::string& text, const std::vector<std::string>& command,
+                        const std::string& identifier = "") const {
+    std::vector<std::string> arguments{"profile", "run", profile(text)};
+    if (!identifier.empty())
+      arguments.insert(arguments.end(), {"--parameter", "VantoService_identifier=" + identifier});
+    arguments.emplace_back("--");
     arguments.insert(arguments.end(), command.begin(), command.end());
     return testing::runInChild([&](const ChildReport& report) {
       const ToolRun run = runTool(arguments);
@@ -49,6 +57,27 @@ TEST_F(ProfileRunCommandTest, SaysWhichRightIsMissing) {
   const ChildOutcome loader = runUnder("include base\nallow execute /usr/bin\n", {"/usr/bin/env"});
   EXPECT_EQ(loader.lines, std::vector<std::string>{"vanto: /usr/bin/env: not executed: Permission denied; the profile "
                                                    "may not allow execute for its loader or interpreter"});
+}
+
+TEST_F(ProfileRunCommandTest, GivesWhatThePlatformItselfNeedsAsToAService) {
+  setenv("XDG_RUNTIME_DIR", directory_.path().c_str(), 1);
+  const std::string domain = directory_ / "vanto/user";
+  const std::vector<std::string> listen{
+      "/usr/bin/python3", "-I", "-S", "-c",
+      "import socket, sys; s = socket.socket(socket.AF_UNIX); s.bind('" + domain + "/org.example.a'); s.listen()"};
+  const std::vector<std::string> write{"/bin/sh", "-c", "mkdir -p " + domain + " && : > " + domain + "/job"};
+  EXPECT_NE(runUnder(allowed_, listen).end, "exit status 0");
+  EXPECT_FALSE(std::filesystem::exists(domain));
+  EXPECT_EQ(runUnder(allowed_, listen, "org.example.a").end, "exit status 0");
+  EXPECT_TRUE(std::filesystem::is_socket(domain + "/org.example.a"));
+  EXPECT_NE(runUnder(allowed_ + "allow processes\n", write, "org.example.a").end, "exit status 0");
+  unsetenv("XDG_RUNTIME_DIR");
+}
+
+TEST_F(ProfileRunCommandTest, LeavesNoSignalIgnored) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  EXPECT_EQ(runUnder(allowed_, {"/bin/sh", "-c", "kill -XFSZ $$"}).end, "signal " + std::to_string(SIGXFSZ));
+  std::signal(SIGXFSZ, SIG_DFL);
 }
 
 TEST_F(ProfileRunCommandTest, RunsNothingUnconfined) {

@@ -40,6 +40,13 @@ TEST_F(ProfileValuesTest, AreTheirOwnNamesOtherwise) {
   EXPECT_FALSE(values->isPlaceholderIn("/h/x"));
 }
 
+TEST_F(ProfileValuesTest, KnowWhichServiceTheyAreOf) {
+  std::string problem;
+  EXPECT_EQ(ProfileValues::of({bundle_.path(), {}}, problem)->identifier(), "org.example.a");
+  EXPECT_EQ(ProfileValues::of({"", {"VantoService_identifier=b"}}, problem)->identifier(), "b");
+  EXPECT_EQ(ProfileValues::of({}, problem)->identifier(), "");
+}
+
 TEST_F(ProfileValuesTest, NameThePlaceholdersOfAPolicy) {
   std::string problem;
   const auto values = ProfileValues::of({}, problem);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/ReplacedFile.h"
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -8,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -16,6 +18,7 @@
 
 #include "support/Child.h"
 #include "support/TemporaryDirectory.h"
+#include "value/Fd.h"
 
 namespace vanto::tool {
 namespace {
@@ -144,6 +147,64 @@ TEST_F(ReplacedFile, IsKeptWhereItMayNotBeReplaced) {
   EXPECT_EQ(writeFile(path_, "first", 0600, Existing::Kept), "");
   EXPECT_EQ(writeFile(path_, "second", 0600, Existing::Kept), path_ + ": exists already");
   EXPECT_EQ(contentsOf(path_), "first");
+  EXPECT_EQ(countOfFiles(), 1U);
+}
+
+TEST_F(ReplacedFile, IsMadeWhateverStandsInTheWayOfATemporaryName) {
+  std::filesystem::create_directories(directory_ / ".file.vanto-new/full");
+  EXPECT_EQ(writeFile(path_, "new", 0600, Existing::Kept), "");
+  EXPECT_EQ(contentsOf(path_), "new");
+  EXPECT_EQ(writeFile(path_, "other", 0600, Existing::Kept), path_ + ": exists already");
+  EXPECT_EQ(contentsOf(path_), "new");
+}
+
+TEST_F(ReplacedFile, IsWrittenIntoTheDirectoryThatIsOpenWhateverHasItsNameNow) {
+  const std::string place = directory_ / "place";
+  const std::string elsewhere = directory_ / "elsewhere";
+  std::filesystem::create_directory(place);
+  std::filesystem::create_directory(elsewhere);
+  const Fd opened(open(place.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  std::filesystem::rename(place, directory_ / "old");
+  std::filesystem::create_symlink(elsewhere, place);
+  EXPECT_EQ(replaceFileIn(opened.get(), "file", "new", place + "/file"), "");
+  EXPECT_EQ(contentsOf(directory_ / "old/file"), "new");
+  EXPECT_TRUE(std::filesystem::is_empty(elsewhere));
+}
+
+TEST_F(ReplacedFile, IsNotBehindALinkInADirectoryThatIsOpen) {
+  write(path_, "victim");
+  std::filesystem::create_symlink(path_, directory_ / "link");
+  const Fd opened(open(directory_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  EXPECT_EQ(replaceFileIn(opened.get(), "link", "new", "the\nlink"), "the\\nlink: is no regular file");
+  // One that comes between the look and the writing is replaced itself.
+  std::atomic<bool> isOver = false;
+  std::thread attacker([&] {
+    while (!isOver) {
+      std::error_code ignored;
+      std::filesystem::remove(directory_ / "signature", ignored);
+      std::filesystem::create_symlink(path_, directory_ / "signature", ignored);
+      write(directory_ / "regular", "x");
+      std::filesystem::rename(directory_ / "regular", directory_ / "signature", ignored);
+    }
+  });
+  int done = 0;
+  for (int tries = 0; done < 50 && tries < 1'000'000; ++tries) {
+    done += replaceFileIn(opened.get(), "signature", "new", "s").empty() ? 1 : 0;
+  }
+  isOver = true;
+  attacker.join();
+  EXPECT_EQ(done, 50);
+  EXPECT_EQ(contentsOf(path_), "victim");
+}
+
+TEST_F(ReplacedFile, KeepsTheUsualPermissionsInADirectoryThatIsOpen) {
+  write(path_, "old");
+  ASSERT_EQ(chmod(path_.c_str(), 04604), 0);
+  const Fd opened(open(directory_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  EXPECT_EQ(replaceFileIn(opened.get(), "file", "new", path_), "");
+  struct stat status {};
+  ASSERT_EQ(stat(path_.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0604U);
   EXPECT_EQ(countOfFiles(), 1U);
 }
 

@@ -55,6 +55,25 @@ TEST_F(SignCommandTest, NamesWhatCannotBeSigned) {
   EXPECT_FALSE(std::filesystem::exists(bundle_ + "/Contents/Signature.plist"));
 }
 
+TEST_F(SignCommandTest, SignsNothingThatNobodyWouldBelieve) {
+  const std::string longest(4096, 'x');
+  EXPECT_EQ(sign({single_, "--identifier", longest}).status, ExitStatus::Fine);
+  EXPECT_EQ(sign({single_, "--identifier", longest + "x"}).messages,
+            "vanto: " + single_ + ": has an identifier of more than 4096 bytes, which no service takes\n");
+  EXPECT_EQ(sign({single_, "--identifier", "a\x01"}).messages,
+            "vanto: " + single_ +
+                ": cannot be signed: a string with a character that XML does not allow cannot be written\n");
+  EXPECT_EQ(code::verifyCode(placeAt(single_), trust_).identifier, longest);
+}
+
+TEST_F(SignCommandTest, WritesNothingBehindALinkInThePlaceOfADirectory) {
+  const std::string contents = bundle_ + "/Contents";
+  std::filesystem::rename(contents, directory_ / "elsewhere");
+  std::filesystem::create_symlink(directory_ / "elsewhere", contents);
+  EXPECT_EQ(sign({bundle_}).status, ExitStatus::Failed);
+  EXPECT_FALSE(std::filesystem::exists(directory_ / "elsewhere/Signature.plist"));
+}
+
 TEST_F(SignCommandTest, RefusesEntitlementsThatAreNoneAndALinkAsSignature) {
   testing::writeContents(directory_ / "e.plist", "<plist version=\"1.0\"><array/></plist>");
   EXPECT_EQ(sign({single_, "--entitlements", directory_ / "e.plist"}).messages,

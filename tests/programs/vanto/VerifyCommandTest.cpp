@@ -29,7 +29,8 @@ TEST_F(VerifyCommandTest, PrintsEachThingThatIsWrong) {
   testing::writeContents(bundle_ + "/\x1b", "x");
   const ToolRun run = runCodeTool({"verify", bundle_});
   EXPECT_EQ(run.status, ExitStatus::Found);
-  EXPECT_EQ(run.output, bundle_ + ": the key " + acmePrint_ + " is not trusted\n" + bundle_ + "/\\x1b: was added\n");
+  EXPECT_EQ(run.output, bundle_ + ": the key " + acmePrint_ + " is not trusted\n" + bundle_ +
+                            "/\\x1b: has a control character in its name, which cannot be signed\n");
 }
 
 TEST_F(VerifyCommandTest, TrustsTheDirectoriesThatItIsGivenInstead) {

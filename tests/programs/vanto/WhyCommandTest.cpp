@@ -63,6 +63,21 @@ TEST_F(WhyCommandTest, SaysThatThereWasNoFailure) {
   EXPECT_EQ(run.output, "a: resting, and has not failed\n");
 }
 
+TEST_F(WhyCommandTest, TellsOfASocketThatWasTakenAway) {
+  const std::string line = "  socket   " + localTimeText(5) + ": it was removed\\x1b\n";
+  const auto loss = [](const char* isPublished) {
+    return R"(, "socket": {"text": "it was removed\u001b", "time": 5, "published": )" + std::string(isPublished) + "}";
+  };
+  setState(loss("true"));
+  setStory("");
+  EXPECT_EQ(runForUser({"why", "a"}).output, "a: resting, and has not failed\n" + line);
+  EXPECT_EQ(runForUser({"why", "a"}).status, ExitStatus::Fine);
+  setState(loss("false"));
+  EXPECT_EQ(runForUser({"why", "a"}).status, ExitStatus::Found);
+  setStory(R"(, "failure": {"stage": "executable", "text": "executable: x", "time": 7, "error": 2})");
+  EXPECT_NE(runForUser({"why", "a"}).output.find("\n" + line + "  do  "), std::string::npos);
+}
+
 TEST_F(WhyCommandTest, TellsStagesThatItDoesNotKnow) {
   setState("");
   setStory(R"(, "failure": {"stage": "\u001bnew", "text": "t\u001b", "time": 7})");

@@ -1,0 +1,237 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vanto/LearnedPolicy.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <optional>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "sandbox/BaseProfiles.h"
+#include "sandbox/PolicyBuilder.h"
+#include "sandbox/PolicyExplanation.h"
+#include "sandbox/Profile.h"
+#include "sandbox/ProfileWord.h"
+#include "value/limits.h"
+#include "vanto/ProgramInterpreters.h"
+#include "vanto/RealPlaces.h"
+#include "vanto/RunPlaces.h"
+
+namespace vanto::tool {
+namespace {
+
+constexpr const char* base = "base";
+/// Room for the base profile, which counts as well.
+constexpr std::size_t mostRules = vanto::limits::profileGrants - 256;
+
+using Rules = std::map<std::string, RightSet>;
+
+RightSet common(RightSet left, RightSet right) {
+  return left.without(left.without(right));
+}
+
+RightSet rightsToFiles() {
+  return RightSet(Right::Read) | Right::Write | Right::Truncate | Right::Execute | Right::Ioctl | Right::Socket;
+}
+
+/// The directory above; empty for the root.
+std::string above(const std::string& path) {
+  if (path == "/") return {};
+  const std::size_t slash = path.rfind('/');
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+/// What `rules` give at `path` by what they give above it.
+RightSet givenAbove(const Rules& rules, const std::string& path) {
+  RightSet rights;
+  for (std::string place = above(path); !place.empty(); place = above(place)) {
+    if (const auto rule = rules.find(place); rule != rules.end()) rights |= rule->second;
+  }
+  return rights;
+}
+
+RightSet givenAt(const Rules& rules, const std::string& path) {
+  const auto rule = rules.find(path);
+  return givenAbove(rules, path) | (rule == rules.end() ? RightSet() : rule->second);
+}
+
+Policy basePolicy() {
+  const BaseProfile* const profile = baseProfileNamed(base);
+  return withRealPaths(*compileProfile(profile->text, {}).policy);
+}
+
+RightSet givenBy(const Policy& policy, const std::string& path) {
+  RightSet rights;
+  for (const Right right : allRights) {
+    if (isRightToPath(right) && !explainPath(policy, right, path).empty()) rights |= right;
+  }
+  return rights;
+}
+
+bool isDirectory(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::is_directory(path, error);
+}
+
+/// Ports that the kernel chooses from when a program does not.
+std::pair<unsigned, unsigned> chosenPorts() {
+  std::pair<unsigned, unsigned> ports{32'768, 60'999};
+  std::ifstream("/proc/sys/net/ipv4/ip_local_port_range") >> ports.first >> ports.second;
+  return ports;
+}
+
+/// Facts on their way to a policy, in steps that each need those before.
+class Learning {
+ public:
+  Learning(const learning::RunFacts& facts, const timespec& began) : facts_(facts), places_(facts, began) {
+    learned_.remarks = facts.remarks;
+  }
+
+  LearnedPolicy take() {
+    addNames();
+    addFiles();
+    addPrograms();
+    levelMoves();
+    dropGiven();
+    mergeUntilRoomy();
+    build();
+    return std::move(learned_);
+  }
+
+ private:
+  void remark(std::string text) { learned_.remarks.insert(std::move(text)); }
+
+  void addNames() {
+    for (const std::string& directory : places_.directoriesOfMade()) rules_[directory] |= Right::Create;
+    for (const std::string& path : facts_.removed) rules_[places_.ofDirectoryOf(path)] |= Right::Remove;
+    for (const auto& [from, to] : facts_.moved) {
+      if (above(realName(from)) == above(realName(to))) continue;
+      rules_[places_.ofDirectoryOf(from)] |= Right::Rename;
+      rules_[places_.ofDirectoryOf(to)] |= Right::Rename;
+    }
+  }
+
+  void addFiles() {
+    for (const auto& [path, rights] : facts_.used) {
+      if (!rights.isEmpty()) rules_[places_.ofFile(path)] |= rights;
+    }
+  }
+
+  void addPrograms() {
+    for (const std::string& path : facts_.executed) {
+      addProgram(path);
+      const auto interpreters = interpretersOf(path);
+      if (!interpreters) {
+        remark("what executes " + writtenWord(path) + " could not be read, so nothing is allowed for it");
+        continue;
+      }
+      for (const std::string& interpreter : *interpreters) addProgram(interpreter);
+    }
+  }
+
+  void addProgram(const std::string& path) { rules_[places_.ofFile(path)] |= RightSet(Right::Execute) | Right::Read; }
+
+  /// Nothing can be moved to where it could be used in more ways than before.
+  void levelMoves() {
+    for (bool isLevel = false; !std::exchange(isLevel, true);) {
+      for (const auto& [from, to] : facts_.moved) {
+        const std::string source = places_.ofDirectoryOf(from);
+        const std::string target = places_.ofDirectoryOf(to);
+        RightSet more = givenAt(rules_, target).without(givenAt(rules_, source));
+        if (!isDirectory(to)) more = common(more, rightsToFiles());
+        if (more.isEmpty()) continue;
+        rules_[source] |= more;
+        isLevel = false;
+        remark(namesOf(more, ",") + " is allowed for " + writtenWord(source) +
+               " because things are moved from there to where it is allowed");
+      }
+    }
+  }
+
+  void dropGiven() {
+    const Policy policy = basePolicy();
+    Rules left;
+    for (const auto& [path, rights] : rules_) {
+      const RightSet missing = rights.without(givenAbove(rules_, path));
+      const RightSet own = missing.without(givenBy(policy, path));
+      learned_.includesBase |= own != missing;
+      if (!own.isEmpty()) left.emplace(path, own);
+    }
+    rules_ = std::move(left);
+  }
+
+  void mergeUntilRoomy() {
+    while (rules_.size() > mostRules) {
+      std::map<std::string, std::size_t> counts;
+      for (const auto& [path, rights] : rules_) ++counts[above(path)];
+      merge(std::ranges::max_element(counts, {}, [](const auto& entry) { return entry.second; })->first);
+    }
+  }
+
+  void merge(const std::string& directory) {
+    RightSet rights;
+    std::erase_if(rules_, [&](const auto& rule) {
+      const bool isIn = above(rule.first) == directory;
+      if (isIn) rights |= rule.second;
+      return isIn;
+    });
+    rules_[directory] |= rights;
+    remark(writtenWord(directory) + " is allowed in place of what is in it, which is more than a profile can name");
+  }
+
+  void build() {
+    PolicyBuilder builder;
+    bool isRoomy = true;
+    const auto note = [&isRoomy](PolicyBuilder::Outcome outcome) {
+      isRoomy = isRoomy && outcome == PolicyBuilder::Outcome::Added;
+    };
+    for (const auto& [path, rights] : rules_) {
+      note(builder.allowPath(path, rights, {}));
+      remarkListing(path, rights);
+    }
+    const bool needsNetwork = facts_.others.contains(Right::Network);
+    if (!needsNetwork) addPorts(builder, note);
+    for (const Right right : {Right::Network, Right::Abstract, Right::Signal, Right::Processes}) {
+      if (facts_.others.contains(right)) note(builder.allow(right, {}));
+    }
+    learned_.policy = builder.take();
+    if (!isRoomy) learned_.problem = "the run used more ports than a profile can name; write allow network";
+  }
+
+  void remarkListing(const std::string& path, RightSet rights) {
+    const bool isListed = facts_.used.contains(path) && facts_.used.at(path).contains(Right::Read);
+    if (!isListed || !rights.contains(Right::Read) || !isDirectory(path)) return;
+    remark(writtenWord(path) + " was listed, which cannot be allowed without reading all that is beneath");
+  }
+
+  template <typename Note>
+  void addPorts(PolicyBuilder& builder, const Note& note) {
+    for (const std::uint16_t port : facts_.boundPorts) note(builder.allowPorts({port, port}, Right::Bind, {}));
+    for (const std::uint16_t port : facts_.connectedPorts) note(builder.allowPorts({port, port}, Right::Connect, {}));
+    const auto [first, last] = chosenPorts();
+    for (const std::uint16_t port : facts_.connectedPorts) {
+      if (port < first || port > last || facts_.boundPorts.contains(port)) continue;
+      remark("port " + std::to_string(port) + " is one of those that the kernel chooses, and may be another next time");
+    }
+    // A socket without a port needs some port that is allowed; this one takes none from anybody.
+    const bool isUnnamed = facts_.hasTcp && facts_.boundPorts.empty() && facts_.connectedPorts.empty();
+    if (isUnnamed) note(builder.allowPorts({0, 0}, Right::Bind, {}));
+  }
+
+  const learning::RunFacts& facts_;
+  RunPlaces places_;
+  Rules rules_;
+  LearnedPolicy learned_;
+};
+
+}  // namespace
+
+LearnedPolicy LearnedPolicy::of(const learning::RunFacts& facts, const timespec& began) {
+  return Learning(facts, began).take();
+}
+
+}  // namespace vanto::tool
