@@ -92,6 +92,7 @@ TEST_F(CodeAttack, AConnectionOfATrustedProgramInANamespaceWhoseRootSpeaksForItI
         ASSERT_EQ(callBy(trusted_), "served");
       }
     }
+    for (const std::string& line : service_->log()) EXPECT_TRUE(line.ends_with("; status: -3")) << line;
   }
 }
 

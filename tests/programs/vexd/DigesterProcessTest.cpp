@@ -1,7 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vexd/DigesterProcess.h"
 
+#include <chrono>
+#include <filesystem>
+
+#include <poll.h>
+
 #include "programs/vexd/VexdFixture.h"
+#include "vexd/limits.h"
 
 namespace vanto::testing {
 namespace {
@@ -69,6 +75,43 @@ TEST_F(DigesterProcessTest, IsEndedWhenItIsNotWantedAnyMore) {
   EXPECT_EQ(process.pid(), 0);
   EXPECT_TRUE(process.ask(request(), generous, always));
   EXPECT_EQ(process.outcome(), DigesterProcess::Outcome::Answered);
+}
+
+TEST_F(DigesterProcessTest, EndsInTheMidstOfAFileWithWhoAsked) {
+  const std::string path = directory_ / "long";
+  writeContents(path, "x");
+  std::filesystem::resize_file(path, static_cast<std::uintmax_t>(vexd::limits::executableBytes));
+  vexd::DigestRequest request;
+  request.files.executable = openFile(path);
+  DigesterProcess process(VANTO_TEST_DIGESTER);
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_TRUE(process.ask(request, generous, always));
+  const auto whole = std::chrono::steady_clock::now() - start;
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  const Fd receiving(ends[0]);
+  const Fd sending(ends[1]);
+  const pid_t asker = fork();
+  if (asker == 0) {
+    DigesterProcess another(VANTO_TEST_DIGESTER);
+    // Asked for the first time once there is nothing left to do but to read.
+    static_cast<void>(another.ask(request, generous, [&] {
+      const pid_t pid = another.pid();
+      return write(sending.get(), &pid, sizeof pid) == sizeof pid;
+    }));
+    _exit(0);
+  }
+  pid_t digester = 0;
+  ASSERT_EQ(read(receiving.get(), &digester, sizeof digester), static_cast<ssize_t>(sizeof digester));
+  const Fd watched(static_cast<int>(syscall(SYS_pidfd_open, digester, 0)));
+  kill(digester, SIGSTOP);
+  kill(asker, SIGKILL);
+  waitpid(asker, nullptr, 0);
+  const auto alone = std::chrono::steady_clock::now();
+  kill(digester, SIGCONT);
+  pollfd set{watched.get(), POLLIN, 0};
+  ASSERT_EQ(poll(&set, 1, 60'000), 1);
+  EXPECT_LT(std::chrono::steady_clock::now() - alone, whole / 2);
 }
 
 TEST_F(DigesterProcessTest, GivesNoAnswerWithoutItsProgram) {
