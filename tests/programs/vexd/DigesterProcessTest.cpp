@@ -7,7 +7,6 @@
 #include <poll.h>
 
 #include "programs/vexd/VexdFixture.h"
-#include "vexd/limits.h"
 
 namespace vanto::testing {
 namespace {
@@ -80,7 +79,7 @@ TEST_F(DigesterProcessTest, IsEndedWhenItIsNotWantedAnyMore) {
 TEST_F(DigesterProcessTest, EndsInTheMidstOfAFileWithWhoAsked) {
   const std::string path = directory_ / "long";
   writeContents(path, "x");
-  std::filesystem::resize_file(path, static_cast<std::uintmax_t>(vexd::limits::executableBytes));
+  std::filesystem::resize_file(path, std::uintmax_t{256} << 20);
   vexd::DigestRequest request;
   request.files.executable = openFile(path);
   DigesterProcess process(VANTO_TEST_DIGESTER);
