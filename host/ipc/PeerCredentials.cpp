@@ -123,11 +123,11 @@ bool readProcessFacts(ProcessFacts& facts, const Fd& process) noexcept {
   facts.startTime = 0;
   errno = ESRCH;
   if (facts.pid <= 0) return false;
-  // Who is known by a descriptor need not be told from a later process with the same id, and the time is dear.
-  if (readOwnerOf(process, facts)) return true;
-  if (!readRealOwner(facts)) return false;
+  const bool isOwnerTold = readOwnerOf(process, facts);
+  if (!isOwnerTold && !readRealOwner(facts)) return false;
   facts.startTime = readStartTime(facts.pid);
-  return facts.startTime != 0;
+  // Who is known by a descriptor need not be told from a later process with the same id, and a confined process cannot.
+  return isOwnerTold || facts.startTime != 0;
 }
 
 ExecutableFile readExecutable(pid_t pid) noexcept {

@@ -40,8 +40,8 @@ namespace vanto {
 
 /// Reads real user and group and the start time of the process `facts.pid`. False with errno when it is gone,
 /// has no id here, or cannot be looked at (EMFILE and ENFILE for want of a descriptor); the start time is 0 then.
-/// With `process`, a descriptor of it, they come from the kernel without a look at /proc where it tells them so (Linux
-/// 6.13), and then the start time is left unknown, 0.
+/// With `process`, a descriptor of it, the owner comes from the kernel where it tells it so (Linux 6.13), and then the
+/// start time may be unknown, 0, as in a confined process.
 [[nodiscard]] bool readProcessFacts(ProcessFacts& facts, const Fd& process = Fd()) noexcept;
 
 /// The file that the process `pid` executes now; none, 0, where that may not be seen, as by a confined process.

@@ -2,19 +2,23 @@
 #include "sandbox/Confinement.h"
 
 #include <cerrno>
-#include <cstring>
 
 #include "sandbox/KernelProbe.h"
+#include "sandbox/KernelRefusal.h"
 #include "sandbox/ThreadCount.h"
 
 namespace vanto {
 namespace {
 
+constexpr const char* withoutLandlock =
+    "this kernel has no Landlock, or it is switched off, and without it no profile is entered; start Linux 5.13 or "
+    "newer with landlock among the modules of its parameter lsm";
+
 /// Why this process cannot be confined by anything; empty when it can.
 std::string whyNotThisProcess() {
   const std::size_t threads = threadCount();
   if (threads == 1) return {};
-  if (threads == 0) return std::string("cannot count the threads of this process: /proc/self/task: ") + strerror(errno);
+  if (threads == 0) return kernelRefusal("cannot count the threads of this process in /proc/self/task", errno);
   return "the process has " + std::to_string(threads) +
          " threads, of which only one could be confined; enter the "
          "sandbox before others are made";
@@ -31,19 +35,20 @@ std::string unmetRequirements(const std::vector<RightRemark>& unmet) {
 }  // namespace
 
 std::string Confinement::carryOut(const Plan& plan, Receipt& receipt) const {
+  if (plan.isEmpty()) return withoutLandlock;
   if (!plan.unmet.empty()) return unmetRequirements(plan.unmet);
-  if (plan.isEmpty()) return "this kernel has neither Landlock nor filters of system calls, or both are switched off";
-  const Witness witness(plan);
+  Witness witness(plan);
   Enforcement enforcement(plan);
   std::string error = enforcement.prepare();
   if (error.empty()) error = enforcement.enter();
   if (!error.empty()) return error;
   receipt.absent = enforcement.absent();
+  witness.tryAgain();
   receipt.witness = witness.result();
   receipt.witnessSubject = witness.subject();
   if (receipt.witness != WitnessResult::Allowed) return {};
-  return "the kernel has taken all of it and does not enforce it: what is forbidden was possible (" +
-         receipt.witnessSubject + ")";
+  return "the kernel has taken all of it, but what is forbidden is still possible (" + witness.possible() +
+         "); the rest of it is in force; report the kernel's version";
 }
 
 Receipt Confinement::enter(const Policy& policy, std::span<const PlannedPath> own) const {
@@ -52,7 +57,7 @@ Receipt Confinement::enter(const Policy& policy, std::span<const PlannedPath> ow
   if (!receipt.error.empty()) return receipt;
   const std::optional<KernelRights> kernel = probeKernelRights();
   if (!kernel) {
-    receipt.error = std::string("cannot tell what this kernel enforces: ") + strerror(errno);
+    receipt.error = kernelRefusal("cannot tell what this kernel enforces", errno);
     return receipt;
   }
   Plan plan = planOf(policy, commonRightsOf(*kernel, usable_), thisMachine(), own);

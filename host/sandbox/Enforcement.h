@@ -9,7 +9,7 @@
 
 namespace vanto {
 
-/// A path that got no rule, so that nothing is allowed there.
+/// A path that got no rule, so that it allows nothing.
 struct AbsentPath {
   std::string path;
   std::string reason;
@@ -29,12 +29,14 @@ class Enforcement {
   /// no privileges by execution, unless the text says otherwise.
   [[nodiscard]] std::string enter() const;
 
-  /// The paths that the profile itself names and that could not be opened, once prepared.
+  /// The paths that got no rule, once prepared, but those that only a base profile or the platform names and that are
+  /// not there.
   [[nodiscard]] const std::vector<AbsentPath>& absent() const noexcept { return absent_; }
 
  private:
   [[nodiscard]] bool hasRuleset() const noexcept { return (plan_.fileBits | plan_.networkBits | plan_.scopeBits) != 0; }
-  [[nodiscard]] std::string allowPath(const PlannedPath& planned);
+  /// 0, or what is wrong with the place, as an errno value.
+  [[nodiscard]] int allowPlace(const Fd& place, std::uint64_t bits) const;
 
   const Plan& plan_;
   Ruleset ruleset_;

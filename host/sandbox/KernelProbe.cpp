@@ -26,8 +26,22 @@ Answer tryBits(const RightBits& bits) noexcept {
   return isWantOfResources(errno) ? Answer::Unknown : Answer::No;
 }
 
-/// Adds those of the bits in the set `member` that the kernel has. False when that cannot be told. Tries many at once,
-/// as most kernels have most of them, and halves what is refused.
+/// Begins with the newest generation of which the kernel takes all at once. None when that cannot be told.
+std::optional<KernelRights> firstGuess() noexcept {
+  KernelRights refused;
+  for (int generation = landlockGenerations; generation > 0; --generation) {
+    const KernelRights rights = kernelRightsOf(generation);
+    if (rights == refused) continue;
+    const Answer answer = tryBits({rights.fileBits, rights.networkBits, rights.scopeBits});
+    if (answer == Answer::Unknown) return std::nullopt;
+    if (answer == Answer::Yes) return rights;
+    refused = rights;
+  }
+  return KernelRights();
+}
+
+/// Adds those of the bits in the set `member` that the kernel has. False when that cannot be told. Tries many at once
+/// and halves what is refused.
 bool addKnown(std::uint64_t bits, std::uint64_t RightBits::*member, std::uint64_t& known) noexcept {
   if (bits == 0) return true;
   RightBits wanted;
@@ -48,12 +62,16 @@ bool canFilter() noexcept {
 }  // namespace
 
 std::optional<KernelRights> probeKernelRights() noexcept {
-  KernelRights kernel;
-  kernel.hasFilter = canFilter();
-  const bool isKnown = addKnown(landlock::everyFileBit, &RightBits::fileBits, kernel.fileBits) &&
-                       addKnown(landlock::everyNetworkBit, &RightBits::networkBits, kernel.networkBits) &&
-                       addKnown(landlock::everyScopeBit, &RightBits::scopeBits, kernel.scopeBits);
-  return isKnown ? std::optional(kernel) : std::nullopt;
+  std::optional<KernelRights> kernel = firstGuess();
+  if (!kernel) return std::nullopt;
+  kernel->hasFilter = canFilter();
+  // Kernels can lack a right of their generation, and have one of a later.
+  const KernelRights guess = *kernel;
+  const bool isKnown =
+      addKnown(landlock::everyFileBit & ~guess.fileBits, &RightBits::fileBits, kernel->fileBits) &&
+      addKnown(landlock::everyNetworkBit & ~guess.networkBits, &RightBits::networkBits, kernel->networkBits) &&
+      addKnown(landlock::everyScopeBit & ~guess.scopeBits, &RightBits::scopeBits, kernel->scopeBits);
+  return isKnown ? kernel : std::nullopt;
 }
 
 }  // namespace vanto

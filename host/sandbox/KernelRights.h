@@ -11,7 +11,7 @@ namespace vanto {
 /// What a kernel can enforce, bit by bit, as it answers when each is tried: the number of a generation says less, as
 /// some kernels leave out rights of theirs.
 struct KernelRights {
-  /// Of landlock::everyFileBit; 0 without Landlock.
+  /// Of landlock::everyFileBit; 0 without Landlock, where no profile is entered.
   std::uint64_t fileBits = 0;
   /// Of landlock::everyNetworkBit.
   std::uint64_t networkBits = 0;

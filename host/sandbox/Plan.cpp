@@ -66,7 +66,7 @@ bool Planner::filterEnforces(Right right) const noexcept {
 
 bool Planner::landlockEnforces(Right right) const noexcept {
   // Kernels that do not know this right refuse it to everyone who is confined.
-  if (right == Right::Rename) return kernel_.fileBits != 0;
+  if (right == Right::Rename) return true;
   // Sending with MSG_FASTOPEN connects past the rules for ports; the filter refuses it.
   if (right == Right::Connect && !hasFilter_) return false;
   const RightBits bits = bitsOf(right);
@@ -76,10 +76,10 @@ bool Planner::landlockEnforces(Right right) const noexcept {
 }
 
 std::string Planner::whyMissing(Right right) const {
+  if (kernel_.fileBits == 0) return "this kernel has no Landlock, or it is switched off";
   if (filterEnforces(right) || landlockEnforces(right)) return {};
   const std::string version = firstLinuxOf(right);
   if (version.empty() || (right == Right::Connect && !hasFilter_)) return "system calls cannot be filtered here";
-  if (kernel_.fileBits == 0) return "this kernel has no Landlock, or it is switched off";
   return "this kernel cannot deny it; Linux " + version + " is the first that can";
 }
 
@@ -120,14 +120,15 @@ void addPaths(const Policy& policy, std::span<const PlannedPath> own, Plan& plan
   for (const PathRule& rule : policy.paths) add(rule.path, fileBitsOf(rule.rights), isOfProfile(rule));
   for (const PlannedPath& rule : own) add(rule.path, rule.bits, false);
   for (const auto& [path, planned] : paths) {
-    if (planned.bits != 0) plan.paths.push_back({std::string(path), planned.bits, planned.isOfProfile});
+    if (planned.bits != 0 || planned.isOfProfile)
+      plan.paths.push_back({std::string(path), planned.bits, planned.isOfProfile});
   }
 }
 
 void addPorts(const Policy& policy, Plan& plan) {
   for (const PortRule& rule : policy.ports) {
     const std::uint64_t bits = networkBitsOf(rule.rights) & plan.networkBits;
-    if (bits != 0) plan.ports.push_back({rule.port, bits});
+    if (bits != 0) plan.ports.push_back({rule.port, bits, rule.grants.front().line.line});
   }
 }
 
@@ -137,10 +138,13 @@ Plan planOf(const Policy& policy, const KernelRights& kernel, std::optional<Mach
             std::span<const PlannedPath> own) {
   const bool hasFilter = kernel.hasFilter && machine.has_value();
   Plan plan;
-  addHandled(policy, kernel, plan);
-  addPaths(policy, own, plan);
-  addPorts(policy, plan);
-  if (hasFilter) plan.filter = filterProgramOf(systemCallRulesOf(policy), *machine);
+  // Half a confinement would let people think that files are denied.
+  if (kernel.fileBits != 0) {
+    addHandled(policy, kernel, plan);
+    addPaths(policy, own, plan);
+    addPorts(policy, plan);
+    if (hasFilter) plan.filter = filterProgramOf(systemCallRulesOf(policy), *machine);
+  }
   addRemarks(policy, Planner(policy, kernel, hasFilter), plan);
   return plan;
 }

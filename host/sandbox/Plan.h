@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -26,6 +27,8 @@ struct PlannedPath {
 struct PlannedPort {
   std::uint16_t port = 0;
   std::uint64_t bits = 0;
+  /// Of the profile, where the port is first named.
+  std::size_t line = 0;
 };
 
 /// A right, and why this kernel does not do with it what the policy says.
@@ -36,11 +39,12 @@ struct RightRemark {
 
 /// What has to be told to one kernel to bring a policy into force, and how far that goes. Plain data.
 struct Plan {
-  /// What the ruleset is about, of each set of landlock bits; without a rule each is denied. All 0: no ruleset.
+  /// What the ruleset is about, of each set of landlock bits; without a rule each is denied.
   std::uint64_t fileBits = 0;
   std::uint64_t networkBits = 0;
   std::uint64_t scopeBits = 0;
-  /// Ascending by path; the bits of each are of fileBits and not 0.
+  /// Ascending by path; the bits of each are of fileBits. 0 for one that only the profile itself names, for rights that
+  /// the kernel does not know: it needs no rule, but may be absent.
   std::vector<PlannedPath> paths;
   /// Ascending by port; the bits of each are of networkBits and not 0.
   std::vector<PlannedPort> ports;
@@ -56,8 +60,9 @@ struct Plan {
   /// Those of `missing` that the policy requires; with any of them the plan must not be carried out.
   std::vector<RightRemark> unmet;
 
-  /// True when nothing at all would be enforced.
-  [[nodiscard]] bool isEmpty() const noexcept { return (fileBits | networkBits | scopeBits) == 0 && filter.empty(); }
+  /// True on kernels without Landlock: nothing of the policy is enforced there, not even by a filter, and the plan must
+  /// not be carried out.
+  [[nodiscard]] bool isEmpty() const noexcept { return fileBits == 0; }
 };
 
 /// What brings `policy` into force on a kernel that can do `kernel`. `machine` is none where no filter is written for

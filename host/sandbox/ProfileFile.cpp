@@ -35,7 +35,10 @@ ProfileFile readProfileFile(const char* path) {
   // Not blocking, so that a FIFO without a writer does not hold us up.
   const Fd file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   struct stat before;
-  if (!file || fstat(file.get(), &before) != 0) return refused(std::string("cannot open it: ") + std::strerror(errno));
+  if (!file || fstat(file.get(), &before) != 0) {
+    return refused(std::string("cannot open it: ") + std::strerror(errno) +
+                   "; let the service read it, and search the directories above it");
+  }
   if (!S_ISREG(before.st_mode)) return refused("it is no regular file; a profile is one");
   if (static_cast<std::uintmax_t>(before.st_size) > limits::profileBytes) return refused(tooLarge);
   GrowingBytes contents;
@@ -43,7 +46,8 @@ ProfileFile readProfileFile(const char* path) {
   if (error == EFBIG) return refused(tooLarge);
   struct stat after;
   if (error != 0 || fstat(file.get(), &after) != 0) {
-    return refused(std::string("cannot read it: ") + std::strerror(error != 0 ? error : errno));
+    return refused(std::string("cannot read it: ") + std::strerror(error != 0 ? error : errno) +
+                   "; look at the file system that it is on");
   }
   if (!isUnchanged(before, after, contents.size())) return refused("it has changed while it was read; try again");
   return {std::string(contents.text()), {}};

@@ -9,20 +9,23 @@ namespace {
 std::string knownNames(const ProfileParameters& parameters) {
   std::string text;
   for (const auto& [name, value] : parameters) text += (text.empty() ? "" : ", ") + name;
-  return text.empty() ? "no parameter is known here" : "known are " + text;
+  return text.empty() ? "write the path itself, as no parameter is known here" : "known are " + text;
 }
 
 /// What a parameter must not be at its place in a path, or empty.
 std::string problemOfValue(const std::string& name, const std::string& value, bool isFirst) {
-  if (value.empty()) return "the parameter " + name + " is empty; the path would mean another directory";
+  if (value.empty())
+    return "the parameter " + name + " is empty, so the path would mean another directory; give it a value";
   if (!isFirst && value.find_first_not_of('/') == std::string::npos) {
-    return "the parameter " + name + " is " + shownWord(value) + "; the path would mean another directory";
+    return "the parameter " + name + " is " + shownWord(value) +
+           ", so the path would mean another directory; give it a value with more than slashes";
   }
   return {};
 }
 
 std::string tooLong() {
-  return "the path is longer than " + std::to_string(limits::profilePathBytes) + " bytes; no such path can be opened";
+  return "the path is longer than " + std::to_string(limits::profilePathBytes) +
+         " bytes, so it could not be opened; allow a directory that it is in, or make its parameters shorter";
 }
 
 /// The word with values in place of parameters; empty after an error, and for the empty word.
@@ -65,7 +68,7 @@ std::string clean(std::string_view text, std::string& path) {
 
 std::string problemOf(const ProfileWord& word, std::string_view text, std::string& path) {
   if (text.front() != '/') return "the path " + shownWord(text) + " is relative; write an absolute path";
-  if (text.find('\0') != std::string_view::npos) return "the path contains NUL; no path does";
+  if (text.find('\0') != std::string_view::npos) return "the path contains NUL, as no path does; write it without";
   if (std::string problem = clean(text, path); !problem.empty()) return problem;
   if (!path.empty()) return {};
   if (word.hasParameters()) return "with its parameters the path is the root directory; write / where that is meant";

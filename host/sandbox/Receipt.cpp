@@ -9,18 +9,6 @@
 namespace vanto {
 namespace {
 
-const char* nameOf(WitnessResult result) noexcept {
-  switch (result) {
-    case WitnessResult::Untested:
-      return "untested";
-    case WitnessResult::Denied:
-      return "denied";
-    case WitnessResult::Allowed:
-      return "allowed";
-  }
-  return "";
-}
-
 /// The lines of a receipt, of which the last are left out when there are too many.
 class Lines {
  public:
@@ -72,6 +60,18 @@ const char* nameOf(ConfinementLevel level) noexcept {
       return "reduced";
     case ConfinementLevel::Full:
       return "full";
+  }
+  return "";
+}
+
+const char* nameOf(WitnessResult result) noexcept {
+  switch (result) {
+    case WitnessResult::Untested:
+      return "untested";
+    case WitnessResult::Denied:
+      return "denied";
+    case WitnessResult::Allowed:
+      return "allowed";
   }
   return "";
 }

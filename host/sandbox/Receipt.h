@@ -21,6 +21,8 @@ enum class ConfinementLevel : std::uint8_t {
 
 /// The word for a level in receipts.
 [[nodiscard]] const char* nameOf(ConfinementLevel level) noexcept;
+/// The word for what came of the witness.
+[[nodiscard]] const char* nameOf(WitnessResult result) noexcept;
 /// The level of that word, if it is one.
 [[nodiscard]] std::optional<ConfinementLevel> levelNamed(std::string_view word) noexcept;
 

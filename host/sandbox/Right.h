@@ -56,6 +56,9 @@ class RightSet {
     bits_ |= other.bits_;
     return *this;
   }
+  [[nodiscard]] friend constexpr RightSet operator&(RightSet left, RightSet right) noexcept {
+    return RightSet(left.bits_ & right.bits_);
+  }
   [[nodiscard]] friend constexpr RightSet operator|(RightSet left, RightSet right) noexcept { return left |= right; }
   [[nodiscard]] friend constexpr bool operator==(RightSet left, RightSet right) noexcept = default;
 

@@ -35,13 +35,16 @@ constexpr std::uint32_t sendAndConnect = 0x20000000;
 /// Ways to other processes, to the kernel itself, and around the rules for files. Shared memory, semaphores and queues
 /// of System V, and queues of POSIX, belong to no directory, so no rule could be about them.
 constexpr std::array alwaysRefused{
-    Acct,          AddKey,        Bpf,        Chroot,         DeleteModule,    FinitModule,    Fsconfig,  Fsmount,
-    Fsopen,        Fspick,        InitModule, IoUringEnter,   IoUringRegister, IoUringSetup,   Ioperm,    Iopl,
-    Kcmp,          KexecFileLoad, KexecLoad,  Keyctl,         Mount,           MountSetattr,   MoveMount, MqOpen,
-    MqUnlink,      Msgctl,        Msgget,     Msgrcv,         Msgsnd,          OpenByHandleAt, OpenTree,  OpenTreeAttr,
-    PerfEventOpen, PidfdGetfd,    PivotRoot,  ProcessVmReadv, ProcessVmWritev, Ptrace,         Quotactl,  QuotactlFd,
-    Reboot,        RequestKey,    Semctl,     Semget,         Semop,           Semtimedop,     Setns,     Shmat,
-    Shmctl,        Shmget,        Swapoff,    Swapon,         Syslog,          Umount2,        Unshare,   Userfaultfd};
+    Acct,           AddKey,          Adjtimex,      Bpf,          Chroot,          ClockAdjtime,   ClockSettime,
+    DeleteModule,   FanotifyInit,    FinitModule,   Fsconfig,     Fsmount,         Fsopen,         Fspick,
+    InitModule,     Ioperm,          Iopl,          IoUringEnter, IoUringRegister, IoUringSetup,   Kcmp,
+    KexecFileLoad,  KexecLoad,       Keyctl,        ModifyLdt,    Mount,           MountSetattr,   MoveMount,
+    MqOpen,         MqUnlink,        Msgctl,        Msgget,       Msgrcv,          Msgsnd,         OpenByHandleAt,
+    OpenTree,       OpenTreeAttr,    PerfEventOpen, PidfdGetfd,   PivotRoot,       ProcessMadvise, ProcessMrelease,
+    ProcessVmReadv, ProcessVmWritev, Ptrace,        Quotactl,     QuotactlFd,      Reboot,         RequestKey,
+    Semctl,         Semget,          Semop,         Semtimedop,   Setdomainname,   Sethostname,    Setns,
+    Settimeofday,   Shmat,           Shmctl,        Shmget,       Swapoff,         Swapon,         Syslog,
+    Umount2,        Unshare,         Userfaultfd,   Vhangup};
 
 /// Rules on their way into a list.
 class Rules {

@@ -11,13 +11,17 @@ namespace vanto {
 enum class SystemCall : std::uint8_t {
   Acct,
   AddKey,
+  Adjtimex,
   Bpf,
   Chroot,
+  ClockAdjtime,
+  ClockSettime,
   Clone,
   Clone3,
   DeleteModule,
   Execve,
   Execveat,
+  FanotifyInit,
   FinitModule,
   Fork,
   Fsconfig,
@@ -38,6 +42,7 @@ enum class SystemCall : std::uint8_t {
   MemfdCreate,
   Mknod,
   Mknodat,
+  ModifyLdt,
   Mount,
   MountSetattr,
   MoveMount,
@@ -54,6 +59,8 @@ enum class SystemCall : std::uint8_t {
   Personality,
   PidfdGetfd,
   PivotRoot,
+  ProcessMadvise,
+  ProcessMrelease,
   ProcessVmReadv,
   ProcessVmWritev,
   Ptrace,
@@ -68,7 +75,10 @@ enum class SystemCall : std::uint8_t {
   Sendmmsg,
   Sendmsg,
   Sendto,
+  Setdomainname,
+  Sethostname,
   Setns,
+  Settimeofday,
   Shmat,
   Shmctl,
   Shmget,
@@ -80,10 +90,11 @@ enum class SystemCall : std::uint8_t {
   Umount2,
   Unshare,
   Userfaultfd,
-  Vfork
+  Vfork,
+  Vhangup
 };
 
-inline constexpr std::size_t systemCallCount = static_cast<std::size_t>(SystemCall::Vfork) + 1;
+inline constexpr std::size_t systemCallCount = static_cast<std::size_t>(SystemCall::Vhangup) + 1;
 
 /// The machines that the filter is written for.
 enum class Machine : std::uint8_t { X86_64, Aarch64 };

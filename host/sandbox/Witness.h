@@ -17,17 +17,33 @@ class Witness {
  public:
   explicit Witness(const Plan& plan);
 
-  /// Tries again. Denied when nothing of it is possible any more; Untested when nothing was before.
+  /// To be called when the plan is in force.
+  void tryAgain() noexcept;
+
+  /// Of the last time: Allowed when something was possible, Untested when nothing can be told.
   [[nodiscard]] WitnessResult result() const noexcept;
 
-  /// What is tried, for people; empty when that is nothing.
+  /// What was tried the last time, and could be, for people; empty when that is nothing.
   [[nodiscard]] std::string subject() const;
+  /// What of it was possible.
+  [[nodiscard]] std::string possible() const;
 
  private:
+  /// Unknown for want of descriptors or memory.
+  enum class Outcome : std::uint8_t { Possible, Denied, Unknown };
+
   struct Trial {
     const char* name;
-    bool (*isPossible)() noexcept;
+    Outcome (*attempt)() noexcept;
+    Outcome outcome;
   };
+
+  static Outcome outcomeOf(bool isDone) noexcept;
+  static Outcome listRoot() noexcept;
+  static Outcome makeDatagramSocket() noexcept;
+  static Outcome callUnshare() noexcept;
+
+  [[nodiscard]] std::string namesWhere(bool (*isNamed)(Outcome) noexcept) const;
 
   std::vector<Trial> trials_;
 };

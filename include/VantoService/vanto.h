@@ -319,9 +319,8 @@ typedef struct audit_token {
 } audit_token_t;
 
 /**
- * Who is at the other end of a connection, as the kernel attested it when the connection was made. The start time of
- * the process in the token is not attested: it is read when it is first asked for, if not before, and is 0 when the
- * peer is gone by then or in a foreign pid namespace.
+ * Who is at the other end of a connection, as the kernel attested it when it was made. The start time in the token is
+ * not attested: it is read when first asked for, if not before, and 0 for a peer gone by then or foreign.
  */
 typedef struct vanto_identity {
   pid_t pid;
@@ -339,9 +338,9 @@ VANTO_EXPORT void audit_token_to_au32(audit_token_t token, uid_t* audit_uid, uid
                                       uint32_t* terminal);
 
 /**
- * Decides whether the peer with this audit token may connect. The token holds no start time from Linux 6.13 on; that of
- * a foreign pid namespace has the process id 0. When the peer's code was asked for before the answer is true, the
- * runtime admits it only if its process is known and still the same when it answers the greeting.
+ * Decides whether the peer with this audit token may connect. It holds no start time where that cannot be seen: of a
+ * peer that is gone or in a foreign pid namespace (process id 0), or in a confined process. When the peer's code was
+ * asked for, true admits it only if its process is known and still the same when it answers the greeting.
  */
 typedef bool (*vanto_peer_evaluator_t)(audit_token_t token);
 

@@ -15,8 +15,6 @@
 namespace vanto::tool {
 namespace {
 
-/// What the library takes as a property list.
-constexpr std::size_t mostBytes = std::size_t{64} << 20;
 constexpr std::size_t stepBytes = std::size_t{64} << 10;
 
 std::nullopt_t fail(std::string& problem, const std::string& path, const std::string& reason) {
@@ -35,7 +33,8 @@ std::string nameOfInput(const std::string& path) {
   return path == "-" ? "standard input" : visible(path);
 }
 
-std::optional<std::string> readInput(const std::string& path, std::string& problem, InputKind kind) {
+std::optional<std::string> readInput(const std::string& path, std::string& problem, InputKind kind,
+                                     const InputLimit& limit) {
   Fd file;
   if (path != "-") {
     const int flags = kind == InputKind::RegularFile ? O_NONBLOCK : 0;
@@ -45,7 +44,7 @@ std::optional<std::string> readInput(const std::string& path, std::string& probl
   }
   const int descriptor = path == "-" ? STDIN_FILENO : file.get();
   std::string contents;
-  while (contents.size() <= mostBytes) {
+  while (contents.size() <= limit.bytes) {
     const std::size_t used = contents.size();
     contents.resize(used + stepBytes);
     const ssize_t received = read(descriptor, contents.data() + used, stepBytes);
@@ -55,7 +54,7 @@ std::optional<std::string> readInput(const std::string& path, std::string& probl
       return fail(problem, path, std::string("cannot be read: ") + std::strerror(errno));
     }
   }
-  return fail(problem, path, "is larger than the 64 MiB that a property list may have");
+  return fail(problem, path, std::string("is larger than ") + limit.name);
 }
 
 }  // namespace vanto::tool

@@ -30,11 +30,12 @@ std::string linuxVersionOf(int generation) {
 KernelOutlook outlookOf(const Policy& policy, int generation) {
   const Plan plan = planOf(policy, kernelRightsOf(generation), thisMachine());
   return {generation == 0 ? "" : linuxVersionOf(generation), rightsOf(plan.missing), rightsOf(plan.withheld),
-          rightsOf(plan.unmet)};
+          rightsOf(plan.unmet), plan.unmet.empty() && !plan.isEmpty()};
 }
 
 bool haveSameRights(const KernelOutlook& left, const KernelOutlook& right) noexcept {
-  return left.open == right.open && left.withheld == right.withheld && left.unmet == right.unmet;
+  return left.open == right.open && left.withheld == right.withheld && left.unmet == right.unmet &&
+         left.isEntered == right.isEntered;
 }
 
 }  // namespace

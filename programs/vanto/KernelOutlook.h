@@ -18,6 +18,8 @@ struct KernelOutlook {
   RightSet withheld;
   /// What the profile requires and they cannot deny, for which it is not entered.
   RightSet unmet;
+  /// False with unmet requirements, and on every kernel without Landlock; then all that the profile denies is open.
+  bool isEntered = true;
 };
 
 /// The outlook of `policy` on every kernel with filters of system calls, from the oldest to the newest; one only for

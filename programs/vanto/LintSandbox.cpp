@@ -46,7 +46,9 @@ void lintProfile(LintedBundle& linted, const KeyPath& where, const std::string& 
   std::string problem;
   const ProfileValues values = ProfileValues::ofServiceOrNone(linted.service());
   const auto document = ProfileDocument::read(path, values, problem);
-  if (!document) return linted.add(Severity::Error, where, problem + effect, "make it a file that can be read");
+  if (!document)
+    return linted.add(Severity::Error, where, problem + effect,
+                      "make it a regular file that can be read, of at most 1 MiB");
   for (ProfileFinding& finding : reviewOf(*document, values)) {
     if (finding.severity == Severity::Error) finding.problem += effect;
     linted.add(finding.inFile(document->name));

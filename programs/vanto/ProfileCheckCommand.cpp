@@ -22,6 +22,7 @@ std::string versionOf(const KernelOutlook& outlook) {
 
 /// What becomes of the profile beside what is left open.
 std::string remarkOf(const KernelOutlook& outlook) {
+  if (outlook.linuxVersion.empty()) return "not entered: no Landlock";
   if (!outlook.unmet.isEmpty()) return "not entered: requires " + namesOf(outlook.unmet, " ");
   return outlook.withheld.isEmpty() ? "" : "refused: " + namesOf(outlook.withheld, " ");
 }
@@ -67,6 +68,7 @@ Ref<PlistArray> listOf(const std::vector<KernelOutlook>& outlooks) {
   for (const KernelOutlook& outlook : outlooks) {
     const Ref<PlistMutableDictionary> entry = PlistMutableDictionary::create();
     setText(*entry, "linux", versionOf(outlook));
+    entry->setValueForKey(PlistBoolean::of(outlook.isEntered), PlistString::create("entered").get());
     entry->setValueForKey(listOf(outlook.open).get(), PlistString::create("open").get());
     entry->setValueForKey(listOf(outlook.withheld).get(), PlistString::create("refused").get());
     entry->setValueForKey(listOf(outlook.unmet).get(), PlistString::create("unmet").get());

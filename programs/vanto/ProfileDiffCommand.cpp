@@ -8,6 +8,7 @@
 #include "sandbox/PolicyDifference.h"
 #include "vanto/Columns.h"
 #include "vanto/ProfileDocument.h"
+#include "vanto/RealPlaces.h"
 #include "vanto/VisibleText.h"
 
 namespace vanto::tool {
@@ -64,7 +65,8 @@ ExitStatus ProfileDiffCommand::run(Console& console) const {
     console.complain(problem);
     return ExitStatus::Failed;
   }
-  const std::vector<PolicyChange> changes = differenceOf(*before->result.policy, *after->result.policy);
+  const std::vector<PolicyChange> changes =
+      differenceOf(withRealPaths(*before->result.policy), withRealPaths(*after->result.policy));
   if (changes.empty()) return ExitStatus::Fine;
   std::vector<Row> rows;
   for (const PolicyChange& change : changes) rows.push_back(rowOf(change, *before, *after));

@@ -4,11 +4,15 @@
 #include <string_view>
 
 #include "sandbox/ProfileScanner.h"
+#include "value/limits.h"
 #include "vanto/InputFile.h"
 #include "vanto/VisibleText.h"
 
 namespace vanto::tool {
 namespace {
+
+constexpr InputLimit profileLimit{limits::profileBytes, "the 1 MiB that a profile may have"};
+static_assert(limits::profileBytes == std::size_t{1} << 20);
 
 std::string_view lineOfText(std::string_view text, std::size_t line) {
   for (std::size_t number = 1; number < line; ++number) {
@@ -33,7 +37,7 @@ std::size_t bytesBefore(std::string_view line, std::size_t column) {
 
 std::optional<ProfileDocument> ProfileDocument::read(const std::string& path, const ProfileValues& values,
                                                      std::string& problem) {
-  std::optional<std::string> text = readInput(path, problem);
+  std::optional<std::string> text = readInput(path, problem, InputKind::RegularFile, profileLimit);
   if (!text) return std::nullopt;
   ProfileDocument document{nameOfInput(path), std::move(*text), {}};
   document.result = compileProfile(document.text, values.parameters);

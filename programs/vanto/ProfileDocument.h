@@ -12,8 +12,8 @@ namespace vanto::tool {
 
 /// A profile that was read and compiled.
 struct ProfileDocument {
-  /// Reads the file at `path`, or standard input for "-", which may have any error a profile can have. None with a
-  /// visible text in `problem` when it cannot be read.
+  /// Reads the regular file at `path`, or standard input for "-", which may have any error a profile can have. None
+  /// with a visible text in `problem` when it cannot be read.
   [[nodiscard]] static std::optional<ProfileDocument> read(const std::string& path, const ProfileValues& values,
                                                            std::string& problem);
   /// The same, but a profile with errors is a problem too.

@@ -7,11 +7,11 @@ namespace {
 constexpr HelpTopic topics[] = {
     {"profile", R"(Checks, explains and compares sandbox profiles.
 
-Usage: vanto profile check [--json] FILE
-       vanto profile explain FILE RIGHT [PATH|PORT]
-       vanto profile diff OLD NEW
+Usage: vanto profile check [--json] [VALUES] FILE
+       vanto profile explain [VALUES] FILE RIGHT [PATH|PORT]
+       vanto profile diff [VALUES] OLD NEW
        vanto profile show [NAME]
-       vanto profile run FILE -- COMMAND...
+       vanto profile run [VALUES] FILE -- COMMAND...
        vanto profile learn [--out FILE] -- COMMAND...
 
   check    what is wrong, and what each kernel would leave open
@@ -20,6 +20,10 @@ Usage: vanto profile check [--json] FILE
   show     a base profile
   run      runs a command under a profile
   learn    runs a command, and writes the profile that allows what it did
+
+VALUES, which a profile with parameters such as ${VantoService_path} needs, are:
+  --bundle BUNDLE         a service, whose values the parameters have
+  --parameter NAME=VALUE  a value of one parameter
 
 Each has its own --help. Only run needs a kernel that can confine, and only learn strace.
 )"},
@@ -33,9 +37,10 @@ Usage: vanto profile check [--json] [--bundle BUNDLE] [--parameter NAME=VALUE]..
   --parameter NAME=VALUE  a value of one parameter; others stand for themselves
 
 Each finding has line and column, problem and remedy. Errors keep a profile from being
-entered. Warnings are about rules that do nothing, or more than they look like; notes about
-paths that are not there, and do not change the exit status. Then there is a row for each
-version of Linux that changes what becomes of the profile.
+entered. Warnings are about rules that do nothing, or more than they look like, such as files
+that may be changed and executed; notes about paths that are not there, and do not change
+the exit status. Then there is a row for each version of Linux that changes what becomes of
+the profile.
 
 Exit status: 0 fine, 1 errors or warnings, 2 the profile or the bundle could not be read.
 
@@ -54,9 +59,12 @@ Usage: vanto profile explain [--bundle BUNDLE] [--parameter NAME=VALUE]...
   --bundle BUNDLE         a service, whose values the parameters of the profile have
   --parameter NAME=VALUE  a value of one parameter; others stand for themselves
 
-Symbolic links are followed, as they are here. Any one of the lines would be enough.
+Symbolic links are followed, as they are here. Any one of the lines would be enough. What is
+executed is read too, so both rights are asked for. What is not there gets no rule, and files
+none to create, remove or rename: what only such lines allow would be allowed, but is not.
 
-Exit status: 0 allowed, 1 denied, 2 the profile or the bundle could not be read.
+Exit status: 0 allowed, 1 denied, 2 the profile or the bundle could not be read, 3 it would
+be allowed if what the line names were there, or were a directory.
 
 Example:
   vanto profile explain locked.sb read /etc/passwd
@@ -69,7 +77,8 @@ Usage: vanto profile diff [--bundle BUNDLE] [--parameter NAME=VALUE]... OLD NEW
   --bundle BUNDLE         a service, whose values the parameters of the profiles have
   --parameter NAME=VALUE  a value of one parameter; others stand for themselves
 
-What is written otherwise and means the same is no difference.
+Symbolic links are followed, as they are here. What is written otherwise and means the same
+is no difference.
 
 Exit status: 0 nothing is newly allowed, 1 something is, or is no longer required, 2 a
 profile or the bundle could not be read.
@@ -96,17 +105,17 @@ Usage: vanto profile run [--bundle BUNDLE] [--parameter NAME=VALUE]...
   FILE                    a profile; "-" is standard input
   COMMAND                 a program and its arguments
   --bundle BUNDLE         a service, whose values the parameters of the profile have
-  --parameter NAME=VALUE  a value of one parameter; others stand for themselves
+  --parameter NAME=VALUE  a value of one parameter; what others stand for gets no rule
 
-The profile has to allow execute for COMMAND and for its loader or interpreter, which a
+The profile has to allow read,execute for COMMAND and for its loader or interpreter, which a
 service does not need. What the platform itself needs is given besides, as to a service; to
-listen under its name, to that of BUNDLE. What the kernel cannot deny, and paths that are
-not there, are told on standard error.
+listen under its name, to that of BUNDLE. How far COMMAND is confined, what the kernel cannot
+deny, or allow, and paths that are not there, are told on standard error.
 
 Exit status: 0 or whatever else COMMAND ends with, 2 it was not run.
 
 Example:
-  vanto profile run locked.sb -- /usr/bin/env
+  vanto profile run --bundle Echo.vanto locked.sb -- /usr/bin/env
 )"},
     {"profile learn", R"(Runs a command, and writes the least sandbox profile that allows what it did.
 

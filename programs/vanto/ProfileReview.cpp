@@ -2,24 +2,31 @@
 #include "vanto/ProfileReview.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <map>
 #include <optional>
 #include <tuple>
 #include <utility>
 
-#include <sys/stat.h>
-
+#include "sandbox/PlaceFinder.h"
 #include "sandbox/PolicyExplanation.h"
 #include "sandbox/ProfileScanner.h"
+#include "vanto/RealPlaces.h"
+#include "vanto/RulePlace.h"
 #include "vanto/VisibleText.h"
 
 namespace vanto::tool {
 namespace {
 
-/// The rights that mean nothing at a file.
-RightSet directoryRights() noexcept {
-  return RightSet(Right::Create) | Right::Remove | Right::Rename;
+/// What changes that which may be executed at a path. Beside a file anything can be made, as what takes its place may
+/// not be executed.
+RightSet changingRightsAt(const std::string& path) {
+  const RightSet ofFiles = Right::Write;
+  return rulePlaceOf(path) == RulePlace::File ? ofFiles : ofFiles | Right::Create | Right::Rename;
+}
+
+bool isBeneath(std::string_view path, std::string_view directory) noexcept {
+  if (directory == "/") return path != directory;
+  return path.size() > directory.size() && path.starts_with(directory) && path[directory.size()] == '/';
 }
 
 /// An error of a profile ends with what to do.
@@ -33,7 +40,7 @@ ProfileFinding findingOf(const ProfileError& error) {
 class Review {
  public:
   Review(const ProfileDocument& document, const ProfileValues& values)
-      : policy_(*document.result.policy), values_(values) {
+      : policy_(*document.result.policy), real_(withRealPaths(policy_)), values_(values) {
     findWords(document.text);
   }
 
@@ -74,31 +81,65 @@ class Review {
 
   void lookAt(const PathRule& rule, const Grant& grant) {
     lookAtFile(rule, grant);
+    lookAtLinks(rule, grant);
     lookForOthers(rule, grant);
     if (rule.path == "/") {
       add(Severity::Warning, rule, grant, namesOf(grant.rights, ", ") + " is allowed for every file there is",
           "name the directories that are needed");
     }
-    if (grant.rights.contains(Right::Execute) && !explainPath(policy_, Right::Write, rule.path).empty()) {
-      add(Severity::Warning, rule, grant, visible(rule.path) + " may be written and executed, so anything can be",
-          "allow one of the two, or name what is executed");
+    if (grant.rights.contains(Right::Execute)) lookAtExecution(rule, grant);
+  }
+
+  /// `grant` gives execute.
+  void lookAtExecution(const PathRule& rule, const Grant& grant) {
+    const std::string path = realPath(rule.path);
+    if (placesWith(Right::Read, path).empty()) {
+      add(Severity::Warning, rule, grant, "execute does nothing without read, which " + visible(rule.path) + " lacks",
+          "allow read,execute");
     }
+    const std::vector<Place> changed = placesWith(changingRightsAt(path), path);
+    if (changed.empty()) return;
+    const std::string more = changed.size() == 1 ? "" : " and " + std::to_string(changed.size() - 1) + " more beneath";
+    add(Severity::Warning, rule, grant,
+        visible(changed.front().path) + more + " may be changed (" + namesOf(changed.front().rights, ", ") +
+            ") and executed, so anything can be",
+        "allow one of the two, or name what is executed");
+  }
+
+  struct Place {
+    std::string path;
+    RightSet rights;
+  };
+
+  /// A real path, if it has one of `rights` from wherever, and the places beneath it with rules that give one; each
+  /// with those that it has.
+  [[nodiscard]] std::vector<Place> placesWith(RightSet rights, const std::string& path) const {
+    Place here{path, {}};
+    for (const Right right : allRights) {
+      if (rights.contains(right) && !explainPath(real_, right, path).empty()) here.rights |= right;
+    }
+    std::vector<Place> places;
+    if (!here.rights.isEmpty()) places.push_back(std::move(here));
+    for (const PathRule& rule : real_.paths) {
+      if (isBeneath(rule.path, path) && !(rule.rights & rights).isEmpty()) {
+        places.push_back({rule.path, rule.rights & rights});
+      }
+    }
+    return places;
   }
 
   void lookAtFile(const PathRule& rule, const Grant& grant) {
     if (values_.isPlaceholderIn(rule.path)) return;
-    struct stat status {};
-    if (stat(rule.path.c_str(), &status) != 0) {
-      if (errno != ENOENT && errno != ENOTDIR) return;
+    const RulePlace place = rulePlaceOf(rule.path);
+    const RightSet idle = idleRightsAt(place, grant.rights);
+    if (place == RulePlace::Absent) {
       add(Severity::Note, rule, grant, "there is no " + visible(rule.path) + " here, and what is absent gets no rule",
           "have it made before the service starts, or allow the directory it will be in");
-      return;
+    } else if (!idle.isEmpty()) {
+      add(Severity::Warning, rule, grant,
+          namesOf(idle, ", ") + " is without effect at a file, as " + visible(rule.path) + " is",
+          "allow it for the directory");
     }
-    const RightSet idle = grant.rights.without(grant.rights.without(directoryRights()));
-    if (S_ISDIR(status.st_mode) || idle.isEmpty()) return;
-    add(Severity::Warning, rule, grant,
-        namesOf(idle, ", ") + " is without effect at a file, as " + visible(rule.path) + " is",
-        "allow it for the directory");
   }
 
   /// All that the grant gives, an earlier one of the path or one of a directory above gives too.
@@ -118,10 +159,20 @@ class Review {
     return explainPath(policy_, right, rule.path).back().subject != rule.path;
   }
 
+  void lookAtLinks(const PathRule& rule, const Grant& grant) {
+    const FoundPlace found = finder_.find(rule.path);
+    if (found.link.empty()) return;
+    add(Severity::Warning, rule, grant, visible(rule.path) + " gets no rule: " + visible(found.reason()),
+        "name the place that the link leads to");
+  }
+
   const Policy& policy_;
+  /// At the ends of symbolic links, where kernels have the rules.
+  const Policy real_;
   const ProfileValues& values_;
   std::map<std::pair<std::size_t, std::string>, ProfilePosition> words_;
   std::vector<ProfileFinding> findings_;
+  PlaceFinder finder_{planOf(policy_, kernelRightsOf(landlockGenerations), std::nullopt)};
 };
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include "vanto/ProfileDocument.h"
 #include "vanto/ProgramSearch.h"
 #include "vanto/RealPlaces.h"
+#include "vanto/ReceiptText.h"
 #include "vanto/VisibleText.h"
 
 namespace vanto::tool {
@@ -23,10 +24,23 @@ namespace {
 /// What a profile lacks that refused to execute `program`. To be asked before confinement, which hides files.
 std::string lackOf(const Policy& policy, const std::string& program) {
   const std::string path = realPath(program);
-  if (explainPath(withRealPaths(policy), Right::Execute, path).empty()) {
-    return "the profile does not allow execute at " + visible(path);
+  const Policy real = withRealPaths(policy);
+  RightSet lacking;
+  for (const Right right : {Right::Read, Right::Execute}) {
+    if (explainPath(real, right, path).empty()) lacking |= right;
   }
-  return "the profile may not allow execute for its loader or interpreter";
+  if (lacking.isEmpty()) return "the profile may not allow read,execute for its loader or interpreter";
+  return "the profile does not allow " + namesOf(lacking, ",") + " at " + visible(path);
+}
+
+/// The parameters that stand for themselves, which here is in vain.
+void warnOfPlaceholders(Console& console, const Policy& policy, const ProfileValues& values) {
+  RightSet rights;
+  for (const Right right : allRights) rights |= right;
+  const std::string unknown = values.placeholdersIn(policy, rights);
+  if (unknown.empty()) return;
+  console.complain("no rule for what " + unknown +
+                   " stands for, which is not known; say with --bundle, or --parameter");
 }
 
 void execute(const std::string& program, const std::vector<std::string>& command) {
@@ -39,18 +53,15 @@ void execute(const std::string& program, const std::vector<std::string>& command
 }
 
 /// Confines the process and executes the command; gives what prevented it, visible.
-std::string runConfined(Console& console, const Policy& policy, std::string_view identifier,
+std::string runConfined(Console& console, const Policy& policy, const ProfileValues& values,
                         const std::vector<std::string>& command) {
   const std::string program = programNamed(command.front());
   if (program.empty()) return visible(command.front()) + ": there is no such program";
+  warnOfPlaceholders(console, policy, values);
   const std::string lack = lackOf(policy, program);
-  const Receipt receipt = Confinement().enter(policy, ownNeedsOf(identifier, ListeningSocket::Made));
+  const Receipt receipt = Confinement().enter(policy, ownNeedsOf(values.identifier(), ListeningSocket::Made));
   if (!receipt.error.empty()) return "not confined: " + visible(receipt.error);
-  for (const RightRemark& remark : receipt.missing) {
-    console.complain("not denied: " + std::string(nameOf(remark.right)) + ": " + remark.reason);
-  }
-  for (const AbsentPath& absent : receipt.absent)
-    console.complain("no rule for " + visible(absent.path) + ": " + absent.reason);
+  for (const std::string& message : messagesOf(receipt, values)) console.complain(message);
   console.flush();
   execute(program, command);
   const int error = errno;
@@ -64,7 +75,7 @@ ExitStatus ProfileRunCommand::run(Console& console) const {
   std::string problem;
   const auto values = ProfileValues::of(choice, problem);
   const auto document = values ? ProfileDocument::readGood(file, *values, problem) : std::nullopt;
-  if (document) problem = runConfined(console, *document->result.policy, values->identifier(), command);
+  if (document) problem = runConfined(console, *document->result.policy, *values, command);
   console.complain(problem);
   return ExitStatus::Failed;
 }

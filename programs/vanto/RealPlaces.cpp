@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/RealPlaces.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <system_error>
@@ -39,7 +40,10 @@ Policy withRealPaths(const Policy& policy) {
   }
   Policy result = policy;
   result.paths.clear();
-  for (auto& [path, rule] : rules) result.paths.push_back(std::move(rule));
+  for (auto& [path, rule] : rules) {
+    std::ranges::stable_sort(rule.grants, {}, [](const Grant& grant) { return grant.line.line; });
+    result.paths.push_back(std::move(rule));
+  }
   return result;
 }
 

@@ -11,7 +11,8 @@ namespace vanto::tool {
 /// lies beneath /proc/self stays, as it is of another process each time.
 [[nodiscard]] std::string realPath(const std::string& path);
 
-/// `policy` with its rules at the real places of their paths, where kernels have them.
+/// `policy` with its rules at the real places of their paths, where kernels have them. The grants of a rule are in the
+/// order of the profile again.
 [[nodiscard]] Policy withRealPaths(const Policy& policy);
 
 }  // namespace vanto::tool

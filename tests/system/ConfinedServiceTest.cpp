@@ -95,6 +95,24 @@ TEST_F(ConfinedService, GoesOnUnconfinedWhereTheProfileIsTooLarge) {
                                   "/tight.sb fails: the file is larger than 1 MiB; make the profile shorter"});
 }
 
+TEST_F(ConfinedService, GoesOnUnconfinedWhereItHasMadeAThreadBefore) {
+  BundleBuilder bundle = confinedBundle("network none\n");
+  const auto service = start(bundle, {"threaded"});
+  EXPECT_EQ(outcomeOf(*service, "socket"), 0);
+  EXPECT_EQ(outcomeOf(*service, "read " + (directory_ / "outside/file")), 0);
+  EXPECT_EQ(service->log(), Lines{"3 sandbox_init_with_parameters() profile " + bundle.resourcesPath() +
+                                  "/tight.sb fails: the process has 2 threads, of which only one could be confined; "
+                                  "enter the sandbox before others are made"});
+}
+
+TEST_F(ConfinedService, IsNotGivenUpOverWhatItHasPutInAPlaceOfItsOwn) {
+  BundleBuilder bundle = confinedBundle(profile() + "allow read " + (directory_ / "own/network") + "\n");
+  ASSERT_EQ(symlink("/proc/self/ns/net", (directory_ / "own/network").c_str()), 0);
+  const auto service = start(bundle, {"obeying"});
+  expectConfined(*service);
+  EXPECT_EQ(service->log(), Lines{});
+}
+
 TEST_F(ConfinedService, WithARunLoopOfItsOwnIsConfinedToo) {
   BundleBuilder bundle = confinedBundle("network none\n");
   bundle.serviceEntry("RunLoopType", BundleBuilder::string("QelRunLoop"));

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -108,6 +109,10 @@ int main(int argc, char** argv) {
   const std::string_view kind = argc > 1 ? argv[1] : "";
   if (kind == "echo") return vanto_service_main(argc, argv, echo);
   if (kind == "obeying") return vanto_service_main(argc, argv, obey);
+  if (kind == "threaded") {
+    std::thread([] { pause(); }).detach();
+    return vanto_service_main(argc, argv, obey);
+  }
   if (kind == "confined-echo") {
     enterEmptyDomain();
     return vanto_service_main(argc, argv, echo);

@@ -1,17 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sandbox/Confinement.h"
 
+#include <fstream>
 #include <thread>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "host/sandbox/Compiled.h"
+#include "host/sandbox/Untried.h"
 #include "sandbox/KernelProbe.h"
+#include "sandbox/Landlock.h"
 #include "sandbox/Ruleset.h"
 #include "support/Child.h"
+#include "support/TemporaryDirectory.h"
 #include "value/Fd.h"
 
 namespace vanto::testing {
@@ -31,7 +40,7 @@ std::string names(const std::vector<RightRemark>& remarks) {
   return text;
 }
 
-/// Enters `profile` in a child, and lets `look` see what came of it there.
+/// Does `work` in a child, as a process is confined once and for all.
 void inChild(const std::function<void()>& work) {
   const ChildOutcome outcome = runInChild([&](const ChildReport& report) {
     work();
@@ -101,6 +110,51 @@ TEST(Confinement, NamesAbsentPathsOfTheProfileOnly) {
   });
 }
 
+class ConfinementOfAService : public ::testing::Test {
+ protected:
+  ConfinementOfAService() {
+    for (const char* name : {"own", "own/data", "secret"}) mkdir((directory_ / name).c_str(), 0700);
+    std::ofstream(directory_ / "secret/file") << "contents";
+  }
+
+  /// What the service does while it is confined; then what it may read when it is started once more.
+  void startTwice(const std::function<void(const std::string& own)>& work, std::string_view absence) const {
+    const Policy policy = compiled("allow read,write,create,remove " + (directory_ / "own") + "\nallow read " +
+                                   (directory_ / "own/data"));
+    inChild([&] {
+      EXPECT_EQ(Confinement().enter(policy).error, "");
+      work(directory_ / "own");
+    });
+    inChild([&] {
+      const Receipt receipt = Confinement().enter(policy);
+      EXPECT_EQ(receipt.error, "");
+      EXPECT_EQ(receipt.witness, WitnessResult::Denied);
+      ASSERT_EQ(receipt.absent.size(), 1U);
+      EXPECT_EQ(receipt.absent[0].path, directory_ / "own/data");
+      EXPECT_EQ(receipt.absent[0].reason, absence);
+      EXPECT_FALSE(Fd(open((directory_ / "secret/file").c_str(), O_RDONLY | O_CLOEXEC)));
+      EXPECT_FALSE(canListRoot());
+    });
+  }
+
+  const test::TemporaryDirectory directory_;
+};
+
+TEST_F(ConfinementOfAService, IsNotWidenedByALinkThatItHasMade) {
+  for (const std::string& target : {directory_ / "secret", std::string("/"), std::string("/proc/self/ns/net")}) {
+    startTwice(
+        [&](const std::string& own) {
+          EXPECT_TRUE(rmdir((own + "/data").c_str()) == 0 || unlink((own + "/data").c_str()) == 0);
+          EXPECT_EQ(symlink(target.c_str(), (own + "/data").c_str()), 0);
+        },
+        "the profile lets links be made where " + (directory_ / "own/data") + " is, so that it is not followed");
+  }
+}
+
+TEST_F(ConfinementOfAService, IsNotGivenUpOverWhatItHasRemoved) {
+  startTwice([](const std::string& own) { EXPECT_EQ(rmdir((own + "/data").c_str()), 0); }, "No such file or directory");
+}
+
 TEST(Confinement, GivesThePlatformItsOwn) {
   inChild([] {
     const std::vector<PlannedPath> own{{"/etc/passwd", 4}};
@@ -123,12 +177,19 @@ TEST(Confinement, IsRefusedWhenARequirementIsNotMet) {
   });
 }
 
-TEST(Confinement, IsRefusedWhereNothingCanBeEnforced) {
+TEST(Confinement, IsRefusedWithoutLandlockWhateverAFilterCouldDo) {
   inChild([] {
-    const Receipt receipt = Confinement(KernelRights()).enter(compiled(""));
-    EXPECT_EQ(receipt.error, "this kernel has neither Landlock nor filters of system calls, or both are switched off");
-    EXPECT_EQ(receipt.level, ConfinementLevel::None);
-    expectUnconfined();
+    for (const KernelRights& kernel : {KernelRights(), kernelRightsOf(0)}) {
+      const Receipt receipt = Confinement(kernel).enter(compiled("require network"));
+      EXPECT_EQ(receipt.error,
+                "this kernel has no Landlock, or it is switched off, and without it no profile is entered; start Linux "
+                "5.13 or newer with landlock among the modules of its parameter lsm");
+      EXPECT_EQ(receipt.level, ConfinementLevel::None);
+      EXPECT_TRUE(receipt.enforced.isEmpty());
+      EXPECT_EQ(receipt.missing.size(), allRights.size());
+      EXPECT_EQ(receipt.witness, WitnessResult::Untested);
+      expectUnconfined();
+    }
   });
 }
 
@@ -141,16 +202,6 @@ TEST(Confinement, WorksWithoutAFilter) {
     EXPECT_EQ(receipt.witnessSubject, "list /");
     EXPECT_FALSE(canListRoot());
     EXPECT_TRUE(canMakeSocket());
-  });
-}
-
-TEST(Confinement, WorksWithoutLandlock) {
-  inChild([] {
-    const Receipt receipt = Confinement(kernelRightsOf(0)).enter(compiled(""));
-    EXPECT_EQ(receipt.error, "");
-    EXPECT_EQ(receipt.witnessSubject, "make a UDP socket, call unshare");
-    EXPECT_TRUE(canListRoot());
-    EXPECT_FALSE(canMakeSocket());
   });
 }
 
@@ -171,7 +222,7 @@ TEST(Confinement, IsRefusedWhereThereIsASecondThread) {
 }
 
 TEST(Confinement, ChangesNothingWhenTheKernelRefusesTheRuleset) {
-  if (probeKernelRights()->fileBits == 0) return;
+  if (probeKernelRights()->fileBits == 0) return announceUntried("ruleset", "this kernel has no Landlock");
   inChild([] {
     // A process can be confined so often only.
     ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
@@ -183,28 +234,105 @@ TEST(Confinement, ChangesNothingWhenTheKernelRefusesTheRuleset) {
     }
     EXPECT_EQ(count, 16);
     const Receipt receipt = Confinement().enter(compiled(""));
-    EXPECT_EQ(receipt.error, "the ruleset is refused: Argument list too long");
+    EXPECT_EQ(receipt.error,
+              "the ruleset is refused: Argument list too long; processes and their parents are confined 16 times at "
+              "most; start the service from one that is confined less often");
     EXPECT_EQ(receipt.level, ConfinementLevel::None);
     EXPECT_TRUE(canListRoot());
     EXPECT_TRUE(canMakeSocket());
   });
 }
 
-TEST(Confinement, IsRefusedForWantOfDescriptors) {
+std::vector<Fd> everyDescriptor() {
+  std::vector<Fd> all;
+  for (Fd one(open("/", O_PATH | O_CLOEXEC)); one; one = Fd(open("/", O_PATH | O_CLOEXEC))) {
+    all.push_back(std::move(one));
+  }
+  return all;
+}
+
+TEST(Confinement, IsRefusedWhereTheKernelCannotBeAskedForWantOfDescriptors) {
   inChild([] {
-    std::vector<Fd> all;
-    for (;;) {
-      Fd one(open("/", O_PATH | O_CLOEXEC));
-      if (!one) break;
-      all.push_back(std::move(one));
-    }
-    const std::string none = Confinement().enter(compiled("")).error;
-    all.pop_back();
-    const std::string one = Confinement().enter(compiled("allow read /etc")).error;
+    std::vector<Fd> all = everyDescriptor();
+    const std::string error = Confinement().enter(compiled("")).error;
     all.clear();
-    EXPECT_EQ(none, "cannot tell what this kernel enforces: Too many open files");
-    EXPECT_EQ(one, "cannot open /etc: Too many open files");
+    EXPECT_EQ(error,
+              "cannot tell what this kernel enforces: Too many open files; raise the limit of open files, or open "
+              "fewer before");
     expectUnconfined();
+  });
+}
+
+/// From here on the process cannot call `number`, with `first` as its first argument where that is given.
+void refuseCall(std::uint32_t number, std::optional<std::uint32_t> first, std::uint32_t error) {
+  sock_filter code[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, number, 0, 3),
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[0])),
+      BPF_JUMP(BPF_JMP | (first ? BPF_JEQ : BPF_JGE) | BPF_K, first.value_or(0), 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | error),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  const sock_fprog program{std::size(code), code};
+  ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+  ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
+}
+
+void expectRefused(const std::string& error) {
+  const Receipt receipt = Confinement().enter(compiled(""));
+  EXPECT_EQ(receipt.error, error);
+  EXPECT_EQ(receipt.level, ConfinementLevel::None);
+  EXPECT_TRUE(receipt.enforced.isEmpty());
+  EXPECT_TRUE(canListRoot());
+  EXPECT_TRUE(canMakeSocket());
+}
+
+TEST(Confinement, IsRefusedWhereTheThreadsCannotBeCounted) {
+  inChild([] {
+    refuseCall(SYS_newfstatat, std::nullopt, ENOENT);
+    expectRefused(
+        "cannot count the threads of this process in /proc/self/task: No such file or directory; start the service "
+        "where /proc is mounted");
+  });
+}
+
+TEST(Confinement, IsRefusedWhereNewPrivilegesCannotBeGivenUp) {
+  inChild([] {
+    refuseCall(SYS_prctl, PR_SET_NO_NEW_PRIVS, EPERM);
+    expectRefused(
+        "cannot give up new privileges: Operation not permitted; something around the service filters system calls, "
+        "such as a container; allow this one there");
+  });
+}
+
+TEST(Confinement, IsTightWhereAPathCannotBeOpenedForWantOfDescriptors) {
+  inChild([] {
+    std::vector<Fd> all = everyDescriptor();
+    all.pop_back();
+    const Receipt receipt = Confinement().enter(compiled("allow read /etc"));
+    all.clear();
+    EXPECT_EQ(receipt.error, "");
+    ASSERT_EQ(receipt.absent.size(), 1U);
+    EXPECT_EQ(receipt.absent[0].path, "/etc");
+    EXPECT_EQ(receipt.absent[0].reason, "Too many open files");
+    EXPECT_EQ(receipt.witnessSubject, "make a UDP socket, call unshare");
+    EXPECT_FALSE(canListRoot());
+    EXPECT_FALSE(Fd(open("/etc/passwd", O_RDONLY | O_CLOEXEC)));
+  });
+}
+
+TEST(Confinement, SaysWhatIsInForceWhenSomethingForbiddenIsStillPossible) {
+  inChild([] {
+    // Stands for a kernel that does not do what it has taken.
+    const std::vector<PlannedPath> own{{"/", landlock::readDirectory}};
+    const Receipt receipt = Confinement().enter(compiled("allow read /etc"), own);
+    EXPECT_EQ(receipt.error,
+              "the kernel has taken all of it, but what is forbidden is still possible (list /); the rest of it is in "
+              "force; report the kernel's version");
+    EXPECT_EQ(receipt.level, ConfinementLevel::None);
+    EXPECT_EQ(receipt.witness, WitnessResult::Allowed);
+    EXPECT_TRUE(receipt.enforced.isEmpty());
+    EXPECT_FALSE(canMakeSocket());
   });
 }
 

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <csetjmp>
+#include <csignal>
+
 #include <fcntl.h>
 #include <linux/bpf.h>
 #include <linux/keyctl.h>
@@ -24,6 +27,7 @@ constexpr long mountFileSystem = 432;
 constexpr long pickFileSystem = 433;
 constexpr long setMountAttributes = 442;
 constexpr long quotaByDescriptor = 443;
+constexpr long openTreeWithAttributes = 467;
 
 template <typename... Arguments>
 int call(long number, Arguments... arguments) {
@@ -39,6 +43,42 @@ int tryTerminal(EscapeScene& scene, unsigned long request) {
   return call(SYS_ioctl, scene.terminal, request, &character);
 }
 
+#if defined(__x86_64__)
+sigjmp_buf withoutGate;
+
+/// By the gate of 32-bit programs, which some kernels do not have.
+int tryForeignCall(EscapeScene&) {
+  constexpr long getProcessId = 20;
+  std::signal(SIGSEGV, [](int) { siglongjmp(withoutGate, 1); });
+  if (sigsetjmp(withoutGate, 1) != 0) return noSuchWay;
+  long result = getProcessId;
+  asm volatile("int $0x80" : "+a"(result) : : "memory", "r8", "r9", "r10", "r11");
+  return result < 0 ? -static_cast<int>(result) : 0;
+}
+
+/// By the numbers of the form with small addresses, which count on from this one.
+int tryShortCall(EscapeScene&) {
+  constexpr long firstNumber = 0x40000000;
+  return call(firstNumber + SYS_getpid);
+}
+
+int tryPorts(EscapeScene&) {
+  // Taken away, which needs no privilege.
+  return call(SYS_ioperm, 0, 1, 0);
+}
+
+int tryPortLevel(EscapeScene&) {
+  return call(SYS_iopl, 0);
+}
+#else
+int tryForeignCall(EscapeScene&) {
+  return noSuchWay;
+}
+constexpr EscapeProbe tryShortCall = tryForeignCall;
+constexpr EscapeProbe tryPorts = tryForeignCall;
+constexpr EscapeProbe tryPortLevel = tryForeignCall;
+#endif
+
 EscapeProbes mountProbes() {
   return {
       {"mount",
@@ -52,6 +92,10 @@ EscapeProbes mountProbes() {
       {"open-tree",
        [](EscapeScene& scene) {
          return call(openTree, AT_FDCWD, scene.outside("").c_str(), 0);
+       }},
+      {"open-tree-attributes",
+       [](EscapeScene& scene) {
+         return call(openTreeWithAttributes, AT_FDCWD, scene.outside("").c_str(), 0, nullptr, 0);
        }},
       {"move-mount",
        [](EscapeScene&) {
@@ -178,6 +222,10 @@ EscapeProbes machineProbes() {
        [](EscapeScene&) {
          return call(SYS_reboot, 0, 0, 0, nullptr);
        }},
+      {"machine-ports", tryPorts},
+      {"machine-port-level", tryPortLevel},
+      {"foreign-call", tryForeignCall},
+      {"foreign-call-short", tryShortCall},
       {"kernel-log",
        [](EscapeScene&) {
          // How many bytes it holds.

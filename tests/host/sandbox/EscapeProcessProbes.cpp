@@ -4,13 +4,14 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <grp.h>
 #include <linux/kcmp.h>
 #include <linux/sched.h>
 #include <sched.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
 #include <sys/wait.h>
@@ -70,6 +71,31 @@ int tryExecuteMemory(EscapeScene& scene) {
   char* const arguments[] = {const_cast<char*>("program"), nullptr};
   char* const environment[] = {nullptr};
   return outcomeOf(syscall(SYS_execveat, memory, "", arguments, environment, AT_EMPTY_PATH));
+}
+
+/// In a process of its own without privileges: the set-user-ID copy of a program that tells who it runs as.
+[[noreturn]] void becomeNobodyAndGain(int program) {
+  constexpr id_t nobody = 65534;
+  constexpr int failed = 99;
+  char* const arguments[] = {const_cast<char*>("test"), const_cast<char*>("-O"), const_cast<char*>("/"), nullptr};
+  char* const environment[] = {nullptr};
+  if (setgroups(0, nullptr) == 0 && setresgid(nobody, nobody, nobody) == 0 && setresuid(nobody, nobody, nobody) == 0) {
+    syscall(SYS_execveat, program, "", arguments, environment, AT_EMPTY_PATH);
+  }
+  _exit(failed);
+}
+
+/// 0 where the copy ran as root, EPERM where as the one who executed it.
+int tryGainByExecution(EscapeScene& scene) {
+  struct stat root;
+  if (geteuid() != 0 || stat("/", &root) != 0 || root.st_uid != 0) return noSuchWay;
+  const Fd program(open(scene.setUserIdProgram().c_str(), O_PATH | O_CLOEXEC));
+  const pid_t child = fork();
+  if (child == 0) becomeNobodyAndGain(program.get());
+  int status = 0;
+  if (child < 0 || waitpid(child, &status, 0) != child) return errno;
+  if (!WIFEXITED(status) || WEXITSTATUS(status) > 1) return ENOEXEC;
+  return WEXITSTATUS(status) == 0 ? 0 : EPERM;
 }
 
 int openSecret(EscapeScene& scene) {
@@ -153,6 +179,10 @@ EscapeProbes processProbes() {
        [](EscapeScene&) {
          return execute("/usr/bin/true");
        }},
+      {"execute-allowed",
+       [](EscapeScene&) {
+         return execute("/usr/bin/true");
+       }},
       {"execute-descriptor", &tryExecuteDescriptor},
       {"execute-memory", &tryExecuteMemory},
       {"execute-other",
@@ -168,10 +198,7 @@ EscapeProbes processProbes() {
          return execute(scene.outside("script"));
        }},
       {"execute-memory-open", &tryExecuteMemory},
-      {"gain-by-execution",
-       [](EscapeScene&) {
-         return prctl(PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0) == 1 ? EPERM : 0;
-       }},
+      {"gain-by-execution", &tryGainByExecution},
       {"read-by-thread", &tryByThread},
       {"read-by-child", &tryByChild},
       {"signal",

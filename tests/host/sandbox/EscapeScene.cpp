@@ -14,6 +14,8 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 
+#include "sandbox/KernelProbe.h"
+
 namespace vanto::testing {
 namespace {
 
@@ -23,8 +25,8 @@ void write(const std::string& path) {
   std::ofstream(path) << contents;
 }
 
-void copyProgram(const std::string& path) {
-  std::filesystem::copy_file(std::filesystem::canonical("/bin/true"), path);
+void copyProgram(const std::string& path, const char* program = "/bin/true") {
+  std::filesystem::copy_file(std::filesystem::canonical(program), path);
 }
 
 Fd listenAt(const std::string& name, bool isAbstract, int type) {
@@ -92,6 +94,8 @@ EscapeScene::EscapeScene() {
   EXPECT_EQ(mkfifo(outside("fifo").c_str(), 0600), 0);
   copyProgram(outside("program"));
   copyProgram(readable("program"));
+  copyProgram(setUserIdProgram(), "/usr/bin/test");
+  EXPECT_EQ(chmod(setUserIdProgram().c_str(), 04755), 0);
   std::ofstream(outside("script")) << "#!/usr/bin/true\n";
   EXPECT_EQ(chmod(outside("script").c_str(), 0700), 0);
   listeners_.push_back(listenAt(outside("stream"), false, SOCK_STREAM));
@@ -106,7 +110,8 @@ std::string EscapeScene::profile(const std::string& name) const {
   std::string text = "version 1\ninclude base\nallow read,write,create,remove,rename " + (directory_ / "own") +
                      "\nallow read " + (directory_ / "readable") + "\n";
   if (name == "closed") return text + "network none\n";
-  text += "allow processes\nallow execute /usr/bin/true /lib /lib64 /usr/lib\n";
+  text += "allow processes\nallow read,execute /usr/bin/true " + setUserIdProgram() +
+          "\nallow execute /lib /lib64 /usr/lib\n";
   return text + "allow connect tcp " + std::to_string(allowedPort_) + "\nallow bind tcp 0\n";
 }
 
@@ -127,6 +132,22 @@ void EscapeScene::prepare() {
   tcpSocket = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   udpSocket = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   messages = sendDescriptor(readDescriptor);
+}
+
+bool isDenial(int error) noexcept {
+  // The last is how links and renames across directories are refused.
+  return error == EPERM || error == EACCES || error == EXDEV;
+}
+
+int generationOfThisKernel() {
+  const std::optional<KernelRights> kernel = probeKernelRights();
+  EXPECT_TRUE(kernel.has_value());
+  if (!kernel) return 0;
+  int generation = 0;
+  for (int next = 1; next <= landlockGenerations; ++next) {
+    if (commonRightsOf(*kernel, kernelRightsOf(next)) == kernelRightsOf(next)) generation = next;
+  }
+  return generation;
 }
 
 }  // namespace vanto::testing

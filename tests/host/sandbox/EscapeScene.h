@@ -28,6 +28,10 @@ class EscapeScene {
   /// In the one that both give for reading.
   [[nodiscard]] std::string readable(const std::string& name) const { return directory_ / ("readable/" + name); }
 
+  /// Tells with its exit status whether the file of its argument "-O" belongs to who it runs as. The profile "open"
+  /// allows to execute it.
+  [[nodiscard]] std::string setUserIdProgram() const { return directory_ / "gain"; }
+
   /// Makes what a probe uses up, and opens the descriptors. In each process of a probe, before confinement.
   void prepare();
 
@@ -53,15 +57,25 @@ class EscapeScene {
   std::uint16_t otherPort_ = 0;
 };
 
-/// Tries one way out. 0 when it is open, or errno.
+/// What a probe gives where this machine or user has no such way, and the kernel need not be asked.
+inline constexpr int noSuchWay = -1;
+
+/// Tries one way out. 0 when it is open, or errno, or noSuchWay.
 using EscapeProbe = int (*)(EscapeScene& scene);
 using EscapeProbes = std::map<std::string, EscapeProbe>;
 
 [[nodiscard]] EscapeProbes fileProbes();
 [[nodiscard]] EscapeProbes processProbes();
+[[nodiscard]] EscapeProbes settingProbes();
 [[nodiscard]] EscapeProbes sharedProbes();
 [[nodiscard]] EscapeProbes socketProbes();
 [[nodiscard]] EscapeProbes kernelProbes();
+
+/// True for the error with which a way that is closed ends.
+[[nodiscard]] bool isDenial(int error) noexcept;
+
+/// The last generation of Landlock of which this kernel has everything; 0 for none.
+[[nodiscard]] int generationOfThisKernel();
 
 inline int outcomeOf(long result) noexcept {
   return result < 0 ? errno : 0;

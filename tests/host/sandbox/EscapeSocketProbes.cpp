@@ -50,14 +50,14 @@ int tryConnectMapped(EscapeScene& scene) {
   address.sin6_family = AF_INET6;
   address.sin6_port = htons(scene.otherPort());
   inet_pton(AF_INET6, "::ffff:127.0.0.1", &address.sin6_addr);
-  return outcomeOf(connect(made.get(), reinterpret_cast<sockaddr*>(&address), sizeof address));
+  return made ? outcomeOf(connect(made.get(), reinterpret_cast<sockaddr*>(&address), sizeof address)) : errno;
 }
 
 int tryBind(EscapeScene& scene) {
   const Fd made(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   // In use, which is found out behind the rules.
   const sockaddr_in address = loopback(scene.otherPort());
-  return outcomeOf(bind(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address));
+  return made ? outcomeOf(bind(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address)) : errno;
 }
 
 int tryListen(EscapeScene&) {
@@ -67,22 +67,42 @@ int tryListen(EscapeScene&) {
 
 int trySendFast(EscapeScene& scene) {
   const Fd made(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (!made) return errno;
   const sockaddr_in address = loopback(scene.otherPort());
   return outcomeOf(
       sendto(made.get(), "x", 1, MSG_FASTOPEN, reinterpret_cast<const sockaddr*>(&address), sizeof address));
 }
 
-int trySendMessageFast(EscapeScene& scene) {
-  const Fd made(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  sockaddr_in address = loopback(scene.otherPort());
+/// A message to a port that the profile does not name.
+struct OutgoingMessage {
+  explicit OutgoingMessage(const EscapeScene& scene) : address(loopback(scene.otherPort())) {
+    header.msg_name = &address;
+    header.msg_namelen = sizeof address;
+    header.msg_iov = &part;
+    header.msg_iovlen = 1;
+  }
+  OutgoingMessage(const OutgoingMessage&) = delete;
+  OutgoingMessage& operator=(const OutgoingMessage&) = delete;
+
+  sockaddr_in address;
   char byte = 'x';
   iovec part{&byte, 1};
-  msghdr message{};
-  message.msg_name = &address;
-  message.msg_namelen = sizeof address;
-  message.msg_iov = &part;
-  message.msg_iovlen = 1;
-  return outcomeOf(sendmsg(made.get(), &message, MSG_FASTOPEN));
+  msghdr header{};
+};
+
+int trySendMessageFast(EscapeScene& scene) {
+  const Fd made(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (!made) return errno;
+  const OutgoingMessage message(scene);
+  return outcomeOf(sendmsg(made.get(), &message.header, MSG_FASTOPEN));
+}
+
+int trySendMessagesFast(EscapeScene& scene) {
+  const Fd made(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (!made) return errno;
+  const OutgoingMessage message(scene);
+  mmsghdr messages{message.header, 0};
+  return outcomeOf(sendmmsg(made.get(), &messages, 1, MSG_FASTOPEN));
 }
 
 int trySendDatagram(EscapeScene& scene) {
@@ -200,6 +220,7 @@ EscapeProbes socketProbes() {
        }},
       {"connect-by-sending", &trySendFast},
       {"connect-by-sending-message", &trySendMessageFast},
+      {"connect-by-sending-messages", &trySendMessagesFast},
       {"bind-other-port", &tryBind},
       {"listen-unbound", &tryListen},
       {"send-old-udp-socket", &trySendDatagram},

@@ -54,7 +54,8 @@ TEST_F(ProfileFileTest, IsRefusedWhenItIsNoRegularFile) {
 }
 
 TEST_F(ProfileFileTest, IsRefusedWhenItCannotBeOpened) {
-  EXPECT_EQ(readProfileFile(path_.c_str()).error, "cannot open it: No such file or directory");
+  EXPECT_EQ(readProfileFile(path_.c_str()).error,
+            "cannot open it: No such file or directory; let the service read it, and search the directories above it");
 }
 
 TEST_F(ProfileFileTest, IsRefusedWhenItsSizeIsNotWhatItHolds) {

@@ -37,7 +37,7 @@ TEST(ProfilePath, IsAbsoluteAndWithoutDots) {
   EXPECT_EQ(path("/a/../b"), "p:1:1: the path has the component \"..\"; write the path without it");
   EXPECT_EQ(path("/.."), "p:1:1: the path has the component \"..\"; write the path without it");
   EXPECT_EQ(path("/a/."), "p:1:1: the path has the component \".\"; write the path without it");
-  EXPECT_EQ(path("\"/a\\x00\""), "p:1:1: the path contains NUL; no path does");
+  EXPECT_EQ(path("\"/a\\x00\""), "p:1:1: the path contains NUL, as no path does; write it without");
 }
 
 TEST(ProfilePath, TakesTheValuesOfParameters) {
@@ -54,15 +54,20 @@ TEST(ProfilePath, TakesValuesLiterally) {
 }
 
 TEST(ProfilePath, IsNeverWidenedByAParameter) {
-  EXPECT_EQ(path("/x/${A}", {{"A", ""}}), "p:1:4: the parameter A is empty; the path would mean another directory");
-  EXPECT_EQ(path("${A}/x", {{"A", ""}}), "p:1:1: the parameter A is empty; the path would mean another directory");
-  EXPECT_EQ(path("/x/${A}", {{"A", "//"}}), "p:1:4: the parameter A is \"//\"; the path would mean another directory");
+  EXPECT_EQ(path("/x/${A}", {{"A", ""}}),
+            "p:1:4: the parameter A is empty, so the path would mean another directory; give it a value");
+  EXPECT_EQ(path("${A}/x", {{"A", ""}}),
+            "p:1:1: the parameter A is empty, so the path would mean another directory; give it a value");
+  EXPECT_EQ(path("/x/${A}", {{"A", "//"}}),
+            "p:1:4: the parameter A is \"//\", so the path would mean another directory; give it a value with more "
+            "than slashes");
   EXPECT_EQ(path("/x/${A}", {{"A", ".."}}), "p:1:1: the path has the component \"..\"; write the path without it");
   EXPECT_EQ(path("/x/.${A}", {{"A", "."}}), "p:1:1: the path has the component \"..\"; write the path without it");
   EXPECT_EQ(path("/x/${A}", {{"A", "a/../../b"}}),
             "p:1:1: the path has the component \"..\"; write the path without it");
   EXPECT_EQ(path("/x/${A}", {{"A", "."}}), "p:1:1: the path has the component \".\"; write the path without it");
-  EXPECT_EQ(path("/x/${A}", {{"A", std::string("a\0b", 3)}}), "p:1:1: the path contains NUL; no path does");
+  EXPECT_EQ(path("/x/${A}", {{"A", std::string("a\0b", 3)}}),
+            "p:1:1: the path contains NUL, as no path does; write it without");
   EXPECT_EQ(path("${A}", {{"A", "/"}}),
             "p:1:1: with its parameters the path is the root directory; write / where that is meant");
   EXPECT_EQ(path("${A}/x", {{"A", "/"}}), "/x");
@@ -71,12 +76,14 @@ TEST(ProfilePath, IsNeverWidenedByAParameter) {
 
 TEST(ProfilePath, NamesTheParametersThatAreKnown) {
   EXPECT_EQ(path("/x${C}", {{"A", "a"}, {"B", "b"}}), "p:1:3: unknown parameter \"C\"; known are A, B");
-  EXPECT_EQ(path("/x${C}"), "p:1:3: unknown parameter \"C\"; no parameter is known here");
+  EXPECT_EQ(path("/x${C}"), "p:1:3: unknown parameter \"C\"; write the path itself, as no parameter is known here");
 }
 
 TEST(ProfilePath, TakesAPathUpToTheLimit) {
   const std::string longest = "/" + std::string(vanto::limits::profilePathBytes - 1, 'a');
-  const std::string problem = "p:1:1: the path is longer than 4095 bytes; no such path can be opened";
+  const std::string problem =
+      "p:1:1: the path is longer than 4095 bytes, so it could not be opened; allow a directory that it is in, or make "
+      "its parameters shorter";
   EXPECT_EQ(path(longest), longest);
   EXPECT_EQ(path(longest + "a"), problem);
   EXPECT_EQ(path("/${A}", {{"A", longest.substr(1)}}), longest);

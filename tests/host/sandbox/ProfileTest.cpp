@@ -2,6 +2,7 @@
 #include "sandbox/Profile.h"
 
 #include <algorithm>
+#include <fstream>
 
 #include "host/sandbox/Compiled.h"
 #include "sandbox/PolicyText.h"
@@ -106,6 +107,33 @@ TEST(Profile, KeepsTheFirstOfManyErrors) {
   EXPECT_EQ(result.errors.count(), 100'000U);
   EXPECT_EQ(result.errors.summary("p"),
             "p:1:1: unknown statement \"x\"; write version, include, allow, network or require (and 99999 more)");
+}
+
+/// The fenced parts of the page about the language that do not say they are something else.
+std::vector<std::string> profilesOfPage() {
+  std::vector<std::string> profiles;
+  std::ifstream page(VANTO_PROFILE_PAGE);
+  bool isFenced = false;
+  bool isProfile = false;
+  for (std::string line; std::getline(page, line);) {
+    if (line.starts_with("```")) {
+      isProfile = !isFenced && line == "```";
+      isFenced = !isFenced;
+      if (isProfile) profiles.emplace_back();
+    } else if (isProfile) {
+      profiles.back() += line + "\n";
+    }
+  }
+  EXPECT_FALSE(isFenced);
+  return profiles;
+}
+
+TEST(Profile, TakesEachExampleOfItsPage) {
+  const std::vector<std::string> profiles = profilesOfPage();
+  EXPECT_GE(profiles.size(), 4U);
+  for (const std::string& profile : profiles) {
+    EXPECT_NE(grants(compiled(profile, parameters("org.example.s"))), 0U) << profile;
+  }
 }
 
 bool compiles(const vanto::test::SampleFile& file) {

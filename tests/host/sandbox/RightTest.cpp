@@ -40,6 +40,7 @@ TEST(RightSet, ContainsWhatWasPutIn) {
   EXPECT_FALSE(set.contains(Right::Write));
   EXPECT_EQ(set.without(Right::Read), RightSet(Right::System));
   EXPECT_TRUE(set.without(set).isEmpty());
+  EXPECT_EQ(set & (RightSet(Right::System) | Right::Write), RightSet(Right::System));
   EXPECT_FALSE(set.isEmpty());
 }
 

@@ -7,15 +7,12 @@
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
 
+#include "host/sandbox/Reading.h"
 #include "sandbox/Landlock.h"
 #include "support/Child.h"
 
 namespace vanto::testing {
 namespace {
-
-bool canRead(const char* path) {
-  return static_cast<bool>(Fd(open(path, O_RDONLY | O_CLOEXEC)));
-}
 
 TEST(Ruleset, DeniesWhatItIsAboutAndHasNoRuleFor) {
   const ChildOutcome outcome = runInChild([](const ChildReport&) {

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
 
+#include "host/sandbox/Reading.h"
 #include "support/Child.h"
 #include "support/TemporaryDirectory.h"
 #include "value/Fd.h"
@@ -46,10 +47,6 @@ class Sandbox : public ::testing::Test {
     return outcome.lines.empty() ? "" : outcome.lines[0];
   }
 
-  static bool canRead(const std::string& path) {
-    return static_cast<bool>(Fd(open(path.c_str(), O_RDONLY | O_CLOEXEC)));
-  }
-
   const test::TemporaryDirectory directory_;
   const std::string path_ = directory_ / "tight.sb";
 };
@@ -81,7 +78,8 @@ TEST_F(Sandbox, RefusesAParameterThatNobodyGives) {
 }
 
 TEST_F(Sandbox, RefusesAFileThatCannotBeRead) {
-  EXPECT_EQ(refusalOf(path_.c_str()), "cannot open it: No such file or directory");
+  EXPECT_EQ(refusalOf(path_.c_str()),
+            "cannot open it: No such file or directory; let the service read it, and search the directories above it");
 }
 
 TEST_F(Sandbox, RefusesWhatIsNoFile) {

@@ -44,6 +44,17 @@ TEST(InputFile, HasALimit) {
   EXPECT_FALSE(readInput("/dev/zero", problem));
 }
 
+TEST(InputFile, HasTheLimitThatIsAskedFor) {
+  const test::TemporaryDirectory directory;
+  const InputLimit limit{3, "what it may be"};
+  std::ofstream(directory / "file") << "abc";
+  std::string problem;
+  EXPECT_EQ(readInput(directory / "file", problem, InputKind::Any, limit), "abc");
+  std::ofstream(directory / "file") << "abcd";
+  EXPECT_FALSE(readInput(directory / "file", problem, InputKind::Any, limit));
+  EXPECT_EQ(problem, directory.path() + "/file: is larger than what it may be");
+}
+
 TEST(InputFile, WaitsForNobodyWhereItIsToBeARegularFile) {
   const test::TemporaryDirectory directory;
   ASSERT_EQ(mkfifo((directory / "pipe").c_str(), 0600), 0);

@@ -36,10 +36,19 @@ TEST(KernelOutlook, NamesWhatIsRefusedAndWhatIsUnmet) {
   EXPECT_TRUE(outlooks.back().unmet.isEmpty());
 }
 
+TEST(KernelOutlook, IsThatNothingIsEnteredWithoutLandlockOrWithAnUnmetRequirement) {
+  const std::vector<KernelOutlook> outlooks = outlooksOfText("allow processes\nrequire truncate");
+  EXPECT_FALSE(outlooks[0].isEntered);
+  EXPECT_TRUE(outlooks[0].open.contains(Right::System));
+  EXPECT_FALSE(outlooks[1].isEntered);
+  EXPECT_TRUE(outlooks.back().isEntered);
+}
+
 TEST(KernelOutlook, SaysUpToWhichKernelSomethingIsOpen) {
   EXPECT_EQ(openingOf(outlooksOfText(""), Right::Signal), "Linux before 6.12 leaves it open");
-  EXPECT_EQ(openingOf(outlooksOfText(""), Right::Network), "");
-  const std::vector<KernelOutlook> never{{"", Right::Read, {}, {}}};
+  EXPECT_EQ(openingOf(outlooksOfText(""), Right::Network), "Linux before 5.13 leaves it open");
+  EXPECT_EQ(openingOf(outlooksOfText("allow network"), Right::Network), "");
+  const std::vector<KernelOutlook> never{{"", Right::Read, {}, {}, true}};
   EXPECT_EQ(openingOf(never, Right::Read), "no kernel can deny it");
 }
 

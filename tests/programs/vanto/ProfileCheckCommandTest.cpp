@@ -16,8 +16,8 @@ TEST_F(ProfileCheckCommandTest, SaysWhatEachKernelLeavesOpen) {
   EXPECT_EQ(run.status, ExitStatus::Fine);
   EXPECT_EQ(run.output,
             "FROM LINUX  REMARK                        LEFT OPEN\n"
-            "older       not entered: requires socket  read write create remove truncate rename ioctl socket abstract "
-            "signal\n"
+            "older       not entered: no Landlock      read write create remove truncate rename execute ioctl socket "
+            "bind connect network abstract signal processes system\n"
             "5.13        not entered: requires socket  truncate ioctl socket abstract signal\n"
             "6.2         not entered: requires socket  ioctl socket abstract signal\n"
             "6.10        not entered: requires socket  socket abstract signal\n"
@@ -45,6 +45,8 @@ TEST_F(ProfileCheckCommandTest, PrintsJsonForScripts) {
   const ToolRun good = runTool({"profile", "check", "--json", profile("allow rename /tmp\n")});
   EXPECT_EQ(good.status, ExitStatus::Fine);
   EXPECT_NE(good.output.find("\"linux\": \"7.1\""), good.output.npos) << good.output;
+  EXPECT_NE(good.output.find("\"entered\": false"), good.output.npos) << good.output;
+  EXPECT_NE(good.output.find("\"entered\": true"), good.output.npos) << good.output;
   EXPECT_NE(good.output.find("\"refused\": [\n        \"rename\"\n      ]"), good.output.npos) << good.output;
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/ProfileDiffCommand.h"
 
+#include <filesystem>
+
 #include "programs/vanto/ProfileFixture.h"
 
 namespace vanto::tool {
@@ -35,6 +37,17 @@ TEST_F(ProfileDiffCommandTest, IsFineWhenNothingIsNewlyAllowed) {
   const ToolRun same = diff("allow read /a /b\n", "allow read /b # b\nallow read /a\n");
   EXPECT_EQ(same.status, ExitStatus::Fine);
   EXPECT_EQ(same.output + same.messages, "");
+}
+
+TEST_F(ProfileDiffCommandTest, FollowsLinksOnBothSides) {
+  std::filesystem::create_directory(directory_ / "real");
+  std::filesystem::create_directory_symlink(directory_ / "real", directory_ / "link");
+  const std::string link = "allow read " + directory_ / "link" + "\n";
+  const std::string real = "allow read " + directory_ / "real" + "\n";
+  EXPECT_EQ(diff(link, real).output + diff(real, link).output, "");
+  EXPECT_EQ(diff(link + "allow write " + directory_ / "link/x\n", real).output,
+            "CHANGE RIGHT LINE WHERE\nnewly denied write DIR/old.sb:2 DIR/real/x\n"
+            "newly denied truncate DIR/old.sb:2 DIR/real/x\n");
 }
 
 TEST_F(ProfileDiffCommandTest, TakesADroppedRequirementForAnOpening) {

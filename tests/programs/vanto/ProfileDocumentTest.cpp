@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/ProfileDocument.h"
 
+#include <filesystem>
+
+#include <sys/stat.h>
+
 #include "programs/vanto/ProfileFixture.h"
+#include "value/limits.h"
 
 namespace vanto::tool {
 namespace {
@@ -18,6 +23,18 @@ TEST_F(ProfileDocumentTest, HasErrorsOrAPolicy) {
   EXPECT_EQ(problem, "");
   EXPECT_FALSE(ProfileDocument::readGood(profile("nonsense"), {}, problem));
   EXPECT_NE(problem.find("a.sb:1:1: unknown statement"), problem.npos) << problem;
+}
+
+TEST_F(ProfileDocumentTest, IsARegularFileThatIsNotTooLarge) {
+  std::string problem;
+  ASSERT_EQ(mkfifo((directory_ / "fifo").c_str(), 0600), 0);
+  EXPECT_FALSE(ProfileDocument::read(directory_ / "fifo", {}, problem));
+  EXPECT_EQ(shortened(problem), "DIR/fifo: is no regular file");
+  const std::string largest = profile(std::string(limits::profileBytes, '\n'));
+  EXPECT_TRUE(ProfileDocument::readGood(largest, {}, problem));
+  std::filesystem::resize_file(largest, limits::profileBytes + 1);
+  EXPECT_FALSE(ProfileDocument::read(largest, {}, problem));
+  EXPECT_EQ(shortened(problem), "DIR/a.sb: is larger than the 1 MiB that a profile may have");
 }
 
 TEST_F(ProfileDocumentTest, ShowsStatementsWithoutBlanksAndComments) {

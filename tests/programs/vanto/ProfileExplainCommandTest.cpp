@@ -23,9 +23,9 @@ class ProfileExplainCommandTest : public testing::ProfileFixture {
 };
 
 TEST_F(ProfileExplainCommandTest, NamesTheLineThatDecidesAndTheOthers) {
-  const ToolRun run = explain("allow read /opt  # all\n  allow read,write /opt/a\n", {"read", "/opt/a/b"});
+  const ToolRun run = explain("allow read /  # all\n  allow read,write /etc\n", {"read", "/etc/b"});
   EXPECT_EQ(run.status, ExitStatus::Fine);
-  EXPECT_EQ(run.output, "allowed by DIR/a.sb:2: allow read,write /opt/a\nalso by    DIR/a.sb:1: allow read /opt\n");
+  EXPECT_EQ(run.output, "allowed by DIR/a.sb:2: allow read,write /etc\nalso by    DIR/a.sb:1: allow read /\n");
 }
 
 TEST_F(ProfileExplainCommandTest, NamesBaseProfilesByTheLineThatIncludesThem) {
@@ -37,7 +37,44 @@ TEST_F(ProfileExplainCommandTest, SaysThatItIsDeniedAndWhichKernelsDoNot) {
   const ToolRun path = explain("", {"read", "/etc/shadow"});
   EXPECT_EQ(path.status, ExitStatus::Found);
   EXPECT_EQ(path.output, "denied: no statement of DIR/a.sb allows it\nbut Linux before 5.13 leaves it open\n");
-  EXPECT_EQ(explain("", {"network"}).output, "denied: no statement of DIR/a.sb allows it\n");
+  EXPECT_EQ(explain("", {"network"}).output,
+            "denied: no statement of DIR/a.sb allows it\nbut Linux before 5.13 leaves it open\n");
+}
+
+TEST_F(ProfileExplainCommandTest, AsksForReadingToo) {
+  const ToolRun both = explain("allow execute /usr/bin\nallow read /usr\n", {"execute", "/usr/bin/env"});
+  EXPECT_EQ(both.status, ExitStatus::Fine);
+  EXPECT_EQ(both.output,
+            "allowed by DIR/a.sb:1: allow execute /usr/bin\nwith read, allowed by DIR/a.sb:2: allow read /usr\n");
+  const ToolRun alone = explain("allow execute /usr/bin\n", {"execute", "/usr/bin/env"});
+  EXPECT_EQ(alone.status, ExitStatus::Found);
+  EXPECT_EQ(alone.output,
+            "denied: no statement of DIR/a.sb allows read there, and executing needs both\n"
+            "but Linux before 5.13 leaves it open\n");
+  EXPECT_EQ(explain("allow read /usr\n", {"execute", "/usr/bin/env"}).output,
+            "denied: no statement of DIR/a.sb allows it\n");
+  EXPECT_EQ(explain("", {"execute", "/usr/bin/env"}).output,
+            "denied: no statement of DIR/a.sb allows read or execute there, and executing needs both\n");
+}
+
+TEST_F(ProfileExplainCommandTest, SaysWhenWhatIsAllowedGetsNoRule) {
+  const ToolRun absent = explain("allow write /no/such/place\n", {"write", "/no/such/place/x"});
+  EXPECT_EQ(absent.status, ExitStatus::Unsettled);
+  EXPECT_EQ(absent.output,
+            "would be allowed by DIR/a.sb:1: allow write /no/such/place\n"
+            "but /no/such/place is not there, and what is absent when the profile is entered gets no rule\n");
+  const ToolRun file = explain("allow create " + directory_ / "a.sb" + "\n", {"create", directory_ / "a.sb"});
+  EXPECT_EQ(file.status, ExitStatus::Unsettled);
+  EXPECT_EQ(file.output,
+            "would be allowed by DIR/a.sb:1: allow create DIR/a.sb\n"
+            "but DIR/a.sb is a file, where create is without effect\n");
+  EXPECT_EQ(explain("allow execute /no/such\nallow read /\n", {"execute", "/no/such/x"}).status, ExitStatus::Unsettled);
+}
+
+TEST_F(ProfileExplainCommandTest, AllowsByAnyStatementThatGetsARule) {
+  const ToolRun run = explain("allow read /\nallow read /no/such/place\n", {"read", "/no/such/place"});
+  EXPECT_EQ(run.status, ExitStatus::Fine);
+  EXPECT_EQ(run.output, "allowed by DIR/a.sb:1: allow read /\n");
 }
 
 TEST_F(ProfileExplainCommandTest, ExplainsPortsAndRightsWithoutSubject) {

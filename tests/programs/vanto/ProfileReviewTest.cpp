@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/ProfileReview.h"
 
+#include <filesystem>
+
 #include "programs/vanto/ProfileFixture.h"
 
 namespace vanto::tool {
@@ -49,6 +51,15 @@ TEST_F(ProfileReviewTest, WarnsOfRightsOfDirectoriesAtFiles) {
             Lines{"1:26: warning: create, remove is without effect at a file, as DIR/a.sb is"});
 }
 
+TEST_F(ProfileReviewTest, WarnsOfLinksThatTheServiceCanMake) {
+  std::filesystem::create_directory(directory_ / "own");
+  std::filesystem::create_directory_symlink("/", directory_ / "own/data");
+  const std::string own = "allow read,write,create,remove " + directory_ / "own" + "\n";
+  EXPECT_EQ(review(own + "allow socket " + directory_ / "own/data" + "\n"),
+            Lines{"2:14: warning: DIR/own/data gets no rule: the profile lets links be made where DIR/own/data is, so "
+                  "that it is not followed"});
+}
+
 TEST_F(ProfileReviewTest, WarnsOfRulesThatAddNothing) {
   EXPECT_EQ(review("include base\nallow read /tmp\nallow read /etc/passwd /tmp\nallow read,write /tmp\n"),
             (Lines{"3:12: warning: adds nothing: all of it is allowed for /etc/passwd elsewhere",
@@ -57,8 +68,41 @@ TEST_F(ProfileReviewTest, WarnsOfRulesThatAddNothing) {
 
 TEST_F(ProfileReviewTest, WarnsOfMoreThanItLooksLike) {
   EXPECT_EQ(review("allow read /\n"), Lines{"1:12: warning: read is allowed for every file there is"});
-  EXPECT_EQ(review("allow write " + directory_.path() + "\nallow execute " + bundle_.path() + "\n"),
-            Lines{"2:15: warning: DIR/A.vanto may be written and executed, so anything can be"});
+}
+
+TEST_F(ProfileReviewTest, WarnsOfWhatMayBeChangedAndExecuted) {
+  const std::string above = "allow write " + directory_.path() + "\nallow read,execute " + bundle_.path() + "\n";
+  EXPECT_EQ(review(above), Lines{"2:20: warning: DIR/A.vanto may be changed (write) and executed, so anything can be"});
+  const std::string beneath =
+      "allow read,execute " + directory_.path() + "\nallow create,rename " + bundle_.path() + " " + directory_ / "x\n";
+  EXPECT_EQ(review(beneath).front(),
+            "1:20: warning: DIR/A.vanto and 1 more beneath may be changed (create, rename) and executed, so anything "
+            "can be");
+  EXPECT_EQ(review("allow read,execute /usr/bin\nallow write /usr/binary /us\n").front().find("warning"),
+            std::string::npos);
+}
+
+TEST_F(ProfileReviewTest, KnowsThatAFileMayBeExecutedBesideWhatIsMade) {
+  const std::string file = "allow read,execute " + directory_ / "a.sb" + "\n";
+  EXPECT_EQ(review(file + "allow create,remove,rename " + directory_.path() + "\n"), Lines{});
+  EXPECT_EQ(review(file + "allow write " + directory_.path() + "\n"),
+            Lines{"1:20: warning: DIR/a.sb may be changed (write) and executed, so anything can be"});
+}
+
+TEST_F(ProfileReviewTest, WarnsOfWhatMayBeChangedAndExecutedByAnotherName) {
+  std::filesystem::create_directory_symlink(bundle_.path(), directory_ / "link");
+  const std::string warning = "1:20: warning: DIR/A.vanto may be changed (write) and executed, so anything can be";
+  EXPECT_EQ(review("allow read,execute " + directory_ / "link" + "\nallow write " + bundle_.path() + "\n"),
+            Lines{warning});
+  EXPECT_EQ(review("allow read,execute " + bundle_.path() + "\nallow write " + directory_ / "link" + "\n"),
+            Lines{warning});
+}
+
+TEST_F(ProfileReviewTest, WarnsOfExecutionWithoutReading) {
+  EXPECT_EQ(review("allow execute " + bundle_.path() + "\n"),
+            Lines{"1:15: warning: execute does nothing without read, which DIR/A.vanto lacks"});
+  EXPECT_EQ(review("allow execute " + bundle_.path() + "\nallow read " + directory_.path() + "\n"), Lines{});
+  EXPECT_EQ(review("allow execute " + directory_.path() + "\nallow read " + bundle_.path() + "\n"), Lines{});
 }
 
 }  // namespace

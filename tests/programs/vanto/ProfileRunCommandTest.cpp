@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <sstream>
 
 #include "programs/vanto/ProfileFixture.h"
 #include "support/Child.h"
@@ -35,6 +36,20 @@ class ProfileRunCommandTest : public testing::ProfileFixture {
     });
   }
 
+  /// All messages where a program is not executed.
+  std::string messagesUnder(const std::string& text, const std::vector<std::string>& options = {}) const {
+    std::vector<std::string> arguments{"profile", "run", profile(text)};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    arguments.insert(arguments.end(), {"--", "/usr/bin/env"});
+    const ChildOutcome outcome = testing::runInChild([&](const ChildReport& report) {
+      std::istringstream messages(runTool(arguments).messages);
+      for (std::string line; std::getline(messages, line);) report(line);
+    });
+    std::string all;
+    for (const std::string& line : outcome.lines) all += line + "\n";
+    return all;
+  }
+
   const std::string allowed_ = "include base\nallow read,execute /bin /usr/bin /lib /lib64 /usr/lib\n";
 };
 
@@ -53,10 +68,34 @@ TEST_F(ProfileRunCommandTest, ConfinesTheCommand) {
 TEST_F(ProfileRunCommandTest, SaysWhichRightIsMissing) {
   const ChildOutcome outcome = runUnder("include base\n", {"/usr/bin/env"});
   EXPECT_EQ(outcome.lines, std::vector<std::string>{"vanto: /usr/bin/env: not executed: Operation not permitted; the "
-                                                    "profile does not allow execute at /usr/bin/env"});
-  const ChildOutcome loader = runUnder("include base\nallow execute /usr/bin\n", {"/usr/bin/env"});
+                                                    "profile does not allow read,execute at /usr/bin/env"});
+  const ChildOutcome unread = runUnder("allow execute /usr\nallow read /etc\n", {"/usr/bin/env"});
+  EXPECT_EQ(unread.lines, std::vector<std::string>{"vanto: /usr/bin/env: not executed: Permission denied; the profile "
+                                                   "does not allow read at /usr/bin/env"});
+  const ChildOutcome loader = runUnder("include base\nallow read,execute /usr/bin\n", {"/usr/bin/env"});
   EXPECT_EQ(loader.lines, std::vector<std::string>{"vanto: /usr/bin/env: not executed: Permission denied; the profile "
-                                                   "may not allow execute for its loader or interpreter"});
+                                                   "may not allow read,execute for its loader or interpreter"});
+}
+
+TEST_F(ProfileRunCommandTest, TellsWhatBecameOfTheProfile) {
+  const std::string messages = messagesUnder("allow read /no/such\nallow rename /tmp\n");
+  EXPECT_TRUE(messages.starts_with("vanto: confinement: reduced; witness: denied: list /, ") ||
+              messages.starts_with("vanto: confinement: full; witness: denied: list /, "))
+      << messages;
+  EXPECT_NE(messages.find("vanto: no rule for /no/such: No such file or directory\n"), messages.npos) << messages;
+}
+
+TEST_F(ProfileRunCommandTest, AsksForTheServiceWhoseValuesAreMissing) {
+  const std::string file = "include base\nallow read ${VantoService_path}\n";
+  const std::string messages = messagesUnder(file);
+  EXPECT_TRUE(
+      messages.starts_with("vanto: no rule for what VantoService_path stands for, which is not known; say with "
+                           "--bundle, or --parameter\n"))
+      << messages;
+  EXPECT_EQ(messages.find("no rule for /$"), messages.npos) << messages;
+  setenv("XDG_RUNTIME_DIR", directory_.path().c_str(), 1);
+  EXPECT_EQ(messagesUnder(file, {"--bundle", bundle_.path()}).find("no rule"), messages.npos);
+  unsetenv("XDG_RUNTIME_DIR");
 }
 
 TEST_F(ProfileRunCommandTest, GivesWhatThePlatformItselfNeedsAsToAService) {

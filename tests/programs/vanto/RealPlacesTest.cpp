@@ -30,11 +30,12 @@ TEST(RealPlaces, LeaveTheDirectoryOfTheProcessItself) {
 TEST(RealPlaces, JoinRulesThatAreOneForTheKernel) {
   const TemporaryDirectory directory;
   std::filesystem::create_directory_symlink("/usr", directory / "link");
-  const ProfileResult result = compileProfile("allow read /usr\nallow write " + directory / "link", {});
+  const ProfileResult result = compileProfile("allow write " + directory / "link" + "\nallow read /usr\n", {});
   const Policy policy = withRealPaths(*result.policy);
   ASSERT_EQ(policy.paths.size(), 1U);
   EXPECT_EQ(policy.paths[0].path, "/usr");
-  EXPECT_EQ(policy.paths[0].grants.size(), 2U);
+  ASSERT_EQ(policy.paths[0].grants.size(), 2U);
+  EXPECT_EQ(policy.paths[0].grants[0].line.line, 1U);
   EXPECT_TRUE(policy.paths[0].rights.contains(Right::Write));
 }
 
