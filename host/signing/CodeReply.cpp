@@ -184,7 +184,7 @@ void ReplyReader::checkKeys(std::span<const std::string_view> known) {
   while (const DictionaryObject::Entry* entry = cursor.next()) {
     const std::string_view key = entry->key.text();
     const bool isKnown = key.starts_with(additionPrefix) || std::ranges::find(known, key) != known.end();
-    if (!isKnown) return note("a key", "is unknown");
+    if (!isKnown) return note(key, "is unknown");
   }
 }
 

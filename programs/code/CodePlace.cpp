@@ -14,14 +14,13 @@
 #include <VantoService/PlistDictionary.h>
 #include <VantoService/PropertyList.h>
 
+#include "code/CodeSurroundings.h"
 #include "code/OpenedFile.h"
 #include "code/Seal.h"
 #include "code/limits.h"
 
 namespace vanto::code {
 namespace {
-
-constexpr std::string_view executablesOfContents = "/Contents/Linux";
 
 struct Free {
   void operator()(char* text) const noexcept { std::free(text); }
@@ -32,13 +31,6 @@ std::string_view textUnder(const PlistDictionary& dictionary, std::string_view k
   return string != nullptr ? string->text() : std::string_view();
 }
 
-std::string_view extensionOf(std::string_view path) noexcept {
-  while (path.ends_with('/')) path.remove_suffix(1);
-  path.remove_prefix(path.rfind('/') + 1);
-  const std::size_t dot = path.rfind('.');
-  return dot == path.npos ? std::string_view() : path.substr(dot + 1);
-}
-
 std::string withoutSlash(std::string_view place) {
   return std::string(place.substr(place.starts_with('/') ? 1 : 0));
 }
@@ -46,11 +38,6 @@ std::string withoutSlash(std::string_view place) {
 /// "a" in the place "/b" is "b/a".
 std::string joined(std::string_view place, std::string_view name) {
   return withoutSlash(std::string(place) + "/" + std::string(name));
-}
-
-bool exists(int directory, const char* path) noexcept {
-  struct stat status;
-  return fstatat(directory, path, &status, AT_SYMLINK_NOFOLLOW) == 0 || (errno != ENOENT && errno != ENOTDIR);
 }
 
 /// Takes what is needed from the Info file. False with a reason that is without a name.
@@ -73,22 +60,23 @@ bool readInfo(CodePlace& place, std::string& problem) {
   return true;
 }
 
-std::string signatureIn(BundleLayout layout) {
-  const std::string_view info = placesOf(layout).info;
-  return joined(info.substr(0, info.rfind('/')), "Signature.plist");
-}
-
-/// The directory in which a bundle would be whose executable has that path, and what the layouts call the rest.
-struct Around {
-  std::string bundle;
-  std::string executable;
-};
-
-Around aroundOf(std::string_view real) {
-  const std::size_t slash = real.rfind('/');
-  std::string_view directory = real.substr(0, slash);
-  if (directory.ends_with(executablesOfContents)) directory.remove_suffix(executablesOfContents.size());
-  return {std::string(directory), std::string(real.substr(std::min(real.size(), directory.size() + 1)))};
+/// The bundle whose executable the file at `path` is. None when there is no such bundle; with a reason when there is
+/// one with a signature, and it cannot be told whether the file is its executable.
+std::optional<CodePlace> findBundleAround(const std::string& path, std::string& problem) {
+  const std::unique_ptr<char, Free> resolved(realpath(path.c_str(), nullptr));
+  const std::optional<CodeSurroundings> around =
+      resolved ? CodeSurroundings::of(resolved.get()) : std::optional<CodeSurroundings>();
+  if (!around) return std::nullopt;
+  const Fd directory(open(around->bundle.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const std::optional<BundlePlan> plan = BundlePlan::find(around->bundle, [&directory](const std::string& info) {
+    return directory && isSomethingAt(directory.get(), info);
+  });
+  if (!plan || plan->executables != around->executables) return std::nullopt;
+  std::string complaint;
+  std::optional<CodePlace> place = CodePlace::ofBundle(around->bundle, complaint);
+  if (!place && isSomethingAt(directory.get(), plan->signature)) problem = std::move(complaint);
+  if (!place || place->executable != joined(around->executables, around->name)) return std::nullopt;
+  return place;
 }
 
 }  // namespace
@@ -111,7 +99,7 @@ std::string CodePlace::pathOf(const std::string& relative) const {
 }
 
 bool CodePlace::hasSignature() const noexcept {
-  return exists(directory.get(), signature.c_str());
+  return isSomethingAt(directory.get(), signature);
 }
 
 std::optional<CodePlace> CodePlace::ofBundle(const std::string& path, std::string& problem) {
@@ -123,18 +111,17 @@ std::optional<CodePlace> CodePlace::ofBundle(const std::string& path, std::strin
     problem = path + ": cannot be opened: " + std::strerror(errno);
     return std::nullopt;
   }
-  for (const BundlePlaces& places : bundlePlaces) {
-    place.info = withoutSlash(places.info);
-    const bool isHere =
-        isLayoutFor(places.layout, extensionOf(path)) && exists(place.directory.get(), place.info.c_str());
-    if (!isHere) continue;
-    place.layout = places.layout;
-    place.signature = signatureIn(places.layout);
-    if (readInfo(place, problem)) return place;
-    problem = place.pathOf(place.info) + ": " + problem;
+  const std::optional<BundlePlan> plan =
+      BundlePlan::find(path, [&place](const std::string& info) { return isSomethingAt(place.directory.get(), info); });
+  if (!plan) {
+    problem = path + ": is a directory without an Info.plist, and so no bundle";
     return std::nullopt;
   }
-  problem = path + ": is a directory without an Info.plist, and so no bundle";
+  place.layout = plan->layout;
+  place.info = plan->info;
+  place.signature = plan->signature;
+  if (readInfo(place, problem)) return place;
+  problem = place.pathOf(place.info) + ": " + problem;
   return std::nullopt;
 }
 
@@ -149,7 +136,7 @@ std::optional<CodePlace> CodePlace::ofFile(const std::string& path, std::string&
   CodePlace place;
   place.path = slash == 0 ? "/" : real.substr(0, slash);
   place.executable = real.substr(slash + 1);
-  place.signature = place.executable + ".Signature.plist";
+  place.signature = signatureNameOf(place.executable);
   place.directory.reset(open(place.path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (place.directory) return place;
   problem = place.path + ": cannot be opened: " + std::strerror(errno);
@@ -157,21 +144,19 @@ std::optional<CodePlace> CodePlace::ofFile(const std::string& path, std::string&
 }
 
 std::optional<CodePlace> CodePlace::ofBundleAround(const std::string& path) {
-  const std::unique_ptr<char, Free> resolved(realpath(path.c_str(), nullptr));
-  if (!resolved) return std::nullopt;
-  const Around around = aroundOf(resolved.get());
   std::string ignored;
-  if (extensionOf(around.bundle).empty()) return std::nullopt;
-  std::optional<CodePlace> place = ofBundle(around.bundle, ignored);
-  if (!place || place->executable != around.executable) return std::nullopt;
-  return place;
+  return findBundleAround(path, ignored);
 }
 
 std::optional<CodePlace> CodePlace::ofPath(const std::string& path, std::string& problem) {
   struct stat status;
   if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return ofBundle(path, problem);
-  std::optional<CodePlace> bundle = ofBundleAround(path);
-  return bundle && bundle->hasSignature() ? std::move(bundle) : ofFile(path, problem);
+  std::string unknown;
+  std::optional<CodePlace> bundle = findBundleAround(path, unknown);
+  if (bundle && bundle->hasSignature()) return bundle;
+  if (unknown.empty()) return ofFile(path, problem);
+  problem = std::move(unknown);
+  return std::nullopt;
 }
 
 }  // namespace vanto::code

@@ -50,7 +50,8 @@ struct CodePlace {
   /// The bundle whose executable the file at `path` is; none when there is no such bundle.
   [[nodiscard]] static std::optional<CodePlace> ofBundleAround(const std::string& path);
   /// What a person who names `path` means: the bundle in a directory; of a file the bundle whose executable it is, if
-  /// that has a signature, else the file. None with a reason that names the file.
+  /// that has a signature, else the file. None too when a bundle has one and its Info file cannot be read. None with a
+  /// reason that names the file.
   [[nodiscard]] static std::optional<CodePlace> ofPath(const std::string& path, std::string& problem);
 
   /// True when something stands where the signature is to be.

@@ -49,11 +49,15 @@ std::optional<Digest> digestOf(std::string_view bytes) noexcept {
   return digester.finish();
 }
 
-std::optional<Digest> digestOfFile(int descriptor, std::string& problem) {
+std::optional<Digest> digestOfFile(int descriptor, std::string& problem, const std::function<bool(off_t)>& mayGoOn) {
   const auto buffer = std::make_unique_for_overwrite<std::uint8_t[]>(stepBytes);
   Digester digester;
   posix_fadvise(descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
   for (off_t place = 0;;) {
+    if (mayGoOn && !mayGoOn(place)) {
+      problem = "was not read to its end";
+      return std::nullopt;
+    }
     const ssize_t received = pread(descriptor, buffer.get(), stepBytes, place);
     if (received == 0) break;
     if (received > 0) {

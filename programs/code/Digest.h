@@ -3,10 +3,13 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+
+#include <sys/types.h>
 
 struct evp_md_ctx_st;
 
@@ -35,8 +38,10 @@ class Digester {
 [[nodiscard]] std::optional<Digest> digestOf(std::string_view bytes) noexcept;
 
 /// The digest of the open regular file from its beginning; the place where it is read does not move. None with a
-/// reason for people in `problem`, which is otherwise untouched.
-[[nodiscard]] std::optional<Digest> digestOfFile(int descriptor, std::string& problem);
+/// reason for people in `problem`, which is otherwise untouched. `mayGoOn` is asked before each step with the number of
+/// bytes that were read; when it says no, that is such a reason.
+[[nodiscard]] std::optional<Digest> digestOfFile(int descriptor, std::string& problem,
+                                                 const std::function<bool(off_t)>& mayGoOn = {});
 
 /// Lower-case hexadecimal digits.
 [[nodiscard]] std::string hexText(std::span<const std::uint8_t> bytes);

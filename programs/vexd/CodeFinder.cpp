@@ -2,80 +2,39 @@
 #include "vexd/CodeFinder.h"
 
 #include <cerrno>
+#include <cstring>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 
 #include <fcntl.h>
 
+#include "code/CodeSurroundings.h"
 #include "code/OpenedFile.h"
-#include "value/BundleLayout.h"
 
 namespace vanto::vexd {
 namespace {
-
-constexpr std::string_view signatureFile = "Signature.plist";
-
-std::string_view withoutSlash(std::string_view place) noexcept {
-  return place.substr(place.starts_with('/') ? 1 : 0);
-}
-
-std::string_view extensionOf(std::string_view directory) noexcept {
-  directory.remove_prefix(directory.rfind('/') + 1);
-  const std::size_t dot = directory.rfind('.');
-  return dot == directory.npos ? std::string_view() : directory.substr(dot + 1);
-}
-
-/// What the path of an executable says.
-struct Surroundings {
-  std::string directory;
-  std::string name;
-  /// The bundle that it may be in, and where in it the executable lies.
-  std::string bundle;
-  std::string_view executables;
-};
-
-/// None without a path.
-std::optional<Surroundings> surroundingsOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return std::nullopt;
-  Surroundings found{path.substr(0, slash), path.substr(slash + 1), path.substr(0, slash), ""};
-  const std::string_view inContents = placesOf(BundleLayout::Contents).executables;
-  if (!found.directory.ends_with(inContents)) return found;
-  found.bundle.resize(found.directory.size() - inContents.size());
-  found.executables = inContents;
-  return found;
-}
-
-std::string signatureBesideInfo(std::string_view info) {
-  return std::string(info.substr(0, info.rfind('/') + 1)) + std::string(signatureFile);
-}
 
 Fd openDirectory(const std::string& path) noexcept {
   return Fd(open(path.empty() ? "/" : path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
 
-Fd openFile(const Fd& directory, const std::string& path) noexcept {
-  return code::openBeneath(directory.get(), path, O_RDONLY);
+/// Opens a file; for one that stands there and cannot be opened there is a problem.
+Fd openFile(const Fd& directory, const std::string& path, std::string& problem) {
+  Fd file = code::openBeneath(directory.get(), path, O_RDONLY);
+  if (!file && errno != ENOENT) problem = std::string("cannot be opened: ") + std::strerror(errno);
+  return file;
 }
 
-/// The first layout that has an Info file is that of a bundle; the executable must lie where that layout has it.
-void openBundle(const Surroundings& around, CodeFiles& files) {
-  const std::string_view extension = extensionOf(around.bundle);
-  if (extension.empty()) return;
+/// Opens what there is of a bundle in whose place for executables the executable lies.
+void openBundle(const code::CodeSurroundings& around, CodeFiles& files) {
   const Fd directory = openDirectory(around.bundle);
   if (!directory) return;
-  for (const BundlePlaces& places : bundlePlaces) {
-    if (!isLayoutFor(places.layout, extension)) continue;
-    const std::string info(withoutSlash(places.info));
-    Fd opened = openFile(directory, info);
-    if (!opened && (errno == ENOENT || errno == ENOTDIR)) continue;
-    if (!opened || places.executables != around.executables) return;
-    files.info = std::move(opened);
-    files.bundleSignature = openFile(directory, signatureBesideInfo(info));
-    return;
-  }
+  const auto plan = code::BundlePlan::find(
+      around.bundle, [&directory](const std::string& info) { return code::isSomethingAt(directory.get(), info); });
+  if (!plan || plan->executables != around.executables) return;
+  files.info = openFile(directory, plan->info, files.infoProblem);
+  files.bundleSignature = openFile(directory, plan->signature, files.bundleSignatureProblem);
 }
 
 bool look(const std::string& path, FileIdentity& identity) noexcept {
@@ -83,20 +42,17 @@ bool look(const std::string& path, FileIdentity& identity) noexcept {
 }
 
 /// As openBundle().
-bool lookAtBundle(const Surroundings& around, FactsKey& key) {
-  const std::string_view extension = extensionOf(around.bundle);
-  if (extension.empty()) return true;
-  for (const BundlePlaces& places : bundlePlaces) {
-    if (!isLayoutFor(places.layout, extension)) continue;
-    FileIdentity info;
-    const std::string path = around.bundle + std::string(places.info);
-    if (!look(path, info)) return false;
-    if (!info.isOfFile()) continue;
-    if (places.executables != around.executables) return true;
-    key.info = info;
-    return look(signatureBesideInfo(path), key.bundleSignature);
-  }
-  return true;
+bool lookAtBundle(const code::CodeSurroundings& around, FactsKey& key) {
+  FileIdentity info;
+  bool isKnown = true;
+  const auto plan = code::BundlePlan::find(around.bundle, [&](const std::string& place) {
+    isKnown = isKnown && look(around.bundle + "/" + place, info);
+    return isKnown && info.isOfFile();
+  });
+  if (!isKnown) return false;
+  if (!plan || plan->executables != around.executables) return true;
+  key.info = info;
+  return look(around.bundle + "/" + plan->signature, key.bundleSignature);
 }
 
 }  // namespace
@@ -104,19 +60,20 @@ bool lookAtBundle(const Surroundings& around, FactsKey& key) {
 CodeFiles findCode(ExaminedProcess process) {
   CodeFiles files;
   files.executable = std::move(process.executable);
-  const std::optional<Surroundings> around = surroundingsOf(process.path);
+  const std::optional<code::CodeSurroundings> around = code::CodeSurroundings::of(process.path);
   if (!around) return files;
   files.name = around->name;
   openBundle(*around, files);
-  files.signature = openFile(openDirectory(around->directory), files.name + "." + std::string(signatureFile));
+  files.signature =
+      openFile(openDirectory(around->directory), code::signatureNameOf(files.name), files.signatureProblem);
   return files;
 }
 
 bool lookAroundCode(const std::string& path, FactsKey& key) {
-  const std::optional<Surroundings> around = surroundingsOf(path);
+  const std::optional<code::CodeSurroundings> around = code::CodeSurroundings::of(path);
   if (!around) return false;
   key.name = around->name;
-  return lookAtBundle(*around, key) && look(path + "." + std::string(signatureFile), key.signature);
+  return lookAtBundle(*around, key) && look(code::signatureNameOf(path), key.signature);
 }
 
 }  // namespace vanto::vexd

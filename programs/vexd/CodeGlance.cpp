@@ -25,16 +25,16 @@ std::string targetOf(const std::string& link) {
   return {path, length > 0 ? static_cast<std::size_t>(length) : 0};
 }
 
-bool isUntraced(pid_t pid) {
+bool mayBeJudged(pid_t pid) {
   const std::optional<ProcessState> state = ProcessState::read(pid);
-  return state && state->tracing == Tracing::No;
+  return state && state->isInOwnNamespace && state->tracing == Tracing::No;
 }
 
 }  // namespace
 
 bool glanceAtCode(int process, FactsKey& key) {
   const std::optional<pid_t> pid = processOf(process);
-  if (!pid || *pid <= 0 || !isUntraced(*pid)) return false;
+  if (!pid || *pid <= 0 || !mayBeJudged(*pid)) return false;
   const std::string link = directoryOf(*pid) + "/exe";
   // Not looked at whether the executable still lies there: with a signature that is not its own no answer is kept.
   const std::string path = targetOf(link);

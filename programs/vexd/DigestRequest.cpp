@@ -47,6 +47,9 @@ std::string DigestRequest::bytes() const {
   RecordWriter record;
   record.text(files.name);
   for (const Fd* file : {&files.info, &files.bundleSignature, &files.signature}) record.number(*file ? 1 : 0);
+  for (const std::string* problem : {&files.infoProblem, &files.bundleSignatureProblem, &files.signatureProblem}) {
+    record.text(*problem);
+  }
   record.number(trust.size());
   for (const code::TrustDirectory& directory : trust) write(record, directory);
   return record.bytes();
@@ -72,6 +75,10 @@ std::optional<DigestRequest> DigestRequest::read(Record record) {
     if (reader.number() == 0) continue;
     if (next == end) isComplete = false;
     if (next != end) *file = std::move(*next++);
+  }
+  for (std::string* problem :
+       {&request.files.infoProblem, &request.files.bundleSignatureProblem, &request.files.signatureProblem}) {
+    *problem = reader.text(limits::pathBytes);
   }
   const std::uint64_t count = reader.number();
   for (std::uint64_t i = 0; i < count && i < directories && reader.isFine(); ++i) {

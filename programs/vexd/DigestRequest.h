@@ -20,6 +20,10 @@ struct CodeFiles {
   Fd bundleSignature;
   /// That of the file alone; none when there is none.
   Fd signature;
+  /// Why what stands there could not be opened; empty for what is open or not there.
+  std::string infoProblem;
+  std::string bundleSignatureProblem;
+  std::string signatureProblem;
   /// File name of the executable.
   std::string name;
 };

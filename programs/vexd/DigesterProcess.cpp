@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vexd/DigesterProcess.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <ctime>
 #include <utility>
 
 #include <fcntl.h>
@@ -13,17 +13,12 @@
 #include <sys/wait.h>
 
 #include "vexd/DigesterSocket.h"
+#include "vexd/MonotonicTime.h"
 #include "vexd/Record.h"
 #include "vexd/limits.h"
 
 namespace vanto::vexd {
 namespace {
-
-std::uint64_t deadlineIn(std::uint64_t nanoseconds) noexcept {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000'000 + static_cast<std::uint64_t>(now.tv_nsec) + nanoseconds;
-}
 
 /// Whether the other side has closed the socket, or sent what nobody asked for.
 bool hasEnded(int socket) noexcept {
@@ -37,17 +32,33 @@ DigesterProcess::~DigesterProcess() {
   end();
 }
 
-std::optional<DigestAnswer> DigesterProcess::ask(const DigestRequest& request, std::uint64_t nanoseconds) {
-  const std::uint64_t deadline = deadlineIn(nanoseconds);
+std::optional<DigestAnswer> DigesterProcess::ask(const DigestRequest& request, std::uint64_t nanoseconds,
+                                                 const std::function<bool()>& isWanted) {
+  const std::uint64_t deadline = monotonicNow() + nanoseconds;
+  outcome_ = Outcome::Failed;
   if (socket_ && hasEnded(socket_.get())) end();
   if (!socket_ && !start()) return std::nullopt;
   Record record;
-  const bool isAnswered = sendRecord(socket_.get(), request.bytes(), request.descriptors(), deadline) &&
-                          receiveRecord(socket_.get(), limits::answerBytes, deadline, record);
-  std::optional<DigestAnswer> answer = isAnswered ? DigestAnswer::read(record.bytes) : std::nullopt;
+  if (sendRecord(socket_.get(), request.bytes(), request.descriptors(), deadline)) outcome_ = await(deadline, isWanted);
+  std::optional<DigestAnswer> answer;
+  if (outcome_ == Outcome::Answered && receiveRecord(socket_.get(), limits::answerBytes, deadline, record)) {
+    answer = DigestAnswer::read(record.bytes);
+  }
+  if (answer) return answer;
+  if (outcome_ == Outcome::Answered) outcome_ = Outcome::Failed;
   // What comes later would be taken for the answer to another question.
-  if (!answer) end();
+  end();
   return answer;
+}
+
+/// Until there is something to receive.
+DigesterProcess::Outcome DigesterProcess::await(std::uint64_t deadline, const std::function<bool()>& isWanted) const {
+  for (;;) {
+    const std::uint64_t next = std::min(deadline, monotonicNow() + limits::attentionNanoseconds);
+    if (awaitSocket(socket_.get(), POLLIN, next)) return Outcome::Answered;
+    if (next == deadline) return Outcome::TookTooLong;
+    if (!isWanted()) return Outcome::Unwanted;
+  }
 }
 
 bool DigesterProcess::start() {

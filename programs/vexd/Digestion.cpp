@@ -15,6 +15,7 @@
 #include "code/TrustStore.h"
 #include "code/limits.h"
 #include "value/limits.h"
+#include "vexd/limits.h"
 
 namespace vanto::vexd {
 namespace {
@@ -25,11 +26,19 @@ struct SignedBundle {
   std::string identifier;
 };
 
-std::optional<SignedBundle> bundleOf(const CodeFiles& files) {
-  if (!files.info || !files.bundleSignature) return std::nullopt;
-  code::OpenedFile info = code::OpenedFile::read(files.info.get(), {code::limits::infoBytes, 0, {}});
-  const std::optional<code::InfoNames> names =
-      info.contents ? code::InfoNames::read(*info.contents) : std::optional<code::InfoNames>();
+/// None, with a problem when it may be that of a signed bundle and this cannot be told.
+std::optional<SignedBundle> bundleOf(const CodeFiles& files, std::string& problem) {
+  const bool isSigned = files.bundleSignature || !files.bundleSignatureProblem.empty();
+  const bool hasInfo = files.info || !files.infoProblem.empty();
+  if (!isSigned || !hasInfo) return std::nullopt;
+  code::OpenedFile info;
+  if (files.info) info = code::OpenedFile::read(files.info.get(), {code::limits::infoBytes, 0, {}});
+  if (!info.contents) {
+    problem = "the Info dictionary " + (files.info ? info.problem : files.infoProblem);
+    return std::nullopt;
+  }
+  const std::optional<code::InfoNames> names = code::InfoNames::read(*info.contents);
+  if (!names) problem = "the Info dictionary is none";
   if (!names || names->executable != files.name) return std::nullopt;
   return SignedBundle{std::move(*info.contents), names->identifier};
 }
@@ -75,20 +84,25 @@ DigestAnswer judged(DigestAnswer answer, const code::CodeEvidence& evidence, con
 
 }  // namespace
 
-DigestAnswer answerTo(const DigestRequest& request) {
+DigestAnswer answerTo(const DigestRequest& request, const std::function<bool()>& isWanted) {
   const TemporaryScope scope;
   const CodeFiles& files = request.files;
   DigestAnswer answer;
   std::string problem;
-  const std::optional<code::Digest> digest = code::digestOfFile(files.executable.get(), problem);
+  const std::optional<code::Digest> digest =
+      code::digestOfFile(files.executable.get(), problem,
+                         [&isWanted](off_t read) { return read <= limits::executableBytes && isWanted(); });
   if (!digest) return refused(std::move(answer), "the executable " + problem);
   answer.digest.assign(digest->begin(), digest->end());
 
-  const std::optional<SignedBundle> bundle = bundleOf(files);
+  const std::optional<SignedBundle> bundle = bundleOf(files, problem);
+  if (!problem.empty()) return refused(std::move(answer), std::move(problem));
   const Fd& place = bundle ? files.bundleSignature : files.signature;
   code::OpenedFile signature;
+  signature.problem = bundle ? files.bundleSignatureProblem : files.signatureProblem;
   if (place) signature = code::OpenedFile::read(place.get(), {code::limits::signatureBytes, 0, {}});
-  if (place && !signature.contents) return refused(std::move(answer), "the signature " + signature.problem);
+  // One that is there and cannot be read must not make the code what it would be without it.
+  if (!signature.problem.empty()) return refused(std::move(answer), "the signature " + signature.problem);
 
   code::CodeEvidence evidence;
   evidence.executableName = files.name;

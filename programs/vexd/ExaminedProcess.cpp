@@ -13,6 +13,7 @@
 #include <sys/statfs.h>
 #include <unistd.h>
 
+#include "vexd/MountTable.h"
 #include "vexd/ProcessState.h"
 #include "vexd/limits.h"
 
@@ -22,6 +23,9 @@ namespace {
 #ifndef FUSE_SUPER_MAGIC
 constexpr auto FUSE_SUPER_MAGIC = 0x65735546;
 #endif
+constexpr long overlayMagic = 0x794c7630;
+
+constexpr auto foreignProcess = "the process is in a foreign pid namespace";
 
 /// One look at a process.
 class Look {
@@ -46,7 +50,7 @@ class Look {
       refusal_ = {Failure::Unknown, "the descriptor is not that of a process"};
       return false;
     }
-    if (*pid == 0) return refuse(Failure::Unknown, "the process is in a foreign pid namespace");
+    if (*pid == 0) return refuse(Failure::Unknown, foreignProcess);
     if (*pid < 0) return refuse(Failure::Gone, "the process is gone");
     pid_ = *pid;
     executable_ = directoryOf(pid_) + "/exe";
@@ -57,6 +61,7 @@ class Look {
     const std::optional<ProcessState> state = ProcessState::read(pid_);
     if (!state) return refuse(Failure::Hidden, "its state may not be looked at");
     result.user = state->user;
+    if (!state->isInOwnNamespace) return refuse(Failure::Unknown, foreignProcess);
     if (state->tracing == Tracing::Unknown) return refuse(Failure::Hidden, "its threads cannot be looked at");
     return state->tracing == Tracing::No ? true : refuse(Failure::Traced, "another process traces it");
   }
@@ -69,12 +74,16 @@ class Look {
     if (!result.executable || fstatfs(file, &system) != 0 || fstat(file, &status) != 0) {
       return refuse(Failure::Hidden, "its executable may not be looked at");
     }
-    if (system.f_type == FUSE_SUPER_MAGIC) {
+    // A user may mount an overlay in a namespace of his own, with FUSE below it.
+    const bool isUsers = static_cast<long>(system.f_type) == overlayMagic && !isMountedHere(file, pid_);
+    if (system.f_type == FUSE_SUPER_MAGIC || isUsers) {
       return refuse(Failure::Hidden,
                     "its executable is on a file system of a user, who can show each reader another one");
     }
+    if (status.st_size > limits::executableBytes) return refuse(Failure::Hidden, "its executable is larger than 1 GiB");
     result.device = status.st_dev;
     result.inode = status.st_ino;
+    result.bytes = status.st_size;
     return true;
   }
 

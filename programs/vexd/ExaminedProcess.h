@@ -36,6 +36,7 @@ struct ExaminedProcess {
   Fd executable;
   dev_t device = 0;
   ino_t inode = 0;
+  std::int64_t bytes = 0;
   /// Where the executable lies, as the kernel says; empty when it lies nowhere any more.
   std::string path;
 

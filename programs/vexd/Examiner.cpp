@@ -2,11 +2,10 @@
 
 // A request goes through these steps. A glance, on the thread that received it, at where the files are: at most so many
 // at once, since a file system can take its time. The cache: most end there. Opening the files, and the cache once
-// more. Then a queue, of a process that digests: at most so many wait, and so many of one user. In its turn it looks
-// into the cache again, since the same may have been asked before it.
+// more. Then a queue: at most so many wait, and so many of one user. In its turn it looks into the cache again, since
+// the same may have been asked before it.
 #include "vexd/Examiner.h"
 
-#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -14,33 +13,19 @@
 
 #include "vexd/CodeFinder.h"
 #include "vexd/CodeGlance.h"
+#include "vexd/MonotonicTime.h"
 #include "vexd/Reply.h"
 #include "vexd/limits.h"
 
 namespace vanto::vexd {
 
-struct Examiner::Job {
-  Examiner* examiner = nullptr;
-  Worker* worker = nullptr;
-  uid_t user = 0;
-  dev_t device = 0;
-  ino_t inode = 0;
-  DigestRequest request;
-  FactsKey key;
-  /// Whether the key can be relied upon.
-  bool isCacheable = false;
-  std::uint64_t trust = 0;
-  Receiver receive;
-  std::function<bool()> isWanted;
-
-  [[nodiscard]] Report reportOf(DigestAnswer answer) const { return {{}, std::move(answer), device, inode, {}}; }
-};
-
 namespace {
 
 Report refused(Failure failure, const char* reason) {
-  return {{failure, reason}, {}, 0, 0, {}};
+  return {{failure, reason}, {}};
 }
+
+constexpr auto unwanted = "nobody waits for it any more";
 
 /// Counts one opening while it lives, unless there are too many.
 class Opening {
@@ -62,6 +47,7 @@ class Opening {
 Examiner::Examiner(const std::string& program, std::vector<TrustFiles::Place> trust) : trust_(std::move(trust)) {
   for (std::size_t i = 0; i < limits::digesters; ++i) {
     workers_.push_back(std::make_unique<Worker>(program, vanto_queue_create("org.vanto.vexd.digester")));
+    workers_.back()->examiner = this;
   }
 }
 
@@ -69,16 +55,18 @@ Examiner::~Examiner() {
   for (const auto& worker : workers_) vanto_queue_release(worker->queue);
 }
 
-void Examiner::examine(int process, Receiver receive, std::function<bool()> isWanted) {
-  auto job = std::make_unique<Job>();
+void Examiner::examine(int process, uid_t asker, Receiver receive, std::function<bool()> isWanted) {
+  auto job = std::make_unique<DigestJob>();
   {
     const Opening opening(openings_);
     if (!opening.isAllowed()) return receive(refused(Failure::Busy, "too many processes are being looked at"));
     if (const FactsCache::Kept known = findAtAGlance(process)) return receive(*known);
     Refusal refusal;
     std::optional<ExaminedProcess> examined = ExaminedProcess::open(process, refusal);
-    if (!examined) return receive({refusal, {}, 0, 0, {}});
+    if (!examined) return receive({refusal, {}});
+    job->asker = asker;
     job->user = examined->user;
+    job->bytes = examined->bytes;
     job->device = examined->device;
     job->inode = examined->inode;
     job->request.files = findCode(std::move(*examined));
@@ -90,14 +78,7 @@ void Examiner::examine(int process, Receiver receive, std::function<bool()> isWa
   if (!job->request.files.executable) return receive(refused(Failure::Hidden, "its executable may not be read"));
   job->receive = std::move(receive);
   job->isWanted = std::move(isWanted);
-  job->examiner = this;
-  job->worker = enqueue(*job);
-  if (job->worker == nullptr) return job->receive(refused(Failure::Busy, "too many executables wait to be digested"));
-  const vanto_queue_t queue = job->worker->queue;
-  dispatch_queue_submit(queue, job.release(), [](void* context) {
-    const std::unique_ptr<Job> submitted(static_cast<Job*>(context));
-    submitted->examiner->run(*submitted, *submitted->worker);
-  });
+  if (!enqueue(job)) job->receive(refused(Failure::Busy, "too many executables wait to be digested"));
 }
 
 FactsCache::Kept Examiner::findAtAGlance(int process) {
@@ -109,7 +90,7 @@ FactsCache::Kept Examiner::findAtAGlance(int process) {
 }
 
 /// Takes what is trusted now over into the job too.
-FactsCache::Kept Examiner::findInCache(Job& job) {
+FactsCache::Kept Examiner::findInCache(DigestJob& job) {
   const std::lock_guard lock(mutex_);
   const std::vector<code::TrustDirectory>& trust = trust_.directories();
   job.trust = trust_.generation();
@@ -118,49 +99,80 @@ FactsCache::Kept Examiner::findInCache(Job& job) {
   return kept;
 }
 
-/// The worker that has the least to do; null when too many wait already.
-Examiner::Worker* Examiner::enqueue(const Job& job) {
+void Examiner::keep(const DigestJob& job, const Report& report) {
+  if (!job.isCacheable) return;
   const std::lock_guard lock(mutex_);
-  std::size_t& ofUser = waitingOfUser_[job.user];
-  if (waiting_ >= limits::waiting || ofUser >= limits::waitingPerUser) return nullptr;
-  const auto least = std::min_element(workers_.begin(), workers_.end(),
-                                      [](const auto& one, const auto& other) { return one->waiting < other->waiting; });
-  ++waiting_;
-  ++ofUser;
-  ++(*least)->waiting;
-  return least->get();
+  cache_.keep(job.key, job.trust, std::make_shared<const Report>(report));
 }
 
-void Examiner::leave(const Job& job, Worker& worker) {
+/// False when too many wait already.
+bool Examiner::enqueue(std::unique_ptr<DigestJob>& job) {
   const std::lock_guard lock(mutex_);
-  --waiting_;
-  --worker.waiting;
-  const auto ofUser = waitingOfUser_.find(job.user);
-  if (--ofUser->second == 0) waitingOfUser_.erase(ofUser);
+  if (!queue_.add(job)) return false;
+  beginWaiting();
+  return true;
 }
 
-void Examiner::run(Job& job, Worker& worker) {
-  const Report report = digest(job, worker);
-  // Counted no longer when the answer is there, or who asks again at once would be one too many.
-  leave(job, worker);
-  job.receive(report);
+/// Gives those who have nothing to do what may be begun. With the lock.
+void Examiner::beginWaiting() {
+  for (const std::unique_ptr<Worker>& worker : workers_) {
+    if (worker->job) continue;
+    worker->job = queue_.take();
+    if (!worker->job) return;
+    dispatch_queue_submit(worker->queue, worker.get(), [](void* context) {
+      Worker& submitted = *static_cast<Worker*>(context);
+      submitted.examiner->run(submitted);
+    });
+  }
 }
 
-Report Examiner::digest(Job& job, Worker& worker) {
-  if (!job.isWanted()) return refused(Failure::TimedOut, "nobody waits for it any more");
+void Examiner::run(Worker& worker) {
+  const Report report = digest(worker);
+  std::unique_ptr<DigestJob> job;
+  {
+    // Counted no longer when the answer is there, or who asks again at once would be one too many.
+    const std::lock_guard lock(mutex_);
+    job = std::move(worker.job);
+    queue_.leave(*job);
+    beginWaiting();
+  }
+  job->receive(report);
+}
+
+Report Examiner::digest(Worker& worker) {
+  DigestJob& job = *worker.job;
+  if (!job.isWanted()) return refused(Failure::TimedOut, unwanted);
   if (job.isCacheable) {
     if (const FactsCache::Kept known = findInCache(job)) return *known;
   }
-  std::optional<DigestAnswer> answer = worker.process.ask(job.request, limits::digestNanoseconds);
-  if (!answer) return refused(Failure::Unavailable, "the executable could not be digested");
+  std::optional<DigestAnswer> answer =
+      worker.process.ask(job.request, limits::digestNanoseconds, [this, &job] { return isWorthGoingOn(job); });
+  if (!answer) return failureOf(worker);
   // What the digest is not known of can satisfy nothing.
   if (answer->digest.empty()) return refused(Failure::Hidden, answer->reason.c_str());
-  Report report = job.reportOf(std::move(*answer));
+  Report report{{}, std::move(*answer), job.device, job.inode, {}};
   if (!job.isCacheable) return report;
   report.reply.reset(createReply(report), vanto_release);
-  const std::lock_guard lock(mutex_);
-  cache_.keep(job.key, job.trust, std::make_shared<const Report>(report));
+  keep(job, report);
   return report;
+}
+
+Report Examiner::failureOf(const Worker& worker) {
+  if (worker.process.outcome() == DigesterProcess::Outcome::Unwanted) return refused(Failure::TimedOut, unwanted);
+  if (worker.process.outcome() == DigesterProcess::Outcome::Failed) {
+    return refused(Failure::Unavailable, "the executable could not be digested");
+  }
+  Report report = refused(Failure::TimedOut, "the executable takes too long to be digested");
+  report.goodUntil = monotonicNow() + limits::failureNanoseconds;
+  keep(*worker.job, report);
+  return report;
+}
+
+/// For somebody, or for the next one who asks, as long as nobody has to wait for that.
+bool Examiner::isWorthGoingOn(const DigestJob& job) {
+  if (job.isWanted()) return true;
+  const std::lock_guard lock(mutex_);
+  return !queue_.hasWaiting();
 }
 
 }  // namespace vanto::vexd

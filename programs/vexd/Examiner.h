@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -13,6 +12,7 @@
 
 #include <VantoService/vanto.h>
 
+#include "vexd/DigestQueue.h"
 #include "vexd/DigesterProcess.h"
 #include "vexd/FactsCache.h"
 #include "vexd/Report.h"
@@ -33,27 +33,32 @@ class Examiner {
   Examiner(const Examiner&) = delete;
   Examiner& operator=(const Examiner&) = delete;
 
-  /// Looks at the process of a descriptor. `isWanted` is asked before long work is begun.
-  void examine(int process, Receiver receive, std::function<bool()> isWanted);
+  /// Looks at the process of a descriptor for the user `asker`. `isWanted` is asked before long work is begun, and
+  /// while it keeps others waiting.
+  void examine(int process, uid_t asker, Receiver receive, std::function<bool()> isWanted);
 
  private:
-  struct Job;
   /// A queue with the process that its work items ask.
   struct Worker {
     Worker(const std::string& program, vanto_queue_t itsQueue) : process(program), queue(itsQueue) {}
 
     DigesterProcess process;
     vanto_queue_t queue;
-    std::size_t waiting = 0;
+    /// What it is to do or does; the mutex is for whether there is any.
+    std::unique_ptr<DigestJob> job;
+    Examiner* examiner = nullptr;
   };
 
   /// The report that is kept; null when there is none.
   [[nodiscard]] FactsCache::Kept findAtAGlance(int process);
-  [[nodiscard]] FactsCache::Kept findInCache(Job& job);
-  [[nodiscard]] Worker* enqueue(const Job& job);
-  void leave(const Job& job, Worker& worker);
-  void run(Job& job, Worker& worker);
-  [[nodiscard]] Report digest(Job& job, Worker& worker);
+  [[nodiscard]] FactsCache::Kept findInCache(DigestJob& job);
+  void keep(const DigestJob& job, const Report& report);
+  [[nodiscard]] bool enqueue(std::unique_ptr<DigestJob>& job);
+  void beginWaiting();
+  void run(Worker& worker);
+  [[nodiscard]] Report digest(Worker& worker);
+  [[nodiscard]] Report failureOf(const Worker& worker);
+  [[nodiscard]] bool isWorthGoingOn(const DigestJob& job);
 
   std::vector<std::unique_ptr<Worker>> workers_;
   std::atomic<int> openings_{0};
@@ -61,8 +66,7 @@ class Examiner {
   // What follows belongs to the mutex.
   TrustFiles trust_;
   FactsCache cache_;
-  std::map<uid_t, std::size_t> waitingOfUser_;
-  std::size_t waiting_ = 0;
+  DigestQueue queue_;
 };
 
 }  // namespace vanto::vexd

@@ -3,13 +3,16 @@
 
 #include <utility>
 
+#include "vexd/MonotonicTime.h"
 #include "vexd/limits.h"
 
 namespace vanto::vexd {
 
 bool FactsKey::of(const CodeFiles& files, FactsKey& key) {
   key.name = files.name;
-  bool isReliable = FileIdentity::of(files.executable.get(), key.executable);
+  // What could not be opened has no identity.
+  bool isReliable = files.infoProblem.empty() && files.bundleSignatureProblem.empty() && files.signatureProblem.empty();
+  isReliable = FileIdentity::of(files.executable.get(), key.executable) && isReliable;
   isReliable = FileIdentity::of(files.info.get(), key.info) && isReliable;
   isReliable = FileIdentity::of(files.bundleSignature.get(), key.bundleSignature) && isReliable;
   return FileIdentity::of(files.signature.get(), key.signature) && isReliable;
@@ -19,6 +22,12 @@ FactsCache::Kept FactsCache::find(const FactsKey& key, std::uint64_t trust) {
   forgetOtherTrust(trust);
   const auto found = entries_.find(key);
   if (found == entries_.end()) return nullptr;
+  const std::uint64_t end = found->second.report->goodUntil;
+  if (end != UINT64_MAX && end < monotonicNow()) {
+    uses_.erase(found->second.use);
+    entries_.erase(found);
+    return nullptr;
+  }
   uses_.splice(uses_.begin(), uses_, found->second.use);
   return found->second.report;
 }

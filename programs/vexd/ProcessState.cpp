@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vexd/ProcessState.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <climits>
@@ -36,16 +37,36 @@ class Beginning {
   char bytes_[4096];
 };
 
-/// The number behind a label at the start of a line.
-std::optional<std::int64_t> numberBehind(std::string_view text, std::string_view label) noexcept {
+/// What is behind a label at the start of a line, to the end of the line.
+std::optional<std::string_view> lineBehind(std::string_view text, std::string_view label) noexcept {
   std::size_t at = text.find(label);
   while (at != text.npos && at != 0 && text[at - 1] != '\n') at = text.find(label, at + 1);
   if (at == text.npos) return std::nullopt;
   at += label.size();
-  while (at < text.size() && (text[at] == '\t' || text[at] == ' ')) ++at;
+  return text.substr(at, text.find('\n', at) - at);
+}
+
+constexpr std::string_view blanks = "\t ";
+
+std::string_view withoutBlanks(std::string_view text) noexcept {
+  return text.substr(std::min(text.size(), text.find_first_not_of(blanks)));
+}
+
+/// The number behind a label at the start of a line.
+std::optional<std::int64_t> numberBehind(std::string_view text, std::string_view label) noexcept {
+  const std::string_view rest = withoutBlanks(lineBehind(text, label).value_or(""));
   std::int64_t number = 0;
-  const auto [end, error] = std::from_chars(text.data() + at, text.data() + text.size(), number);
+  const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
   return error == std::errc() ? std::optional(number) : std::nullopt;
+}
+
+/// How many words a line has.
+std::size_t countWords(std::string_view line) noexcept {
+  std::size_t count = 0;
+  for (line = withoutBlanks(line); !line.empty(); ++count) {
+    line = withoutBlanks(line.substr(std::min(line.size(), line.find_first_of(blanks))));
+  }
+  return count;
 }
 
 struct CloseDirectory {
@@ -79,14 +100,38 @@ constexpr unsigned long processInformationCall = _IOWR(0xFF, 11, ProcessInformat
 
 }  // namespace
 
+std::string contentsOf(const std::string& path) {
+  const Fd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  std::string text;
+  // Most have less, and are read with two calls.
+  constexpr std::size_t room = 4096;
+  while (file && text.size() <= limits::processFileBytes) {
+    const std::size_t used = text.size();
+    text.resize(used + room);
+    const ssize_t length = ::read(file.get(), text.data() + used, room);
+    const bool isInterrupted = length < 0 && errno == EINTR;
+    text.resize(used + (length > 0 ? static_cast<std::size_t>(length) : 0));
+    if (length == 0) return text;
+    if (length < 0 && !isInterrupted) break;
+  }
+  return {};
+}
+
 std::optional<ProcessState> ProcessState::read(pid_t pid) {
-  const Beginning status(AT_FDCWD, (directoryOf(pid) + "/status").c_str());
-  const std::optional<std::int64_t> user = numberBehind(status.text(), "Uid:");
-  const std::optional<std::int64_t> threads = numberBehind(status.text(), "Threads:");
-  const std::optional<std::int64_t> tracer = numberBehind(status.text(), "TracerPid:");
+  std::optional<ProcessState> state = stateIn(contentsOf(directoryOf(pid) + "/status"));
+  if (state && state->tracing == Tracing::Unknown) state->tracing = tracingOfThreads(pid);
+  return state;
+}
+
+std::optional<ProcessState> stateIn(std::string_view text) noexcept {
+  const std::optional<std::int64_t> user = numberBehind(text, "Uid:");
+  const std::optional<std::int64_t> threads = numberBehind(text, "Threads:");
+  const std::optional<std::int64_t> tracer = numberBehind(text, "TracerPid:");
   if (!user || !threads || !tracer) return std::nullopt;
-  ProcessState state{static_cast<uid_t>(*user), *tracer == 0 ? Tracing::No : Tracing::Yes};
-  if (state.tracing == Tracing::No && *threads > 1) state.tracing = tracingOfThreads(pid);
+  ProcessState state{static_cast<uid_t>(*user), Tracing::Yes};
+  if (*tracer == 0) state.tracing = *threads > 1 ? Tracing::Unknown : Tracing::No;
+  // One id for each namespace from that of /proc down. A kernel without such namespaces has no such line.
+  state.isInOwnNamespace = countWords(lineBehind(text, "NSpid:").value_or("")) <= 1;
   return state;
 }
 

@@ -19,10 +19,21 @@ struct ProcessState {
   uid_t user = 0;
   /// Whether somebody traces any thread of the process, which is as good as the process.
   Tracing tracing = Tracing::Unknown;
+  /// Whether it is in the pid namespace of this process. Whoever is root in one below can name each process there as
+  /// the sender of a message, so a process in one may not be the one that speaks for it. Where /proc is that of
+  /// another namespace than this process's, nobody is.
+  bool isInOwnNamespace = false;
 
   /// None when it cannot be looked at.
   [[nodiscard]] static std::optional<ProcessState> read(pid_t pid);
 };
+
+/// The same from the text of the kernel, but for threads: whoever has more than one is said to be of Tracing::Unknown
+/// unless it is known to be traced.
+[[nodiscard]] std::optional<ProcessState> stateIn(std::string_view text) noexcept;
+
+/// The whole of a file of /proc; empty when it could not be read, or has more than limits::processFileBytes.
+[[nodiscard]] std::string contentsOf(const std::string& path);
 
 /// Its directory in /proc, without a slash at the end.
 [[nodiscard]] std::string directoryOf(pid_t pid);

@@ -5,10 +5,11 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <ctime>
 
 #include <poll.h>
 #include <sys/socket.h>
+
+#include "vexd/MonotonicTime.h"
 
 namespace vanto::vexd {
 namespace {
@@ -16,24 +17,9 @@ namespace {
 /// As long as the deadline is away, in the milliseconds of poll(); -1 for ever.
 int millisecondsUntil(std::uint64_t deadline) noexcept {
   if (deadline == UINT64_MAX) return -1;
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  const std::uint64_t time =
-      static_cast<std::uint64_t>(now.tv_sec) * 1'000'000'000 + static_cast<std::uint64_t>(now.tv_nsec);
+  const std::uint64_t time = monotonicNow();
   if (time >= deadline) return 0;
   return static_cast<int>(std::min<std::uint64_t>((deadline - time) / 1'000'000 + 1, INT_MAX));
-}
-
-/// False when nothing came of it until the deadline.
-bool awaitSocket(int socket, short events, std::uint64_t deadline) noexcept {
-  for (;;) {
-    pollfd set{socket, events, 0};
-    const int milliseconds = millisecondsUntil(deadline);
-    const int count = poll(&set, 1, milliseconds);
-    if (count > 0) return true;
-    if (count == 0 && milliseconds >= 0) return false;
-    if (count < 0 && errno != EINTR) return false;
-  }
 }
 
 bool isWorthWaiting() noexcept {
@@ -100,6 +86,17 @@ bool receiveBytes(int socket, char* bytes, std::size_t size, std::uint64_t deadl
 }
 
 }  // namespace
+
+bool awaitSocket(int socket, short events, std::uint64_t deadline) noexcept {
+  for (;;) {
+    pollfd set{socket, events, 0};
+    const int milliseconds = millisecondsUntil(deadline);
+    const int count = poll(&set, 1, milliseconds);
+    if (count > 0) return true;
+    if (count == 0 && milliseconds >= 0) return false;
+    if (count < 0 && errno != EINTR) return false;
+  }
+}
 
 void RecordWriter::number(std::uint64_t value) {
   bytes_.append(reinterpret_cast<const char*>(&value), sizeof value);

@@ -53,6 +53,9 @@ struct Record {
   std::vector<Fd> descriptors;
 };
 
+/// Waits until there is one of these events of poll(). False when there is none until `deadline`, as below.
+[[nodiscard]] bool awaitSocket(int socket, short events, std::uint64_t deadline) noexcept;
+
 /// Sends a record, waiting for room until `deadline` (CLOCK_MONOTONIC, nanoseconds; UINT64_MAX for ever). False when
 /// the other side is gone or takes too long.
 [[nodiscard]] bool sendRecord(int socket, std::string_view bytes, const std::vector<int>& descriptors,

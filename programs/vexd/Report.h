@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include <sys/types.h>
@@ -21,6 +22,8 @@ struct Report {
   ino_t inode = 0;
   /// The reply that says all this, where it is ready for the next one who asks; else null.
   std::shared_ptr<vanto_object> reply;
+  /// Until when it may be kept (CLOCK_MONOTONIC, nanoseconds).
+  std::uint64_t goodUntil = UINT64_MAX;
 };
 
 }  // namespace vanto::vexd

@@ -27,7 +27,7 @@ class TrustFiles {
   /// What they hold now.
   [[nodiscard]] const std::vector<code::TrustDirectory>& directories();
 
-  /// Goes up each time when something was read anew; what was judged before does not count then.
+  /// Goes up each time when something else was read than before; what was judged until then does not count any more.
   [[nodiscard]] std::uint64_t generation() const noexcept { return generation_; }
 
  private:

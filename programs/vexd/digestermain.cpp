@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstdio>
 
+#include <poll.h>
+
 #include "code/Cryptography.h"
 #include "code/Digest.h"
 #include "vexd/DigesterSandbox.h"
@@ -8,6 +10,16 @@
 #include "vexd/Digestion.h"
 #include "vexd/Record.h"
 #include "vexd/limits.h"
+
+namespace {
+
+/// Who asked may have ended by force, and then waits for nothing more.
+bool isWanted() noexcept {
+  pollfd set{vanto::vexd::digesterSocket, 0, 0};
+  return poll(&set, 1, 0) == 0;
+}
+
+}  // namespace
 
 // The process that understands what others wrote: executables, signatures, Info files, keys. It answers on a socket
 // until that is closed, and can reach nothing else.
@@ -26,7 +38,7 @@ int main() {
   for (Record record; receiveRecord(digesterSocket, limits::requestBytes, UINT64_MAX, record);) {
     const std::optional<DigestRequest> request = DigestRequest::read(std::move(record));
     if (!request) return 1;
-    if (!sendRecord(digesterSocket, answerTo(*request).bytes(), {}, UINT64_MAX)) return 1;
+    if (!sendRecord(digesterSocket, answerTo(*request, isWanted).bytes(), {}, UINT64_MAX)) return 1;
   }
   return 0;
 }

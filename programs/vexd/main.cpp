@@ -41,12 +41,14 @@ void reply(vanto_object_t message, const Report& report) {
   vanto_release(answer);
 }
 
-void handleRequest(vanto_object_t message) {
+void handleRequest(vanto_object_t connection, vanto_object_t message) {
   const vanto::Fd process(vanto::vexd::copyProcessOf(vanto_message_get_body(message)));
-  if (!process) return reply(message, {{Failure::Unknown, "the request names no process"}, {}, 0, 0, {}});
+  if (!process) return reply(message, {{Failure::Unknown, "the request names no process"}, {}});
+  vanto_identity_t asker{};
+  static_cast<void>(vanto_peer_identity(connection, &asker));
   const std::shared_ptr<vanto_object> kept(vanto_retain(message), vanto_release);
   examiner().examine(
-      process.get(), [kept](const Report& report) { reply(kept.get(), report); },
+      process.get(), asker.uid, [kept](const Report& report) { reply(kept.get(), report); },
       [kept] { return !vanto_message_is_cancelled(kept.get()); });
 }
 
@@ -54,8 +56,10 @@ void handleEvent(vanto_object_t, vanto_object_t event) {
   if (vanto_kind(event) != VANTO_KIND_CONNECTION) return;
   // Of its own, so that one that is waited for does not hold up others.
   vanto_connection_set_queue(event, nullptr);
-  vanto_connection_set_event_handler(event, [](vanto_object_t, vanto_object_t received) {
-    if (vanto_kind(received) == VANTO_KIND_MESSAGE && vanto_message_expects_reply(received)) handleRequest(received);
+  vanto_connection_set_event_handler(event, [](vanto_object_t connection, vanto_object_t received) {
+    if (vanto_kind(received) == VANTO_KIND_MESSAGE && vanto_message_expects_reply(received)) {
+      handleRequest(connection, received);
+    }
   });
   vanto_connection_resume(event);
 }

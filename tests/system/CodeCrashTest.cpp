@@ -24,8 +24,8 @@ class CodeCrash : public CodeClients {
 
   /// Sees to it that the code-signing service has to read everything anew, or, for what is known, not.
   void prepare(Answer answer) const {
-    // Nothing is kept while whom to trust has changed lately.
-    if (answer == Answer::Unknown) return std::filesystem::permissions(trust_, std::filesystem::perms::owner_all);
+    // Nothing is kept of what has changed lately.
+    if (answer == Answer::Unknown) return std::filesystem::permissions(trusted_, std::filesystem::perms::owner_all);
     EXPECT_EQ(callBy(trusted_), "served");
   }
 

@@ -5,12 +5,19 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <span>
 #include <string>
 #include <string_view>
 
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <VantoService/TemporaryScope.h>
@@ -26,6 +33,11 @@ namespace {
 void report(const std::string& line) {
   const std::string text = line + "\n";
   if (write(STDOUT_FILENO, text.data(), text.size()) < 0) _exit(98);
+}
+
+void writeTo(const char* path, const std::string& text) {
+  const Fd file(open(path, O_WRONLY | O_CLOEXEC));
+  if (write(file.get(), text.data(), text.size()) < 0) report(std::string(path) + ": " + std::strerror(errno));
 }
 
 /// Waits until the test closes the standard input or writes a byte.
@@ -74,12 +86,17 @@ int reportEntitlement(const char* key) {
   return 0;
 }
 
-/// Connects without answering.
-Fd connectBare(const char* name) {
-  Fd made(socket(AF_UNIX, SOCK_SEQPACKET, 0));
+sockaddr_un addressOf(const char* name) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   std::snprintf(address.sun_path, sizeof address.sun_path, "%s/vanto/user/%s", getenv("XDG_RUNTIME_DIR"), name);
+  return address;
+}
+
+/// Connects without answering.
+Fd connectBare(const char* name) {
+  Fd made(socket(AF_UNIX, SOCK_SEQPACKET, 0));
+  const sockaddr_un address = addressOf(name);
   if (connect(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) _exit(96);
   EXPECT_TRUE(enableSenderCredentials(made.get()));
   return made;
@@ -178,6 +195,99 @@ int passOn(const char* name) {
   return 0;
 }
 
+/// Enters user and pid namespaces of its own, and goes on in a child that is the first process there. False where that
+/// is not allowed.
+bool becomeFirstOfNamespace() {
+  const std::string user = std::to_string(getuid()) + " " + std::to_string(getuid()) + " 1";
+  const std::string group = std::to_string(getgid()) + " " + std::to_string(getgid()) + " 1";
+  if (unshare(CLONE_NEWUSER | CLONE_NEWPID) != 0) return false;
+  writeTo("/proc/self/setgroups", "deny");
+  writeTo("/proc/self/uid_map", user);
+  writeTo("/proc/self/gid_map", group);
+  const pid_t first = fork();
+  if (first != 0) {
+    while (waitpid(first, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    _exit(0);
+  }
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  return true;
+}
+
+/// Sends a frame in the name of another process.
+void sendAs(pid_t sender, int socket, const FrameHeader& header, std::span<const std::uint8_t> payload) {
+  std::uint8_t bytes[frameHeaderBytes];
+  encodeHeader(header, bytes);
+  iovec parts[2] = {{bytes, sizeof bytes}, {const_cast<std::uint8_t*>(payload.data()), payload.size()}};
+  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
+  msghdr message{};
+  message.msg_iov = parts;
+  message.msg_iovlen = 2;
+  message.msg_control = control;
+  message.msg_controllen = sizeof control;
+  cmsghdr* const credentials = CMSG_FIRSTHDR(&message);
+  credentials->cmsg_level = SOL_SOCKET;
+  credentials->cmsg_type = SCM_CREDENTIALS;
+  credentials->cmsg_len = CMSG_LEN(sizeof(ucred));
+  const ucred forged{sender, getuid(), getgid()};
+  std::memcpy(CMSG_DATA(credentials), &forged, sizeof forged);
+  if (sendmsg(socket, &message, MSG_NOSIGNAL) < 0) report(std::string("cannot send: ") + std::strerror(errno));
+}
+
+/// A child that shares the descriptors of this process.
+pid_t forkWithDescriptors() {
+  return static_cast<pid_t>(syscall(SYS_clone, CLONE_FILES | SIGCHLD, nullptr, nullptr, nullptr, nullptr));
+}
+
+/// Connects, and executes a trusted program, while the first process of its namespace keeps the socket and speaks in
+/// its name.
+int forge(const char* name, const char* program) {
+  if (!becomeFirstOfNamespace()) return report("no namespace"), 0;
+  int numbers[2];
+  if (pipe(numbers) != 0) return 1;
+  const pid_t client = forkWithDescriptors();
+  if (client == 0) {
+    const int socket = connectBare(name).release();
+    report("connected");
+    if (write(numbers[1], &socket, sizeof socket) < 0) _exit(97);
+    execl(program, program, "hold", nullptr);
+    _exit(1);
+  }
+  int socket = -1;
+  if (read(numbers[0], &socket, sizeof socket) != sizeof socket) return 1;
+  RawPeer peer{Fd(socket)};
+  if (!peer.receive() || peer.header().kind != FrameKind::Greeting) return report("refused"), 0;
+  const FrameHeader answer{.kind = FrameKind::Answer, .flags = peer.header().flags};
+  sendAs(client, peer.descriptor(), answer, peer.payload());
+  EncodedObject body;
+  EXPECT_EQ(body.encode(text("x")), VANTO_ERROR_NONE);
+  sendAs(client, peer.descriptor(), {.kind = FrameKind::Request, .id = 1, .length = body.bytes().size()}, body.bytes());
+  while (peer.receive()) {
+    if (peer.header().kind == FrameKind::Reply) return report("served"), 0;
+  }
+  return report("dropped"), 0;
+}
+
+/// Answers the clients of a name in that of a trusted program in its namespace.
+int forgeService(const char* name, const char* program) {
+  const sockaddr_un address = addressOf(name);
+  if (!becomeFirstOfNamespace()) return report("no namespace"), 0;
+  const Fd listener(socket(AF_UNIX, SOCK_SEQPACKET, 0));
+  if (bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) return 1;
+  if (listen(listener.get(), 1) != 0) return 1;
+  const pid_t trusted = fork();
+  if (trusted == 0) {
+    execl(program, program, "hold", nullptr);
+    _exit(1);
+  }
+  const Fd client(accept(listener.get(), nullptr, nullptr));
+  const Greeting greeting{.windowMessages = 256, .windowBytes = 1 << 20};
+  std::uint8_t bytes[greetingBytes];
+  encodeGreeting(greeting, bytes);
+  sendAs(trusted, client.get(), {.kind = FrameKind::Greeting}, bytes);
+  return awaitGate(), 0;
+}
+
 int dieAt(std::string_view step, const char* name) {
   RawPeer peer(connectBare(name));
   if (step == "connected") raise(SIGKILL);
@@ -204,6 +314,8 @@ int run(int count, char** arguments) {
   if (mode == "answer") return answerAs(std::atoi(arguments[2]), arguments[3]);
   if (mode == "leave-socket") return leaveSocket(arguments[2]);
   if (mode == "pass-on") return passOn(arguments[2]);
+  if (mode == "forge") return forge(arguments[2], arguments[3]);
+  if (mode == "forge-service") return forgeService(arguments[2], arguments[3]);
   if (mode == "die") return dieAt(arguments[2], arguments[3]);
   if (mode == "hold") return report("holding"), awaitGate(), 0;
   return 99;

@@ -89,6 +89,18 @@ TEST_F(CodePlaceTest, DoesNotLieBehindLinks) {
   EXPECT_EQ(mistakeAt(bundle_), linked);
 }
 
+TEST_F(CodePlaceTest, OfAFileIsNoneWhereTheInfoFileOfASignedBundleAroundItCannotBeRead) {
+  const std::string executable = builder_.executablePath("a");
+  sign(bundle_, acme_);
+  testing::writeContents(builder_.infoPath(), "damaged");
+  EXPECT_EQ(mistakeAt(executable), builder_.infoPath() + ": is no property list with a dictionary");
+  std::filesystem::remove(builder_.infoPath());
+  std::filesystem::create_symlink("/nowhere", builder_.infoPath());
+  EXPECT_EQ(mistakeAt(executable), builder_.infoPath() + ": is or lies behind a symbolic link, which is not signed");
+  std::filesystem::remove(bundle_ + "/Contents/Signature.plist");
+  EXPECT_FALSE(placeAt(executable).isBundle());
+}
+
 TEST_F(CodePlaceTest, TakesNoExecutableNameThatLeadsElsewhere) {
   for (const char* name : {"../a", "/bin/true", "..", ""}) {
     testing::writeContents(builder_.infoPath(), "<plist version=\"1.0\"><dict><key>KorBundleExecutable</key><string>" +

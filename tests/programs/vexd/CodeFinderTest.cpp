@@ -61,17 +61,31 @@ TEST_F(CodeFinder, FindsTheSignatureBesideAnExecutable) {
   EXPECT_FALSE(files.bundleSignature);
 }
 
-TEST_F(CodeFinder, FollowsNoLinks) {
+TEST_F(CodeFinder, FollowsNoLinksAndSaysThatTheyAreThere) {
   sign(single_, acme_);
   sign(bundle_, acme_);
   std::filesystem::rename(single_ + ".Signature.plist", directory_ / "moved");
   std::filesystem::create_symlink(directory_ / "moved", single_ + ".Signature.plist");
-  EXPECT_FALSE(find(single_).signature);
+  vexd::CodeFiles files = find(single_);
+  EXPECT_FALSE(files.signature);
+  EXPECT_NE(files.signatureProblem, "");
+  EXPECT_EQ(find("/bin/sleep").signatureProblem, "");
   std::filesystem::rename(builder_.infoPath(), directory_ / "info");
   std::filesystem::create_symlink(directory_ / "info", builder_.infoPath());
-  const vexd::CodeFiles files = find(builder_.executablePath("a"));
+  files = find(builder_.executablePath("a"));
   EXPECT_FALSE(files.info);
-  EXPECT_FALSE(files.bundleSignature);
+  EXPECT_NE(files.infoProblem, "");
+  EXPECT_TRUE(files.bundleSignature);
+}
+
+TEST_F(CodeFinder, SaysThatASignatureIsThereWhichCannotBeOpened) {
+  const std::string signature = bundle_ + "/Contents/Signature.plist";
+  EXPECT_EQ(find(builder_.executablePath("a")).bundleSignatureProblem, "");
+  std::filesystem::create_symlink("/nowhere", signature);
+  EXPECT_NE(find(builder_.executablePath("a")).bundleSignatureProblem, "");
+  std::filesystem::remove(signature);
+  ASSERT_EQ(mknod(signature.c_str(), S_IFSOCK | 0600, 0), 0);
+  EXPECT_NE(find(builder_.executablePath("a")).bundleSignatureProblem, "");
 }
 
 TEST_F(CodeFinder, SeesWithoutOpeningWhatItWouldOpen) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vexd/Digestion.h"
 
+#include <filesystem>
+
 #include "programs/vexd/VexdFixture.h"
 #include "vexd/CodeFinder.h"
 
@@ -13,7 +15,7 @@ class Digestion : public SignedCode {
     vexd::ExaminedProcess process;
     process.executable = openFile(path);
     process.path = path;
-    return vexd::answerTo({vexd::findCode(std::move(process)), trustIn(acme_)});
+    return vexd::answerTo({vexd::findCode(std::move(process)), trustIn(acme_)}, [] { return true; });
   }
 };
 
@@ -60,10 +62,54 @@ TEST_F(Digestion, DoesNotTakeAFileForTheExecutableOfABundleThatItOnlyLiesIn) {
   EXPECT_TRUE(answerAbout(other).isValid);
 }
 
+TEST_F(Digestion, PassesOverNoSignatureThatIsThere) {
+  const std::string executable = builder_.executablePath("a");
+  const std::string signature = bundle_ + "/Contents/Signature.plist";
+  sign(executable, acme_);
+  sign(bundle_, acme_);
+  std::filesystem::rename(signature, directory_ / "moved");
+  EXPECT_TRUE(answerAbout(executable).isValid);
+  std::filesystem::create_symlink(directory_ / "moved", signature);
+  EXPECT_TRUE(answerAbout(executable).reason.starts_with("the signature cannot be opened: "));
+  std::filesystem::remove(signature);
+  ASSERT_EQ(mkfifo(signature.c_str(), 0600), 0);
+  EXPECT_EQ(answerAbout(executable).reason, "the signature is no regular file");
+  std::filesystem::remove(signature);
+  std::filesystem::rename(directory_ / "moved", signature);
+  EXPECT_TRUE(answerAbout(executable).isValid);
+  writeContents(builder_.infoPath(), "damaged");
+  EXPECT_EQ(answerAbout(executable).reason, "the Info dictionary is none");
+  std::filesystem::remove(builder_.infoPath());
+  std::filesystem::create_symlink("/nowhere", builder_.infoPath());
+  EXPECT_TRUE(answerAbout(executable).reason.starts_with("the Info dictionary cannot be opened: "));
+  std::filesystem::remove(signature);
+  EXPECT_TRUE(answerAbout(executable).isValid);
+}
+
+TEST_F(Digestion, SaysWhyASignatureCannotBeOpenedThatAnotherUserHides) {
+  if (geteuid() == 0) GTEST_SKIP() << "root opens everything";
+  sign(single_, acme_);
+  std::filesystem::permissions(single_ + ".Signature.plist", std::filesystem::perms::none);
+  EXPECT_EQ(answerAbout(single_).reason, "the signature cannot be opened: Permission denied");
+}
+
+TEST_F(Digestion, GoesOnOnlyWhileItIsWanted) {
+  const std::string path = directory_ / "long";
+  writeContents(path, "x");
+  std::filesystem::resize_file(path, std::uintmax_t{16} << 20);
+  vexd::DigestRequest request;
+  request.files.executable = openFile(path);
+  int asked = 0;
+  vexd::DigestAnswer answer = vexd::answerTo(request, [&asked] { return ++asked < 3; });
+  EXPECT_EQ(answer.digest, "");
+  EXPECT_EQ(answer.reason, "the executable was not read to its end");
+  EXPECT_EQ(asked, 3);
+}
+
 TEST_F(Digestion, SaysWhatCannotBeRead) {
   vexd::DigestRequest request;
   request.files.executable = Fd(open(directory_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  const vexd::DigestAnswer answer = vexd::answerTo(request);
+  const vexd::DigestAnswer answer = vexd::answerTo(request, [] { return true; });
   EXPECT_EQ(answer.digest, "");
   EXPECT_TRUE(answer.reason.starts_with("the executable ")) << answer.reason;
 }

@@ -3,10 +3,13 @@
 
 #include <filesystem>
 
+#include <sched.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
 
 #include "programs/vexd/VexdFixture.h"
+#include "support/Child.h"
+#include "vexd/limits.h"
 
 namespace vanto::testing {
 namespace {
@@ -77,6 +80,33 @@ TEST_F(ExaminedProcessTest, RefusesWhoIsTraced) {
   const Sleeper sleeper(program_);
   ASSERT_EQ(ptrace(PTRACE_SEIZE, sleeper.pid(), nullptr, nullptr), 0);
   EXPECT_EQ(failureOf(sleeper.process()), Failure::Traced);
+}
+
+TEST_F(ExaminedProcessTest, RefusesWhoIsInAnotherPidNamespace) {
+  const WaitingProcess foreign([] { return unshare(CLONE_NEWUSER | CLONE_NEWPID) == 0; });
+  if (foreign.pid() == 0) GTEST_SKIP() << "no user and pid namespaces may be made here";
+  EXPECT_EQ(failureOf(foreign.process()), Failure::Unknown);
+}
+
+TEST_F(ExaminedProcessTest, RefusesWhoMayNotBeLookedAt) {
+  const auto outcome = runInChild([](const ChildReport& report) {
+    // Root may look at everything.
+    if (geteuid() == 0 && setresuid(65534, 65534, 65534) != 0) return report("still root");
+    const WaitingProcess hidden([] { return prctl(PR_SET_DUMPABLE, 0) == 0; });
+    report(failureOf(hidden.process()) == Failure::Hidden ? "hidden" : "seen");
+  });
+  EXPECT_EQ(outcome.lines, (std::vector<std::string>{"hidden"}));
+}
+
+TEST_F(ExaminedProcessTest, RefusesExecutablesBeyondALimit) {
+  for (const std::int64_t bytes : {vexd::limits::executableBytes, vexd::limits::executableBytes + 1}) {
+    std::filesystem::resize_file(program_, static_cast<std::uintmax_t>(bytes));
+    const Sleeper sleeper(program_);
+    vexd::Refusal refusal;
+    const auto process = ExaminedProcess::open(sleeper.process(), refusal);
+    EXPECT_EQ(process.has_value(), bytes == vexd::limits::executableBytes);
+    EXPECT_EQ(refusal.failure, process ? Failure::None : Failure::Hidden) << refusal.reason;
+  }
 }
 
 }  // namespace

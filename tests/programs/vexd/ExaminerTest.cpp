@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vexd/Examiner.h"
 
+#include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <future>
+#include <vector>
 
 #include "programs/vexd/VexdFixture.h"
+#include "vexd/limits.h"
 
 namespace vanto::testing {
 namespace {
@@ -25,7 +29,8 @@ class ExaminerTest : public ::testing::Test {
   static Report examine(Examiner& examiner, int process, bool isWanted = true) {
     auto promise = std::make_shared<std::promise<Report>>();
     examiner.examine(
-        process, [promise](const Report& report) { promise->set_value(report); }, [isWanted] { return isWanted; });
+        process, getuid(), [promise](const Report& report) { promise->set_value(report); },
+        [isWanted] { return isWanted; });
     return promise->get_future().get();
   }
   [[nodiscard]] std::vector<vexd::TrustFiles::Place> places() const { return {{trust_, code::TrustOwner::User}}; }
@@ -101,6 +106,36 @@ TEST_F(ExaminerTest, TrustsNothingWhileItIsNotKnownWhatOneOfTheDirectoriesRevoke
       examine(examiner, sleeper.process()).answer.reason.starts_with(reason + ": revoked.plist is no property"));
   std::filesystem::remove(revoked);
   EXPECT_TRUE(examine(examiner, sleeper.process()).answer.isValid);
+}
+
+TEST_F(ExaminerTest, DigestsOthersBesideALargeExecutableAndRefusesOneTooMany) {
+  const std::string huge = directory_ / "huge";
+  std::filesystem::copy_file("/bin/sleep", huge);
+  std::filesystem::resize_file(huge, static_cast<std::uintmax_t>(vexd::limits::executableBytes));
+  const Sleeper large(huge);
+  const Sleeper small(program_);
+  Examiner examiner(VANTO_TEST_DIGESTER, places());
+  auto isWanted = std::make_shared<std::atomic<bool>>(true);
+  std::vector<std::future<Report>> waiting;
+  for (std::size_t i = 0; i < vexd::limits::waitingPerUser - 1; ++i) {
+    auto promise = std::make_shared<std::promise<Report>>();
+    waiting.push_back(promise->get_future());
+    examiner.examine(
+        large.process(), getuid(), [promise](const Report& report) { promise->set_value(report); },
+        [isWanted] { return isWanted->load(); });
+  }
+  // Neither may the large one be over yet.
+  EXPECT_EQ(examine(examiner, small.process()).answer.reason, "it is not signed");
+  EXPECT_EQ(waiting.front().wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+  auto last = std::make_shared<std::promise<Report>>();
+  examiner.examine(
+      large.process(), getuid(), [last](const Report& report) { last->set_value(report); },
+      [isWanted] { return isWanted->load(); });
+  EXPECT_EQ(examine(examiner, small.process()).refusal.failure, Failure::Busy);
+  isWanted->store(false);
+  EXPECT_EQ(last->get_future().get().refusal.failure, Failure::TimedOut);
+  // Nobody waits for the first one, others do: it is ended.
+  for (std::future<Report>& report : waiting) EXPECT_EQ(report.get().refusal.failure, Failure::TimedOut);
 }
 
 }  // namespace

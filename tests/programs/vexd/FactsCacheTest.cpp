@@ -2,6 +2,7 @@
 #include "vexd/FactsCache.h"
 
 #include "programs/vexd/VexdFixture.h"
+#include "vexd/MonotonicTime.h"
 #include "vexd/limits.h"
 
 namespace vanto::testing {
@@ -51,6 +52,18 @@ TEST(FactsCache, LetsGoWhatWasNotAskedForTheLongest) {
   EXPECT_NE(cache.find(keyOf(0), 1), nullptr);
   EXPECT_EQ(cache.find(keyOf(1), 1), nullptr);
   EXPECT_NE(cache.find(keyOf(2), 1), nullptr);
+}
+
+TEST(FactsCache, KeepsNothingLongerThanItIsGood) {
+  FactsCache cache;
+  vexd::Report report;
+  report.goodUntil = vexd::monotonicNow() + 60'000'000'000;
+  cache.keep(keyOf(1), 1, std::make_shared<const vexd::Report>(report));
+  EXPECT_NE(cache.find(keyOf(1), 1), nullptr);
+  report.goodUntil = vexd::monotonicNow() - 1;
+  cache.keep(keyOf(1), 1, std::make_shared<const vexd::Report>(report));
+  EXPECT_EQ(cache.find(keyOf(1), 1), nullptr);
+  EXPECT_EQ(cache.count(), 0U);
 }
 
 TEST(FactsKey, ReliesOnAllFiles) {

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <csignal>
+#include <functional>
 #include <string>
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -25,6 +27,58 @@ inline Fd openFile(const std::string& path) {
 inline Fd openOwnProcess() {
   return Fd(static_cast<int>(syscall(SYS_pidfd_open, getpid(), 0)));
 }
+
+/// A process that waits, a child of one that did `prepare` before, which can make namespaces, and after it did `begin`;
+/// ended with its object. There is none when one of both says no.
+class WaitingProcess {
+ public:
+  using Step = bool (*)();
+
+  explicit WaitingProcess(Step prepare) : WaitingProcess(prepare, [] { return true; }) {}
+  WaitingProcess(Step prepare, const std::function<bool()>& begin) {
+    int ends[2];
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const Fd receiving(ends[0]);
+    Fd sending(ends[1]);
+    parent_ = fork();
+    if (parent_ == 0) runParent(prepare, begin, sending.get());
+    sending.reset();
+    if (read(receiving.get(), &pid_, sizeof pid_) != sizeof pid_) pid_ = 0;
+    if (pid_ != 0) process_.reset(static_cast<int>(syscall(SYS_pidfd_open, pid_, 0)));
+  }
+  ~WaitingProcess() {
+    kill(parent_, SIGKILL);
+    waitpid(parent_, nullptr, 0);
+  }
+  WaitingProcess(const WaitingProcess&) = delete;
+  WaitingProcess& operator=(const WaitingProcess&) = delete;
+
+  [[nodiscard]] pid_t pid() const { return pid_; }
+  [[nodiscard]] int process() const { return process_.get(); }
+
+ private:
+  /// Tells of its child once that waits.
+  [[noreturn]] static void runParent(Step prepare, const std::function<bool()>& begin, int sending) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    int ready[2];
+    if (!prepare() || pipe2(ready, O_CLOEXEC) != 0) _exit(0);
+    const pid_t child = fork();
+    char byte = 0;
+    if (child == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      if (!begin() || write(ready[1], &byte, 1) != 1) _exit(0);
+    } else {
+      close(ready[1]);
+      if (read(ready[0], &byte, 1) != 1 || write(sending, &child, sizeof child) < 0) _exit(0);
+      close(sending);
+    }
+    for (;;) pause();
+  }
+
+  pid_t parent_ = 0;
+  pid_t pid_ = 0;
+  Fd process_;
+};
 
 /// A process that executes a file and waits; ended with its object.
 class Sleeper {
