@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string_view>
 
 #include <sys/prctl.h>
@@ -16,12 +17,13 @@
 
 #include "sandbox/CallList.h"
 #include "sandbox/Confinement.h"
+#include "sandbox/KernelProbe.h"
 #include "sandbox/Profile.h"
+#include "sandbox/ThreadCount.h"
 
 namespace vanto::vexd {
 namespace {
 
-/// Without Landlock the list of calls alone keeps it from files.
 constexpr std::string_view profile = R"(version 1
 network none
 require execute network processes system
@@ -82,12 +84,19 @@ std::string giveUpPrivileges() {
 
 }  // namespace
 
-std::string enterDigesterSandbox() {
+std::string enterDigesterSandbox(const KernelRights& usable) {
+  const std::optional<KernelRights> kernel = probeKernelRights();
+  if (!kernel) return failed("cannot tell what this kernel enforces");
   const ProfileResult compiled = compileProfile(profile, {});
   if (!compiled.policy) return "its profile is wrong";
   // First: of a process that makes no dumps even its own directory in /proc is not its own, and its threads are
   // counted.
-  if (std::string error = Confinement().enter(*compiled.policy).error; !error.empty()) return error;
+  if (commonRightsOf(*kernel, usable).fileBits != 0) {
+    if (std::string error = Confinement(usable).enter(*compiled.policy).error; !error.empty()) return error;
+  } else if (threadCount() != 1) {
+    // No profile is entered without Landlock, and the list alone keeps the process from files.
+    return "it has several threads";
+  }
   if (std::string error = giveUpPrivileges(); !error.empty()) return error;
   return leaveOnlyCalls(calls);
 }

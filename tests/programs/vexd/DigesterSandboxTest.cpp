@@ -24,10 +24,13 @@ void tell(const ChildReport& report, const char* what, bool works) {
   report(std::string(what) + (works ? ": yes" : ": no"));
 }
 
-TEST(DigesterSandbox, LeavesWhatIsOpenAndNothingElse) {
+/// On a kernel without Landlock and on this one.
+class DigesterSandboxOf : public ::testing::TestWithParam<int> {};
+
+TEST_P(DigesterSandboxOf, LeavesWhatIsOpenAndNothingElse) {
   const ChildOutcome outcome = runInChild([](const ChildReport& report) {
     const int file = open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
-    report(vexd::enterDigesterSandbox());
+    report(vexd::enterDigesterSandbox(kernelRightsOf(GetParam())));
     char byte = 0;
     tell(report, "read", read(file, &byte, 1) == 1);
     tell(report, "open", open("/dev/null", O_RDONLY) >= 0);
@@ -43,6 +46,8 @@ TEST(DigesterSandbox, LeavesWhatIsOpenAndNothingElse) {
   EXPECT_EQ(outcome.end, "exit status 0");
   EXPECT_EQ(outcome.lines, expected);
 }
+
+INSTANTIATE_TEST_SUITE_P(Landlock, DigesterSandboxOf, ::testing::Values(0, landlockGenerations));
 
 TEST(DigesterSandbox, LeavesNothingThatIsDoneWithoutOpening) {
   const ChildOutcome outcome = runInChild([](const ChildReport& report) {
