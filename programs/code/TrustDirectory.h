@@ -38,8 +38,6 @@ struct TrustDirectory {
 
   bool operator==(const TrustDirectory&) const = default;
 
-  bool operator==(const TrustDirectory&) const = default;
-
   /// Reads a directory; one that does not exist is empty.
   [[nodiscard]] static TrustDirectory read(const std::string& path, TrustOwner owner);
 

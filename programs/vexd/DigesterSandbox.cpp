@@ -84,7 +84,12 @@ std::string giveUpPrivileges() {
 
 }  // namespace
 
-std::string enterDigesterSandbox(const KernelRights& usable) {
+std::string enterDigesterSandbox() {
+  return enterDigesterSandbox(landlockGenerations);
+}
+
+std::string enterDigesterSandbox(int landlockGeneration) {
+  const KernelRights usable = kernelRightsOf(landlockGeneration);
   const std::optional<KernelRights> kernel = probeKernelRights();
   if (!kernel) return failed("cannot tell what this kernel enforces");
   const ProfileResult compiled = compileProfile(profile, {});

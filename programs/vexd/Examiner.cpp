@@ -22,7 +22,7 @@ namespace vanto::vexd {
 namespace {
 
 Report refused(Failure failure, const char* reason) {
-  return {{failure, reason}, {}};
+  return {.refusal = {failure, reason}};
 }
 
 constexpr auto unwanted = "nobody waits for it any more";
@@ -63,7 +63,7 @@ void Examiner::examine(int process, uid_t asker, Receiver receive, std::function
     if (const FactsCache::Kept known = findAtAGlance(process)) return receive(*known);
     Refusal refusal;
     std::optional<ExaminedProcess> examined = ExaminedProcess::open(process, refusal);
-    if (!examined) return receive({refusal, {}});
+    if (!examined) return receive({.refusal = refusal});
     job->asker = asker;
     job->user = examined->user;
     job->bytes = examined->bytes;

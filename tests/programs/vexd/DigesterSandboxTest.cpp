@@ -30,7 +30,7 @@ class DigesterSandboxOf : public ::testing::TestWithParam<int> {};
 TEST_P(DigesterSandboxOf, LeavesWhatIsOpenAndNothingElse) {
   const ChildOutcome outcome = runInChild([](const ChildReport& report) {
     const int file = open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
-    report(vexd::enterDigesterSandbox(kernelRightsOf(GetParam())));
+    report(vexd::enterDigesterSandbox(GetParam()));
     char byte = 0;
     tell(report, "read", read(file, &byte, 1) == 1);
     tell(report, "open", open("/dev/null", O_RDONLY) >= 0);
@@ -47,7 +47,7 @@ TEST_P(DigesterSandboxOf, LeavesWhatIsOpenAndNothingElse) {
   EXPECT_EQ(outcome.lines, expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(Landlock, DigesterSandboxOf, ::testing::Values(0, landlockGenerations));
+INSTANTIATE_TEST_SUITE_P(Landlock, DigesterSandboxOf, ::testing::Values(0, 1, 9));
 
 TEST(DigesterSandbox, LeavesNothingThatIsDoneWithoutOpening) {
   const ChildOutcome outcome = runInChild([](const ChildReport& report) {

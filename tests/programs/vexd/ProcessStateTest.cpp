@@ -70,7 +70,8 @@ TEST(ProcessState, SeesATracerOfAnyThread) {
   ASSERT_EQ(ProcessState::read(process.pid())->tracing, Tracing::No);
   for (const auto& thread : std::filesystem::directory_iterator(vexd::directoryOf(process.pid()) + "/task")) {
     const pid_t id = std::stoi(thread.path().filename());
-    if (id != process.pid()) ASSERT_EQ(ptrace(PTRACE_SEIZE, id, nullptr, nullptr), 0);
+    if (id == process.pid()) continue;
+    ASSERT_EQ(ptrace(PTRACE_SEIZE, id, nullptr, nullptr), 0);
   }
   EXPECT_EQ(ProcessState::read(process.pid())->tracing, Tracing::Yes);
 }
