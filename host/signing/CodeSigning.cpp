@@ -25,14 +25,17 @@ struct VexRequirement {
 };
 
 struct VexErrors {
-  /// What `owned` refers to, or a constant.
   PlistString* description;
-  vanto::Ref<PlistString> owned;
 };
 
 namespace {
 
 using vanto::PendingPeer;
+
+/// With a description of its own. The constants below have none, so that nothing has to be done for them at the end.
+struct DescribedErrors : VexErrors {
+  vanto::Ref<PlistString> owned;
+};
 
 constinit PlistString pidAttribute = vanto::ValueStorage::constantString("pid");
 constinit PlistString noDetails = vanto::ValueStorage::constantString("no details");
@@ -45,9 +48,9 @@ constinit PlistString tooManyText =
 constinit PlistString notRequiredText =
     vanto::ValueStorage::constantString("the code is valid, and not what is required");
 constinit PlistString notValidText = vanto::ValueStorage::constantString("the code is not valid");
-constinit VexErrors tooMany{&tooManyText, nullptr};
-constinit VexErrors notRequired{&notRequiredText, nullptr};
-constinit VexErrors notValid{&notValidText, nullptr};
+constinit VexErrors tooMany{&tooManyText};
+constinit VexErrors notRequired{&notRequiredText};
+constinit VexErrors notValid{&notValidText};
 
 void put(VexErrors** errors, VexErrors& error) noexcept {
   if (errors != nullptr) *errors = &error;
@@ -58,7 +61,7 @@ void describe(PendingPeer& peer, VexErrors** errors, std::string_view descriptio
   if (errors == nullptr) return;
   vanto::Ref<PlistString> text = PlistString::create(description);
   PlistString* const borrowed = text.get();
-  VexErrors* const made = peer.make(VexErrors{borrowed, std::move(text)});
+  VexErrors* const made = peer.make(DescribedErrors{{borrowed}, std::move(text)});
   *errors = made != nullptr ? made : &tooMany;
 }
 

@@ -52,9 +52,11 @@ TEST_F(ProfileExplainCommandTest, AsksForReadingToo) {
             "denied: no statement of DIR/a.sb allows read there, and executing needs both\n"
             "but Linux before 5.13 leaves it open\n");
   EXPECT_EQ(explain("allow read /usr\n", {"execute", "/usr/bin/env"}).output,
-            "denied: no statement of DIR/a.sb allows it\n");
+            "denied: no statement of DIR/a.sb allows it\n"
+            "but Linux before 5.13 leaves it open\n");
   EXPECT_EQ(explain("", {"execute", "/usr/bin/env"}).output,
-            "denied: no statement of DIR/a.sb allows read or execute there, and executing needs both\n");
+            "denied: no statement of DIR/a.sb allows read or execute there, and executing needs both\n"
+            "but Linux before 5.13 leaves it open\n");
 }
 
 TEST_F(ProfileExplainCommandTest, SaysWhenWhatIsAllowedGetsNoRule) {
