@@ -112,7 +112,7 @@ std::optional<CodePlace> CodePlace::ofBundle(const std::string& path, std::strin
     return std::nullopt;
   }
   const std::optional<BundlePlan> plan =
-      BundlePlan::find(path, [&place](const std::string& info) { return isSomethingAt(place.directory.get(), info); });
+      BundlePlan::find(path, [&place](const std::string& name) { return isSomethingAt(place.directory.get(), name); });
   if (!plan) {
     problem = path + ": is a directory without an Info.plist, and so no bundle";
     return std::nullopt;
