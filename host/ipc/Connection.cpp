@@ -109,6 +109,10 @@ Ref<Connection> Connection::accept(Fd socket, const ProcessFacts& peer, std::uni
 
 void Connection::readFirst() noexcept {
   readAsWorker(EPOLLIN);
+  watchFirst();
+}
+
+void Connection::watchFirst() noexcept {
   Afterwards afterwards;
   Lock lock(mutex_);
   const bool isDone = state_ == State::Ended || isWatched_;

@@ -68,6 +68,8 @@ class Connection final : public Endpoint {
   [[nodiscard]] static Ref<Connection> accept(Fd socket, const ProcessFacts& peer, std::unique_ptr<Handshake> handshake,
                                               Ref<dispatch_queue_s> queue, FirstFrame firstFrame) noexcept;
   void readFirst() noexcept;
+  /// Leaves that frame to the workers after all.
+  void watchFirst() noexcept;
 
   /// Waits for the reply to `request`, which was sent before anything was received; `first` is what came then, where it
   /// was no greeting, and null otherwise. Gives what vanto_call() does.

@@ -31,11 +31,20 @@ void Connection::readAsWorker(std::uint32_t events) noexcept {
   Lock lock(mutex_);
   if (state_ == State::Ended) return;
   if (isReading_) return muteLocked();
+  const bool isFirst = state_ == State::AwaitingAnswer;
+  if (isFirst) {
+    // In hand from before it is read: what a process that ends leaves unread, its client may ask the next one.
+    Activity::began();
+    if (Activity::isOver()) {
+      Activity::ended();
+      return muteLocked();
+    }
+  }
   isReading_ = true;
   // Where each edge is told once, the socket has to be emptied.
   const bool mustEmpty = watchesRoom_;
   // Who answers a greeting mostly asks at once.
-  bool isAnswer = state_ == State::AwaitingAnswer;
+  bool isAnswer = isFirst;
   lock.unlock();
   int count = 0;
   while (count < framesPerTurn && readFrame(Waiting::Never) == Step::Frame) {
@@ -51,6 +60,7 @@ void Connection::readAsWorker(std::uint32_t events) noexcept {
   const Ref<Listener> listener = std::exchange(admittedBy_, nullptr);
   settle(lock, Delivery::AtOnce);
   if (listener) listener->admit(*this);
+  if (isFirst) Activity::ended();
 }
 
 /// Whether to look for another frame. A look that finds nothing costs a fortieth of a round trip, so where a peer waits
@@ -92,7 +102,8 @@ Connection::Step Connection::readFrame(Waiting waiting) noexcept {
   FrameBuffer buffer;
   ReceivedFrame frame;
   const ReceiveResult result = receiveFrame(socket_.get(), waiting, buffer, assemblies_.target(), frame);
-  wasLeftUnread_ = wasLeftUnread_ || frame.wasLeftUnread;
+  // Once something was received that is given credit for, it may be that credit which was not read.
+  wasLeftUnread_ = wasLeftUnread_ || (frame.wasLeftUnread && lastReceivedId_ == 0);
   switch (result) {
     case ReceiveResult::Frame:
       if (take(frame)) return Step::Frame;

@@ -159,6 +159,9 @@ void Listener::acceptAll() noexcept {
     if (isClosed_) closeSocketLocked();
     if (isWatched_ && attempt == Attempt::TryLater) setTimer(*watch_, deadlineAfter(retryNanoseconds));
     again = mustAcceptAgain_;
+    lock.unlock();
+    // It does not wait for all who come now.
+    if (again && turn.spoken) std::exchange(turn.spoken, nullptr)->watchFirst();
   }
   // Runs the handlers of this client, while others may accept.
   if (turn.spoken) turn.spoken->readFirst();
@@ -218,6 +221,8 @@ bool Listener::receive(Fd socket, Turn& turn) noexcept {
     code = greet(socket, facts, turn);
     if (code == VANTO_ERROR_NONE) return true;
     UserLimit::giveConnectionBack(user);
+    // Who turns strangers away serves, too.
+    if (code == VANTO_ERROR_REFUSED) ManagerLink::clientWasGreeted();
   }
   sendRefusal(socket.get(), static_cast<std::uint32_t>(code));
   return false;
