@@ -87,14 +87,15 @@ void JobListener::close() {
 }
 
 void JobListener::isReady(std::uint32_t events) {
-  if ((events & (EPOLLHUP | EPOLLRDHUP)) != 0) return replace(PublishedSocket::Rival::Respect);
+  if ((events & (EPOLLHUP | EPOLLRDHUP)) != 0) return bindAnew();
   waiting_();
 }
 
-void JobListener::replace(PublishedSocket::Rival rival) {
+void JobListener::bindAnew() {
   watch_.stop();
   const std::unique_ptr<PublishedSocket> old = std::move(socket_);
-  if (!bind(rival).empty()) {
+  // The name is the manager's since the first time, whoever has taken it meanwhile.
+  if (!bind(PublishedSocket::Rival::Replace).empty()) {
     retry_.set(deadlineAfter(restNanoseconds));
     return;
   }
@@ -113,7 +114,7 @@ void JobListener::watch(bool shallWatch) {
 }
 
 void JobListener::obey() {
-  if (!socket_ && !file_.empty()) return replace(PublishedSocket::Rival::Respect);
+  if (!socket_ && !file_.empty()) return bindAnew();
   change();
 }
 

@@ -34,7 +34,7 @@ class JobListener {
   [[nodiscard]] bool isLost() const noexcept { return socket_ && !socket_->isPublished(); }
   /// Binds another one in its place, for as long as it takes, also where somebody else listens. Those who wait are let
   /// go, and come again.
-  void bindAnew() { replace(PublishedSocket::Rival::Replace); }
+  void bindAnew();
   /// Where it is in the file system, for people.
   [[nodiscard]] std::string path() const;
 
@@ -67,7 +67,6 @@ class JobListener {
   void obey();
   void change();
   void isReady(std::uint32_t events);
-  void replace(PublishedSocket::Rival rival);
   [[nodiscard]] std::string bind(PublishedSocket::Rival rival);
 
   std::unique_ptr<PublishedSocket> socket_;
