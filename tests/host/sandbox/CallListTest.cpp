@@ -11,12 +11,21 @@
 #include "host/sandbox/Compiled.h"
 #include "sandbox/Confinement.h"
 #include "support/Child.h"
+#include "support/MemoryLimit.h"
 
 namespace vanto::testing {
 namespace {
 
-/// What reporting and ending need.
-const std::vector<std::uint32_t> fewCalls = {SYS_writev, SYS_exit_group, SYS_getpid};
+/// What reporting and ending need; and sanitizers, which look at memory through pipes and at the stack of signals.
+const std::vector<std::uint32_t> fewCalls = {
+    SYS_writev,      SYS_exit_group, SYS_getpid,
+#ifdef VANTO_TEST_SANITIZED
+    SYS_sigaltstack, SYS_pipe2,      SYS_write,  SYS_close, SYS_mmap, SYS_munmap,
+#ifdef SYS_pipe
+    SYS_pipe,
+#endif
+#endif
+};
 
 /// Ends this process with nothing but the call, as a sanitizer would look for leaks first.
 [[noreturn]] void end() {
