@@ -144,6 +144,8 @@ void MultipleLifeCycle::serveOne(std::uint64_t now) {
   instance.id = nextId();
   instance.hasConnection = true;
   if (!world_.accept(instance.id, instance.user)) return;
+  // Else who connects and leaves would cost a process each time, and no pause.
+  if (world_.hasClientLeft(instance.id)) return world_.forget(instance.id);
   if (instances().size() >= limits::instancesPerJob || !limit_.take(instance.user)) {
     world_.refuse(instance.id, failureOf(StartFailure::Stage::Limit, now));
     return;

@@ -23,7 +23,7 @@ class MultipleLifeCycleWorld : public JobWorld {
   /// Tells the client of the connection of `instance` why it is not served, and closes that. The stage Limit goes with
   /// the code VANTO_ERROR_FULL, each other with VANTO_ERROR_START.
   virtual void refuse(InstanceId instance, const StartFailure& failure) = 0;
-  /// Closes the manager's descriptor of the connection of `instance`, which the process has taken.
+  /// Closes the manager's descriptor of the connection of `instance`, which the process has taken or nobody needs.
   virtual void forget(InstanceId instance) = 0;
 
  protected:

@@ -147,5 +147,24 @@ TEST(JobListener, ReplacesASocketThatWasShutDown) {
             (Lines{"replaced", "waiting"}));
 }
 
+TEST(JobListener, TakesItsNameBackFromWhoHasItsSocketShutDown) {
+  EXPECT_EQ(runWithEvents([](const auto& report, Alarms& alarms) {
+              static ManagerWorld world(alarms);
+              static JobListener listener(
+                  alarms, world.spare, [] {},
+                  [report] {
+                    report("replaced");
+                    const Fd client = world.client("name");
+                    EXPECT_TRUE(listener.isAnybodyWaiting()) << "the client is at the rival's";
+                    finish();
+                  });
+              EXPECT_EQ(listener.open(world.domain.get(), "name", Access::Owner, Rival::Respect), "");
+              static PublishedSocket rival;
+              EXPECT_EQ(rival.open(world.openAt(""), "name", Access::Owner, Rival::Replace), VANTO_ERROR_NONE);
+              EXPECT_EQ(shutdown(listener.descriptor(), SHUT_RD), 0);
+            }),
+            Lines{"replaced"});
+}
+
 }  // namespace
 }  // namespace vanto::test

@@ -83,6 +83,17 @@ TEST_F(MultipleLifeCycleTest, DoesNothingWhenTheClientIsGone) {
   EXPECT_TRUE(life.isEmpty());
 }
 
+TEST_F(MultipleLifeCycleTest, MakesNoProcessForAClientWhoHasLeft) {
+  world.gone.insert(1);
+  client();
+  EXPECT_EQ(world.taken(), "forget 1");
+  EXPECT_TRUE(life.isEmpty());
+  EXPECT_EQ(life.starts(), 0U);
+  EXPECT_EQ(life.failures(), 0U);
+  client();
+  EXPECT_EQ(world.taken(), "spawn 2");
+}
+
 TEST_F(MultipleLifeCycleTest, RefusesTheSeventeenthUntilAProcessHasEnded) {
   for (uid_t user = 1; user <= 16; ++user) serve(user);
   client(17);
