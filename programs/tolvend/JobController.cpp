@@ -18,8 +18,6 @@ namespace {
 
 /// As many processes that have ended are remembered.
 constexpr std::size_t rememberedPids = 64;
-/// In nanoseconds.
-constexpr std::uint64_t quietAfterLoss = 60'000'000'000;
 
 std::uint64_t randomSeed() noexcept {
   std::uint64_t seed = 0;
@@ -81,9 +79,7 @@ void JobController::noteLoss(const std::string& obstacle) {
   std::string text = "the listening socket was removed or replaced by somebody";
   text += isMended ? ", and is published again" : "; " + obstacle;
   const std::uint64_t now = realtimeNow();
-  // Two who take the name from each other do not fill the log.
-  const bool isNews = !loss_ || loss_->text != text || now - loss_->time > quietAfterLoss;
-  if (isNews) log_.add({now, getpid(), text});
+  if (lossLog_.isDue(isMended, monotonicNow())) log_.add({now, getpid(), text});
   loss_ = SocketLoss{std::move(text), now, isMended};
   changed_();
 }

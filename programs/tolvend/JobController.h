@@ -22,6 +22,7 @@
 #include "tolvend/JobListener.h"
 #include "tolvend/LifeCycle.h"
 #include "tolvend/LogRing.h"
+#include "tolvend/LossLog.h"
 #include "tolvend/MultipleLifeCycle.h"
 #include "tolvend/ProcessRecords.h"
 #include "tolvend/ServiceProcess.h"
@@ -169,6 +170,7 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   /// Numbers of the last processes, for what is told of them when they are gone.
   std::deque<std::pair<InstanceId, pid_t>> pids_;
   std::optional<SocketLoss> loss_;
+  LossLog lossLog_;
   /// The listener is being replaced for want of its name.
   bool isMovingOn_ = false;
   /// Of what it is, or null where the job has several instances.

@@ -164,9 +164,14 @@ void Manager::guardSockets() {
 
 void Manager::lookAfterOrdersSocket() {
   if (ordersSocket_.isPublished()) return;
-  const int error = sockets_.restore(ordersFile_);
-  messages_.say("the socket for orders was removed or replaced by somebody, and " +
-                (error == 0 ? "is published again" : "cannot be published again: " + errorNumberText(error)));
+  int error = sockets_.restore(ordersFile_);
+  // The second link was somebody else's by now.
+  if (error == 0 && !ordersSocket_.isPublished()) error = ENOENT;
+  if (!ordersLossLog_.isDue(error == 0, monotonicNow())) return;
+  messages_.say(
+      "the socket for orders was removed or replaced by somebody, and " +
+      (error == 0 ? "is published again"
+                  : "cannot be published again: " + errorNumberText(error) + "; end the manager and start it again"));
 }
 
 void Manager::restoreJobs() {

@@ -16,6 +16,7 @@
 #include "tolvend/InstanceLimit.h"
 #include "tolvend/JobStore.h"
 #include "tolvend/Jobs.h"
+#include "tolvend/LossLog.h"
 #include "tolvend/ManagerDirectory.h"
 #include "tolvend/Messages.h"
 #include "tolvend/Options.h"
@@ -83,6 +84,7 @@ class Manager {
   std::optional<Orders> orders_;
   PublishedSocket ordersSocket_;
   std::string ordersFile_;
+  LossLog ordersLossLog_;
   DirectoryGuard guard_;
   std::optional<SystemLogSocket> log_;
   Strays strays_;

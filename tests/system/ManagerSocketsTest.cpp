@@ -106,5 +106,19 @@ TEST_F(ManagerSockets, ASocketThatSomebodyRemovesOrReplacesIsPublishedAgain) {
   EXPECT_FALSE(std::filesystem::exists(socketPath("org.vanto.tolvend.user")));
 }
 
+TEST_F(ManagerSockets, SaysWhatToDoWhereItCannotTakeOrdersAnyMore) {
+  const std::string orders = "org.vanto.tolvend.user";
+  ManagerProcess manager(setting());
+  ASSERT_EQ(load("echo", echo), "");
+  std::filesystem::remove(socketPath(".tolvend/sockets/" + orders));
+  std::filesystem::remove(socketPath(orders));
+  const std::string line =
+      "tolvend: the socket for orders was removed or replaced by somebody, and cannot be published again: No such file "
+      "or directory (error 2); end the manager and start it again\n";
+  EXPECT_TRUE(waitUntil([&] { return manager.messages() == line; })) << manager.messages();
+  EXPECT_GT(call(echo), 0) << "its services are reached as before";
+  EXPECT_EQ(manager.terminate(), "exit status 0");
+}
+
 }  // namespace
 }  // namespace vanto::test
