@@ -35,7 +35,7 @@ bool readProcessFile(pid_t pid, const char* name, char* text, std::size_t size) 
 }
 
 bool readOwnerOf(const Fd& process, ProcessFacts& facts) noexcept {
-  const auto information = informationOf(process);
+  const auto information = informationOf(process.get());
   if (!information || information->pid != static_cast<std::uint32_t>(facts.pid)) return false;
   facts.realUser = information->realUser;
   facts.realGroup = information->realGroup;

@@ -5,6 +5,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "value/Fd.h"
+
 namespace vanto {
 namespace {
 
@@ -14,16 +16,17 @@ constexpr std::uint64_t credentialsKnown = 2;
 
 }  // namespace
 
-std::optional<ProcessInformation> informationOf(const Fd& process) noexcept {
+std::optional<ProcessInformation> informationOf(int process) noexcept {
   ProcessInformation information{.mask = credentialsKnown};
-  if (!process || ioctl(process.get(), processInformationCall, &information) != 0) return std::nullopt;
+  if (ioctl(process, processInformationCall, &information) != 0) return std::nullopt;
   if ((information.mask & credentialsKnown) == 0) return std::nullopt;
   return information;
 }
 
 bool hasProcessInformation() noexcept {
   // The descriptor is close-on-exec from birth.
-  return informationOf(Fd(static_cast<int>(syscall(SYS_pidfd_open, getpid(), 0)))).has_value();
+  const Fd own(static_cast<int>(syscall(SYS_pidfd_open, getpid(), 0)));
+  return informationOf(own.get()).has_value();
 }
 
 }  // namespace vanto

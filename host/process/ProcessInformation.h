@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <optional>
 
-#include "value/Fd.h"
-
 namespace vanto {
 
 /// The beginning of what the kernel tells of the process of a descriptor, since Linux 6.13.
@@ -21,8 +19,9 @@ struct ProcessInformation {
 };
 static_assert(sizeof(ProcessInformation) == 64);
 
-/// Process id and owner of `process`; none where the kernel does not tell, or not for this process.
-[[nodiscard]] std::optional<ProcessInformation> informationOf(const Fd& process) noexcept;
+/// Process id and owner of the process of the descriptor `process`; none where the kernel does not tell, or not for
+/// this process.
+[[nodiscard]] std::optional<ProcessInformation> informationOf(int process) noexcept;
 
 /// Whether this kernel tells. Where it does not, files of /proc have to be read.
 [[nodiscard]] bool hasProcessInformation() noexcept;

@@ -11,9 +11,9 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "process/ProcessInformation.h"
 #include "value/Fd.h"
 #include "vexd/limits.h"
 
@@ -87,17 +87,6 @@ Tracing tracingOfThreads(pid_t pid) {
   return count == 0 ? Tracing::Unknown : Tracing::No;
 }
 
-/// The beginning of what newer kernels tell of the process of a descriptor, and their call for it.
-struct ProcessInformation {
-  std::uint64_t mask = 0;
-  std::uint64_t group = 0;
-  std::uint32_t pid = 0;
-  std::uint32_t threadGroup = 0;
-  std::uint32_t others[10] = {};
-};
-static_assert(sizeof(ProcessInformation) == 64);
-constexpr unsigned long processInformationCall = _IOWR(0xFF, 11, ProcessInformation);
-
 }  // namespace
 
 std::string contentsOf(const std::string& path) {
@@ -140,10 +129,8 @@ std::string directoryOf(pid_t pid) {
 }
 
 std::optional<pid_t> processOf(int process) {
-  ProcessInformation information{.mask = 1};
-  if (ioctl(process, processInformationCall, &information) == 0 && information.threadGroup != 0) {
-    return static_cast<pid_t>(information.threadGroup);
-  }
+  const auto information = informationOf(process);
+  if (information && information->threadGroup != 0) return static_cast<pid_t>(information->threadGroup);
   const std::string file = "/proc/self/fdinfo/" + std::to_string(process);
   return processIn(Beginning(AT_FDCWD, file.c_str()).text());
 }

@@ -116,8 +116,8 @@ class CodeClients : public ServiceBundles {
 
   void startVexd() { vexd_ = std::make_unique<ServiceProcess>(VANTO_TEST_VEXD, std::vector<std::string>{}); }
 
-  /// Starts a service with these requirement texts.
-  void startService(const std::vector<std::string>& texts, const char* kind = "echo") {
+  /// Ends the service that runs, and describes one with these requirement texts.
+  [[nodiscard]] BundleBuilder nextService(const std::vector<std::string>& texts) {
     service_.reset();
     BundleBuilder bundle = serviceBundle();
     std::filesystem::remove_all(bundle.path());
@@ -125,6 +125,12 @@ class CodeClients : public ServiceBundles {
     std::vector<std::string> elements;
     for (const std::string& text : texts) elements.push_back(BundleBuilder::string(text));
     bundle.serviceEntry("_AllowedClients", BundleBuilder::array(elements));
+    return bundle;
+  }
+
+  /// Starts a service with these requirement texts.
+  void startService(const std::vector<std::string>& texts, const char* kind = "echo") {
+    BundleBuilder bundle = nextService(texts);
     service_ = start(bundle, {kind});
     awaitSocket(name);
     awaitSocket("org.vanto.vexd");

@@ -19,13 +19,7 @@ class ConfinedCodeIdentity : public CodeClients {
 
   void startJudge(const std::vector<std::string>& texts, Confined confined, const char* profile = tight,
                   Kernel kernel = Kernel::This) {
-    service_.reset();
-    BundleBuilder bundle = serviceBundle();
-    std::filesystem::remove_all(bundle.path());
-    std::filesystem::remove(socketOf(name));
-    std::vector<std::string> elements;
-    for (const std::string& text : texts) elements.push_back(BundleBuilder::string(text));
-    bundle.serviceEntry("_AllowedClients", BundleBuilder::array(elements));
+    BundleBuilder bundle = nextService(texts);
     if (confined == Confined::Yes) {
       bundle.serviceEntry("_SandboxProfile", BundleBuilder::string("tight")).resource("tight.sb", profile);
     }

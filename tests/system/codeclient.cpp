@@ -149,13 +149,7 @@ int becomeTrusted(const char* name, const char* program) {
 /// Answers a greeting that the program saw which this process was before.
 int answerAs(int socket, const char* nonce) {
   RawPeer peer{Fd(socket)};
-  Greeting greeting{.windowMessages = 256, .windowBytes = 1 << 20};
-  for (std::uint8_t& byte : greeting.nonce) {
-    char* end = nullptr;
-    byte = static_cast<std::uint8_t>(std::strtoul(nonce, &end, 10));
-    nonce = end + 1;
-  }
-  peer.sendGreeting(FrameKind::Answer, greeting, frameHasNonce);
+  peer.sendAnswerTo(nonce);
   report(outcomeOf(peer));
   return 0;
 }
@@ -166,11 +160,7 @@ int becomeOther(const char* name, const char* program) {
   const int kept = dup(socket.get());
   RawPeer peer(Fd(dup(socket.get())));
   if (!peer.receive() || peer.header().kind != FrameKind::Greeting) return report("refused"), 0;
-  Greeting greeting;
-  static_cast<void>(decodeGreeting(peer.payload().data(), greeting));
-  std::string nonce;
-  for (const std::uint8_t byte : greeting.nonce) nonce += std::to_string(byte) + ",";
-  execl(program, program, "answer", std::to_string(kept).c_str(), nonce.c_str(), nullptr);
+  execl(program, program, "answer", std::to_string(kept).c_str(), peer.nonceText().c_str(), nullptr);
   return 1;
 }
 

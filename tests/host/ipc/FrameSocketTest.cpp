@@ -10,21 +10,11 @@
 #include <sys/socket.h>
 
 #include "host/ipc/DescriptorLimit.h"
+#include "host/ipc/SocketPair.h"
 #include "support/OpenDescriptors.h"
 
 namespace vanto::test {
 namespace {
-
-struct Pair {
-  Pair() {
-    int ends[2] = {-1, -1};
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
-    one.reset(ends[0]);
-    other.reset(ends[1]);
-  }
-  Fd one;
-  Fd other;
-};
 
 /// A packet of `size` bytes that are no frame, with as many descriptors as a frame may have.
 void sendWithDescriptors(int socket, std::size_t size) {
@@ -49,14 +39,14 @@ void sendWithDescriptors(int socket, std::size_t size) {
 
 /// What comes of such a packet; its descriptors must be closed when it has been received.
 ReceiveResult resultOf(std::size_t size) {
-  const Pair pair;
-  sendWithDescriptors(pair.one.get(), size);
+  const SocketPair pair;
+  sendWithDescriptors(pair.near.get(), size);
   const auto before = openDescriptors();
   const auto buffer = std::make_unique<FrameBuffer>();
   ReceiveResult result;
   {
     ReceivedFrame frame;
-    result = receiveFrame(pair.other.get(), Waiting::Never, *buffer, nullptr, frame);
+    result = receiveFrame(pair.far.get(), Waiting::Never, *buffer, nullptr, frame);
   }
   EXPECT_EQ(openDescriptors(), before);
   return result;
@@ -69,19 +59,19 @@ TEST(FrameSocket, ClosesTheDescriptorsOfAPacketThatIsNoFrame) {
 
 /// What comes of a message that declares `declared` descriptors and brings `sent`, with room for as many.
 ReceiveResult resultWithRoom(std::size_t declared, std::size_t sent, std::size_t room) {
-  const Pair pair;
-  const std::vector<int> descriptors(sent, pair.one.get());
+  const SocketPair pair;
+  const std::vector<int> descriptors(sent, pair.near.get());
   const std::uint8_t body[8] = {};
   const FrameHeader header{
       .kind = FrameKind::Message, .descriptors = static_cast<std::uint16_t>(declared), .id = 1, .length = sizeof body};
-  EXPECT_EQ(sendFrame(pair.one.get(), header, body, descriptors), SendResult::Sent);
+  EXPECT_EQ(sendFrame(pair.near.get(), header, body, descriptors), SendResult::Sent);
   const auto before = openDescriptors();
   const auto buffer = std::make_unique<FrameBuffer>();
   ReceiveResult result;
   {
     const DescriptorLimit limit(room);
     ReceivedFrame frame;
-    result = receiveFrame(pair.other.get(), Waiting::Never, *buffer, nullptr, frame);
+    result = receiveFrame(pair.far.get(), Waiting::Never, *buffer, nullptr, frame);
   }
   EXPECT_EQ(openDescriptors(), before);
   return result;

@@ -11,6 +11,7 @@
 #include <sys/un.h>
 
 #include "host/ipc/IPCFixture.h"
+#include "host/ipc/SocketPair.h"
 #include "ipc/Domain.h"
 #include "ipc/ManagerRecord.h"
 #include "value/Fd.h"
@@ -29,19 +30,6 @@ inline Fd createListener(const RuntimeDirectory& directory, const char* name, in
   EXPECT_EQ(type == SOCK_DGRAM ? 0 : listen(listener.get(), 5), 0);
   return listener;
 }
-
-/// Two connected sockets.
-struct SocketPair {
-  explicit SocketPair(int type = SOCK_SEQPACKET) {
-    int ends[2];
-    EXPECT_EQ(socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, ends), 0);
-    near.reset(ends[0]);
-    far.reset(ends[1]);
-  }
-
-  Fd near;
-  Fd far;
-};
 
 /// A manager's end of the link to one process.
 class ManagerEnd {

@@ -350,22 +350,10 @@ RawPeer connectShared(int socket, const char* name) {
   return RawPeer(Fd(socket));
 }
 
-std::string textOf(const Greeting& greeting) {
-  std::string result;
-  for (const std::uint8_t byte : greeting.nonce) result += std::to_string(byte) + ",";
-  return result;
-}
-
 /// Answers a greeting whose nonce somebody else was told.
 int answer(int socket, const char* nonce) {
   RawPeer peer{Fd(socket)};
-  Greeting greeting{.windowMessages = 256, .windowBytes = 1 << 20};
-  for (std::uint8_t& byte : greeting.nonce) {
-    char* end = nullptr;
-    byte = static_cast<std::uint8_t>(std::strtoul(nonce, &end, 10));
-    nonce = end + 1;
-  }
-  peer.sendGreeting(FrameKind::Answer, greeting, frameHasNonce);
+  peer.sendAnswerTo(nonce);
   EncodedObject body;
   EXPECT_EQ(body.encode(text("x")), VANTO_ERROR_NONE);
   // By now the service may have dropped this client.
@@ -388,15 +376,14 @@ int changeAsClient(std::string_view change, int socket, const char* name, const 
   if (change == "die-at-once") die();
   EXPECT_TRUE(peer.receive());
   EXPECT_EQ(peer.header().flags, frameHasNonce);
-  Greeting greeting;
-  EXPECT_TRUE(decodeGreeting(peer.payload().data(), greeting));
+  const std::string nonce = peer.nonceText();
   report("greeted");
   awaitGate();
   if (change == "execute") {
-    execl(program, program, "answer", std::to_string(inherited).c_str(), textOf(greeting).c_str(), nullptr);
+    execl(program, program, "answer", std::to_string(inherited).c_str(), nonce.c_str(), nullptr);
     return 1;
   }
-  peer.sendGreeting(FrameKind::Answer, greeting, frameHasNonce);
+  peer.sendAnswerTo(nonce.c_str());
   die();
 }
 

@@ -13,26 +13,16 @@
 #include <unistd.h>
 
 #include "host/ipc/DescriptorLimit.h"
+#include "host/ipc/SocketPair.h"
 #include "ipc/FrameSocket.h"
 
 namespace vanto::test {
 namespace {
 
-struct Pair {
-  Pair() {
-    int ends[2] = {-1, -1};
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
-    one.reset(ends[0]);
-    other.reset(ends[1]);
-  }
-  Fd one;
-  Fd other;
-};
-
 TEST(PeerCredentials, NameTheProcessAtTheOtherEnd) {
-  const Pair pair;
+  const SocketPair pair;
   ProcessFacts facts;
-  ASSERT_TRUE(readPeerCredentials(pair.one.get(), facts));
+  ASSERT_TRUE(readPeerCredentials(pair.near.get(), facts));
   EXPECT_EQ(facts.pid, getpid());
   EXPECT_EQ(facts.effectiveUser, geteuid());
   EXPECT_EQ(facts.effectiveGroup, getegid());
@@ -45,10 +35,10 @@ TEST(PeerCredentials, NameTheProcessAtTheOtherEnd) {
 }
 
 TEST(PeerCredentials, ComeWithADescriptorToo) {
-  const Pair pair;
+  const SocketPair pair;
   ProcessFacts facts;
-  ASSERT_TRUE(readPeerCredentials(pair.one.get(), facts));
-  const Fd own = openPeerProcess(pair.one.get(), facts);
+  ASSERT_TRUE(readPeerCredentials(pair.near.get(), facts));
+  const Fd own = openPeerProcess(pair.near.get(), facts);
   facts.realUser = ~uid_t{0};
   facts.realGroup = ~gid_t{0};
   ASSERT_TRUE(readProcessFacts(facts, own));
@@ -70,8 +60,8 @@ TEST(PeerCredentials, AreNotToBeHadOfOtherDescriptors) {
 }
 
 TEST(PeerCredentials, AProcessRunsUntilItEnds) {
-  const Pair pair;
-  const Fd own = openPeerProcess(pair.one.get(), {});
+  const SocketPair pair;
+  const Fd own = openPeerProcess(pair.near.get(), {});
   ASSERT_TRUE(own);
   EXPECT_EQ(fcntl(own.get(), F_GETFD), FD_CLOEXEC);
   EXPECT_TRUE(isRunning(own));
@@ -105,19 +95,19 @@ TEST(PeerCredentials, TellsThatThereAreNoDescriptors) {
   ProcessFacts facts{};
   facts.pid = getpid();
   facts.startTime = readStartTime(getpid());
-  const Pair pair;
+  const SocketPair pair;
   const DescriptorLimit none(0);
   EXPECT_FALSE(openProcess(facts));
   EXPECT_EQ(errno, EMFILE);
-  EXPECT_FALSE(openPeerProcess(pair.one.get(), facts));
+  EXPECT_FALSE(openPeerProcess(pair.near.get(), facts));
   EXPECT_EQ(errno, EMFILE);
   EXPECT_FALSE(readProcessFacts(facts));
   EXPECT_EQ(errno, EMFILE);
 }
 
 TEST(PeerCredentials, AProcessRunsHoweverManySignalsCome) {
-  const Pair pair;
-  const Fd own = openPeerProcess(pair.one.get(), {});
+  const SocketPair pair;
+  const Fd own = openPeerProcess(pair.near.get(), {});
   struct sigaction before {};
   struct sigaction interrupting {};
   interrupting.sa_handler = [](int) {
@@ -149,21 +139,21 @@ TEST(PeerCredentials, AProcessThatIsGoneHasNoFacts) {
 }
 
 TEST(PeerCredentials, AreAskedForOrNot) {
-  const Pair pair;
-  EXPECT_FALSE(passesSenderCredentials(pair.one.get()));
-  ASSERT_TRUE(enableSenderCredentials(pair.one.get()));
-  EXPECT_TRUE(passesSenderCredentials(pair.one.get()));
-  EXPECT_FALSE(passesSenderCredentials(pair.other.get()));
+  const SocketPair pair;
+  EXPECT_FALSE(passesSenderCredentials(pair.near.get()));
+  ASSERT_TRUE(enableSenderCredentials(pair.near.get()));
+  EXPECT_TRUE(passesSenderCredentials(pair.near.get()));
+  EXPECT_FALSE(passesSenderCredentials(pair.far.get()));
   EXPECT_FALSE(passesSenderCredentials(-1));
 }
 
 TEST(PeerCredentials, ComeWithEachPacket) {
-  const Pair pair;
-  ASSERT_TRUE(enableSenderCredentials(pair.one.get()));
-  sendCode(pair.other.get(), FrameKind::Goodbye, 1);
+  const SocketPair pair;
+  ASSERT_TRUE(enableSenderCredentials(pair.near.get()));
+  sendCode(pair.far.get(), FrameKind::Goodbye, 1);
   FrameBuffer buffer;
   ReceivedFrame frame;
-  ASSERT_EQ(receiveFrame(pair.one.get(), Waiting::Never, buffer, nullptr, frame), ReceiveResult::Frame);
+  ASSERT_EQ(receiveFrame(pair.near.get(), Waiting::Never, buffer, nullptr, frame), ReceiveResult::Frame);
   EXPECT_EQ(frame.sender.pid, getpid());
   EXPECT_EQ(frame.sender.uid, getuid());
   EXPECT_EQ(frame.sender.gid, getgid());

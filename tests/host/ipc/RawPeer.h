@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -94,6 +95,24 @@ class RawPeer {
   }
   void sendAnswer(std::uint32_t messages = 256, std::uint32_t bytes = 1 << 20) {
     sendGreeting(FrameKind::Answer, {.windowMessages = messages, .windowBytes = bytes});
+  }
+  /// Answers a greeting that somebody else was sent, whose nonce is told as nonceText().
+  void sendAnswerTo(const char* nonce) {
+    Greeting greeting{.windowMessages = 256, .windowBytes = 1 << 20};
+    for (std::uint8_t& byte : greeting.nonce) {
+      char* end = nullptr;
+      byte = static_cast<std::uint8_t>(std::strtoul(nonce, &end, 10));
+      nonce = end + 1;
+    }
+    sendGreeting(FrameKind::Answer, greeting, frameHasNonce);
+  }
+  /// The nonce of the greeting that came last, as a word for a command line.
+  [[nodiscard]] std::string nonceText() const {
+    Greeting greeting;
+    EXPECT_TRUE(decodeGreeting(payload().data(), greeting));
+    std::string result;
+    for (const std::uint8_t byte : greeting.nonce) result += std::to_string(byte) + ",";
+    return result;
   }
   /// A message, request or reply in one frame.
   void sendObject(FrameKind kind, std::uint64_t id, vanto_object_t object, std::span<const int> descriptors = {}) {

@@ -5,12 +5,14 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "value/Fd.h"
+
 namespace vanto {
 namespace {
 
 TEST(ProcessInformation, IsThatOfTheProcessOfADescriptor) {
   const Fd own(static_cast<int>(syscall(SYS_pidfd_open, getpid(), 0)));
-  const auto information = informationOf(own);
+  const auto information = informationOf(own.get());
   EXPECT_EQ(information.has_value(), hasProcessInformation());
   if (!information) return;
   EXPECT_EQ(information->pid, static_cast<std::uint32_t>(getpid()));
@@ -19,8 +21,8 @@ TEST(ProcessInformation, IsThatOfTheProcessOfADescriptor) {
 }
 
 TEST(ProcessInformation, IsNoneWithoutSuchADescriptor) {
-  EXPECT_FALSE(informationOf(Fd()).has_value());
-  EXPECT_FALSE(informationOf(Fd(dup(STDIN_FILENO))).has_value());
+  EXPECT_FALSE(informationOf(-1).has_value());
+  EXPECT_FALSE(informationOf(STDIN_FILENO).has_value());
 }
 
 }  // namespace

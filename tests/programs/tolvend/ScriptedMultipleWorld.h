@@ -2,23 +2,23 @@
 #pragma once
 
 #include <cerrno>
-#include <cstdint>
 #include <deque>
 #include <map>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "tolvend/MultipleLifeCycle.h"
 
+#include "NotingWorld.h"
+
 namespace vanto::manager {
 
 /// Writes down what is asked of it, and knows by itself who waits, which connections it holds and which processes are
 /// there. What must never be is a failure at once.
-class ScriptedMultipleWorld final : public MultipleLifeCycleWorld {
+class ScriptedMultipleWorld final : public NotingWorld<MultipleLifeCycleWorld> {
  public:
   void watchListener(bool shallWatch) override {
     EXPECT_NE(shallWatch, isWatching);
@@ -68,10 +68,6 @@ class ScriptedMultipleWorld final : public MultipleLifeCycleWorld {
     if (isKill) killed.push_back(instance);
     note((isKill ? "kill " : "terminate ") + std::to_string(instance));
   }
-  void setTimer(std::uint64_t deadline) override { timer = deadline; }
-  void changed() override { ++changes; }
-
-  std::string taken() { return std::exchange(notes_, ""); }
 
   std::deque<uid_t> waiting;
   std::map<InstanceId, uid_t> connections;
@@ -82,13 +78,6 @@ class ScriptedMultipleWorld final : public MultipleLifeCycleWorld {
   bool isWatching = false;
   bool isSpawnFailing = false;
   bool isClosed = false;
-  std::uint64_t timer = UINT64_MAX;
-  int changes = 0;
-  StartFailure told;
-
- private:
-  void note(const std::string& what) { notes_ += (notes_.empty() ? "" : ", ") + what; }
-  std::string notes_;
 };
 
 }  // namespace vanto::manager
