@@ -198,8 +198,8 @@ void printLimits(Console& console, const std::vector<MoveLimit>& limits) {
     const bool isTo = limit.way == MoveLimit::Way::To;
     const std::string kernels = limit.firstLinux.empty() ? "" : "; Linux before " + limit.firstLinux + " does not mind";
     console.printLine("but not " + std::string(isTo ? "to " : "from ") + visible(limit.directory) + ", " +
-                      (isTo ? "with more rights: " : "with fewer rights, not: ") + namesOf(limit.rights, ", ") +
-                      " (EXDEV" + kernels + ")");
+                      (isTo ? "which has more: " : "which lacks ") + namesOf(limit.rights, ", ") + " (EXDEV" + kernels +
+                      ")");
   }
 }
 

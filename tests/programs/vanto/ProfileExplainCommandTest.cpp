@@ -153,15 +153,15 @@ TEST_F(ProfileExplainCommandTest, NamesWhereNothingCanBeRenamedTo) {
   const std::string text = "allow rename,create,remove " + directory_ / "a " + directory_ / "b" +
                            "\nallow read,execute " + directory_ / "b\n";
   EXPECT_NE(explain(text, {"rename", directory_ / "a/x"})
-                .output.find("\nbut not to DIR/b, with more rights: read, execute (EXDEV)\n"),
+                .output.find("\nbut not to DIR/b, which has more: read, execute (EXDEV)\n"),
             std::string::npos);
   EXPECT_NE(explain(text, {"rename", directory_ / "b/x"})
-                .output.find("\nbut not from DIR/a, with fewer rights, not: read, execute (EXDEV)\n"),
+                .output.find("\nbut not from DIR/a, which lacks read, execute (EXDEV)\n"),
             std::string::npos);
   const std::string newer =
       "allow rename,create,remove " + directory_ / "a " + directory_ / "b" + "\nallow truncate " + directory_ / "b\n";
   EXPECT_NE(explain(newer, {"rename", directory_ / "a/x"})
-                .output.find("more rights: truncate (EXDEV; Linux before 6.2 does not mind)\n"),
+                .output.find("has more: truncate (EXDEV; Linux before 6.2 does not mind)\n"),
             std::string::npos);
 }
 
