@@ -197,6 +197,10 @@ bool JobController::isAnybodyWaiting() {
   return listener_.isAnybodyWaiting();
 }
 
+WaitingChange JobController::lookAtWaiting() {
+  return listener_.lookAtWaiting();
+}
+
 bool JobController::accept(InstanceId instance, uid_t& user) {
   Accepted accepted = listener_.accept();
   if (accepted.result == Accepted::Result::NoDescriptor) {

@@ -131,6 +131,13 @@ bool JobListener::isAnybodyWaiting() const noexcept {
   return socket_ && (readiness(descriptor(), POLLIN) & POLLIN) != 0;
 }
 
+WaitingChange JobListener::lookAtWaiting() {
+  WaitingClients now = socket_ ? readWaitingClients(descriptor()) : WaitingClients();
+  const WaitingChange change = changeOf(seen_, now);
+  seen_ = std::move(now);
+  return change;
+}
+
 bool JobListener::hasLeft(int client) noexcept {
   return (readiness(client, 0) & POLLHUP) != 0;
 }

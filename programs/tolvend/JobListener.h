@@ -11,6 +11,7 @@
 #include "ipc/PublishedSocket.h"
 #include "tolvend/Alarms.h"
 #include "tolvend/SpareDescriptor.h"
+#include "tolvend/WaitingClients.h"
 #include "tolvend/Watch.h"
 
 namespace vanto::manager {
@@ -42,6 +43,8 @@ class JobListener {
 
   void watch(bool shallWatch);
   [[nodiscard]] bool isAnybodyWaiting() const noexcept;
+  /// How those who wait have changed since the last call.
+  [[nodiscard]] WaitingChange lookAtWaiting();
 
   /// Accepts the client who waits longest. Without a descriptor for it those who wait are to be refused.
   [[nodiscard]] Accepted accept() { return acceptClient(descriptor()); }
@@ -79,6 +82,8 @@ class JobListener {
   const std::function<void()> replaced_;
   Watch watch_;
   bool shallWatch_ = false;
+  /// As of the last look.
+  WaitingClients seen_;
   /// Until then nothing is accepted, for want of a descriptor or of a socket.
   Alarm retry_;
 };

@@ -10,6 +10,7 @@
 #include <string>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -107,6 +108,19 @@ void tellManager(std::uint32_t kind) {
   std::_Exit(0);
 }
 
+/// Serves without the library, one client after the other, who gets a byte when it is done.
+[[noreturn]] void labour() {
+  for (;;) {
+    pollfd set{listenerDescriptor, POLLIN, 0};
+    static_cast<void>(poll(&set, 1, -1));
+    const int client = accept4(listenerDescriptor, nullptr, nullptr, SOCK_CLOEXEC);
+    if (client < 0) continue;
+    usleep(5'000);
+    static_cast<void>(!send(client, "x", 1, MSG_NOSIGNAL));
+    close(client);
+  }
+}
+
 /// Says to the manager that it is idle, as often as that can be said.
 void chatter() {
   if (fork() != 0) return;
@@ -176,6 +190,7 @@ int main(int, char** argv) {
     for (;;) pause();
   }
   if (behaviour == "feigns") feign();
+  if (behaviour == "labours") labour();
   if (behaviour == "silent") {
     for (;;) pause();
   }
