@@ -33,8 +33,8 @@ class JobListener {
 
   /// Whether its name no longer stands for it.
   [[nodiscard]] bool isLost() const noexcept { return socket_ && !socket_->isPublished(); }
-  /// Binds another one in its place, for as long as it takes, also where somebody else listens. Those who wait are let
-  /// go, and come again.
+  /// Binds another one in its place, for as long as it takes, and less often each time, also where somebody else
+  /// listens. Those who wait are let go, and come again.
   void bindAnew();
   /// Where it is in the file system, for people.
   [[nodiscard]] std::string path() const;
@@ -86,6 +86,8 @@ class JobListener {
   WaitingClients seen_;
   /// Until then nothing is accepted, for want of a descriptor or of a socket.
   Alarm retry_;
+  /// In nanoseconds, until another one is bound where that has failed.
+  std::uint64_t pause_;
 };
 
 }  // namespace vanto::manager
