@@ -116,6 +116,15 @@ TEST_F(ManagerStart, AClientIsToldOfAServiceThatEndsAtOnce) {
   EXPECT_EQ(logOf(echo).at(0), "cannot go on");
 }
 
+TEST_F(ManagerStart, AClientIsToldTheLastLinesOfTheLog) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("explains", echo), "");
+  const std::string refusal = refusalOf(echo);
+  EXPECT_TRUE(refusal.starts_with("15 org.example.echo: not started: listening: exited with status 3")) << refusal;
+  EXPECT_TRUE(refusal.ends_with("; its log ends with: line 7: no such word | see the manual | cannot go on"))
+      << refusal;
+}
+
 TEST_F(ManagerStart, AClientIsToldOfAServiceThatNeverListens) {
   const ManagerProcess manager(impatient());
   ASSERT_EQ(load("silent", echo), "");

@@ -181,6 +181,10 @@ int main(int, char** argv) {
     std::fputs("cannot go on\n", stderr);
     return 3;
   }
+  if (behaviour == "explains") {
+    std::fputs("reads its settings\nline 7: no such word\nsee the manual\ncannot go on\n", stderr);
+    return 3;
+  }
   if (behaviour == "blocks") {
     fcntl(listenerDescriptor, F_SETFL, 0);
     return 1;
