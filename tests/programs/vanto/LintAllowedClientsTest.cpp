@@ -29,14 +29,15 @@ TEST_F(LintAllowedClients, FindsElementsThatAreNoRequirements) {
       (Lines{"VantoService._AllowedClients[1]: error: is a boolean, so clients that meet none of those before are "
              "refused here; write a requirement text",
              "VantoService._AllowedClients[2]: error: is no requirement: column 1 (line 1): the text ends where a "
-             "condition is expected; write one"}));
+             "condition is expected; write one, such as valid or identifier \"org.example.client\""}));
 }
 
 TEST_F(LintAllowedClients, SaysWhereATextStopsBeingARequirement) {
   EXPECT_EQ(foundWithEntry("_AllowedClients",
                            BundleBuilder::array({BundleBuilder::string("identifier \"a; b\" and\n signers \"acme\"")})),
             Lines{"VantoService._AllowedClients[0]: error: is no requirement: column 2 (line 2): there is no word "
-                  "'signers'; words are written in lower case; write signer"});
+                  "'signers'; use identifier, signer, digest, entitlement or valid, and join them with and, or and "
+                  "not"});
 }
 
 TEST_F(LintAllowedClients, WarnsOfMoreThanAClientIsTriedOn) {
