@@ -6,6 +6,7 @@
 #include <random>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "host/sandbox/Compiled.h"
 #include "host/sandbox/EscapeTree.h"
@@ -181,6 +182,25 @@ TEST_F(GeneratedProfiles, AreExplainedAsTheyWereMade) {
             << profile.text();
       }
     }
+  }
+}
+
+TEST_F(GeneratedProfiles, AreExplainedAsTheKernelSeesThem) {
+  if (generationOfThisKernel() == 0) return announceUntried("explanation", "this kernel has no Landlock");
+  for (int count = 0; count < profilesPerGeneration; ++count) {
+    const GeneratedProfile profile = nextProfile();
+    const Policy policy = compiled(profile.text(), profile.parameters());
+    const ChildOutcome outcome = runInChild([&](const ChildReport&) {
+      ASSERT_EQ(Confinement().enter(policy).error, "");
+      for (const std::string& path : tree_.paths()) {
+        // Each is a file or has something in it, so that nothing goes.
+        const bool isDenied = isDenial(outcomeOf(rmdir(path.c_str())));
+        EXPECT_EQ(explainPath(policy, Right::Remove, decidingPlace(Right::Remove, path)).empty(), isDenied)
+            << path << " under\n"
+            << profile.text();
+      }
+    });
+    EXPECT_EQ(outcome.end, "exit status 0");
   }
 }
 
