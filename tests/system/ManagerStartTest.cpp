@@ -3,6 +3,7 @@
 // How services come up through a real manager and the real proxy, and what clients are told when they do not.
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <thread>
@@ -169,11 +170,29 @@ TEST_F(ManagerStart, AServiceThatDiesOfEachClientTellsThem) {
   EXPECT_EQ(number(vanto_dictionary_get_value(stateOf(echo), "failure"), "signal"), SIGABRT);
 }
 
-TEST_F(ManagerStart, AClientThatCannotWaitGetsItsTimeOut) {
+TEST_F(ManagerStart, AClientThatCannotWaitGetsItsTimeOutInTime) {
+  using std::chrono::milliseconds;
+  constexpr milliseconds bound{50};
+  // The manager would have it wait for ten seconds.
+  constexpr milliseconds slack{4'000};
+  const auto timeOf = [](const auto& work) {
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(vanto_error_get_code(work()), VANTO_ERROR_TIMED_OUT);
+    return std::chrono::steady_clock::now() - begin;
+  };
+  const auto nanoseconds = static_cast<std::uint64_t>(std::chrono::nanoseconds(bound).count());
   const ManagerProcess manager(setting());
-  ASSERT_EQ(load("silent", echo), "");
-  const Held connection = connect(echo, 50'000'000);
-  EXPECT_EQ(vanto_error_get_code(connection), VANTO_ERROR_TIMED_OUT);
+  for (const bool hasInstances : {false, true}) {
+    const std::string name = hasInstances ? "org.example.instances" : echo;
+    ASSERT_EQ(load("silent", name, {{"MultipleInstances", Held(vanto_bool_create(hasInstances))}}), "");
+    const auto connecting = timeOf([&] { return connect(name, nanoseconds); });
+    EXPECT_GE(connecting, bound);
+    EXPECT_LT(connecting, bound + slack);
+    const Held request(vanto_string_create("pid"));
+    const auto calling = timeOf([&] { return Held(vanto_call_service(name.c_str(), request, nanoseconds)); });
+    EXPECT_GE(calling, bound);
+    EXPECT_LT(calling, bound + slack);
+  }
 }
 
 TEST_F(ManagerStart, AServiceThatAcceptsNobodyFailsThoseWhoWaitHoweverLongItRuns) {
