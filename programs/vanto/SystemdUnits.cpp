@@ -38,6 +38,12 @@ struct Parts {
   }
 };
 
+/// Of the path of what is executed systemd takes no other characters, however they are quoted.
+bool isExecutedBySystemd(const std::string& path) {
+  return std::none_of(path.begin(), path.end(),
+                      [](char c) { return (c >= 0 && c < ' ') || c == '\x7f' || c == '"' || c == '\'' || c == '\\'; });
+}
+
 std::nullopt_t fail(std::string& problem, std::string text) {
   problem = std::move(text);
   return std::nullopt;
@@ -79,6 +85,10 @@ std::optional<Parts> partsOf(const PlistDictionary& job, const std::string& acco
   Parts parts{
       *domain, escapedName(label->text()), commandOf(job, proxy), isTrue(job.valueForKey("MultipleInstances")), {}};
   if (parts.command.empty()) return fail(problem, "its job has no command line that can be executed");
+  if (!isExecutedBySystemd(proxy)) {
+    return fail(problem, "systemd does not execute " + visible(proxy) +
+                             ", for the characters in its path; say with --proxy where else vantoproxy is");
+  }
   if (*domain == ManagerDomain::System && account.empty()) {
     return fail(problem, "it is a service of the system; say with --account which user it shall run as");
   }

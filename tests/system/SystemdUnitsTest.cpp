@@ -134,7 +134,7 @@ TEST_F(SystemdUnits, AreTakenWhateverIsInNamesAndPaths) {
       .executable("c %t")
       .serviceEntry("ServiceType", BundleBuilder::string("User"))
       .build();
-  const std::string proxy = directory_ / "proxy %h$HOME${X}\"'\\\n;\x1b";
+  const std::string proxy = directory_ / "proxy %h$HOME${X};\u00e4";
   std::filesystem::copy(VANTO_TEST_PROXY, proxy);
   make(path, proxy);
   EXPECT_EQ(judgement(), "");

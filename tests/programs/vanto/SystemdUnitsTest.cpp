@@ -78,6 +78,15 @@ TEST(SystemdUnits, HaveATemplateForSeveralInstances) {
   EXPECT_EQ(SystemdUnits::of(*job, "", proxy, problem).value().serviceName, "a.service");
 }
 
+TEST(SystemdUnits, AreNoneForAProxyThatSystemdDoesNotExecute) {
+  for (const char* place : {"/a\"b", "/a'b", "/a\\b", "/a\nb", "/a\x7f"}) {
+    std::string problem;
+    EXPECT_FALSE(SystemdUnits::of(*jobOf("a", "VantoPerUser"), "", place, problem)) << place;
+    EXPECT_TRUE(problem.starts_with("systemd does not execute /a")) << problem;
+    EXPECT_TRUE(problem.ends_with("; say with --proxy where else vantoproxy is")) << problem;
+  }
+}
+
 TEST(SystemdUnits, EscapeNames) {
   std::string problem;
   const auto units = SystemdUnits::of(*jobOf("a b/\n%", "VantoPerUser"), "", proxy, problem);
