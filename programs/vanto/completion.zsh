@@ -106,7 +106,7 @@ _vanto() {
     'hold:end services and let no client start them'
     'status:show the jobs of service managers'
     'logs:print what a service has written'
-    'why:tell the story of the last failure of a service'
+    'why:tell the last failure of a service, and how it is confined'
     'profile:check, explain and compare sandbox profiles'
     'sign:sign a bundle or an executable'
     'verify:say what was changed since it was signed'

@@ -89,6 +89,21 @@ TEST(Confinement, IsFullWhenAllThatIsAskedIsEnforced) {
   });
 }
 
+TEST(Confinement, IsReducedBeforeLinux71UnlessAllUnixSocketsAreAllowed) {
+  for (const int generation : {6, 7, 8}) {
+    inChild([generation] {
+      const Receipt receipt = Confinement(kernelRightsOf(generation)).enter(compiled("network none"));
+      EXPECT_EQ(receipt.level, ConfinementLevel::Reduced);
+      EXPECT_EQ(names(receipt.missing), "socket");
+    });
+    inChild([generation] {
+      const Receipt receipt = Confinement(kernelRightsOf(generation)).enter(compiled("allow socket /"));
+      EXPECT_EQ(receipt.level, ConfinementLevel::Full);
+      EXPECT_EQ(names(receipt.missing), "");
+    });
+  }
+}
+
 TEST(Confinement, NamesWhatTheKernelWithholds) {
   inChild([] {
     const Receipt receipt = Confinement(kernelRightsOf(1)).enter(compiled("allow rename /tmp"));
