@@ -10,6 +10,7 @@
 #include "code/Judgement.h"
 #include "vanto/DocumentForm.h"
 #include "vanto/Identity.h"
+#include "vanto/ServiceSummary.h"
 #include "vanto/VisibleText.h"
 
 namespace vanto::tool {

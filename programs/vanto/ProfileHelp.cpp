@@ -12,7 +12,7 @@ Usage: vanto profile check [--json] [VALUES] FILE
        vanto profile diff [VALUES] OLD NEW
        vanto profile show [NAME]
        vanto profile run [VALUES] FILE -- COMMAND...
-       vanto profile learn [--out FILE] -- COMMAND...
+       vanto profile learn [--bundle BUNDLE] [--out FILE] [--force] -- COMMAND...
 
   check    what is wrong, and what each kernel would leave open
   explain  whether something is allowed, and which line decides
@@ -119,9 +119,10 @@ Example:
 )"},
     {"profile learn", R"(Runs a command, and writes the least sandbox profile that allows what it did.
 
-Usage: vanto profile learn [--out FILE] [--force] -- COMMAND...
+Usage: vanto profile learn [--bundle BUNDLE] [--out FILE] [--force] -- COMMAND...
 
   COMMAND                  a program and its arguments
+  --bundle BUNDLE          the service that COMMAND is
   -o, --out, --output FILE where the profile goes; without it to the output, behind that of
                            COMMAND
   --force                  replace a file that is there
@@ -131,12 +132,17 @@ output and messages are its own. Stop one that does not end with Ctrl-C or SIGTE
 tell what no profile can say, and where one has to say more. Paths are absolute: put
 ${VantoService_path} and the like in by hand. Another run may do more, so read the profile.
 
+The profile allows COMMAND to be executed, as run needs it. A service is confined later, so
+with --bundle it does not, nor what the platform allows the service anyway. Name no profile
+in its bundle before, start it like this, and have clients call it.
+
 Exit status: 0 or whatever else COMMAND ends with, once the profile is written; 2 there is
 none.
 
-Example:
+Examples:
   vanto profile learn --out locked.sb -- /usr/bin/gzip -k notes
   vanto profile run locked.sb -- /usr/bin/gzip -kf notes
+  vanto profile learn --bundle Echo.vanto --out echo.sb -- Echo.vanto/Contents/Linux/echo
 )"},
 };
 

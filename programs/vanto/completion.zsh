@@ -65,7 +65,7 @@ _vanto_profile() {
       '4:path:_files'
   elif [[ $words[2] == learn ]]; then
     _arguments '(-o --out --output)'{-o,--out,--output}'[where to write]:file:_files' '--force[replace a profile]' \
-      '--help[show help]' '*:command:_command_names'
+      '--bundle[the service that the command is]:bundle:_files' '--help[show help]' '*:command:_command_names'
   elif [[ $words[2] == check ]]; then
     _arguments $values '--json[print JSON]' '*:file:_files'
   else
