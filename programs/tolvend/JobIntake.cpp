@@ -11,6 +11,7 @@
 
 #include "tolvend/JobTree.h"
 #include "value/limits.h"
+#include "vantoproxy/ProxyPlace.h"
 
 namespace vanto::manager {
 
@@ -24,7 +25,6 @@ constexpr char instancesKey[] = "MultipleInstances";
 constexpr char domainKey[] = "VantoDomain";
 constexpr std::array knownKeys = {labelKey, namesKey, argumentsKey, transactionsKey, instancesKey, domainKey};
 
-constexpr std::string_view proxyPath = "/usr/libexec/vantoproxy";
 constexpr std::string_view ownNames = "org.vanto.tolvend.";
 
 /// What is there, for a refusal.
@@ -130,7 +130,7 @@ std::string readProgram(tolven_data_t data, Job& job) {
   }
   tolven_data_t proxy = tolven_data_array_get_index(arguments, 0);
   const char* proxyText = tolven_data_get_string(proxy);
-  if (proxyText == nullptr || proxyText != proxyPath) {
+  if (proxyText == nullptr || std::string_view(proxyText) != proxyPath) {
     return wrong("ProgramArguments/0", proxy, "make it \"/usr/libexec/vantoproxy\", which starts each service");
   }
   tolven_data_t program = tolven_data_array_get_index(arguments, 1);

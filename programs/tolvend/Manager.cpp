@@ -26,6 +26,7 @@
 #include "tolvend/JobIntake.h"
 #include "tolvend/ReadyNotice.h"
 #include "value/limits.h"
+#include "vantoproxy/ProxyPlace.h"
 
 namespace vanto::manager {
 
@@ -99,7 +100,7 @@ Manager::Failure Manager::prepare() {
   // Orphans that came to the manager while their service ran have no signal of their own.
   children_.observeEnds([this] { sweeping_.set(0); });
   spare_.emplace();
-  spawn_.proxy = options_.proxy;
+  spawn_.proxy = options_.proxy.empty() ? installedProxy() : options_.proxy;
   spawn_.environment = serviceEnvironment(options_.keep);
   spawn_.descriptors = former_.descriptors;
   spawn_.shallSetDescriptors = former_.hasRaisedDescriptors;

@@ -104,7 +104,8 @@ ManagerDirectory takeDirectory(Domain domain, const std::function<void(timespec)
     ManagerDirectory failed = unusable("the file .tolvend/lock cannot be locked: " + reasonOf(errno));
     if (!isInUse) return failed;
     failed.state = ManagerDirectory::State::InUse;
-    failed.error = std::string("there is a manager of the ") + domainWord(domain) + " domain already";
+    failed.error = std::string("there is a manager of the ") + domainWord(domain) + " domain already; end it first" +
+                   (domain == Domain::User ? ", or use --ephemeral for one of your own" : "");
     return failed;
   }
   directory.state = ManagerDirectory::State::Taken;

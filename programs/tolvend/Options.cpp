@@ -156,7 +156,8 @@ Usage: tolvend [OPTION]...
 
       --domain DOMAIN    session, user (the default) or system
       --account USER     in the system domain, the user as whom services run
-      --proxy FILE       what services are started through; /usr/libexec/vantoproxy
+      --proxy FILE       what services are started through; /usr/libexec/vantoproxy, or
+                         where nothing is there, ../libexec/vantoproxy beside tolvend
       --idle SECONDS     how long a service is idle before it may leave; 30, 0 for never
       --floor LEVEL      end services that are confined less: full or reduced; none
       --keep NAME        a further variable of the environment for services; repeatable

@@ -13,8 +13,8 @@ namespace vanto::manager {
 /// What the manager is told on its command line.
 struct Options {
   Domain domain = Domain::User;
-  /// The file that is executed as the proxy.
-  std::string proxy = "/usr/libexec/vantoproxy";
+  /// The file that is executed as the proxy; empty for the one that is installed.
+  std::string proxy;
   /// In nanoseconds; 0 for never.
   std::uint64_t idle = 30'000'000'000;
   /// Names of further variables that services shall have.

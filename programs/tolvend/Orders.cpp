@@ -113,7 +113,8 @@ void Orders::receive(vanto_object_t connection, vanto_object_t message) {
   if (isAllowed(connection)) {
     reply = carryOut(vanto_message_get_body(message), connection, message);
   } else {
-    reply = errorReply("orders are taken from user " + std::to_string(geteuid()) + " and from root only");
+    const std::string user = std::to_string(geteuid());
+    reply = errorReply("orders are taken from user " + user + " and from root only; give them as one of these");
   }
   if (reply) static_cast<void>(vanto_reply(message, reply.get()));
 }
@@ -136,7 +137,9 @@ Ref<vanto_object> Orders::carryOut(vanto_object_t order, vanto_object_t connecti
     }
     return (this->*command.function)({order, connection, message, label != nullptr ? label : "", job});
   }
-  return errorReply(std::string("there is no command ") + name);
+  std::string known;
+  for (const Command& command : commands) known += (known.empty() ? "" : ", ") + std::string(command.name);
+  return errorReply(std::string("there is no command ") + name + "; there are " + known);
 }
 
 Ref<vanto_object> Orders::load(const Order& order) {
@@ -151,14 +154,14 @@ Ref<vanto_object> Orders::load(const Order& order) {
   if (!refusal.empty()) return errorReply(refusal);
   const std::string label = job.label;
   const Jobs::Result result = jobs_.load(std::move(job));
-  if (!result.error.empty()) return errorReply(label + ": not loaded: " + result.error);
+  if (!result.error.empty()) return errorReply(result.error);
   DictionaryBuilder reply;
   return reply.text("label", label).truth("replaced", result.hasReplaced).take();
 }
 
 Ref<vanto_object> Orders::unload(const Order& order) {
   const Jobs::Result result = jobs_.unload(order.label);
-  if (!result.error.empty()) return errorReply(order.label + ": not unloaded: " + result.error);
+  if (!result.error.empty()) return errorReply("not unloaded: " + result.error);
   pending_.add(order.message, order.label, PendingOrders::Goal::Unloaded);
   return nullptr;
 }
@@ -168,7 +171,7 @@ Ref<vanto_object> Orders::start(const Order& order) {
   const Jobs::Result result = jobs_.start(*order.job);
   if (result.error.empty()) return nullptr;
   pending_.drop(order.message);
-  return errorReply(order.label + ": not started: " + result.error);
+  return errorReply("not started: " + result.error);
 }
 
 Ref<vanto_object> Orders::stop(const Order& order) {
@@ -182,12 +185,12 @@ Ref<vanto_object> Orders::restart(const Order& order) {
   const Jobs::Result result = jobs_.restart(*order.job);
   if (result.error.empty()) return nullptr;
   pending_.drop(order.message);
-  return errorReply(order.label + ": not restarted: " + result.error);
+  return errorReply("not restarted: " + result.error);
 }
 
 Ref<vanto_object> Orders::hold(const Order& order) {
   const Jobs::Result result = jobs_.hold(*order.job);
-  if (!result.error.empty()) return errorReply(order.label + ": not held: " + result.error);
+  if (!result.error.empty()) return errorReply("not held: " + result.error);
   pending_.add(order.message, order.label, PendingOrders::Goal::Ended);
   return nullptr;
 }

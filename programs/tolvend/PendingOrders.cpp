@@ -106,7 +106,7 @@ PendingOrders::State PendingOrders::succeed(const Order& order, pid_t pid) {
 
 PendingOrders::State PendingOrders::fail(const Order& order, const std::string& error) {
   DictionaryBuilder reply;
-  reply.text("error", order.label + ": " + error);
+  reply.text("error", error);
   static_cast<void>(vanto_reply(order.message.get(), reply.take().get()));
   return State::Done;
 }

@@ -144,6 +144,7 @@ class CommandLine : public CommandGrammar {
     app->add_option("BUNDLE", units_.bundles)->required();
     app->add_option("-o,--output", units_.directory);
     app->add_option("--account", units_.account);
+    app->add_option("--proxy", units_.proxy);
   }
 
   void addProfile() {

@@ -7,12 +7,14 @@ namespace {
 constexpr HelpTopic topics[] = {
     {"units", R"(Makes systemd units that start services on demand, without a service manager.
 
-Usage: vanto units [--output DIR] [--account USER] BUNDLE...
+Usage: vanto units [--output DIR] [--account USER] [--proxy FILE] BUNDLE...
 
   BUNDLE              a service bundle, or a PLACE that has some
   -o, --output DIR    write NAME.socket and NAME.service into DIR, replacing each file as
                       a whole; without it both are printed
       --account USER  the user that a service of the system runs as, which must be said
+      --proxy FILE    what the service is started through; /usr/libexec/vantoproxy, or
+                      where nothing is there, ../libexec/vantoproxy beside vanto
 
 The units of a service of the user are for the systemd of the user. systemd knows no
 sessions, so a service of the session has none. What is not as under tolvend stands in the

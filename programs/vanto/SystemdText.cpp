@@ -32,6 +32,23 @@ bool isOfNames(char character) noexcept {
          character == ':';
 }
 
+/// In quotes. `doubled` are the characters that would expand to something else.
+std::string quoted(std::string_view text, std::string_view doubled) {
+  const bool isAsciiOnly = hasUnsafeCharacters(text);
+  std::string result = "\"";
+  for (const char character : text) {
+    const bool isForeign = isAsciiOnly && static_cast<unsigned char>(character) > '~';
+    if (isControl(character) || isForeign) {
+      appendHex(result, character);
+      continue;
+    }
+    if (doubled.find(character) != doubled.npos) result += character;
+    if (character == '"' || character == '\\') result += '\\';
+    result += character;
+  }
+  return result += '"';
+}
+
 }  // namespace
 
 std::string SystemdText::value(std::string_view text) {
@@ -44,19 +61,11 @@ std::string SystemdText::value(std::string_view text) {
 }
 
 std::string SystemdText::argument(std::string_view text) {
-  const bool isAsciiOnly = hasUnsafeCharacters(text);
-  std::string result = "\"";
-  for (const char character : text) {
-    const bool isForeign = isAsciiOnly && static_cast<unsigned char>(character) > '~';
-    if (isControl(character) || isForeign) {
-      appendHex(result, character);
-      continue;
-    }
-    if (character == '%' || character == '$') result += character;
-    if (character == '"' || character == '\\') result += '\\';
-    result += character;
-  }
-  return result += '"';
+  return quoted(text, "%$");
+}
+
+std::string SystemdText::program(std::string_view path) {
+  return quoted(path, "%");
 }
 
 std::string SystemdText::unitName(std::string_view text) {

@@ -12,6 +12,8 @@ struct SystemdText {
   [[nodiscard]] static std::string value(std::string_view text);
   /// One argument of a command line, in quotes, with nothing in it that expands.
   [[nodiscard]] static std::string argument(std::string_view text);
+  /// The absolute path of what a command line executes, in quotes. No variables are expanded there.
+  [[nodiscard]] static std::string program(std::string_view path);
   /// Part of the name of a unit: what no name may have as `\x25`.
   [[nodiscard]] static std::string unitName(std::string_view text);
 };

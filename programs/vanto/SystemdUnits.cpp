@@ -6,13 +6,13 @@
 
 #include <unistd.h>
 
-#include <VantoService/PlistArray.h>
 #include <VantoService/PlistNumber.h>
 #include <VantoService/PlistString.h>
 #include <VantoService/vanto.h>
 
 #include "ipc/EscapedName.h"
 #include "vanto/ManagerDomain.h"
+#include "vanto/ServiceJob.h"
 #include "vanto/SystemdText.h"
 #include "vanto/VisibleText.h"
 
@@ -38,6 +38,12 @@ struct Parts {
   }
 };
 
+/// Of the path of what is executed systemd takes no other characters, however they are quoted.
+bool isExecutedBySystemd(const std::string& path) {
+  return std::none_of(path.begin(), path.end(),
+                      [](char c) { return (c >= 0 && c < ' ') || c == '\x7f' || c == '"' || c == '\'' || c == '\\'; });
+}
+
 std::nullopt_t fail(std::string& problem, std::string text) {
   problem = std::move(text);
   return std::nullopt;
@@ -49,16 +55,11 @@ bool isTrue(Object* value) {
   return boolean != nullptr ? boolean->value() : number != nullptr && number->doubleValue() != 0;
 }
 
-/// The command line of a job; empty when it has none that can be executed.
-std::string commandOf(const PlistDictionary& job) {
-  const auto* arguments = as<PlistArray>(job.valueForKey("ProgramArguments"));
-  std::string command;
-  for (std::size_t index = 0; arguments != nullptr && index < arguments->count(); ++index) {
-    const auto* argument = as<PlistString>(arguments->at(index));
-    if (argument == nullptr || argument->text().find('\0') != argument->text().npos) return {};
-    command += (index == 0 ? "" : " ") + SystemdText::argument(argument->text());
-  }
-  return command;
+/// The command line of a job, by the proxy that is here; empty when it has none that can be executed.
+std::string commandOf(const PlistDictionary& job, const std::string& proxy) {
+  const std::string_view executable = executableOfJob(job);
+  if (executable.empty() || executable.find('\0') != executable.npos) return {};
+  return SystemdText::program(proxy) + " " + SystemdText::argument(executable);
 }
 
 /// A name that a unit can hold as it is; anything else could be more than a name there.
@@ -69,7 +70,8 @@ bool isAccount(const std::string& account) {
   return !account.empty() && account.front() != '-' && std::all_of(account.begin(), account.end(), isAllowed);
 }
 
-std::optional<Parts> partsOf(const PlistDictionary& job, const std::string& account, std::string& problem) {
+std::optional<Parts> partsOf(const PlistDictionary& job, const std::string& account, const std::string& proxy,
+                             std::string& problem) {
   const std::optional<ManagerDomain> domain = domainOfJob(job, problem);
   if (!domain) return std::nullopt;
   if (*domain == ManagerDomain::Session) {
@@ -80,8 +82,13 @@ std::optional<Parts> partsOf(const PlistDictionary& job, const std::string& acco
       label->text().find('\0') != label->text().npos) {
     return fail(problem, "its label cannot be the name of a service");
   }
-  Parts parts{*domain, escapedName(label->text()), commandOf(job), isTrue(job.valueForKey("MultipleInstances")), {}};
+  Parts parts{
+      *domain, escapedName(label->text()), commandOf(job, proxy), isTrue(job.valueForKey("MultipleInstances")), {}};
   if (parts.command.empty()) return fail(problem, "its job has no command line that can be executed");
+  if (!isExecutedBySystemd(proxy)) {
+    return fail(problem, "systemd does not execute " + visible(proxy) +
+                             ", for the characters in its path; say with --proxy where else vantoproxy is");
+  }
   if (*domain == ManagerDomain::System && account.empty()) {
     return fail(problem, "it is a service of the system; say with --account which user it shall run as");
   }
@@ -139,8 +146,8 @@ std::string serviceText(const Parts& parts, const std::string& socketName) {
 }  // namespace
 
 std::optional<SystemdUnits> SystemdUnits::of(const PlistDictionary& job, const std::string& account,
-                                             std::string& problem) {
-  const std::optional<Parts> parts = partsOf(job, account, problem);
+                                             const std::string& proxy, std::string& problem) {
+  const std::optional<Parts> parts = partsOf(job, account, proxy, problem);
   if (!parts) return std::nullopt;
   const std::string name = SystemdText::unitName(parts->name);
   SystemdUnits units;

@@ -16,10 +16,11 @@ struct SystemdUnits {
   std::string serviceName;
   std::string service;
 
-  /// The units for a job. `account` is the user that a service of the system runs as; it is empty for others. None with
-  /// a visible text in `problem` for a job that systemd cannot have.
+  /// The units for a job. `account` is the user that a service of the system runs as; it is empty for others. `proxy`
+  /// is the absolute path of what is executed as the proxy. None with a visible text in `problem` for a job that
+  /// systemd cannot have.
   [[nodiscard]] static std::optional<SystemdUnits> of(const PlistDictionary& job, const std::string& account,
-                                                      std::string& problem);
+                                                      const std::string& proxy, std::string& problem);
 };
 
 }  // namespace vanto::tool

@@ -16,6 +16,8 @@ struct UnitsCommand {
   std::string directory;
   /// The user that services of the system run as.
   std::string account;
+  /// The file that is executed as the proxy; empty for the one that is installed.
+  std::string proxy;
 
   [[nodiscard]] ExitStatus run(Console& console) const;
 };

@@ -17,8 +17,9 @@
 namespace vanto::tool {
 namespace {
 
-/// Six lines and these make ten with the remedy.
+/// Six lines and these make ten with the remedy, or with it and what became of the socket.
 constexpr std::size_t mostLogLines = 3;
+constexpr std::size_t mostLogLinesAfterLoss = 2;
 
 /// What a manager answers to "why".
 struct Story {
@@ -85,7 +86,8 @@ void tell(Console& console, const JobState& job, const Story& story) {
   line("stage    ", visible(failure.stage) + ": " + std::string(stage.meaning));
   line("cause    ", failure.cause());
   line("next     ", nextText(job));
-  const std::size_t first = story.lines.size() - std::min(story.lines.size(), mostLogLines);
+  const std::size_t most = job.socketLoss ? mostLogLinesAfterLoss : mostLogLines;
+  const std::size_t first = story.lines.size() - std::min(story.lines.size(), most);
   for (std::size_t index = first; index < story.lines.size(); ++index) line("log      ", story.lines[index].line());
   tellOfSocket(console, job);
   line("do       ", std::string(stage.remedy));

@@ -63,7 +63,7 @@ _vanto() {
     show) words="--json --description --help" ;;
     job) words="--format --help" ;;
     plist) words="--to --output --help" ;;
-    units) words="--output --account --help" ;;
+    units) words="--output --account --proxy --help" ;;
     load | unload | start | stop | restart | hold | why) words="--domain --timeout --help" ;;
     status) words="--json --watch --domain --timeout --help" ;;
     logs) words="--lines --follow --domain --timeout --help" ;;

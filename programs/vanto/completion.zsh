@@ -139,7 +139,7 @@ _vanto() {
     requirement) _arguments '--against[an executable, a bundle or a process id]:file:_files' '*--trust[a directory of keys]:directory:_files -/' '--help[show help]' '1:command:(check)' '2:text:' ;;
     verify | identify) _arguments '*--trust[a directory of keys]:directory:_files -/' '--json[print JSON]' '--help[show help]' '1:path:_files' ;;
     plist) _arguments '(-t --to)'{-t,--to}'[the form]:form:(xml binary json)' '(-o --output)'{-o,--output}'[where to write]:file:_files' '--help[show help]' '1:file:_files' ;;
-    units) _arguments '(-o --output)'{-o,--output}'[where to write]:directory:_files -/' '--account[whom services of the system run as]:user:_users' '--help[show help]' '*:bundle:_files' ;;
+    units) _arguments '(-o --output)'{-o,--output}'[where to write]:directory:_files -/' '--account[whom services of the system run as]:user:_users' '--proxy[what services are started through]:file:_files' '--help[show help]' '*:bundle:_files' ;;
     load) _arguments $choice '*:bundle:_files' ;;
     unload | start | stop | restart | hold) _arguments $choice '*:label:_vanto_label' ;;
     status) _arguments '--json[print JSON]' '(-w --watch)'{-w,--watch}'[go on with each change]' $choice '*:label:_vanto_label' ;;

@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 
@@ -23,6 +24,16 @@ bool hasParentComponent(std::string_view path) noexcept {
     path.remove_prefix(slash + 1);
   }
   return false;
+}
+
+/// Service managers take only jobs with plain paths, and to the system several slashes are one.
+std::string withSingleSlashes(std::string_view path) {
+  std::string result(path);
+  const auto areSlashes = [](char one, char other) {
+    return one == '/' && other == '/';
+  };
+  result.erase(std::unique(result.begin(), result.end(), areSlashes), result.end());
+  return result;
 }
 
 }  // namespace
@@ -46,9 +57,9 @@ bool BundlePath::isBelow(std::string_view path, std::string_view directory) noex
 }
 
 std::optional<std::string> BundlePath::absolute(std::string_view path) {
-  std::string given(path);
-  if (hasParentComponent(path)) return real(given.c_str());
-  if (path.starts_with('/')) return given;
+  if (hasParentComponent(path)) return real(std::string(path).c_str());
+  const std::string given = withSingleSlashes(path);
+  if (given.starts_with('/')) return given;
   const Text directory(getcwd(nullptr, 0));
   if (directory == nullptr) return std::nullopt;
   return inside(directory.get(), "/" + given);

@@ -18,8 +18,8 @@ struct BundlePath {
   /// True when `path` lies below `directory`. Both are absolute and resolved.
   [[nodiscard]] static bool isBelow(std::string_view path, std::string_view directory) noexcept;
 
-  /// The path made absolute. Symbolic links are resolved only when the path has a ".." component, which cannot be
-  /// understood otherwise. None when the file system does not tell.
+  /// The path made absolute, with one slash where it has several. Symbolic links are resolved only when the path has a
+  /// ".." component, which cannot be understood otherwise. None when the file system does not tell.
   [[nodiscard]] static std::optional<std::string> absolute(std::string_view path);
 
   /// The path with all symbolic links resolved; none when nothing is there.

@@ -84,7 +84,9 @@ TEST_F(ManagerLife, ASecondManagerOfADomainEnds) {
   ManagerProcess second(setting());
   EXPECT_FALSE(second.isReady());
   EXPECT_EQ(second.waitForEnd(), "exit status 75");
-  EXPECT_EQ(second.messages(), "tolvend: there is a manager of the user domain already\n");
+  EXPECT_EQ(
+      second.messages(),
+      "tolvend: there is a manager of the user domain already; end it first, or use --ephemeral for one of your own\n");
 }
 
 TEST_F(ManagerLife, NobodyWhoDoesNotReadItsMessagesStopsIt) {

@@ -46,16 +46,16 @@ TEST_F(ManagerOrders, StartStopRestartHoldUnload) {
 TEST_F(ManagerOrders, AStartThatFailsIsAnswered) {
   const ManagerProcess manager(setting());
   ASSERT_EQ(load("exits-3", echo), "");
-  EXPECT_TRUE(errorOf(order("start", echo)).starts_with("org.example.echo: listening: exited with status 3"));
+  EXPECT_TRUE(errorOf(order("start", echo)).starts_with("listening: exited with status 3"));
   ASSERT_EQ(loadJob(job(echo, directory_ / "missing")), "");
-  EXPECT_TRUE(errorOf(order("start", echo)).starts_with("org.example.echo: executable: No such file"));
+  EXPECT_TRUE(errorOf(order("start", echo)).starts_with("executable: No such file"));
 }
 
 TEST_F(ManagerOrders, AStartThatEndsWithoutAFailureIsAnswered) {
   const ManagerProcess manager(setting());
   ASSERT_EQ(load("exits-0", echo), "");
-  EXPECT_TRUE(errorOf(order("start", echo)).starts_with("org.example.echo: listening: exited with status 0 after "));
-  EXPECT_TRUE(errorOf(order("restart", echo)).starts_with("org.example.echo: listening: exited with status 0 after "));
+  EXPECT_TRUE(errorOf(order("start", echo)).starts_with("listening: exited with status 0 after "));
+  EXPECT_TRUE(errorOf(order("restart", echo)).starts_with("listening: exited with status 0 after "));
   EXPECT_EQ(starts(echo), 2U);
   EXPECT_EQ(number(stateOf(echo), "failures"), 0);
 }
@@ -157,8 +157,10 @@ TEST_F(ManagerOrders, WhatIsNoOrderGetsAnError) {
   EXPECT_EQ(refusalOfOrder(Held(vanto_int64_create(7))), "an order must be a dictionary");
   EXPECT_EQ(refusalOfOrder(Held(vanto_dictionary_create(nullptr, nullptr, 0))),
             "an order needs the string \"command\"");
-  EXPECT_EQ(errorOf(order("destroy")), "there is no command destroy");
-  EXPECT_EQ(errorOf(order("\x1b[2J")), "there is no command \\x1b[2J");
+  EXPECT_EQ(
+      errorOf(order("destroy")),
+      "there is no command destroy; there are load, unload, start, stop, restart, hold, status, watch, logs, why");
+  EXPECT_TRUE(errorOf(order("\x1b[2J")).starts_with("there is no command \\x1b[2J; there are "));
   EXPECT_EQ(errorOf(order("start")), "start needs the string \"label\"");
   EXPECT_EQ(errorOf(order("load")), "load needs either \"job\" or \"jobData\"");
   EXPECT_EQ(errorOf(order(std::string(100'000, 'x'))).size() > 8'000, true);

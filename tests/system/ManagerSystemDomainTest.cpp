@@ -94,9 +94,9 @@ TEST_F(ManagerSystemDomain, ServesEverybodyAndObeysItsAccountAndRoot) {
     EXPECT_EQ(manager.messages(), "");
   });
   const passwd* user = getpwnam(account);
-  EXPECT_EQ(lines, (std::vector<std::string>{
-                       "orders are taken from user " + std::to_string(user->pw_uid) + " and from root only", "served",
-                       "account: "}));
+  EXPECT_EQ(lines, (std::vector<std::string>{"orders are taken from user " + std::to_string(user->pw_uid) +
+                                                 " and from root only; give them as one of these",
+                                             "served", "account: "}));
 }
 
 TEST_F(ManagerSystemDomain, TellsTheLogToItsOwnUserOnly) {

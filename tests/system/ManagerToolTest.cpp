@@ -6,6 +6,7 @@
 #include <fstream>
 #include <regex>
 
+#include "support/BundleBuilder.h"
 #include "system/ManagerFixture.h"
 #include "system/ToolProcess.h"
 
@@ -96,6 +97,35 @@ TEST_F(ManagerTool, TellsWhyAServiceDoesNotStart) {
   EXPECT_NE(outcome.output.find("  stage    listening: "), outcome.output.npos) << outcome.output;
   EXPECT_NE(outcome.output.find("  cause    ended with exit status 3\n"), outcome.output.npos) << outcome.output;
   EXPECT_NE(outcome.output.find("  cannot go on\n"), outcome.output.npos) << outcome.output;
+}
+
+TEST_F(ManagerTool, NamesTheJobOnceWhenAnOrderFails) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(tool({"load", jobFile(echo, program("exits-3", echo))}).end, "exit status 0");
+  for (const char* order : {"start", "restart"}) {
+    const std::string messages = tool({order, echo}).messages;
+    EXPECT_TRUE(messages.starts_with("vanto: org.example.echo: listening: exited with status 3")) << messages;
+  }
+  ASSERT_EQ(tool({"unload", echo}).end, "exit status 0");
+
+  ASSERT_EQ(rmdir(socketPath(".tolvend/held").c_str()), 0);
+  ASSERT_EQ(tool({"load", jobFile(echo, program("echo", echo))}).end, "exit status 0");
+  std::string messages = tool({"hold", echo}).messages;
+  EXPECT_TRUE(messages.starts_with("vanto: org.example.echo: not held: ")) << messages;
+
+  std::ofstream(socketPath("org.example.blocked")) << "";
+  const std::string file = jobFile("org.example.blocked", program("echo", echo));
+  messages = tool({"load", file}).messages;
+  EXPECT_EQ(messages,
+            "vanto: " + file + ": not loaded: " + socketPath("org.example.blocked") + " is no socket; move it away\n");
+}
+
+TEST_F(ManagerTool, LoadsABundleHoweverManySlashesAreGiven) {
+  const ManagerProcess manager(setting());
+  static_cast<void>(BundleBuilder(directory_.path(), "A.vanto").identifier(echo).executable("a").service().build());
+  const ToolOutcome outcome = tool({"load", "/" + directory_.path() + "//A.vanto"});
+  EXPECT_EQ(outcome.output, "org.example.echo: loaded into the user domain\n") << outcome.messages;
+  EXPECT_EQ(text(stateOf(echo), "program"), directory_ / "A.vanto/Contents/Linux/a");
 }
 
 TEST_F(ManagerTool, WatchesUntilTheManagerEnds) {

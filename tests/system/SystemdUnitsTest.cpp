@@ -24,15 +24,10 @@ class SystemdUnits : public ManagerFixture {
  protected:
   SystemdUnits() { std::filesystem::create_directory(units_); }
 
-  /// Makes the units of a bundle, with the proxy of this build.
-  void make(const std::string& bundle) const {
-    const ToolOutcome outcome = runToolProcess({"units", "--output", units_, bundle});
+  /// Makes the units of a bundle, with the proxy of this build or another one.
+  void make(const std::string& bundle, const std::string& proxy = VANTO_TEST_PROXY) const {
+    const ToolOutcome outcome = runToolProcess({"units", "--proxy", proxy, "--output", units_, bundle});
     ASSERT_EQ(outcome.end, "exit status 0") << outcome.messages;
-    for (const auto& file : std::filesystem::directory_iterator(units_)) {
-      const std::string text = std::regex_replace(contentsOf(file.path()), std::regex("/usr/libexec/vantoproxy"),
-                                                  std::string(VANTO_TEST_PROXY));
-      std::ofstream(file.path()) << text;
-    }
   }
   /// A copy of the example that admits everybody, since nothing here judges clients; `entries` are added to what its
   /// Info file says of the service. The path of the service's bundle.
@@ -139,7 +134,9 @@ TEST_F(SystemdUnits, AreTakenWhateverIsInNamesAndPaths) {
       .executable("c %t")
       .serviceEntry("ServiceType", BundleBuilder::string("User"))
       .build();
-  make(path);
+  const std::string proxy = directory_ / "proxy %h$HOME${X};\u00e4";
+  std::filesystem::copy(VANTO_TEST_PROXY, proxy);
+  make(path, proxy);
   EXPECT_EQ(judgement(), "");
 }
 

@@ -40,8 +40,14 @@ TEST(BundlePath, IsBelowADirectoryOnlyAtAComponentBoundary) {
 }
 
 TEST(BundlePath, LeavesAnAbsolutePathAsItIs) {
-  EXPECT_EQ(BundlePath::absolute("/nowhere//./a..b/..c"), "/nowhere//./a..b/..c");
+  EXPECT_EQ(BundlePath::absolute("/nowhere/./a..b/..c"), "/nowhere/./a..b/..c");
   EXPECT_EQ(BundlePath::absolute("/"), "/");
+}
+
+TEST(BundlePath, HasOneSlashWhereSeveralAreGiven) {
+  EXPECT_EQ(BundlePath::absolute("//nowhere///a//b/"), "/nowhere/a/b/");
+  EXPECT_EQ(BundlePath::absolute("///"), "/");
+  EXPECT_EQ(BundlePath::absolute(".//a"), std::filesystem::current_path().string() + "/./a");
 }
 
 TEST(BundlePath, PutsTheWorkingDirectoryBeforeARelativePath) {

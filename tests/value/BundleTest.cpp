@@ -114,6 +114,16 @@ TEST_F(BundleTest, KeepsItsPathAsGivenWithoutSlashesAtTheEnd) {
   EXPECT_EQ(bundleAt(roundabout)->bundlePath()->text(), roundabout);
 }
 
+TEST_F(BundleTest, HasAPlainExecutablePathHoweverManySlashesItsPathHas) {
+  builder("Foo.vanto", BundleLayout::Contents, "contents").executable("Foo").resource("a.txt", "a").build();
+  const std::string roundabout = "/" + directory_.path() + "//Foo.vanto";
+  const Ref<Bundle> bundle = bundleAt(roundabout);
+  ASSERT_TRUE(bundle);
+  EXPECT_EQ(bundle->bundlePath()->text(), roundabout);
+  EXPECT_EQ(bundle->executablePath()->text(), directory_ / "Foo.vanto/Contents/Linux/Foo");
+  EXPECT_EQ(bundle->urlForResource("a", "txt")->path()->text(), directory_ / "Foo.vanto/Contents/Resources/a.txt");
+}
+
 TEST_F(BundleTest, KeepsItsPathWhenTheGivenStringChanges) {
   const std::string path = builder("Foo.vanto", BundleLayout::Contents, "contents").build();
   const Ref<PlistMutableString> given = PlistMutableString::create(path);

@@ -34,7 +34,16 @@ TEST_F(ManagerDirectoryTest, IsMadeAndTakenOnce) {
   const ManagerDirectory second = takeDirectory(Domain::User, [&](timespec time) { waited += time.tv_nsec; });
   EXPECT_EQ(waited, 1'000'000'000);
   EXPECT_EQ(second.state, State::InUse);
-  EXPECT_EQ(second.error, "there is a manager of the user domain already");
+  EXPECT_EQ(second.error,
+            "there is a manager of the user domain already; end it first, or use --ephemeral for one of your own");
+}
+
+TEST_F(ManagerDirectoryTest, OfASessionIsNotToBeHadByARunOfACommand) {
+  setenv("XDG_SESSION_ID", "1", 1);
+  const ManagerDirectory directory = takeDirectory(Domain::Session);
+  ASSERT_EQ(directory.state, State::Taken) << directory.error;
+  EXPECT_EQ(takeDirectory(Domain::Session, [](timespec) {}).error,
+            "there is a manager of the session domain already; end it first");
 }
 
 TEST_F(ManagerDirectoryTest, IsFreeAgainWhenItsManagerIsGone) {

@@ -27,7 +27,7 @@ TEST(Options, HaveDefaults) {
   const ParsedOptions parsed = parse({});
   EXPECT_EQ(parsed.wish, ParsedOptions::Wish::Run);
   EXPECT_EQ(parsed.options.domain, Domain::User);
-  EXPECT_EQ(parsed.options.proxy, "/usr/libexec/vantoproxy");
+  EXPECT_EQ(parsed.options.proxy, "");
   EXPECT_EQ(parsed.options.idle, 30'000'000'000U);
   EXPECT_EQ(parsed.options.floor, ConfinementLevel::None);
 }

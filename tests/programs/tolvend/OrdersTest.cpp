@@ -26,22 +26,25 @@ Ref<vanto_object> orderOf(const std::string& command, const std::string& label =
 }
 
 TEST(Orders, AreCheckedBeforeAnythingIsDone) {
-  EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
-                ManagerWorld world(alarms);
-                Orders orders(alarms, *world.jobs, Domain::User);
-                EXPECT_EQ(errorOf(orders, nullptr), "an order must be a dictionary");
-                EXPECT_EQ(errorOf(orders, orderOf("fly")), "there is no command fly");
-                for (const char* command : {"unload", "start", "stop", "restart", "hold", "logs", "why"}) {
-                  EXPECT_EQ(errorOf(orders, orderOf(command)), std::string(command) + " needs the string \"label\"");
-                  EXPECT_EQ(errorOf(orders, orderOf(command, "a.b")), "there is no job a.b; load it first");
-                }
-                EXPECT_EQ(errorOf(orders, orderOf("status")), "");
-                EXPECT_EQ(errorOf(orders, orderOf("status", "a.b")), "there is no job a.b; load it first");
-                DictionaryBuilder wrongLabel;
-                EXPECT_EQ(errorOf(orders, wrongLabel.text("command", "status").number("label", 1).take()),
-                          "status needs the string \"label\"");
-                finish();
-              }).empty());
+  EXPECT_TRUE(
+      runWithEvents([](const auto&, Alarms& alarms) {
+        ManagerWorld world(alarms);
+        Orders orders(alarms, *world.jobs, Domain::User);
+        EXPECT_EQ(errorOf(orders, nullptr), "an order must be a dictionary");
+        EXPECT_EQ(
+            errorOf(orders, orderOf("fly")),
+            "there is no command fly; there are load, unload, start, stop, restart, hold, status, watch, logs, why");
+        for (const char* command : {"unload", "start", "stop", "restart", "hold", "logs", "why"}) {
+          EXPECT_EQ(errorOf(orders, orderOf(command)), std::string(command) + " needs the string \"label\"");
+          EXPECT_EQ(errorOf(orders, orderOf(command, "a.b")), "there is no job a.b; load it first");
+        }
+        EXPECT_EQ(errorOf(orders, orderOf("status")), "");
+        EXPECT_EQ(errorOf(orders, orderOf("status", "a.b")), "there is no job a.b; load it first");
+        DictionaryBuilder wrongLabel;
+        EXPECT_EQ(errorOf(orders, wrongLabel.text("command", "status").number("label", 1).take()),
+                  "status needs the string \"label\"");
+        finish();
+      }).empty());
 }
 
 TEST(Orders, AreCarriedOut) {

@@ -67,23 +67,23 @@ TEST(PendingOrders, AStartThatFailsIsTold) {
   const std::vector<std::string> lines =
       answerTo(PendingOrders::Goal::Started, doNothing, [](Jobs& jobs) { jobs.find(echo)->start(); });
   ASSERT_EQ(lines.size(), 1U);
-  EXPECT_TRUE(lines[0].starts_with("org.example.echo: executable: No such file or directory")) << lines[0];
+  EXPECT_TRUE(lines[0].starts_with("executable: No such file or directory")) << lines[0];
 }
 
 TEST(PendingOrders, AJobThatIsHeldWillNotStart) {
   EXPECT_EQ(answerTo(
                 PendingOrders::Goal::Started, [](Jobs& jobs) { jobs.find(echo)->hold(); }, doNothing),
-            std::vector<std::string>{"org.example.echo: the job was held meanwhile"});
+            std::vector<std::string>{"the job was held meanwhile"});
 }
 
 TEST(PendingOrders, AJobThatIsUnloadedWillNotStart) {
   EXPECT_EQ(answerTo(PendingOrders::Goal::Started, doNothing, [](Jobs& jobs) { static_cast<void>(jobs.unload(echo)); }),
-            std::vector<std::string>{"org.example.echo: the job was unloaded meanwhile"});
+            std::vector<std::string>{"the job was unloaded meanwhile"});
 }
 
 TEST(PendingOrders, AJobThatIsStoppedWillNotStart) {
   EXPECT_EQ(answerTo(PendingOrders::Goal::Started, doNothing, doNothing),
-            std::vector<std::string>{"org.example.echo: the job was stopped meanwhile"});
+            std::vector<std::string>{"the job was stopped meanwhile"});
 }
 
 TEST(PendingOrders, AnUnloadIsAnsweredWhenNothingIsLeft) {

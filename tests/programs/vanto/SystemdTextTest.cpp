@@ -18,6 +18,10 @@ TEST(SystemdText, QuotesArguments) {
   EXPECT_EQ(SystemdText::argument("a\nb\tc\x7f\x1b"), "\"a\\x0ab\\x09c\\x7f\\x1b\"");
 }
 
+TEST(SystemdText, LeavesVariablesInWhatIsExecutedSinceSystemdExpandsNoneThere) {
+  EXPECT_EQ(SystemdText::program("/a b%h$HOME\""), "\"/a b%%h$HOME\\\"\"");
+}
+
 TEST(SystemdText, KeepsLettersAndNotWhatCommandsTerminals) {
   EXPECT_EQ(SystemdText::argument("/ä"), "\"/ä\"");
   EXPECT_EQ(SystemdText::argument("/ä\u202e"), "\"/\\xc3\\xa4\\xe2\\x80\\xae\"");

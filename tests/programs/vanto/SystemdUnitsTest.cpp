@@ -18,10 +18,12 @@ PlistMutableDictionary* jobOf(const std::string& label, const char* domain) {
                             {string("ProgramArguments"), array({string("/usr/libexec/vantoproxy"), string("/a b")})}});
 }
 
+constexpr char proxy[] = "/opt/libexec/vantoproxy";
+
 /// Why the job has no units; empty when it has.
 std::string problemOf(const PlistDictionary& job, const std::string& account = "") {
   std::string problem;
-  return SystemdUnits::of(job, account, problem) ? "" : problem;
+  return SystemdUnits::of(job, account, proxy, problem) ? "" : problem;
 }
 
 bool hasLine(const std::string& unit, const std::string& line) {
@@ -30,7 +32,7 @@ bool hasLine(const std::string& unit, const std::string& line) {
 
 TEST(SystemdUnits, StartAServiceOfTheUserOnDemand) {
   std::string problem;
-  const auto units = SystemdUnits::of(*jobOf("org.example.a", "VantoPerUser"), "", problem);
+  const auto units = SystemdUnits::of(*jobOf("org.example.a", "VantoPerUser"), "", proxy, problem);
   ASSERT_TRUE(units) << problem;
   EXPECT_EQ(units->socketName, "org.example.a.socket");
   EXPECT_EQ(units->serviceName, "org.example.a.service");
@@ -39,7 +41,7 @@ TEST(SystemdUnits, StartAServiceOfTheUserOnDemand) {
                            "RemoveOnStop=yes", "WantedBy=sockets.target"}) {
     EXPECT_TRUE(hasLine(units->socket, line)) << line << "\n" << units->socket;
   }
-  for (const char* line : {"ExecStart=\"/usr/libexec/vantoproxy\" \"/a b\"", "Type=simple", "KillMode=mixed",
+  for (const char* line : {"ExecStart=\"/opt/libexec/vantoproxy\" \"/a b\"", "Type=simple", "KillMode=mixed",
                            "TimeoutStopSec=20s", "Restart=no", "Requires=org.example.a.socket"}) {
     EXPECT_TRUE(hasLine(units->service, line)) << line << "\n" << units->service;
   }
@@ -48,7 +50,7 @@ TEST(SystemdUnits, StartAServiceOfTheUserOnDemand) {
 
 TEST(SystemdUnits, StartAServiceOfTheSystemAsSomebody) {
   std::string problem;
-  const auto units = SystemdUnits::of(*jobOf("a", "VantoSystem"), "nobody", problem);
+  const auto units = SystemdUnits::of(*jobOf("a", "VantoSystem"), "nobody", proxy, problem);
   ASSERT_TRUE(units) << problem;
   EXPECT_TRUE(hasLine(units->socket, "ListenSequentialPacket=/run/vanto/a"));
   EXPECT_TRUE(hasLine(units->socket, "SocketMode=0666"));
@@ -65,7 +67,7 @@ TEST(SystemdUnits, HaveATemplateForSeveralInstances) {
   std::string problem;
   PlistMutableDictionary* job = jobOf("a", "VantoPerUser");
   job->setValueForKey(PlistBoolean::of(true), string("MultipleInstances"));
-  const auto units = SystemdUnits::of(*job, "", problem);
+  const auto units = SystemdUnits::of(*job, "", proxy, problem);
   ASSERT_TRUE(units) << problem;
   EXPECT_EQ(units->socketName, "a.socket");
   EXPECT_EQ(units->serviceName, "a@.service");
@@ -73,12 +75,21 @@ TEST(SystemdUnits, HaveATemplateForSeveralInstances) {
   EXPECT_TRUE(hasLine(units->socket, "FileDescriptorName=a"));
   EXPECT_EQ(units->service.find("Requires="), units->service.npos);
   job->setValueForKey(PlistBoolean::of(false), string("MultipleInstances"));
-  EXPECT_EQ(SystemdUnits::of(*job, "", problem).value().serviceName, "a.service");
+  EXPECT_EQ(SystemdUnits::of(*job, "", proxy, problem).value().serviceName, "a.service");
+}
+
+TEST(SystemdUnits, AreNoneForAProxyThatSystemdDoesNotExecute) {
+  for (const char* place : {"/a\"b", "/a'b", "/a\\b", "/a\nb", "/a\x7f"}) {
+    std::string problem;
+    EXPECT_FALSE(SystemdUnits::of(*jobOf("a", "VantoPerUser"), "", place, problem)) << place;
+    EXPECT_TRUE(problem.starts_with("systemd does not execute /a")) << problem;
+    EXPECT_TRUE(problem.ends_with("; say with --proxy where else vantoproxy is")) << problem;
+  }
 }
 
 TEST(SystemdUnits, EscapeNames) {
   std::string problem;
-  const auto units = SystemdUnits::of(*jobOf("a b/\n%", "VantoPerUser"), "", problem);
+  const auto units = SystemdUnits::of(*jobOf("a b/\n%", "VantoPerUser"), "", proxy, problem);
   ASSERT_TRUE(units) << problem;
   EXPECT_EQ(units->socketName, "a\\x2520b\\x252F\\x250A\\x2525.socket");
   EXPECT_TRUE(hasLine(units->socket, "ListenSequentialPacket=%t/vanto/user/a%%20b%%2F%%0A%%25")) << units->socket;

@@ -41,6 +41,13 @@ TEST_F(UnitsCommandTest, WritesBothUnits) {
             printed);
 }
 
+TEST_F(UnitsCommandTest, NamesTheProxyThatIsGivenByItsWholePath) {
+  const ToolRun run = runTool({"units", "--proxy", "a//proxy", bundle_.path()});
+  EXPECT_EQ(run.status, ExitStatus::Fine) << run.messages;
+  const std::string line = "\nExecStart=\"" + std::filesystem::current_path().string() + "/a/proxy\" \"";
+  EXPECT_NE(run.output.find(line), run.output.npos) << run.output;
+}
+
 TEST_F(UnitsCommandTest, SaysWhatCannotBeWritten) {
   const ToolRun run = runTool({"units", "-o", directory_ / "none", bundle_.path()});
   EXPECT_EQ(run.status, ExitStatus::Failed);

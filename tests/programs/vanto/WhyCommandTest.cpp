@@ -93,6 +93,20 @@ TEST_F(WhyCommandTest, TellsWhyWhatRunsIsNotConfinedFurther) {
   EXPECT_TRUE(run.output.ends_with("\n" + lines)) << run.output;
 }
 
+TEST_F(WhyCommandTest, TellsTheStoryInTenLinesWhenASocketWasTakenAwayToo) {
+  setState(R"(, "socket": {"text": "it was removed", "time": 5, "published": true})");
+  const auto line = [](int number) {
+    return R"({"time": 5, "pid": 12, "text": "line )" + std::to_string(number) + "\"}";
+  };
+  setStory(R"(, "failure": {"stage": "listening", "text": "listening: x", "time": 7, "signal": 11, "pid": 12})",
+           line(1) + "," + line(2) + "," + line(3));
+  const std::string output = runForUser({"why", "a"}).output;
+  EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 10) << output;
+  EXPECT_EQ(output.find("line 1"), output.npos) << output;
+  const std::string log = "  log      " + localTimeText(5) + "  12  line ";
+  EXPECT_NE(output.find("\n" + log + "2\n" + log + "3\n  socket   "), output.npos) << output;
+}
+
 TEST_F(WhyCommandTest, TellsStagesThatItDoesNotKnow) {
   setState("");
   setStory(R"(, "failure": {"stage": "\u001bnew", "text": "t\u001b", "time": 7})");
