@@ -35,7 +35,7 @@ soak:
 	@scripts/install-dependencies test
 	cmake --preset release
 	cmake --build --preset release --target manager_soak
-	build/release/tests/soak/manager_soak --runs $(SOAK_RUNS) --seconds $(SOAK_SECONDS)
+	build/release/tests/soak/manager_soak --judge-times --runs $(SOAK_RUNS) --seconds $(SOAK_SECONDS)
 
 refusals:
 	@scripts/install-dependencies test

@@ -31,8 +31,8 @@ std::int64_t now() {
 
 }  // namespace
 
-Soak::Soak(const Site::Programs& programs, Length length, std::uint64_t seed)
-    : length_(length), begin_(now()), site_(programs), random_(seed) {}
+Soak::Soak(const Site::Programs& programs, Length length, std::uint64_t seed, ToldTimes::Lateness lateness)
+    : length_(length), lateness_(lateness), begin_(now()), site_(programs), random_(seed) {}
 
 double Soak::progress() const {
   const double ofRuns = length_.runs > 0 ? static_cast<double>(runs_) / length_.runs : 0;
@@ -138,7 +138,7 @@ bool Soak::report() {
     std::printf("  %-36s %5d  %8.0f\n", name.c_str(), row.runs, row.longestRecovery);
   }
   std::printf("\n");
-  bool good = told_.report();
+  bool good = told_.report(lateness_);
   const double seconds = static_cast<double>(now() - begin_) / nanosecondsPerSecond;
   good = tally_.report(site_.ledger()) && good;
   good = reportHoldings() && good;

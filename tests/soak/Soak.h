@@ -11,6 +11,7 @@
 #include "soak/Load.h"
 #include "soak/Site.h"
 #include "soak/Tally.h"
+#include "soak/ToldTimes.h"
 
 namespace vanto::soak {
 
@@ -23,7 +24,7 @@ struct Length {
 /// Runs: in each, one random disturbance under load, after which the services must answer again.
 class Soak {
  public:
-  Soak(const Site::Programs& programs, Length length, std::uint64_t seed);
+  Soak(const Site::Programs& programs, Length length, std::uint64_t seed, ToldTimes::Lateness lateness);
 
   /// Prints the figures. True when none is wrong.
   [[nodiscard]] bool run();
@@ -47,6 +48,7 @@ class Soak {
   [[nodiscard]] bool reportHoldings() const;
 
   const Length length_;
+  const ToldTimes::Lateness lateness_;
   const std::int64_t begin_;
   Site site_;
   Tally tally_;

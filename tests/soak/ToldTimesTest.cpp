@@ -6,6 +6,8 @@
 namespace vanto::soak {
 namespace {
 
+using Lateness = ToldTimes::Lateness;
+
 constexpr std::int64_t soon = 1'000'000;
 constexpr std::int64_t late = 101'000'000;
 
@@ -17,26 +19,29 @@ TEST(ToldTimes, AreWrongWhenMoreThanOneInAHundredIsLate) {
   ToldTimes told;
   add(told, "crashed", 100, soon);
   add(told, "crashed", 1, late);
-  EXPECT_TRUE(told.report());
+  EXPECT_TRUE(told.report(Lateness::Judged));
   add(told, "crashed", 1, late);
-  EXPECT_EQ(told.report(), !ToldTimes::areJudged);
+  EXPECT_FALSE(told.report(Lateness::Judged));
+  EXPECT_TRUE(told.report(Lateness::Shown));
 }
 
 TEST(ToldTimes, OfOneFailureAreNotHiddenByThoseOfAnother) {
   ToldTimes told;
   add(told, "crashed", 10'000, soon);
-  EXPECT_TRUE(told.report());
+  EXPECT_TRUE(told.report(Lateness::Judged));
   add(told, "missing", 2, late);
-  EXPECT_EQ(told.report(), !ToldTimes::areJudged);
+  EXPECT_FALSE(told.report(Lateness::Judged));
+  EXPECT_TRUE(told.report(Lateness::Shown));
 }
 
 TEST(ToldTimes, AreWrongWhenNoneIsKnownOfThoseWhoWereTold) {
   ToldTimes told;
-  EXPECT_TRUE(told.report());
+  EXPECT_TRUE(told.report(Lateness::Judged));
   told.addUnclear();
-  EXPECT_FALSE(told.report());
+  EXPECT_FALSE(told.report(Lateness::Judged));
+  EXPECT_FALSE(told.report(Lateness::Shown));
   told.add("crashed", soon);
-  EXPECT_TRUE(told.report());
+  EXPECT_TRUE(told.report(Lateness::Judged));
 }
 
 }  // namespace
