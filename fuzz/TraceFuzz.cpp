@@ -21,6 +21,9 @@ void checkFacts(const RunFacts& facts) {
     for (const auto& path : *paths) require(path.starts_with('/'));
   }
   for (const auto& [from, to] : facts.moved) require(facts.made.contains(to));
+  for (const auto& path : facts.sockets) require(facts.made.contains(path));
+  for (const auto& path : facts.removedDirectories) require(facts.removed.contains(path));
+  require(facts.program.empty() || facts.program.starts_with('/'));
   for (const auto& remark : facts.remarks) {
     for (const char character : remark) require(character >= ' ' && character <= '~');
   }

@@ -241,6 +241,9 @@ vanto_error_code_t Listener::greet(Fd& socket, const ProcessFacts& facts, Turn& 
   handshake->deadline = deadlineAfter(limits::ipcGreetingNanoseconds);
   const bool hasSpoken = look(socket.get(), turn);
   handshake->isGreeted = handshake->isValidated || !hasSpoken;
+  // Until then the manager of an instance holds the connection, too, and refuses a client whose instance has ended. One
+  // that has no greeting then tries again; one that had it would not know what the refusal is to mean.
+  if (handshake->isOfInstance) ManagerLink::clientWasGreeted();
   if (handshake->isGreeted && sendGreeting(socket.get(), *handshake) != SendResult::Sent) return VANTO_ERROR_CLOSED;
   ManagerLink::clientWasGreeted();
   const bool isRead = hasSpoken && !turn.mayGoOn && !turn.spoken;

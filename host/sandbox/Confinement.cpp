@@ -14,6 +14,13 @@ constexpr const char* withoutLandlock =
     "this kernel has no Landlock, or it is switched off, and without it no profile is entered; start Linux 5.13 or "
     "newer with landlock among the modules of its parameter lsm";
 
+/// Why nothing of a plan can be carried out.
+std::string whyNotWithLandlock() {
+  const int error = errorOfLandlock();
+  if (error != EPERM && error != EACCES) return withoutLandlock;
+  return kernelRefusal("landlock_create_ruleset is refused, and without Landlock no profile is entered", error);
+}
+
 /// Why this process cannot be confined by anything; empty when it can.
 std::string whyNotThisProcess() {
   const std::size_t threads = threadCount();
@@ -35,7 +42,7 @@ std::string unmetRequirements(const std::vector<RightRemark>& unmet) {
 }  // namespace
 
 std::string Confinement::carryOut(const Plan& plan, Receipt& receipt) const {
-  if (plan.isEmpty()) return withoutLandlock;
+  if (plan.isEmpty()) return whyNotWithLandlock();
   if (!plan.unmet.empty()) return unmetRequirements(plan.unmet);
   Witness witness(plan);
   Enforcement enforcement(plan);

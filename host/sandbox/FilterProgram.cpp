@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// The program is in three parts. First the machine is checked. Then comes one comparison for each call that is always
-// refused with EPERM, all of which jump to one return, as most rules are of that sort. Then a block for each other
-// call: its rules one after the other, and a return that lets it through where none holds. A block loads arguments over
-// the number of the call, so it never falls through to the next.
+// First the machine is checked. Then the number of the call is searched for in halves, among the spans of numbers that
+// have the same answer: when a filter is loaded the kernel goes through it once for each number that it has, so the way
+// to an answer must be short for all of them. Answers that need a look at arguments load those over the number and end
+// the program, like all others.
+//
+// Jumps only lead forward, so a program is written from its end, where everything that an instruction can jump to is
+// there before it.
 #include "sandbox/FilterProgram.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
-#include <map>
+#include <limits>
+#include <utility>
 
 #include <linux/audit.h>
 #include <linux/seccomp.h>
@@ -20,132 +24,172 @@ namespace {
 /// Numbers with this bit, and no others, are those of the 32-bit form of x86-64.
 constexpr std::uint32_t x32Bit = 0x40000000;
 
-using Program = std::vector<sock_filter>;
-using Tests = std::vector<ArgumentTest>;
+/// An instruction, by how many there are from it to the end of the program, itself among them.
+using Place = std::size_t;
 
-struct Refusal {
-  std::int32_t error;
-  Tests tests;
+/// A program that is written from its end.
+class FilterWriter {
+ public:
+  [[nodiscard]] Place allow() { return end(SECCOMP_RET_ALLOW); }
+  [[nodiscard]] Place refuse(std::int32_t error) { return end(SECCOMP_RET_ERRNO | static_cast<std::uint32_t>(error)); }
+
+  /// Goes on at `yes` where `comparison` (BPF_JEQ and the like) of the accumulator with `value` holds, else at `no`.
+  [[nodiscard]] Place decide(std::uint16_t comparison, std::uint32_t value, Place yes, Place no);
+  /// Loads the word at `offset` of what the kernel tells of a call, takes the bits of `mask`, and goes on at `next`.
+  [[nodiscard]] Place load(std::size_t offset, std::uint32_t mask, Place next);
+
+  /// The program from the instruction that was written last.
+  [[nodiscard]] std::vector<sock_filter> take() {
+    std::ranges::reverse(backwards_);
+    return std::move(backwards_);
+  }
+
+ private:
+  [[nodiscard]] Place end(std::uint32_t answer);
+  Place put(const sock_filter& instruction) {
+    backwards_.push_back(instruction);
+    return backwards_.size();
+  }
+  /// How many instructions the next one would have to skip.
+  [[nodiscard]] std::size_t distanceTo(Place place) const noexcept { return backwards_.size() - place; }
+  [[nodiscard]] Place jumpTo(Place place) {
+    return put(BPF_STMT(BPF_JMP | BPF_JA, static_cast<std::uint32_t>(distanceTo(place))));
+  }
+
+  std::vector<sock_filter> backwards_;
+  /// Each is written once.
+  std::vector<std::pair<std::uint32_t, Place>> ends_;
 };
 
-sock_filter load(std::size_t offset) {
-  return BPF_STMT(BPF_LD | BPF_W | BPF_ABS, static_cast<std::uint32_t>(offset));
+Place FilterWriter::end(std::uint32_t answer) {
+  const auto found = std::ranges::find(ends_, answer, &std::pair<std::uint32_t, Place>::first);
+  if (found != ends_.end()) return found->second;
+  return ends_.emplace_back(answer, put(BPF_STMT(BPF_RET | BPF_K, answer))).second;
 }
 
-sock_filter allowed() {
-  return BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW);
+Place FilterWriter::decide(std::uint16_t comparison, std::uint32_t value, Place yes, Place no) {
+  // Comparisons have a byte for each of their jumps, and the jump of the one may come between this and the other.
+  constexpr std::size_t reach = std::numeric_limits<std::uint8_t>::max() - 1;
+  if (distanceTo(no) > reach) no = jumpTo(no);
+  if (distanceTo(yes) > reach) yes = jumpTo(yes);
+  const auto code = static_cast<std::uint16_t>(BPF_JMP | comparison | BPF_K);
+  return put(
+      BPF_JUMP(code, value, static_cast<std::uint8_t>(distanceTo(yes)), static_cast<std::uint8_t>(distanceTo(no))));
 }
 
-sock_filter refused(std::int32_t error) {
-  return BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<std::uint32_t>(error));
+Place FilterWriter::load(std::size_t offset, std::uint32_t mask, Place next) {
+  if (distanceTo(next) != 0) next = jumpTo(next);
+  if (mask != ~std::uint32_t{0}) put(BPF_STMT(BPF_ALU | BPF_AND | BPF_K, mask));
+  return put(BPF_STMT(BPF_LD | BPF_W | BPF_ABS, static_cast<std::uint32_t>(offset)));
 }
 
-/// Goes on where the accumulator is `value`, and else behind the next `skipped` instructions.
-sock_filter onlyWhenEqual(std::uint32_t value, std::size_t skipped) {
-  return BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, value, 0, static_cast<std::uint8_t>(skipped));
-}
+/// The numbers from `first` to where the next span begins, and their answer.
+struct Span {
+  std::uint32_t first;
+  Place answer;
+};
 
-sock_filter onlyWhenDifferent(std::uint32_t value, std::size_t skipped) {
-  return BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, value, static_cast<std::uint8_t>(skipped), 0);
-}
+/// All numbers, which have the answer `others` until they are given another.
+class Spans {
+ public:
+  explicit Spans(Place others) : others_(others), spans_{{0, others}} {}
 
-void append(Program& program, const Program& more) {
-  program.insert(program.end(), more.begin(), more.end());
-}
-
-void addMachine(Program& program, Machine machine) {
-  program.push_back(load(offsetof(seccomp_data, arch)));
-  program.push_back(onlyWhenDifferent(machine == Machine::X86_64 ? AUDIT_ARCH_X86_64 : AUDIT_ARCH_AARCH64, 1));
-  program.push_back(refused(EPERM));
-  program.push_back(load(offsetof(seccomp_data, nr)));
-  if (machine != Machine::X86_64) return;
-  program.push_back(BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, x32Bit, 0, 1));
-  program.push_back(refused(EPERM));
-}
-
-/// What a test is made of: the load, the mask where there is one, the comparison.
-std::size_t sizeOf(const ArgumentTest& test) noexcept {
-  return test.mask == ~std::uint32_t{0} ? 2 : 3;
-}
-
-/// Goes on where the test holds, and else behind the next `skipped` instructions.
-void addTest(Program& program, const ArgumentTest& test, std::size_t skipped) {
-  program.push_back(load(offsetof(seccomp_data, args) + sizeof(std::uint64_t) * test.index));
-  if (sizeOf(test) == 3) program.push_back(BPF_STMT(BPF_ALU | BPF_AND | BPF_K, test.mask));
-  program.push_back(test.relation == ArgumentTest::Relation::Equal ? onlyWhenEqual(test.value, skipped)
-                                                                   : onlyWhenDifferent(test.value, skipped));
-}
-
-void addRefusal(Program& program, const Refusal& refusal) {
-  std::size_t left = 1;
-  for (const ArgumentTest& test : refusal.tests) left += sizeOf(test);
-  for (const ArgumentTest& test : refusal.tests) {
-    left -= sizeOf(test);
-    addTest(program, test, left);
+  /// Numbers ascend from call to call.
+  void give(std::uint32_t number, Place answer) {
+    begin(number, answer);
+    if (number != std::numeric_limits<std::uint32_t>::max()) begin(number + 1, others_);
   }
-  program.push_back(refused(refusal.error));
+  [[nodiscard]] std::span<const Span> inOrder() const noexcept { return spans_; }
+
+ private:
+  void begin(std::uint32_t first, Place answer) {
+    if (spans_.back().first == first) spans_.pop_back();
+    if (spans_.empty() || spans_.back().answer != answer) spans_.push_back({first, answer});
+  }
+
+  Place others_;
+  std::vector<Span> spans_;
+};
+
+/// Finds the span of the number in the accumulator, and goes on at its answer.
+Place addSearch(FilterWriter& writer, std::span<const Span> spans) {
+  if (spans.size() == 1) return spans.front().answer;
+  const std::size_t half = spans.size() / 2;
+  const Place lower = addSearch(writer, spans.first(half));
+  const Place upper = addSearch(writer, spans.subspan(half));
+  return writer.decide(BPF_JGE, spans[half].first, upper, lower);
 }
 
-bool isPlain(const std::vector<Refusal>& refusals) noexcept {
-  return std::ranges::any_of(refusals, [](const Refusal& one) { return one.tests.empty() && one.error == EPERM; });
+/// Answers by the number of the call, once it is known to be one of the machine's.
+std::vector<sock_filter> finished(FilterWriter writer, const Spans& spans, Machine machine) {
+  const Place refused = writer.refuse(EPERM);
+  Place next = addSearch(writer, spans.inOrder());
+  if (machine == Machine::X86_64) next = writer.decide(BPF_JSET, x32Bit, refused, next);
+  next = writer.load(offsetof(seccomp_data, nr), ~std::uint32_t{0}, next);
+  next = writer.decide(BPF_JEQ, machine == Machine::X86_64 ? AUDIT_ARCH_X86_64 : AUDIT_ARCH_AARCH64, next, refused);
+  [[maybe_unused]] const Place start = writer.load(offsetof(seccomp_data, arch), ~std::uint32_t{0}, next);
+  return writer.take();
 }
 
-using RefusalsByNumber = std::map<std::uint32_t, std::vector<Refusal>>;
-
-void addPlain(Program& program, const RefusalsByNumber& calls) {
-  Program comparisons;
-  for (const auto& [number, refusals] : calls) {
-    if (isPlain(refusals)) comparisons.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, number, 0, 0));
-  }
-  for (std::size_t index = 0; index < comparisons.size(); ++index) {
-    comparisons[index].jt = static_cast<std::uint8_t>(comparisons.size() - index);
-  }
-  append(program, comparisons);
-  program.push_back(BPF_STMT(BPF_JMP | BPF_JA, 1));
-  program.push_back(refused(EPERM));
+/// Goes on at `yes` where the test holds, else at `no`.
+Place addTest(FilterWriter& writer, const ArgumentTest& test, Place yes, Place no) {
+  if (test.relation == ArgumentTest::Relation::Different) std::swap(yes, no);
+  const Place comparison = writer.decide(BPF_JEQ, test.value, yes, no);
+  return writer.load(offsetof(seccomp_data, args) + sizeof(std::uint64_t) * test.index, test.mask, comparison);
 }
 
-void addBlocks(Program& program, const RefusalsByNumber& calls) {
-  for (const auto& [number, refusals] : calls) {
-    if (isPlain(refusals)) continue;
-    Program block;
-    for (const Refusal& refusal : refusals) addRefusal(block, refusal);
-    block.push_back(allowed());
-    program.push_back(onlyWhenEqual(number, block.size()));
-    append(program, block);
+struct NumberedRule {
+  std::uint32_t number;
+  const SystemCallRule* rule;
+};
+
+/// The answer to one call: that of the first of its rules that holds.
+Place addRules(FilterWriter& writer, std::span<const NumberedRule> rules) {
+  Place next = writer.allow();
+  for (std::size_t index = rules.size(); index-- > 0;) {
+    const SystemCallRule& rule = *rules[index].rule;
+    Place matched = writer.refuse(rule.error);
+    for (std::size_t test = rule.tests.size(); test-- > 0;) matched = addTest(writer, rule.tests[test], matched, next);
+    next = matched;
   }
+  return next;
+}
+
+/// Ascending by number, those of one call in their order.
+std::vector<NumberedRule> numbered(std::span<const SystemCallRule> rules, Machine machine) {
+  std::vector<NumberedRule> result;
+  result.reserve(rules.size());
+  for (const SystemCallRule& rule : rules) {
+    if (const auto number = numberOf(rule.call, machine)) result.push_back({*number, &rule});
+  }
+  std::ranges::stable_sort(result, {}, &NumberedRule::number);
+  return result;
 }
 
 }  // namespace
 
 std::vector<sock_filter> filterProgramOf(std::span<const SystemCallRule> rules, Machine machine) {
-  // Jumps reach 255 instructions: there are fewer calls than that, and no block comes near it.
-  static_assert(systemCallCount < 255);
-  RefusalsByNumber calls;
-  for (const SystemCallRule& rule : rules) {
-    if (const auto number = numberOf(rule.call, machine)) calls[*number].push_back({rule.error, rule.tests});
+  FilterWriter writer;
+  Spans spans(writer.allow());
+  const std::vector<NumberedRule> ordered = numbered(rules, machine);
+  for (auto first = ordered.begin(); first != ordered.end();) {
+    const auto last = std::ranges::upper_bound(first, ordered.end(), first->number, {}, &NumberedRule::number);
+    spans.give(first->number, addRules(writer, {first, last}));
+    first = last;
   }
-  Program program;
-  addMachine(program, machine);
-  addPlain(program, calls);
-  addBlocks(program, calls);
-  program.push_back(allowed());
-  return program;
+  return finished(std::move(writer), spans, machine);
 }
 
 std::vector<sock_filter> filterProgramOfOnly(std::span<const std::uint32_t> numbers, Machine machine) {
-  // As far as jumps reach.
-  constexpr std::size_t most = 250;
-  if (numbers.size() > most) return {};
-  Program program;
-  addMachine(program, machine);
-  std::size_t left = numbers.size();
-  for (const std::uint32_t number : numbers) {
-    program.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, number, static_cast<std::uint8_t>(left--), 0));
-  }
-  program.push_back(refused(EPERM));
-  program.push_back(allowed());
-  return program;
+  FilterWriter writer;
+  Spans spans(writer.refuse(EPERM));
+  std::vector<std::uint32_t> ordered(numbers.begin(), numbers.end());
+  std::ranges::sort(ordered);
+  const auto repeated = std::ranges::unique(ordered);
+  ordered.erase(repeated.begin(), repeated.end());
+  const Place allowed = writer.allow();
+  for (const std::uint32_t number : ordered) spans.give(number, allowed);
+  return finished(std::move(writer), spans, machine);
 }
 
 }  // namespace vanto

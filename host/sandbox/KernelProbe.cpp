@@ -74,4 +74,8 @@ std::optional<KernelRights> probeKernelRights() noexcept {
   return isKnown ? kernel : std::nullopt;
 }
 
+int errorOfLandlock() noexcept {
+  return Ruleset().create(kernelRightsOf(1).fileBits, 0, 0) ? 0 : errno;
+}
+
 }  // namespace vanto

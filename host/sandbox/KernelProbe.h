@@ -12,4 +12,8 @@ namespace vanto {
 /// enforces less. Any thread.
 [[nodiscard]] std::optional<KernelRights> probeKernelRights() noexcept;
 
+/// The errno value with which this process is refused any ruleset; 0 where it can make one. The kernel itself never
+/// says EPERM or EACCES: those come from what stands around the process. Changes nothing. Any thread.
+[[nodiscard]] int errorOfLandlock() noexcept;
+
 }  // namespace vanto

@@ -26,6 +26,10 @@ std::string_view parentOf(std::string_view path) noexcept {
 
 }  // namespace
 
+std::string_view decidingPlace(Right right, std::string_view path) noexcept {
+  return right == Right::Remove || right == Right::Rename ? parentOf(path) : path;
+}
+
 Explanation explainPath(const Policy& policy, Right right, std::string_view path) {
   Explanation explanation;
   if (!path.starts_with('/')) return explanation;

@@ -21,7 +21,11 @@ struct AllowingStatement {
 /// longest path, and of one path the earliest. Empty when none does, which is why it is denied.
 using Explanation = std::vector<AllowingStatement>;
 
-/// `right` is one to a path, `path` absolute and clean; a relative one is denied.
+/// Where a kernel looks for `right` when `path` is used: for Remove and Rename at the directory that it is in, which
+/// they change, else at `path` itself. Empty for what is in no directory. `path` is absolute and clean.
+[[nodiscard]] std::string_view decidingPlace(Right right, std::string_view path) noexcept;
+
+/// What gives `right`, one to a path, at `path` and beneath it. `path` is absolute and clean; a relative one has none.
 [[nodiscard]] Explanation explainPath(const Policy& policy, Right right, std::string_view path);
 
 /// `right` is Bind or Connect.

@@ -15,6 +15,7 @@ namespace vanto {
 namespace {
 
 constexpr const char* tooLarge = "the file is larger than 1 MiB; make the profile shorter";
+constexpr const char* changed = "it has changed while it was read; try again";
 
 ProfileFile refused(std::string reason) {
   return {{}, std::move(reason)};
@@ -42,14 +43,15 @@ ProfileFile readProfileFile(const char* path) {
   if (!S_ISREG(before.st_mode)) return refused("it is no regular file; a profile is one");
   if (static_cast<std::uintmax_t>(before.st_size) > limits::profileBytes) return refused(tooLarge);
   GrowingBytes contents;
-  const int error = readContents(file.get(), limits::profileBytes, contents);
-  if (error == EFBIG) return refused(tooLarge);
+  // No room for more: most profiles are short, and a large buffer costs a start more than reading them does.
+  const int error = readContents(file.get(), static_cast<std::size_t>(before.st_size), contents);
+  if (error == EFBIG) return refused(changed);
   struct stat after;
   if (error != 0 || fstat(file.get(), &after) != 0) {
     return refused(std::string("cannot read it: ") + std::strerror(error != 0 ? error : errno) +
                    "; look at the file system that it is on");
   }
-  if (!isUnchanged(before, after, contents.size())) return refused("it has changed while it was read; try again");
+  if (!isUnchanged(before, after, contents.size())) return refused(changed);
   return {std::string(contents.text()), {}};
 }
 

@@ -77,7 +77,8 @@ void ProfileParser::include(const Words& words) {
   endAfter(words, 2);
   const BaseProfile* profile = baseProfileNamed(*name);
   if (profile == nullptr) {
-    errors_.add(words[1].position, "unknown base profile " + shownWord(*name) + "; there are " + namesOfBaseProfiles());
+    errors_.add(words[1].position,
+                "unknown base profile " + shownWord(*name) + "; write one of " + namesOfBaseProfiles());
     return;
   }
   const std::size_t number = words[0].position.line;
@@ -148,7 +149,7 @@ void ProfileParser::allowPortsOf(const ProfileWord& word, Right right) {
 
 void ProfileParser::allowRight(const Words& words, Right right) {
   if (right == Right::System) {
-    errors_.add(words[1].position, "no profile allows system; it can only be required");
+    errors_.add(words[1].position, "no profile allows system; write require system to have it denied for certain");
     return;
   }
   endAfter(words, 2);
@@ -190,7 +191,7 @@ std::optional<RightSet> ProfileParser::rightsIn(const ProfileWord& word) {
     const std::string_view name = rest.substr(0, rest.find(','));
     const auto right = rightNamed(name);
     if (!right) {
-      errors_.add(word.position, "unknown right " + shownWord(name) + "; there are " + namesOf(everyRight, ", "));
+      errors_.add(word.position, "unknown right " + shownWord(name) + "; write one of " + namesOf(everyRight, ", "));
       return std::nullopt;
     }
     rights |= *right;

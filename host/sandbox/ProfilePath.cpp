@@ -6,10 +6,10 @@
 namespace vanto {
 namespace {
 
-std::string knownNames(const ProfileParameters& parameters) {
+std::string remedyForUnknown(const ProfileParameters& parameters) {
   std::string text;
   for (const auto& [name, value] : parameters) text += (text.empty() ? "" : ", ") + name;
-  return text.empty() ? "write the path itself, as no parameter is known here" : "known are " + text;
+  return text.empty() ? "write the path itself, as no parameter is known here" : "write one of " + text;
 }
 
 /// What a parameter must not be at its place in a path, or empty.
@@ -37,7 +37,7 @@ std::string expanded(const ProfileWord& word, const ProfileParameters& parameter
       const auto found = parameters.find(piece.text);
       std::string problem;
       if (found == parameters.end()) {
-        problem = "unknown parameter " + shownWord(piece.text) + "; " + knownNames(parameters);
+        problem = "unknown parameter " + shownWord(piece.text) + "; " + remedyForUnknown(parameters);
       } else {
         problem = problemOfValue(piece.text, found->second, &piece == &word.pieces.front());
       }

@@ -43,6 +43,8 @@ class Line {
 
   [[nodiscard]] bool isText();
   [[nodiscard]] bool cut(std::vector<ProfileWord>& words);
+  /// For a line that nothing ends. The file may have been cut, and a path that is cut is one that may hold far more.
+  void refuseItsEnd();
 
  private:
   [[nodiscard]] bool atEnd() const noexcept { return at_ == text_.size(); }
@@ -94,12 +96,12 @@ bool Line::isText() {
     const auto byte = static_cast<unsigned char>(text_[at]);
     if (text_[at] == '\r') return fail(position, "a carriage return; end lines with a line feed alone");
     if ((byte < 0x20 && text_[at] != '\t') || byte == 0x7f) {
-      return fail(position, "a control character; in quotes it can be written as \\x and two digits");
+      return fail(position, "a control character; write it in quotes, as \\x and two digits");
     }
     if (isMisleadingCharacter(characterIn(text_.substr(at, length)))) {
       return fail(position,
-                  "a character that makes the line look other than it is; in quotes its bytes can be written as "
-                  "\\x and two digits");
+                  "a character that makes the line look other than it is; write its bytes in quotes, each as \\x and "
+                  "two digits");
     }
     at += length;
   }
@@ -115,6 +117,11 @@ bool Line::cut(std::vector<ProfileWord>& words) {
     words.push_back(std::move(word));
   }
   return true;
+}
+
+void Line::refuseItsEnd() {
+  while (!atEnd()) advance();
+  errors_.add(position_, "the last line does not end, as if the profile were cut off; write the rest, and a line feed");
 }
 
 bool Line::bareWord(ProfileWord& word) {
@@ -159,7 +166,7 @@ bool Line::escape(ProfileWord& word) {
   if (!atEnd() && current() == 'x') return escapedByte(word, start);
   const std::size_t which = atEnd() ? std::string_view::npos : written.find(current());
   if (which == std::string_view::npos) {
-    return fail(start, "unknown escape; there are \\\" \\\\ \\$ \\n \\t and \\x with two digits");
+    return fail(start, "unknown escape; write one of \\\" \\\\ \\$ \\n \\t and \\x with two digits");
   }
   addByte(word, meant[which]);
   advance();
@@ -206,11 +213,17 @@ void Line::addByte(ProfileWord& word, char byte) {
 
 std::optional<std::vector<ProfileWord>> ProfileScanner::nextStatement() {
   while (!rest_.empty()) {
-    const std::string_view text = rest_.substr(0, rest_.find('\n'));
+    const std::size_t end = rest_.find('\n');
+    const std::string_view text = rest_.substr(0, end);
     rest_.remove_prefix(std::min(text.size() + 1, rest_.size()));
     Line line(text, ++line_, errors_);
     std::vector<ProfileWord> words;
-    if (line.isText() && line.cut(words) && !words.empty()) return words;
+    if (!line.isText() || !line.cut(words)) continue;
+    if (end == std::string_view::npos) {
+      line.refuseItsEnd();
+    } else if (!words.empty()) {
+      return words;
+    }
   }
   return std::nullopt;
 }

@@ -42,6 +42,11 @@ Receipt refused(std::string error) {
   return receipt;
 }
 
+void keep(const Receipt& receipt) {
+  const std::string text = textOf(receipt);
+  keptReceipt = {copyOf(text), text.size()};
+}
+
 Receipt enter(const char* path, std::uint64_t flags, const ProfileParameters& parameters) {
   if (path == nullptr) return refused("no profile is named");
   if (flags != SandboxProfileIsFile) return refused("unknown flags " + std::to_string(flags) + "; 3 names a file");
@@ -70,11 +75,14 @@ std::string_view sandboxReceipt() noexcept {
 int sandbox_init_with_parameters(const char* profile, std::uint64_t flags, const char* const parameters[],
                                  char** errorText) {
   const vanto::Receipt receipt = vanto::enter(profile, flags, vanto::parametersOf(parameters));
-  const std::string text = vanto::textOf(receipt);
-  vanto::keptReceipt = {vanto::copyOf(text), text.size()};
+  vanto::keep(receipt);
   if (receipt.error.empty()) return 0;
   if (errorText != nullptr) *errorText = vanto::copyOf(receipt.error);
   return -1;
+}
+
+void vanto_sandbox_record_failure(const char* reason) {
+  vanto::keep(vanto::refused(reason));
 }
 
 void sandbox_free_error(char* errorText) {

@@ -5,8 +5,9 @@
 
 namespace vanto {
 
-/// The receipt of the last attempt to confine this process, as docs/formats/profile.md describes it; empty before the
-/// first. It lives as long as the process. Any thread, as attempts are made while there is one.
+/// The receipt of the last attempt to confine this process, as docs/formats/profile.md describes it, or of the failure
+/// that kept it from one; empty before the first. It lives as long as the process. Any thread, as attempts are made
+/// while there is one.
 [[nodiscard]] std::string_view sandboxReceipt() noexcept;
 
 }  // namespace vanto

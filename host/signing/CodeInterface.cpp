@@ -71,10 +71,12 @@ vanto_object_t vanto_copy_process_code(int process, uint64_t timeout) {
 }
 
 vanto_object_t vanto_code_check_requirement(vanto_object_t code, const char* requirement) {
-  const vanto::CodeReply reply = vanto::decodeCodeReply(code);
-  if (requirement == nullptr || reply.status != 0) return vanto_error_create(VANTO_ERROR_INVALID, nullptr);
+  if (requirement == nullptr) return vanto_error_create(VANTO_ERROR_INVALID, nullptr);
   vanto::RequirementError error;
   const auto compiled = vanto::RequirementCache::shared().requirementFor(requirement, &error);
   if (!compiled) return vanto_error_create(VANTO_ERROR_INVALID, error.text().c_str());
+  if (code == nullptr) return vanto_dictionary_create(nullptr, nullptr, 0);
+  const vanto::CodeReply reply = vanto::decodeCodeReply(code);
+  if (reply.status != 0) return vanto_error_create(VANTO_ERROR_INVALID, nullptr);
   return vanto::createFindings(*compiled, reply.facts);
 }

@@ -40,7 +40,8 @@ VANTO_EXPORT vanto_object_t vanto_copy_process_code(int process, uint64_t timeou
  * Tries a requirement text on `code`, a dictionary as above. A dictionary: "satisfied" (bool), and "terms" (array of
  * one dictionary for each condition in the text, in its order: "text" (string), "holds" (bool)). Or an error object:
  * VANTO_ERROR_INVALID when the text is no requirement, with its text telling where and why, or `code` is no such
- * dictionary. Owned by the caller, never null.
+ * dictionary. A null `code` asks only whether the text is a requirement: the dictionary is then empty. Owned by the
+ * caller, never null.
  */
 VANTO_EXPORT vanto_object_t vanto_code_check_requirement(vanto_object_t code, const char* requirement);
 

@@ -25,42 +25,46 @@ RightSet rightsOf(std::int64_t flags) noexcept {
   return rights;
 }
 
-/// `path` is what the program has written; where that leads to tells the descriptor.
-void opened(const TraceLine& line, const Path& path, const TraceValue& flagsArgument, RunRecord& record) {
+/// How a call names the file that it opens.
+using Naming = Path (RunRecord::*)(const TraceLine& line, std::size_t index);
+
+/// What the program has written at `index` counts only where the descriptor does not tell where that leads to.
+void opened(const TraceLine& line, Naming naming, std::size_t index, const TraceValue& flagsArgument,
+            RunRecord& record) {
   const auto flags = flagsArgument.number();
   if (!flags) return record.remarkUnreadable(line);
   const auto place = line.result.place();
-  const bool hasPath = place && !place->path.empty();
   // What is behind a descriptor without a path, such as a pipe, is in nobody's directory.
-  if (isSet(*flags, O_PATH) || (place && !hasPath) || (hasPath && place->path.starts_with("/memfd:"))) return;
-  if (!hasPath && !path) return;
-  const std::string& real = hasPath ? place->path : *path;
-  if (place && place->isDeleted) record.facts.nameless.insert(real);
-  if (isSet(*flags, O_CREAT)) record.facts.openedOrMade.insert(real);
-  if (isSet(*flags, O_CREAT | O_EXCL)) record.facts.made.insert(real);
-  if (place && !place->kind.empty()) record.devices.insert(real);
-  record.use(real, rightsOf(*flags));
+  if (isSet(*flags, O_PATH) || (place && !place->hasPath())) return;
+  const Path path = place ? place->path : (record.*naming)(line, index);
+  if (!path) return;
+  if (place && place->isDeleted) record.facts.nameless.insert(*path);
+  if (isSet(*flags, O_CREAT)) record.openOrMake(*path);
+  if (isSet(*flags, O_CREAT | O_EXCL)) record.make(*path);
+  if (place && !place->kind.empty()) record.devices.insert(*path);
+  if (isSet(*flags, O_DIRECTORY) && !isSet(*flags, O_TMPFILE)) return record.list(*path);
+  record.use(*path, rightsOf(*flags));
 }
 
 void readOpen(const TraceLine& line, RunRecord& record) {
-  opened(line, record.pathIn(line, 0), line.argument(1), record);
+  opened(line, &RunRecord::pathIn, 0, line.argument(1), record);
 }
 
 void readOpenAt(const TraceLine& line, RunRecord& record) {
-  opened(line, record.pathAt(line, 1), line.argument(2), record);
+  opened(line, &RunRecord::pathAt, 1, line.argument(2), record);
 }
 
 void readOpenAt2(const TraceLine& line, RunRecord& record) {
-  opened(line, record.pathAt(line, 1), line.argument(2).field("flags").value_or(TraceValue()), record);
+  opened(line, &RunRecord::pathAt, 1, line.argument(2).field("flags").value_or(TraceValue()), record);
 }
 
 void readCreat(const TraceLine& line, RunRecord& record) {
   static const std::string flags = std::to_string(O_CREAT | O_WRONLY | O_TRUNC);
-  opened(line, record.pathIn(line, 0), TraceValue(flags), record);
+  opened(line, &RunRecord::pathIn, 0, TraceValue(flags), record);
 }
 
 void made(const Path& path, RunRecord& record) {
-  if (path) record.facts.made.insert(*path);
+  if (path) record.make(*path);
 }
 
 void readMake(const TraceLine& line, RunRecord& record) {
@@ -93,28 +97,46 @@ void readSymbolicLinkAt(const TraceLine& line, RunRecord& record) {
   made(record.pathAt(line, 2), record);
 }
 
-void removed(const Path& path, RunRecord& record) {
-  if (path) record.facts.removed.insert(*path);
+void readRemove(const TraceLine& line, RunRecord& record) {
+  if (const Path path = record.pathIn(line, 0)) record.remove(*path);
 }
 
-void readRemove(const TraceLine& line, RunRecord& record) {
-  removed(record.pathIn(line, 0), record);
+void readRemoveDirectory(const TraceLine& line, RunRecord& record) {
+  if (const Path path = record.pathIn(line, 0)) record.removeDirectory(*path);
 }
 
 void readRemoveAt(const TraceLine& line, RunRecord& record) {
-  removed(record.pathAt(line, 1), record);
+  const Path path = record.pathAt(line, 1);
+  if (!path) return;
+  if (isSet(line.argument(2).number().value_or(AT_REMOVEDIR), AT_REMOVEDIR)) {
+    record.removeDirectory(*path);
+  } else {
+    record.remove(*path);
+  }
+}
+
+/// What a socket takes the place of is no directory. Of all else it is not known what it is.
+void movedSocket(const std::string& from, const std::string& to, std::int64_t flags, RunRecord& record) {
+  record.remove(from);
+  record.makeSocket(to);
+  if (!isSet(flags, RENAME_NOREPLACE)) record.remove(to);
+}
+
+void movedAny(const std::string& from, const std::string& to, std::int64_t flags, RunRecord& record) {
+  record.removeDirectory(from);
+  record.make(to);
+  // Another run finds there what this one has put there.
+  if (!isSet(flags, RENAME_NOREPLACE)) record.removeDirectory(to);
+  if (!isSet(flags, RENAME_EXCHANGE)) return;
+  record.facts.moved.emplace(to, from);
+  record.make(from);
 }
 
 void moved(const Path& from, const Path& to, std::int64_t flags, RunRecord& record) {
   if (!from || !to) return;
   record.facts.moved.emplace(*from, *to);
-  record.facts.removed.insert(*from);
-  record.facts.made.insert(*to);
-  // Another run finds there what this one has put there.
-  if (!isSet(flags, RENAME_NOREPLACE)) record.facts.removed.insert(*to);
-  if (!isSet(flags, RENAME_EXCHANGE)) return;
-  record.facts.moved.emplace(*to, *from);
-  record.facts.made.insert(*from);
+  const bool isSocket = record.facts.sockets.contains(*from) && !isSet(flags, RENAME_EXCHANGE);
+  return isSocket ? movedSocket(*from, *to, flags, record) : movedAny(*from, *to, flags, record);
 }
 
 void readRename(const TraceLine& line, RunRecord& record) {
@@ -126,10 +148,10 @@ void readRenameAt(const TraceLine& line, RunRecord& record) {
 }
 
 void linked(const Path& from, const Path& to, RunRecord& record) {
-  if (!from || !to) return;
-  // What a descriptor leads to has no name, or is told by another call; it comes from no directory here.
-  if (!from->starts_with("/proc/")) record.facts.moved.emplace(*from, *to);
-  record.facts.made.insert(*to);
+  if (!to) return;
+  // A file without a name is in the directory that it was opened in, as far as the kernel cares.
+  if (from) record.facts.moved.emplace(*from, *to);
+  record.make(*to);
 }
 
 void readLink(const TraceLine& line, RunRecord& record) {
@@ -160,7 +182,7 @@ constexpr std::array readers{
     CallReader{"symlinkat", &readSymbolicLinkAt},
     CallReader{"unlink", &readRemove},
     CallReader{"unlinkat", &readRemoveAt},
-    CallReader{"rmdir", &readRemove},
+    CallReader{"rmdir", &readRemoveDirectory},
     CallReader{"rename", &readRename},
     CallReader{"renameat", &readRenameAt},
     CallReader{"renameat2", &readRenameAt},

@@ -14,10 +14,12 @@ constexpr std::int64_t newNamespaces =
 
 void forked(const TraceLine& line, std::int64_t flags, RunRecord& record) {
   using Directory = TracedProcesses::Directory;
+  using Descriptors = TracedProcesses::Descriptors;
   if ((flags & CLONE_THREAD) == 0) record.facts.others |= Right::Processes;
   if ((flags & newNamespaces) != 0) record.remarkRefused("a namespace of its own");
-  const bool isShared = (flags & CLONE_FS) != 0;
-  record.processes.add(line.process, line.result.number().value_or(0), isShared ? Directory::Shared : Directory::Own);
+  record.processes.add(line.process, line.result.number().value_or(0),
+                       (flags & CLONE_FS) != 0 ? Directory::Shared : Directory::Own,
+                       (flags & CLONE_FILES) != 0 ? Descriptors::Shared : Descriptors::Own);
 }
 
 void readFork(const TraceLine& line, RunRecord& record) {
@@ -32,16 +34,26 @@ void readClone(const TraceLine& line, RunRecord& record) {
   forked(line, 0, record);
 }
 
+/// The first of all is the command.
+void executed(const TraceLine& line, const std::string& path, RunRecord& record) {
+  record.processes.execute(line.process);
+  if (record.facts.program.empty()) {
+    record.facts.program = path;
+  } else {
+    record.facts.executed.insert(path);
+  }
+}
+
 void readExecute(const TraceLine& line, RunRecord& record) {
-  if (const auto path = record.pathIn(line, 0)) record.facts.executed.insert(*path);
+  if (const auto path = record.pathIn(line, 0)) executed(line, *path, record);
 }
 
 void readExecuteAt(const TraceLine& line, RunRecord& record) {
   const auto place = line.argument(0).place();
   if (line.argument(1).bytes() != "") {
-    if (const auto path = record.pathAt(line, 1)) record.facts.executed.insert(*path);
+    if (const auto path = record.pathAt(line, 1)) executed(line, *path, record);
   } else if (place && !place->path.empty() && !place->isDeleted) {
-    record.facts.executed.insert(place->path);
+    executed(line, place->path, record);
   } else {
     record.remarkRefused("executing a program that has no path");
   }

@@ -5,6 +5,7 @@
 #include <span>
 #include <utility>
 
+#include "learning/DescriptorCalls.h"
 #include "learning/FileCalls.h"
 #include "learning/ProcessCalls.h"
 #include "learning/RefusedCalls.h"
@@ -18,7 +19,7 @@ using Readers = std::map<std::string_view, CallReader>;
 const Readers& readers() {
   static const Readers all = [] {
     Readers found;
-    for (const auto calls : {fileCalls(), processCalls(), socketCalls(), refusedCalls()}) {
+    for (const auto calls : {descriptorCalls(), fileCalls(), processCalls(), socketCalls(), refusedCalls()}) {
       for (const CallReader& reader : calls) found.emplace(reader.name, reader);
     }
     return found;
@@ -82,6 +83,7 @@ RunObserver::Outcome RunObserver::supersede(const TraceLine& line) {
 
 void RunObserver::read(const TraceLine& line) {
   if (line.kind == TraceLine::Kind::End) return record_.processes.end(line.process);
+  record_.takePlaces(line);
   if (!hasBegun() && line.name == "execve") beginError_ = line.error;
   const auto reader = readers().find(line.name);
   if (reader == readers().end()) return;

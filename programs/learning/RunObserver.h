@@ -27,7 +27,7 @@ class RunObserver {
   /// The process of the command; 0 before the first line.
   [[nodiscard]] std::int64_t command() const noexcept { return record_.processes.command(); }
   /// True once the command itself was executed.
-  [[nodiscard]] bool hasBegun() const noexcept { return !record_.facts.executed.empty(); }
+  [[nodiscard]] bool hasBegun() const noexcept { return !record_.facts.program.empty(); }
   /// The error that its execution failed with last; empty for none.
   [[nodiscard]] const std::string& beginError() const noexcept { return beginError_; }
 

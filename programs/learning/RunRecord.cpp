@@ -19,8 +19,8 @@ std::int64_t processIn(std::string_view& path) {
 
 }  // namespace
 
-std::optional<std::string> RunRecord::pathIn(const TraceLine& line, std::size_t index) {
-  const auto path = line.argument(index).bytes();
+std::optional<std::string> RunRecord::pathOf(const TraceLine& line, const TraceValue& written) {
+  const auto path = written.bytes();
   std::string absolute = path ? processes.absolute(line.process, *path) : std::string();
   if (!absolute.empty()) return absolute;
   remarkUnreadable(line);
@@ -30,13 +30,49 @@ std::optional<std::string> RunRecord::pathIn(const TraceLine& line, std::size_t 
 std::optional<std::string> RunRecord::pathAt(const TraceLine& line, std::size_t index) {
   const TraceValue directory = line.argument(index - 1);
   const auto place = directory.place();
-  const bool isOwn = directory.number() == AT_FDCWD;
-  if (isOwn && place && !place->isDeleted) processes.enter(line.process, place->path);
-  if (isOwn && !place) return pathIn(line, index);
+  if (directory.number() == AT_FDCWD && !place) return pathIn(line, index);
   const auto path = line.argument(index).bytes();
-  if (path && (path->starts_with('/') || place)) return joined(place ? place->path : "", *path);
+  const std::string way = path ? joined(place ? place->path : "", *path) : std::string();
+  std::string absolute = way.empty() ? way : processes.absolute(line.process, way);
+  if (!absolute.empty()) return absolute;
   remarkUnreadable(line);
   return std::nullopt;
+}
+
+void RunRecord::takePlaces(const TraceLine& line) {
+  for (const TraceValue& argument : line.arguments) takePlace(line.process, argument);
+  takePlace(line.process, line.result);
+}
+
+void RunRecord::takePlace(std::int64_t thread, const TraceValue& value) {
+  const auto place = value.place();
+  const auto descriptor = place ? value.number() : std::nullopt;
+  if (!descriptor) return;
+  if (*descriptor >= 0) processes.open(thread, *descriptor, place->hasPath() ? place->path : std::string());
+  if (*descriptor == AT_FDCWD && !place->isDeleted) processes.enter(thread, place->path);
+}
+
+void RunRecord::make(const std::string& path) {
+  facts.made.insert(path);
+  facts.sockets.erase(path);
+}
+
+void RunRecord::makeSocket(const std::string& path) {
+  if (facts.made.insert(path).second && !facts.openedOrMade.contains(path)) facts.sockets.insert(path);
+}
+
+void RunRecord::openOrMake(const std::string& path) {
+  facts.openedOrMade.insert(path);
+  facts.sockets.erase(path);
+}
+
+void RunRecord::remove(const std::string& path) {
+  facts.removed.insert(path);
+}
+
+void RunRecord::removeDirectory(const std::string& path) {
+  facts.removed.insert(path);
+  facts.removedDirectories.insert(path);
 }
 
 void RunRecord::use(const std::string& path, RightSet rights) {
@@ -47,9 +83,15 @@ void RunRecord::use(const std::string& path, RightSet rights) {
   } else if (process == processes.command()) {
     facts.used["/proc/self" + std::string(rest)] |= rights;
   } else {
-    facts.used["/proc"] |= rights;
-    remark("/proc is allowed because of what lies there for other processes than the first, which nothing can name");
+    facts.ofOtherProcesses |= rights;
   }
+}
+
+void RunRecord::list(const std::string& path) {
+  std::string_view rest = path;
+  const std::int64_t process = processIn(rest);
+  const bool isOfOther = process != 0 && process != processes.command();
+  use(isOfOther ? "/proc" : path, Right::Read);
 }
 
 void RunRecord::remarkUnreadable(const TraceLine& line) {

@@ -46,10 +46,8 @@ void reached(const TraceValue& address, const TraceLine& line, RunRecord& record
   if (!name) return;
   if (const auto abstract = name->abstractBytes()) {
     record.abstractUsed.insert(*abstract);
-  } else if (const auto path = name->bytes()) {
-    record.use(record.processes.absolute(line.process, *path), Right::Socket);
-  } else {
-    record.remarkUnreadable(line);
+  } else if (const auto path = record.pathOf(line, *name)) {
+    record.use(*path, Right::Socket);
   }
 }
 
@@ -79,10 +77,8 @@ void readBind(const TraceLine& line, RunRecord& record) {
   if (familyOf(address) != AF_UNIX || !name) return;
   if (const auto abstract = name->abstractBytes()) {
     record.abstractMade.insert(*abstract);
-  } else if (const auto path = name->bytes()) {
-    record.facts.made.insert(record.processes.absolute(line.process, *path));
-  } else {
-    record.remarkUnreadable(line);
+  } else if (const auto path = record.pathOf(line, *name)) {
+    record.makeSocket(*path);
   }
 }
 

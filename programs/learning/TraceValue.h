@@ -12,6 +12,9 @@ namespace vanto::learning {
 
 /// What a descriptor leads to.
 struct TracePlace {
+  /// False for what is in nobody's directory, such as a pipe or memory.
+  [[nodiscard]] bool hasPath() const noexcept { return !path.empty() && !path.starts_with("/memfd:"); }
+
   /// The path; empty for what has none.
   std::string path;
   /// For what has no path, what it is: "TCP:[1234]". For a device "char 1:3".

@@ -14,6 +14,8 @@ inline constexpr std::size_t nesting = 64;
 inline constexpr std::size_t facts = 65'536;
 /// The way to the directory of a process, with all dots and links that it took.
 inline constexpr std::size_t directoryBytes = std::size_t{64} << 10;
+/// Descriptors of a process of which it is known what they lead to.
+inline constexpr std::size_t descriptors = 4'096;
 /// Calls of processes whose parents have not told yet that they made them.
 inline constexpr std::size_t waitingCalls = 4'096;
 

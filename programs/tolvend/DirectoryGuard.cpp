@@ -42,17 +42,18 @@ std::vector<std::string> namesIn(const char* bytes, std::size_t count) {
 
 }  // namespace
 
-DirectoryGuard::DirectoryGuard(Alarms& alarms, Touched touched)
-    : touched_(std::move(touched)), resting_(alarms, [this] {
+DirectoryGuard::DirectoryGuard(Alarms& alarms, Touched touched, std::function<void()> rested)
+    : touched_(std::move(touched)), rested_(std::move(rested)), resting_(alarms, [this] {
         // For want of memory, for a moment.
         if (resume() != 0) resting_.set(deadlineAfter(restNanoseconds));
+        rested_();
       }) {}
 
 int DirectoryGuard::start(int directory) {
   events_.reset(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
   if (!events_) return errno;
   const std::string path = "/proc/self/fd/" + std::to_string(directory);
-  if (inotify_add_watch(events_.get(), path.c_str(), touches | IN_ONLYDIR) < 0) return errno;
+  if (inotify_add_watch(events_.get(), path.c_str(), touches | IN_MOVE_SELF | IN_ONLYDIR) < 0) return errno;
   return resume();
 }
 

@@ -17,7 +17,9 @@ class DirectoryGuard {
   /// Called with each name that was touched; with an empty one when there were too many to be told of.
   using Touched = std::function<void(const std::string& name)>;
 
-  DirectoryGuard(Alarms& alarms, Touched touched);
+  /// `rested` is called a moment after anything of that, and after the directory itself was moved.
+  DirectoryGuard(
+      Alarms& alarms, Touched touched, std::function<void()> rested = [] {});
 
   /// Begins, for a directory that is borrowed for this call. 0, or an errno value.
   [[nodiscard]] int start(int directory);
@@ -27,6 +29,7 @@ class DirectoryGuard {
   void read();
 
   const Touched touched_;
+  const std::function<void()> rested_;
   Fd events_;
   Watch watch_;
   /// Set while nothing is read: two who take a name from each other shall not keep the manager busy.

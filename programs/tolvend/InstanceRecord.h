@@ -31,13 +31,15 @@ struct InstanceRecord {
   InstanceId id = 0;
   /// When it was made, in nanoseconds of CLOCK_MONOTONIC, like all times here.
   std::uint64_t since = 0;
-  /// When it is looked at whether it accepts clients; UINT64_MAX for never.
+  /// When it is looked at next whether it accepts clients; UINT64_MAX for never.
   std::uint64_t lookAt = UINT64_MAX;
+  /// By when it must have accepted somebody of those who wait, while it is looked at.
+  std::uint64_t acceptBy = UINT64_MAX;
   /// When it is killed; UINT64_MAX for never.
   std::uint64_t killAt = UINT64_MAX;
   bool isExecuted = false;
   bool saidListening = false;
-  /// Has not said that it listens, and seems to: when it was looked at, nobody waited.
+  /// Has not said that it listens, and seems to: as it was looked at, a client was accepted, or none came for long.
   bool seemsToAccept = false;
   bool hasGreeted = false;
   bool saidStopped = false;

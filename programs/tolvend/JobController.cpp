@@ -10,7 +10,7 @@
 #include "dispatch/Workers.h"
 #include "ipc/PeerCredentials.h"
 #include "ipc/SocketName.h"
-#include "runtime/LogText.h"
+#include "value/limits.h"
 
 namespace vanto::manager {
 
@@ -197,6 +197,10 @@ bool JobController::isAnybodyWaiting() {
   return listener_.isAnybodyWaiting();
 }
 
+WaitingChange JobController::lookAtWaiting() {
+  return listener_.lookAtWaiting();
+}
+
 bool JobController::accept(InstanceId instance, uid_t& user) {
   Accepted accepted = listener_.accept();
   if (accepted.result == Accepted::Result::NoDescriptor) {
@@ -243,8 +247,11 @@ JobListener::Refusal JobController::refusalOf(const StartFailure& failure) const
   JobListener::Refusal refusal;
   refusal.code = failure.stage == StartFailure::Stage::Limit ? VANTO_ERROR_FULL : VANTO_ERROR_START;
   refusal.text = job_.label + ": not started: " + failureText(failure);
-  if (const LogLine* line = log_.last())
-    refusal.confidential = "; its log ends with: " + std::string(LogText(line->text).utf8());
+  if (log_.last() != nullptr) {
+    refusal.confidential = "; its log ends with: ";
+    const std::size_t taken = refusal.text.size() + refusal.confidential.size();
+    refusal.confidential += log_.ending(limits::ipcRefusalTextBytes - std::min(limits::ipcRefusalTextBytes, taken));
+  }
   return refusal;
 }
 

@@ -132,6 +132,7 @@ class JobController final : LifeCycleWorld, MultipleLifeCycleWorld, ServiceProce
   // What the life cycles ask for.
   void watchListener(bool shallWatch) override;
   [[nodiscard]] bool isAnybodyWaiting() override;
+  [[nodiscard]] WaitingChange lookAtWaiting() override;
   [[nodiscard]] bool accept(InstanceId instance, uid_t& user) override;
   [[nodiscard]] bool spawn(InstanceId instance, StartFailure& failure) override;
   [[nodiscard]] bool hasClientLeft(InstanceId instance) override;

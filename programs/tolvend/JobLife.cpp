@@ -34,7 +34,7 @@ void JobLife::executed(InstanceId instance, std::uint64_t now) {
   InstanceRecord* record = find(instance);
   if (record == nullptr || record->isExecuted) return;
   record->isExecuted = true;
-  if (record->lookAt != never) record->lookAt = now + times_.listening;
+  if (record->lookAt != never) beginToLook(*record, now);
   settle(now);
 }
 
@@ -92,7 +92,7 @@ bool JobLife::make(InstanceRecord record, StartFailure& failure, std::uint64_t n
   if (!world_.spawn(record.id, failure)) return false;
   ++starts_;
   record.since = now;
-  record.lookAt = now + times_.listening;
+  beginToLook(record, now);
   instances_.push_back(record);
   return true;
 }

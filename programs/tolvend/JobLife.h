@@ -134,6 +134,8 @@ class JobLife {
   // What differs.
   /// A client waits, and the job is not held.
   virtual void serveWaiting(std::uint64_t now) = 0;
+  /// Sets when an instance is looked at, for those who wait, if anybody does, begin to wait for it now.
+  virtual void beginToLook(InstanceRecord& instance, std::uint64_t now) = 0;
   /// The time has come to look at an instance.
   virtual void look(InstanceRecord& instance, std::uint64_t now) = 0;
   /// Has all processes end, for whatever reason.

@@ -9,6 +9,7 @@
 // who still wait at the old one are let go, and come again.
 #include "tolvend/JobListener.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
@@ -29,6 +30,7 @@ namespace vanto::manager {
 namespace {
 
 constexpr std::uint64_t restNanoseconds = 100'000'000;
+constexpr std::uint64_t longestPause = 32 * restNanoseconds;
 
 /// Which of the events of poll(2) are there now.
 short readiness(int descriptor, short events) noexcept {
@@ -42,7 +44,11 @@ short readiness(int descriptor, short events) noexcept {
 
 JobListener::JobListener(Alarms& alarms, SpareDescriptor& spare, std::function<void()> waiting,
                          std::function<void()> replaced)
-    : spare_(spare), waiting_(std::move(waiting)), replaced_(std::move(replaced)), retry_(alarms, [this] { obey(); }) {}
+    : spare_(spare),
+      waiting_(std::move(waiting)),
+      replaced_(std::move(replaced)),
+      retry_(alarms, [this] { obey(); }),
+      pause_(restNanoseconds) {}
 
 std::string JobListener::open(int directory, const std::string& file, PublishedSocket::Access access,
                               PublishedSocket::Rival rival) {
@@ -96,9 +102,11 @@ void JobListener::bindAnew() {
   const std::unique_ptr<PublishedSocket> old = std::move(socket_);
   // The name is the manager's since the first time, whoever has taken it meanwhile.
   if (!bind(PublishedSocket::Rival::Replace).empty()) {
-    retry_.set(deadlineAfter(restNanoseconds));
+    retry_.set(deadlineAfter(pause_));
+    pause_ = std::min(2 * pause_, longestPause);
     return;
   }
+  pause_ = restNanoseconds;
   change();
   if (old) {
     for (int i = 0; i < limits::managerRefusals && acceptClient(old->descriptor(), spare_).socket; i++)
@@ -129,6 +137,13 @@ void JobListener::rest() {
 
 bool JobListener::isAnybodyWaiting() const noexcept {
   return socket_ && (readiness(descriptor(), POLLIN) & POLLIN) != 0;
+}
+
+WaitingChange JobListener::lookAtWaiting() {
+  WaitingClients now = socket_ ? readWaitingClients(descriptor()) : WaitingClients();
+  const WaitingChange change = changeOf(seen_, now);
+  seen_ = std::move(now);
+  return change;
 }
 
 bool JobListener::hasLeft(int client) noexcept {

@@ -11,6 +11,7 @@
 #include "ipc/PublishedSocket.h"
 #include "tolvend/Alarms.h"
 #include "tolvend/SpareDescriptor.h"
+#include "tolvend/WaitingClients.h"
 #include "tolvend/Watch.h"
 
 namespace vanto::manager {
@@ -32,8 +33,8 @@ class JobListener {
 
   /// Whether its name no longer stands for it.
   [[nodiscard]] bool isLost() const noexcept { return socket_ && !socket_->isPublished(); }
-  /// Binds another one in its place, for as long as it takes, also where somebody else listens. Those who wait are let
-  /// go, and come again.
+  /// Binds another one in its place, for as long as it takes, and less often each time, also where somebody else
+  /// listens. Those who wait are let go, and come again.
   void bindAnew();
   /// Where it is in the file system, for people.
   [[nodiscard]] std::string path() const;
@@ -42,6 +43,8 @@ class JobListener {
 
   void watch(bool shallWatch);
   [[nodiscard]] bool isAnybodyWaiting() const noexcept;
+  /// How those who wait have changed since the last call.
+  [[nodiscard]] WaitingChange lookAtWaiting();
 
   /// Accepts the client who waits longest. Without a descriptor for it those who wait are to be refused.
   [[nodiscard]] Accepted accept() { return acceptClient(descriptor()); }
@@ -79,8 +82,12 @@ class JobListener {
   const std::function<void()> replaced_;
   Watch watch_;
   bool shallWatch_ = false;
+  /// As of the last look.
+  WaitingClients seen_;
   /// Until then nothing is accepted, for want of a descriptor or of a socket.
   Alarm retry_;
+  /// In nanoseconds, until another one is bound where that has failed.
+  std::uint64_t pause_;
 };
 
 }  // namespace vanto::manager

@@ -15,7 +15,7 @@
 //
 //   Resting   no current process, no pause     a client, start() → Starting
 //   Pausing   no current process, a pause      it is over → Resting, or Starting if a client waits for that
-//   Starting  current has not said listening   listening, or nobody waits after a while → Running
+//   Starting  current has not said listening   listening, or it seems to accept → Running
 //   Running   current accepts                  it says that it stopped, or ends → Resting or Pausing
 //   Stopping  current was asked to end         it says that it stopped, or ends → as from Running
 //   Held      held, whatever is running        start() → Resting, Stopping
@@ -24,6 +24,12 @@
 // pause, since that would be reported again and again; while the job is held, to tell each client; and beside a process
 // that was never heard of but seems to accept, since the only sign that it does not is a client that goes on
 // waiting.
+//
+// A process that was never heard of is looked at now and then while somebody waits for it. It accepts if any of those
+// who waited at one look has been accepted at the next one, however many wait then. Whoever is there by then waits for
+// one that is at work, and is looked after in the same way, again and again. It has failed if nobody of those who wait
+// was accepted in all the time that it is given, which begins anew with the first client who comes where nobody waited.
+// A process for which nobody comes in its time is taken to accept.
 //
 // A process is current from its making until it ends, says that it accepts nobody any more, or turns out not to
 // have been executed. Only then may another be made, so there are never two that accept. The older one may live on for
@@ -71,7 +77,7 @@ LifeCycle::LifeCycle(LifeCycleWorld& world, BackOff backOff, const LifeCycleTime
 
 void LifeCycle::serveWaiting(std::uint64_t now) {
   if (current_ != 0) {
-    find(current_)->lookAt = now + times().listening;
+    beginToLook(*find(current_), now);
   } else if (failureHistory().isToldAgain(now)) {
     world_.tellWaiting(*lastFailure());
   } else if (earliestStart() <= now) {
@@ -117,7 +123,7 @@ void LifeCycle::saidIdle(InstanceId instance, std::uint64_t now) {
   if (!record->hasGreeted && world_.isAnybodyWaiting()) {
     // Whoever is there may just have come, and be accepted yet.
     record->mayLeave = false;
-    record->lookAt = std::min(record->lookAt, now + times().listening);
+    if (record->lookAt == never) beginToLook(*record, now);
   } else {
     record->mayLeave = true;
     world_.letLeave(instance);
@@ -269,12 +275,30 @@ Failures::Pause LifeCycle::pauseOfFailure() const noexcept {
   return record != nullptr && !record->hasFailed ? Failures::Pause::Unneeded : Failures::Pause::Begins;
 }
 
+void LifeCycle::giveTime(InstanceRecord& instance, std::uint64_t now) const noexcept {
+  instance.acceptBy = now + times().listening;
+  instance.lookAt = now + times().looking;
+}
+
+void LifeCycle::beginToLook(InstanceRecord& instance, std::uint64_t now) {
+  // Whatever has changed before is nothing that it has done for them.
+  static_cast<void>(world_.lookAtWaiting());
+  giveTime(instance, now);
+}
+
 void LifeCycle::look(InstanceRecord& instance, std::uint64_t now) {
-  instance.lookAt = never;
-  if (!world_.isAnybodyWaiting()) {
-    instance.seemsToAccept = instance.isExecuted;
+  const WaitingChange change = world_.lookAtWaiting();
+  if (change == WaitingChange::Come) return giveTime(instance, now);
+  if (change != WaitingChange::Accepted && now < instance.acceptBy) {
+    instance.lookAt = std::min(now + times().looking, instance.acceptBy);
     return;
   }
+  instance.lookAt = never;
+  if (change == WaitingChange::Same) return failToAccept(instance, now);
+  instance.seemsToAccept = instance.isExecuted;
+}
+
+void LifeCycle::failToAccept(InstanceRecord& instance, std::uint64_t now) {
   StartFailure failure = instance.failure(now);
   failure.stage = StartFailure::Stage::Listening;
   failure.error = ETIMEDOUT;

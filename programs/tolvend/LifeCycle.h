@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tolvend/JobLife.h"
+#include "tolvend/WaitingClients.h"
 
 namespace vanto::manager {
 
@@ -13,6 +14,8 @@ class LifeCycleWorld : public JobWorld {
  public:
   /// Whether a client waits at the listener that nobody has accepted.
   [[nodiscard]] virtual bool isAnybodyWaiting() = 0;
+  /// How those who wait have changed since the last call.
+  [[nodiscard]] virtual WaitingChange lookAtWaiting() = 0;
   /// Allows an instance that has said it is idle to leave.
   virtual void letLeave(InstanceId instance) = 0;
 
@@ -53,6 +56,7 @@ class LifeCycle final : public JobLife {
 
  private:
   void serveWaiting(std::uint64_t now) override;
+  void beginToLook(InstanceRecord& instance, std::uint64_t now) override;
   void look(InstanceRecord& instance, std::uint64_t now) override;
   void endAll(std::uint64_t now) override;
   void endPatience(std::uint64_t now) override;
@@ -61,6 +65,9 @@ class LifeCycle final : public JobLife {
 
   [[nodiscard]] bool mayStart() const noexcept;
   void spawn(std::uint64_t now);
+  /// Gives a process that is looked at time for those who wait from now on.
+  void giveTime(InstanceRecord& instance, std::uint64_t now) const noexcept;
+  void failToAccept(InstanceRecord& instance, std::uint64_t now);
   /// Notes that a start failed before the service was executed.
   void failStart(const StartFailure& failure, std::uint64_t now);
   /// The same for a process that was executed: the pause grows with each failure.

@@ -14,6 +14,9 @@ struct LifeCycleTimes {
   std::uint64_t patience = 1'000'000'000;
   /// Within this a process has to accept the clients that wait.
   std::uint64_t listening = 10'000'000'000;
+  /// So often it is looked at meanwhile whether it does. Where the kernel does not tell who waits, only a look that
+  /// finds nobody is a proof.
+  std::uint64_t looking = 1'000'000'000;
   /// Within this a process has to end once it is asked to, or has said that it accepts nobody.
   std::uint64_t ending = 20'000'000'000;
   /// For so long after a failure before the first greeting clients are told of it: a client that was accepted and lost

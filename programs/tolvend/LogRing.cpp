@@ -5,6 +5,7 @@
 #include <ctime>
 #include <utility>
 
+#include "runtime/LogText.h"
 #include "value/limits.h"
 
 namespace vanto::manager {
@@ -13,6 +14,9 @@ namespace {
 
 /// What a line counts besides its text, so that empty lines are bounded too.
 constexpr std::size_t lineOverhead = sizeof(LogLine);
+
+constexpr std::size_t endingLines = 3;
+constexpr std::string_view between = " | ";
 
 std::size_t sizeOf(const LogLine& line) noexcept {
   return lineOverhead + line.text.size();
@@ -40,6 +44,23 @@ void LogRing::add(LogLine line) {
 
 void LogRing::end() const {
   if (follower_) follower_(nullptr);
+}
+
+std::string LogRing::ending(std::size_t room) const {
+  std::string text;
+  std::size_t count = 0;
+  for (auto line = lines_.rbegin(); line != lines_.rend() && count < endingLines; ++line, ++count) {
+    if (line->pid != lines_.back().pid) break;
+    const std::string older = LogText(line->text).utf8();
+    if (count == 0) {
+      text = older;
+    } else if (older.size() + between.size() + text.size() > room) {
+      break;
+    } else {
+      text = older + std::string(between) + text;
+    }
+  }
+  return text;
 }
 
 void LogAssembly::append(std::string_view text) {

@@ -37,6 +37,9 @@ class LogRing {
   [[nodiscard]] const std::deque<LogLine>& lines() const noexcept { return lines_; }
   /// The last line, or null.
   [[nodiscard]] const LogLine* last() const noexcept { return lines_.empty() ? nullptr : &lines_.back(); }
+  /// The last lines, three at most, of the process that wrote the last one, fit to stand in one line and with " | "
+  /// between; of them as many as fit in `room` bytes, and the last one in any case. Empty when there is none.
+  [[nodiscard]] std::string ending(std::size_t room) const;
 
  private:
   std::deque<LogLine> lines_;

@@ -43,11 +43,13 @@ constexpr int descriptorsForOrders = 16;
 Manager::Manager(Options options, LifeCycleTimes times)
     : options_(std::move(options)),
       times_(times),
-      guard_(alarms_,
-             [this](const std::string& file) {
-               if (file.empty() || file == ordersFile_) lookAfterOrdersSocket();
-               jobs_->fileTouched(file);
-             }),
+      guard_(
+          alarms_,
+          [this](const std::string& file) {
+            if (file.empty() || file == ordersFile_) lookAfterOrdersSocket();
+            jobs_->fileTouched(file);
+          },
+          [this] { lookAfterDirectory(); }),
       strays_(children_),
       sweeping_(alarms_, [this] { sweep(); }),
       leaving_(alarms_, [this] { endIfEmpty(); }),
@@ -174,6 +176,14 @@ void Manager::lookAfterOrdersSocket() {
                   : "cannot be published again: " + errorNumberText(error) + "; end the manager and start it again"));
 }
 
+/// Nobody finds the sockets any more, and the lock keeps no other manager away.
+void Manager::lookAfterDirectory() {
+  if (isEnding_ || killing_.isSet() || !isLost(directory_)) return;
+  messages_.say("the directory " + directory_.path +
+                ", or .tolvend in it, was removed or moved away, so the manager ends; start it again");
+  obeyEnd(ExitStatus::Failed);
+}
+
 void Manager::restoreJobs() {
   formerProcesses_->end([this] {
     jobs_->beginWhatCan();
@@ -232,9 +242,12 @@ void Manager::readSignals() {
     shallEnd = shallEnd || facts.ssi_signo != SIGCHLD;
   }
   sweep();
-  if (!shallEnd) return;
+  if (shallEnd) obeyEnd(ExitStatus::Ended);
+}
+
+void Manager::obeyEnd(int status) {
   if (ephemeral_.pid() != 0) return endCommand();
-  end(ExitStatus::Ended);
+  end(status);
 }
 
 void Manager::end(int status) {

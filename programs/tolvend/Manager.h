@@ -57,8 +57,11 @@ class Manager {
   void offerLogSocket();
   void guardSockets();
   void lookAfterOrdersSocket();
+  void lookAfterDirectory();
 
   void readSignals();
+  /// As somebody has asked for: with a command, once that has ended.
+  void obeyEnd(int status);
   void endCommand();
   void commandEnded(int status);
   void sweep() { strays_.sweep(ephemeral_.pid()); }

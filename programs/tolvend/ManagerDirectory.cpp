@@ -3,6 +3,8 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include <fcntl.h>
@@ -67,7 +69,20 @@ bool lock(const Fd& file, const std::function<void(timespec)>& pause) {
   }
 }
 
+/// Whether what `path` leads to is surely not what is open.
+bool leadsElsewhere(int at, const char* path, const Fd& open) noexcept {
+  struct stat there;
+  struct stat here;
+  if (fstatat(at, path, &there, 0) != 0) return errno == ENOENT || errno == ENOTDIR;
+  return fstat(open.get(), &here) == 0 && (there.st_dev != here.st_dev || there.st_ino != here.st_ino);
+}
+
 }  // namespace
+
+bool isLost(const ManagerDirectory& directory) noexcept {
+  if (!directory.path.empty() && leadsElsewhere(AT_FDCWD, directory.path.c_str(), directory.domain)) return true;
+  return leadsElsewhere(directory.domain.get(), ownName, directory.own);
+}
 
 ManagerDirectory takeDirectory(Domain domain, const std::function<void(timespec)>& pause) {
   if (const int error = domain == Domain::System ? 0 : checkRuntimeDirectory(); error != 0) {
@@ -77,6 +92,8 @@ ManagerDirectory takeDirectory(Domain domain, const std::function<void(timespec)
   ManagerDirectory directory;
   directory.domain = openOrCreateDomain(domain);
   if (!directory.domain) return unusable(domainProblem(domain, errno));
+  std::error_code unknown;
+  directory.path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(directory.domain.get()), unknown);
   directory.own = openOwn(directory.domain.get());
   if (!directory.own)
     return unusable(std::string("the manager's directory .tolvend cannot be used: ") + reasonOf(errno));

@@ -18,6 +18,8 @@ struct ManagerDirectory {
   std::string error;
   /// In which sockets are bound.
   Fd domain;
+  /// Where that is; empty where the system does not tell.
+  std::string path;
   /// In it, ".tolvend", which is nobody else's business.
   Fd own;
   /// Who has it open and locked is in charge.
@@ -29,5 +31,9 @@ struct ManagerDirectory {
 /// a second, with `pause` between.
 [[nodiscard]] ManagerDirectory takeDirectory(
     Domain domain, const std::function<void(timespec)>& pause = [](timespec t) { nanosleep(&t, nullptr); });
+
+/// Whether a directory that was taken, or ".tolvend" in it, is no longer where it was, so that clients and another
+/// manager find others there, or none.
+[[nodiscard]] bool isLost(const ManagerDirectory& directory) noexcept;
 
 }  // namespace vanto::manager

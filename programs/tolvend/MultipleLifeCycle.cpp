@@ -190,6 +190,10 @@ void MultipleLifeCycle::noteClient(InstanceRecord& instance) {
   if (instance.hasConnection && !instance.hasGreeted) instance.hasLostClient = world_.hasClientLeft(instance.id);
 }
 
+void MultipleLifeCycle::beginToLook(InstanceRecord& instance, std::uint64_t now) {
+  instance.lookAt = now + times().listening;
+}
+
 void MultipleLifeCycle::look(InstanceRecord& instance, std::uint64_t now) {
   if (instance.isExecuted) {
     instance.seemsToAccept = true;

@@ -58,6 +58,7 @@ class MultipleLifeCycle final : public JobLife {
 
  private:
   void serveWaiting(std::uint64_t now) override;
+  void beginToLook(InstanceRecord& instance, std::uint64_t now) override;
   void look(InstanceRecord& instance, std::uint64_t now) override;
   void endAll(std::uint64_t now) override;
   void endPatience(std::uint64_t) override {}

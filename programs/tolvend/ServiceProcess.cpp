@@ -6,6 +6,10 @@
 //
 // Whoever says more on its link than any service has to is not read for the rest of the second. Its own records are
 // late then, and nobody else notices; the kernel bounds what waits. It is not killed, since it harms only itself.
+//
+// The standard streams are one datagram socket, since a service outlives its manager for as long as it takes to finish
+// what it holds: a pipe or a stream without a reader would kill it with a signal at its next line, whatever it
+// does, and one that it can read itself would have it wait for ever. So each write is one datagram, of a bounded size.
 #include "tolvend/ServiceProcess.h"
 
 #include <cerrno>
@@ -27,8 +31,10 @@ namespace vanto::manager {
 
 namespace {
 
-/// More than this of one write is cut.
-constexpr std::size_t datagramBytes = std::size_t{16} << 10;
+/// More than one write can have where the buffers of sockets are as the kernel makes them; what is beyond is cut.
+constexpr std::size_t datagramBytes = std::size_t{256} << 10;
+/// Who has written that much has had his turn.
+constexpr std::size_t turnBytes = std::size_t{64} << 10;
 /// At the end of a process there may be others that write to its log for ever.
 constexpr int lastTurn = 256;
 constexpr std::uint64_t nanosecondsPerSecond = 1'000'000'000;
@@ -244,10 +250,13 @@ void ServiceProcess::tell(const ManagerRecord& record, std::string_view text) {
 
 void ServiceProcess::readLog(Turn turn) {
   char piece[datagramBytes];
+  std::size_t bytes = 0;
   for (int i = 0; i < (turn == Turn::Short ? limits::managerLogTurn : lastTurn); i++) {
+    if (turn == Turn::Short && bytes >= turnBytes) return;
     const ssize_t count = recv(output_.get(), piece, sizeof piece, MSG_DONTWAIT);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return;
+    bytes += static_cast<std::size_t>(count);
     assembly_.add(log_, pid_, {piece, static_cast<std::size_t>(count)});
   }
 }

@@ -169,6 +169,7 @@ class CommandLine : public CommandGrammar {
     CLI::App* learn = add(*profile, "learn", profileLearn_);
     learn->add_option("-o,--out,--output", profileLearn_.output);
     learn->add_flag("--force", profileLearn_.isForced);
+    learn->add_option("--bundle", profileLearn_.bundle);
     learn->add_option("COMMAND", profileLearn_.command)->required();
     add(*profile, "show", profileShow_)->add_option("NAME", profileShow_.name);
   }

@@ -30,7 +30,7 @@ Usage: vanto COMMAND ...
   start|stop|restart|hold|unload LABEL...
                           orders about services that it has
   logs LABEL              what a service has written
-  why LABEL               the story of the last failure of a service
+  why LABEL               the last failure of a service, and how it is confined
 
   profile check|explain|diff|show|run|learn
                           what sandbox profiles say, and what kernels make of it

@@ -3,16 +3,11 @@
 
 #include <optional>
 
-#include <fcntl.h>
-
 #include <VantoService/PlistArray.h>
+#include <VantoService/PlistDictionary.h>
 #include <VantoService/PlistNumber.h>
 
-#include "code/CodePlace.h"
 #include "code/Judgement.h"
-#include "code/OpenedFile.h"
-#include "code/Signing.h"
-#include "code/limits.h"
 #include "vanto/DocumentForm.h"
 #include "vanto/Identity.h"
 #include "vanto/ServiceSummary.h"

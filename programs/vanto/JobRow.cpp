@@ -27,15 +27,8 @@ std::string processText(const JobState& job) {
 
 /// The weakest that is known of its processes.
 std::string confinementText(const JobState& job) {
-  const std::string* weakest = nullptr;
-  const auto strength = [](const std::string& level) {
-    return level == "full" ? 2 : level == "reduced" ? 1 : 0;
-  };
-  for (const JobState::Instance& instance : job.instances) {
-    if (!instance.confinement) continue;
-    if (weakest == nullptr || strength(*instance.confinement) < strength(*weakest)) weakest = &*instance.confinement;
-  }
-  return weakest == nullptr ? "-" : visible(*weakest);
+  const JobState::Instance* weakest = job.weakestInstance();
+  return weakest == nullptr ? "-" : visible(*weakest->confinement);
 }
 
 /// While no client can come at all, what went wrong before is no news.

@@ -2,6 +2,13 @@
 #include "vanto/JobState.h"
 
 namespace vanto::tool {
+namespace {
+
+int strengthOf(const std::string& confinement) noexcept {
+  return confinement == "full" ? 2 : confinement == "reduced" ? 1 : 0;
+}
+
+}  // namespace
 
 JobState JobState::read(ReplyReader& reader) {
   JobState state;
@@ -11,7 +18,7 @@ JobState JobState::read(ReplyReader& reader) {
   state.state = reader.text("state");
   reader.eachOf("instances", [&state](ReplyReader& instance) {
     state.instances.push_back({instance.integer("pid"), instance.text("state"), instance.integer("since"),
-                               instance.textIfAny("confinement")});
+                               instance.textIfAny("confinement"), instance.textIfAny("receipt").value_or("")});
   });
   state.isMultiple = reader.flag("multiple");
   state.starts = reader.integer("starts");
@@ -22,6 +29,16 @@ JobState JobState::read(ReplyReader& reader) {
     state.socketLoss = SocketLoss{socket.text("text"), socket.integer("time"), socket.flag("published")};
   });
   return state;
+}
+
+const JobState::Instance* JobState::weakestInstance() const noexcept {
+  const Instance* weakest = nullptr;
+  for (const Instance& instance : instances) {
+    if (!instance.confinement) continue;
+    const bool isWeaker = weakest == nullptr || strengthOf(*instance.confinement) < strengthOf(*weakest->confinement);
+    if (isWeaker) weakest = &instance;
+  }
+  return weakest;
 }
 
 std::vector<JobState> JobState::readAll(ReplyReader& reader) {

@@ -20,6 +20,8 @@ struct JobState {
     std::int64_t since = 0;
     /// "full", "reduced" or "none"; none at all while the manager does not know.
     std::optional<std::string> confinement = std::nullopt;
+    /// The lines that it has sent of that, as docs/formats/profile.md describes them; empty while there are none.
+    std::string receipt = {};
   };
 
   std::string label;
@@ -42,6 +44,9 @@ struct JobState {
     bool isMended = false;
   };
   std::optional<SocketLoss> socketLoss;
+
+  /// Of the processes of which it is known the one that is confined least. Null when it is known of none.
+  [[nodiscard]] const Instance* weakestInstance() const noexcept;
 
   [[nodiscard]] static JobState read(ReplyReader& reader);
   /// The jobs of an answer to "status" or "watch".

@@ -12,6 +12,8 @@
 #include <vector>
 
 #include "sandbox/BaseProfiles.h"
+#include "sandbox/KernelRights.h"
+#include "sandbox/Landlock.h"
 #include "sandbox/PolicyBuilder.h"
 #include "sandbox/PolicyExplanation.h"
 #include "sandbox/Profile.h"
@@ -87,14 +89,17 @@ std::pair<unsigned, unsigned> chosenPorts() {
 /// Facts on their way to a policy, in steps that each need those before.
 class Learning {
  public:
-  Learning(const learning::RunFacts& facts, const timespec& began) : facts_(facts), places_(facts, began) {
+  Learning(const learning::RunFacts& facts, const timespec& began, std::span<const PlannedPath> given)
+      : facts_(facts), places_(facts, began) {
     learned_.remarks = facts.remarks;
+    for (const PlannedPath& need : given) given_[realPath(need.path)] |= need.bits;
   }
 
-  LearnedPolicy take() {
+  LearnedPolicy take(LearnedPolicy::Purpose purpose) {
     addNames();
     addFiles();
-    addPrograms();
+    if (purpose == LearnedPolicy::Purpose::Command) addCommand();
+    for (const std::string& path : facts_.executed) addProgram(path);
     levelMoves();
     dropGiven();
     mergeUntilRoomy();
@@ -106,8 +111,12 @@ class Learning {
   void remark(std::string text) { learned_.remarks.insert(std::move(text)); }
 
   void addNames() {
-    for (const std::string& directory : places_.directoriesOfMade()) rules_[directory] |= Right::Create;
-    for (const std::string& path : facts_.removed) rules_[places_.ofDirectoryOf(path)] |= Right::Remove;
+    for (const std::string& path : places_.directoriesOfOthers()) rules_[path] |= Right::Create;
+    for (const std::string& path : places_.directoriesOfSockets()) add(path, Right::Create, landlock::makeSocket);
+    for (const std::string& path : facts_.removed) {
+      const bool isFile = !facts_.removedDirectories.contains(path);
+      add(places_.ofDirectoryOf(path), Right::Remove, isFile ? landlock::removeFile : bitsOf(Right::Remove).fileBits);
+    }
     for (const auto& [from, to] : facts_.moved) {
       if (above(realName(from)) == above(realName(to))) continue;
       rules_[places_.ofDirectoryOf(from)] |= Right::Rename;
@@ -117,23 +126,62 @@ class Learning {
 
   void addFiles() {
     for (const auto& [path, rights] : facts_.used) {
-      if (!rights.isEmpty()) rules_[places_.ofFile(path)] |= rights;
-    }
-  }
-
-  void addPrograms() {
-    for (const std::string& path : facts_.executed) {
-      addProgram(path);
-      const auto interpreters = interpretersOf(path);
-      if (!interpreters) {
-        remark("what executes " + writtenWord(path) + " could not be read, so nothing is allowed for it");
-        continue;
+      for (const Right right : allRights) {
+        if (!rights.contains(right) || isGiven(realPath(path), bitsToUse(path, right))) continue;
+        rules_[places_.ofFile(path)] |= right;
       }
-      for (const std::string& interpreter : *interpreters) addProgram(interpreter);
+    }
+    addOtherProcesses();
+  }
+
+  void addOtherProcesses() {
+    if (facts_.ofOtherProcesses.isEmpty()) return;
+    const std::string place = "/proc";
+    const RightSet before = rules_[place];
+    for (const Right right : allRights) {
+      if (!facts_.ofOtherProcesses.contains(right)) continue;
+      add(place, right, right == Right::Read ? landlock::readFile : bitsOf(right).fileBits);
+    }
+    if (rules_[place] != before) {
+      remark(place +
+             " is allowed because of what lies there for other processes than the first, which nothing can name");
     }
   }
 
-  void addProgram(const std::string& path) { rules_[places_.ofFile(path)] |= RightSet(Right::Execute) | Right::Read; }
+  static std::uint64_t bitsToUse(const std::string& path, Right right) {
+    if (right != Right::Read) return bitsOf(right).fileBits;
+    return isDirectory(path) ? landlock::readDirectory : landlock::readFile;
+  }
+
+  /// Whether the platform gives `bits` at a real path.
+  [[nodiscard]] bool isGiven(const std::string& path, std::uint64_t bits) const {
+    for (std::string at = path; !at.empty(); at = above(at)) {
+      if (const auto need = given_.find(at); need != given_.end()) bits &= ~need->second;
+    }
+    return bits == 0;
+  }
+
+  /// A right to a directory, of which the run used `bits`.
+  void add(const std::string& directory, Right right, std::uint64_t bits) {
+    if (!isGiven(directory, bits)) rules_[directory] |= right;
+  }
+
+  void addCommand() {
+    if (facts_.program.empty()) return;
+    addProgram(facts_.program);
+    remark("execute of " + writtenWord(realPath(facts_.program)) +
+           " and of what executes it is for vanto profile run; a service is confined later");
+  }
+
+  void addProgram(const std::string& path) {
+    addExecuted(path);
+    const auto interpreters = interpretersOf(path);
+    if (!interpreters)
+      remark("what executes " + writtenWord(path) + " could not be read, so nothing is allowed for it");
+    for (const std::string& interpreter : interpreters.value_or(std::vector<std::string>())) addExecuted(interpreter);
+  }
+
+  void addExecuted(const std::string& path) { rules_[places_.ofFile(path)] |= RightSet(Right::Execute) | Right::Read; }
 
   /// Nothing can be moved to where it could be used in more ways than before.
   void levelMoves() {
@@ -224,14 +272,17 @@ class Learning {
 
   const learning::RunFacts& facts_;
   RunPlaces places_;
+  /// By the platform.
+  std::map<std::string, std::uint64_t> given_;
   Rules rules_;
   LearnedPolicy learned_;
 };
 
 }  // namespace
 
-LearnedPolicy LearnedPolicy::of(const learning::RunFacts& facts, const timespec& began) {
-  return Learning(facts, began).take();
+LearnedPolicy LearnedPolicy::of(const learning::RunFacts& facts, const timespec& began, Purpose purpose,
+                                std::span<const PlannedPath> given) {
+  return Learning(facts, began, given).take(purpose);
 }
 
 }  // namespace vanto::tool

@@ -137,7 +137,8 @@ Usage: vanto status [--json] [--watch] [--domain DOMAIN] [--timeout SECONDS] [LA
 
 A row has label, state, process, its age, how far it is confined, how often it was started
 and has failed, and the last failure. With several managers it has the domain too. Of several
-processes it is the weakest confinement; "-" stands for what is not known.
+processes it is the weakest confinement; "-" stands for what is not known. Why a service is
+confined no further is told by vanto why, and in full by "receipt" in the JSON.
 
 Exit status: 0 fine, 2 no manager runs, a label is not known, or the manager has ended.
 
@@ -165,7 +166,7 @@ was unloaded.
 Example:
   vanto logs -n 20 -f org.example.index
 )"},
-    {"why", R"(Tells the story of the last failure of a service, in ten lines at most.
+    {"why", R"(Tells the story of the last failure of a service, and why it is not confined further.
 
 Usage: vanto why [--domain DOMAIN] [--timeout SECONDS] LABEL
 
@@ -174,8 +175,11 @@ Usage: vanto why [--domain DOMAIN] [--timeout SECONDS] LABEL
                          this order that has the label
       --timeout SECONDS  how long to wait for each answer; 60 unless said
 
-It says when what was to be run, how far it came, what ended it, when it is tried again,
-what it wrote last, and what to do.
+The story says when what was to be run, how far it came, what ended it, when it is tried
+again, what it wrote last, and what to do. Of a service that runs it says how far it is
+confined, and what its receipt tells: what its profile asks for, what this kernel cannot deny
+of that, why the profile was not entered, which paths got no rule. Each takes ten lines at
+most; the whole receipt is in vanto status --json.
 
 Exit status: 0 it has not failed, 1 it has, 2 no manager has the label.
 

@@ -54,6 +54,14 @@ void warnOfPlaceholders(Console& console, const ProfileValues& values, const Pol
   console.complain("what " + unknown + " stands for is not known, so some of it may be no change; say with --bundle");
 }
 
+/// What the changed profile says in vain.
+void warnOfRefused(Console& console, const ProfileDocument& document, const RealPolicy& real) {
+  for (const RefusedRule& refused : real.refused) {
+    console.complain(document.placeOf(refused.rule.grants.front().line) + ": " + visible(refused.path) +
+                     " gets no rule: " + visible(refused.reason));
+  }
+}
+
 }  // namespace
 
 ExitStatus ProfileDiffCommand::run(Console& console) const {
@@ -65,8 +73,9 @@ ExitStatus ProfileDiffCommand::run(Console& console) const {
     console.complain(problem);
     return ExitStatus::Failed;
   }
-  const std::vector<PolicyChange> changes =
-      differenceOf(withRealPaths(*before->result.policy), withRealPaths(*after->result.policy));
+  const RealPolicy real = realPolicyOf(*after->result.policy);
+  const std::vector<PolicyChange> changes = differenceOf(withRealPaths(*before->result.policy), real.policy);
+  warnOfRefused(console, *after, real);
   if (changes.empty()) return ExitStatus::Fine;
   std::vector<Row> rows;
   for (const PolicyChange& change : changes) rows.push_back(rowOf(change, *before, *after));

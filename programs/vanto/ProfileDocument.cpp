@@ -14,13 +14,15 @@ namespace {
 constexpr InputLimit profileLimit{limits::profileBytes, "the 1 MiB that a profile may have"};
 static_assert(limits::profileBytes == std::size_t{1} << 20);
 
+/// With the line feed at its end.
 std::string_view lineOfText(std::string_view text, std::size_t line) {
   for (std::size_t number = 1; number < line; ++number) {
     const std::size_t end = text.find('\n');
     if (end == text.npos) return {};
     text.remove_prefix(end + 1);
   }
-  return text.substr(0, text.find('\n'));
+  const std::size_t end = text.find('\n');
+  return end == text.npos ? text : text.substr(0, end + 1);
 }
 
 /// The bytes of `line` in front of a column, which counts characters.

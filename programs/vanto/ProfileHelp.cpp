@@ -12,7 +12,7 @@ Usage: vanto profile check [--json] [VALUES] FILE
        vanto profile diff [VALUES] OLD NEW
        vanto profile show [NAME]
        vanto profile run [VALUES] FILE -- COMMAND...
-       vanto profile learn [--out FILE] -- COMMAND...
+       vanto profile learn [--bundle BUNDLE] [--out FILE] [--force] -- COMMAND...
 
   check    what is wrong, and what each kernel would leave open
   explain  whether something is allowed, and which line decides
@@ -38,9 +38,9 @@ Usage: vanto profile check [--json] [--bundle BUNDLE] [--parameter NAME=VALUE]..
 
 Each finding has line and column, problem and remedy. Errors keep a profile from being
 entered. Warnings are about rules that do nothing, or more than they look like, such as files
-that may be changed and executed; notes about paths that are not there, and do not change
-the exit status. Then there is a row for each version of Linux that changes what becomes of
-the profile.
+that may be changed and executed; notes about paths that are not there or get no rule, and do
+not change the exit status. Then there is a row for each version of Linux that changes what
+becomes of the profile.
 
 Exit status: 0 fine, 1 errors or warnings, 2 the profile or the bundle could not be read.
 
@@ -60,11 +60,17 @@ Usage: vanto profile explain [--bundle BUNDLE] [--parameter NAME=VALUE]...
   --parameter NAME=VALUE  a value of one parameter; others stand for themselves
 
 Symbolic links are followed, as they are here. Any one of the lines would be enough. What is
-executed is read too, so both rights are asked for. What is not there gets no rule, and files
-none to create, remove or rename: what only such lines allow would be allowed, but is not.
+executed is read too, and what is renamed leaves one directory and comes to another, so read,
+or create and remove, are asked for besides. Removing and renaming are up to the directory
+that PATH is in, creating to PATH itself where it is one. Renaming fails, too, between
+directories with different rights; these are told.
+
+What is not there gets no rule, nor what is behind a symbolic link that the profile lets be
+made, and files none to create, remove or rename: what only such lines allow would be allowed,
+but is not.
 
 Exit status: 0 allowed, 1 denied, 2 the profile or the bundle could not be read, 3 it would
-be allowed if what the line names were there, or were a directory.
+be allowed if what the line names got a rule.
 
 Example:
   vanto profile explain locked.sb read /etc/passwd
@@ -77,8 +83,8 @@ Usage: vanto profile diff [--bundle BUNDLE] [--parameter NAME=VALUE]... OLD NEW
   --bundle BUNDLE         a service, whose values the parameters of the profiles have
   --parameter NAME=VALUE  a value of one parameter; others stand for themselves
 
-Symbolic links are followed, as they are here. What is written otherwise and means the same
-is no difference.
+Symbolic links are followed, as they are here, but those that the profile lets be made: what
+lies behind them gets no rule. What is written otherwise and means the same is no difference.
 
 Exit status: 0 nothing is newly allowed, 1 something is, or is no longer required, 2 a
 profile or the bundle could not be read.
@@ -119,9 +125,10 @@ Example:
 )"},
     {"profile learn", R"(Runs a command, and writes the least sandbox profile that allows what it did.
 
-Usage: vanto profile learn [--out FILE] [--force] -- COMMAND...
+Usage: vanto profile learn [--bundle BUNDLE] [--out FILE] [--force] -- COMMAND...
 
   COMMAND                  a program and its arguments
+  --bundle BUNDLE          the service that COMMAND is
   -o, --out, --output FILE where the profile goes; without it to the output, behind that of
                            COMMAND
   --force                  replace a file that is there
@@ -131,12 +138,17 @@ output and messages are its own. Stop one that does not end with Ctrl-C or SIGTE
 tell what no profile can say, and where one has to say more. Paths are absolute: put
 ${VantoService_path} and the like in by hand. Another run may do more, so read the profile.
 
+The profile allows COMMAND to be executed, as run needs it. A service is confined later, so
+with --bundle it does not, nor what the platform allows the service anyway. Name no profile
+in its bundle before, start it like this, and have clients call it.
+
 Exit status: 0 or whatever else COMMAND ends with, once the profile is written; 2 there is
 none.
 
-Example:
+Examples:
   vanto profile learn --out locked.sb -- /usr/bin/gzip -k notes
   vanto profile run locked.sb -- /usr/bin/gzip -kf notes
+  vanto profile learn --bundle Echo.vanto --out echo.sb -- Echo.vanto/Contents/Linux/echo
 )"},
 };
 

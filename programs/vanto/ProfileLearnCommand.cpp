@@ -10,9 +10,10 @@
 #include <sys/wait.h>
 #include <time.h>
 
-#include "sandbox/Profile.h"
+#include "sandbox/OwnNeeds.h"
 #include "vanto/LearnedPolicy.h"
 #include "vanto/LearnedProfile.h"
+#include "vanto/ProfileValues.h"
 #include "vanto/ProgramSearch.h"
 #include "vanto/ReplacedFile.h"
 #include "vanto/TracedRun.h"
@@ -73,14 +74,20 @@ std::string ProfileLearnCommand::learn(Console& console, int& status) const {
   std::error_code error;
   const std::filesystem::path directory = std::filesystem::current_path(error);
   if (error) return "the working directory cannot be found out: " + error.message();
+  std::string problem;
+  const auto values = ProfileValues::of({bundle, {}}, problem);
+  if (!values) return problem;
+  // Before the run: directories that the platform makes are none that a service has to make.
+  const std::vector<PlannedPath> given = ownNeedsOf(values->identifier(), ListeningSocket::Made);
   learning::RunObserver observer(directory.string());
   TracedRun run(tracer, observer);
   const timespec began = now();
   console.flush();
-  std::string problem = run.run(command);
+  problem = run.run(command);
   if (!problem.empty()) return problem;
   if (!observer.hasBegun()) return whyNotRun(observer, program);
-  const LearnedPolicy policy = LearnedPolicy::of(observer.finish(), began);
+  const auto purpose = bundle.empty() ? LearnedPolicy::Purpose::Command : LearnedPolicy::Purpose::Service;
+  const LearnedPolicy policy = LearnedPolicy::of(observer.finish(), began, purpose, given);
   if (!policy.problem.empty()) return policy.problem;
   status = run.status();
   return write(console, profileTextOf(policy, command));

@@ -15,6 +15,8 @@ struct ProfileLearnCommand {
   std::string output;
   /// Replaces a file that is there.
   bool isForced = false;
+  /// The service that the command is; empty for none.
+  std::string bundle;
   /// Its name or path, and its arguments.
   std::vector<std::string> command;
 

@@ -82,6 +82,8 @@ class Review {
   void lookAt(const PathRule& rule, const Grant& grant) {
     lookAtFile(rule, grant);
     lookAtLinks(rule, grant);
+    lookAtEnd(rule, grant);
+    if (grant.rights.contains(Right::Rename)) lookAtMoves(rule, grant);
     lookForOthers(rule, grant);
     if (rule.path == "/") {
       add(Severity::Warning, rule, grant, namesOf(grant.rights, ", ") + " is allowed for every file there is",
@@ -166,10 +168,41 @@ class Review {
         "name the place that the link leads to");
   }
 
+  void lookAtEnd(const PathRule& rule, const Grant& grant) {
+    const std::string end = placelessEndOf(rule.path);
+    if (end.empty()) return;
+    add(Severity::Note, rule, grant,
+        visible(rule.path) + " gets no rule: here it leads to " + visible(end) + ", for which the kernel takes none",
+        "leave it out where it always leads to such a thing, of which nothing is denied");
+  }
+
+  /// `grant` gives rename.
+  void lookAtMoves(const PathRule& rule, const Grant& grant) {
+    if (rulePlaceOf(rule.path) != RulePlace::Directory) return;
+    if (!hasTarget_) {
+      add(Severity::Warning, rule, grant,
+          "rename does nothing, as no directory has create with it to take what is moved",
+          "allow create for directories that things are moved to, remove for those that they are moved from");
+    } else if (placesWith(RightSet(Right::Create) | Right::Remove, realPath(rule.path)).empty()) {
+      add(Severity::Note, rule, grant,
+          "rename without create and remove lets things in " + visible(rule.path) + " be linked elsewhere, and no more",
+          "allow remove to have them moved from there, create to have others moved to there");
+    }
+  }
+
+  /// Whether there is a directory to which anything can be moved or linked.
+  [[nodiscard]] bool hasTarget() const {
+    return std::ranges::any_of(real_.paths, [this](const PathRule& rule) {
+      return !explainPath(real_, Right::Rename, rule.path).empty() &&
+             !explainPath(real_, Right::Create, rule.path).empty();
+    });
+  }
+
   const Policy& policy_;
   /// At the ends of symbolic links, where kernels have the rules.
   const Policy real_;
   const ProfileValues& values_;
+  const bool hasTarget_ = hasTarget();
   std::map<std::pair<std::size_t, std::string>, ProfilePosition> words_;
   std::vector<ProfileFinding> findings_;
   PlaceFinder finder_{planOf(policy_, kernelRightsOf(landlockGenerations), std::nullopt)};

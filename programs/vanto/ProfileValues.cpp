@@ -35,7 +35,7 @@ std::string addParameter(const std::string& text, ProfileParameters& parameters)
   if (sign == std::string::npos || sign == 0) return visible(text) + ": is no parameter; write NAME=VALUE";
   const std::string name = text.substr(0, sign);
   if (name != identifierName && name != pathName && name != homeName) {
-    return visible(name) + ": there is no such parameter; there are " + pathName + ", " + identifierName + " and " +
+    return visible(name) + ": there is no such parameter; write one of " + pathName + ", " + identifierName + ", " +
            homeName;
   }
   parameters.insert_or_assign(name, text.substr(sign + 1));

@@ -4,9 +4,11 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <system_error>
 #include <utility>
 
+#include "sandbox/PlaceFinder.h"
 #include "vanto/ServicePath.h"
 
 namespace vanto::tool {
@@ -29,22 +31,32 @@ std::string realPath(const std::string& path) {
   return error ? absolute : std::string(ServicePath::trimmed(real.string()));
 }
 
-Policy withRealPaths(const Policy& policy) {
+RealPolicy realPolicyOf(const Policy& policy) {
+  // Which rights the kernel knows makes no difference to links.
+  PlaceFinder finder(planOf(policy, kernelRightsOf(landlockGenerations), std::nullopt));
+  RealPolicy result{policy, {}};
   std::map<std::string, PathRule> rules;
   for (const PathRule& rule : policy.paths) {
     const std::string path = realPath(rule.path);
+    if (const FoundPlace found = finder.find(rule.path); !found.link.empty()) {
+      result.refused.push_back({{path, rule.rights, rule.grants}, rule.path, found.reason()});
+      continue;
+    }
     PathRule& real = rules[path];
     real.path = path;
     real.rights |= rule.rights;
     real.grants.insert(real.grants.end(), rule.grants.begin(), rule.grants.end());
   }
-  Policy result = policy;
-  result.paths.clear();
+  result.policy.paths.clear();
   for (auto& [path, rule] : rules) {
     std::ranges::stable_sort(rule.grants, {}, [](const Grant& grant) { return grant.line.line; });
-    result.paths.push_back(std::move(rule));
+    result.policy.paths.push_back(std::move(rule));
   }
   return result;
+}
+
+Policy withRealPaths(const Policy& policy) {
+  return realPolicyOf(policy).policy;
 }
 
 }  // namespace vanto::tool

@@ -16,13 +16,6 @@ Object own(vanto_object_t object) {
   return {object, &vanto_release};
 }
 
-/// What a text is tried on when it is not to be tried on anything.
-Identity nobody() {
-  Identity identity;
-  identity.judgement.reason = "nobody was named";
-  return identity;
-}
-
 void printFindings(Console& console, const Identity& identity, vanto_object_t findings) {
   const bool isSatisfied = vanto_bool_get_value(vanto_dictionary_get_value(findings, "satisfied"));
   console.printLine(std::string("satisfied     ") + (isSatisfied ? "yes" : "no"));
@@ -40,8 +33,7 @@ void printFindings(Console& console, const Identity& identity, vanto_object_t fi
 }  // namespace
 
 ExitStatus RequirementCheckCommand::run(Console& console) const {
-  const Object alone = own(nobody().createCode());
-  const Object compiled = own(vanto_code_check_requirement(alone.get(), text.c_str()));
+  const Object compiled = own(vanto_code_check_requirement(nullptr, text.c_str()));
   if (vanto_kind(compiled.get()) == VANTO_KIND_ERROR) {
     console.printLine(visible(vanto_error_get_text(compiled.get())));
     return ExitStatus::Found;

@@ -37,19 +37,25 @@ std::string realName(const std::string& path) {
 }
 
 RunPlaces::RunPlaces(const learning::RunFacts& facts, const timespec& began) {
-  for (const std::string& path : facts.made) made_.insert(realName(path));
+  for (const std::string& path : facts.made) {
+    (facts.sockets.contains(path) ? sockets_ : others_).insert(realName(path));
+  }
   for (const std::string& path : facts.nameless) nameless_.insert(realName(path));
   for (const std::string& path : facts.openedOrMade) {
     std::string real = realPath(path);
-    if (!nameless_.contains(real) && isMadeSince(real, began)) made_.insert(std::move(real));
+    if (!nameless_.contains(real) && isMadeSince(real, began)) others_.insert(std::move(real));
   }
+}
+
+bool RunPlaces::isMade(std::string_view real) const {
+  return sockets_.contains(real) || others_.contains(real) || nameless_.contains(real);
 }
 
 /// The shortest of the paths that the run made decides, as all that lies beneath was made later.
 std::string RunPlaces::before(const std::string& real) const {
   for (std::size_t end = real.find('/', 1);; end = real.find('/', end + 1)) {
     const std::string place = real.substr(0, end);
-    if (made_.contains(place) || nameless_.contains(place)) return parentOf(place);
+    if (isMade(place)) return parentOf(place);
     if (end == std::string::npos) return real;
   }
 }
@@ -62,9 +68,9 @@ std::string RunPlaces::ofDirectoryOf(const std::string& path) const {
   return before(parentOf(realName(path)));
 }
 
-std::set<std::string> RunPlaces::directoriesOfMade() const {
+std::set<std::string> RunPlaces::directoriesOf(const Names& names) const {
   std::set<std::string> directories;
-  for (const std::string& path : made_) directories.insert(before(parentOf(path)));
+  for (const std::string& path : names) directories.insert(before(parentOf(path)));
   return directories;
 }
 

@@ -4,6 +4,7 @@
 #include <functional>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include <time.h>
 
@@ -23,16 +24,23 @@ class RunPlaces {
   /// For putting a name into its directory, or taking it away.
   [[nodiscard]] std::string ofDirectoryOf(const std::string& path) const;
 
-  /// The real directories of all names that the run made, as ofDirectoryOf() gives them.
-  [[nodiscard]] std::set<std::string> directoriesOfMade() const;
+  /// The real directories of all names that the run made, as ofDirectoryOf() gives them: of Unix sockets, and of
+  /// all else.
+  [[nodiscard]] std::set<std::string> directoriesOfSockets() const { return directoriesOf(sockets_); }
+  [[nodiscard]] std::set<std::string> directoriesOfOthers() const { return directoriesOf(others_); }
 
  private:
+  using Names = std::set<std::string, std::less<>>;
+
+  [[nodiscard]] bool isMade(std::string_view real) const;
   [[nodiscard]] std::string before(const std::string& real) const;
+  [[nodiscard]] std::set<std::string> directoriesOf(const Names& names) const;
 
   /// Real paths that the run made.
-  std::set<std::string, std::less<>> made_;
+  Names sockets_;
+  Names others_;
   /// Of files that have no name.
-  std::set<std::string, std::less<>> nameless_;
+  Names nameless_;
 };
 
 /// `path` with all links resolved but the last component.

@@ -29,7 +29,9 @@ constexpr StageText texts[] = {
     {"listening", "it was executed, and did not come as far as to accept clients",
      "run its executable by hand, and see why it does not get on; vanto logs has what it wrote"},
     {"confinement", "it listened, and is confined less than its manager demands, so it was ended",
-     "give it a profile that this kernel can enforce (vanto lint), or lower what is demanded: tolvend --floor"},
+     "mend what the cause says of its profile, or give it one that this kernel can enforce (vanto lint), or lower what "
+     "is "
+     "demanded: tolvend --floor"},
     {"greeting", "it listened, and ended before it had greeted a client",
      "look for what it does before and with its first client; vanto logs has what it wrote"},
     {"serving", "it served clients, and then ended by a failure",

@@ -94,16 +94,11 @@ std::string tracedCalls() {
 /// Numbers in place of words, all text in hexadecimal, descriptors with what they lead to, structures of addresses and
 /// no others, no contents, and a line only for what has returned: there is one way to read that.
 std::vector<std::string> tracerArguments(const std::string& trace, const std::vector<std::string>& command) {
-  std::vector<std::string> arguments{"strace", "-f",
-                                     "-q",     "-xx",
-                                     "-yy",    "-X",
-                                     "raw",    "-s",
-                                     "0",      "--seccomp-bpf",
-                                     "-o",     trace,
-                                     "-e",     tracedCalls(),
-                                     "-e",     "signal=none",
-                                     "-e",     "verbose=?connect,?bind,?sendto,?sendmsg,?sendmmsg,?clone3,?openat2",
-                                     "--"};
+  std::vector<std::string> arguments{"strace", "-f", "-q", "-xx", "-yy", "-X", "raw", "-s", "0", "--seccomp-bpf", "-o",
+                                     trace, "-e", tracedCalls(), "-e", "signal=none", "-e",
+                                     "verbose=?connect,?bind,?sendto,?sendmsg,?sendmmsg,?recvmsg,?clone3,?openat2",
+                                     // Descriptors inside a message stand in what is cut short otherwise.
+                                     "-e", "abbrev=!recvmsg", "--"};
   arguments.insert(arguments.end(), command.begin(), command.end());
   return arguments;
 }

@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "vanto/ConfinementText.h"
 #include "vanto/DurationText.h"
 #include "vanto/JobLabel.h"
 #include "vanto/LocalTime.h"
@@ -65,6 +66,11 @@ void tellOfSocket(Console& console, const JobState& job) {
   console.printLine("  socket   " + localTimeText(job.socketLoss->time) + ": " + visible(job.socketLoss->text));
 }
 
+/// Nothing where no process runs of which it is known.
+void tellOfConfinement(Console& console, const JobState& job) {
+  for (const std::string& line : confinementLinesOf(job)) console.printLine(line);
+}
+
 void tell(Console& console, const JobState& job, const Story& story) {
   const JobFailure& failure = *story.failure;
   const StageText& stage = StageText::of(failure.stage);
@@ -101,9 +107,11 @@ ExitStatus WhyCommand::run(Console& console) const {
     console.printLine(visible(*name) + ": " + visible(found->state.state) + ", and has not failed" +
                       (isHeld ? "; no client starts it until vanto start" : ""));
     tellOfSocket(console, found->state);
+    tellOfConfinement(console, found->state);
     return found->state.socketLoss && !found->state.socketLoss->isMended ? ExitStatus::Found : ExitStatus::Fine;
   }
   tell(console, found->state, *story);
+  tellOfConfinement(console, found->state);
   return ExitStatus::Found;
 }
 

@@ -9,7 +9,8 @@
 
 namespace vanto::tool {
 
-/// `vanto why`: the story of the last failure of a service, in ten lines at most.
+/// `vanto why`: the story of the last failure of a service, in ten lines at most; and in as many how far what runs of
+/// it is confined.
 struct WhyCommand {
   /// A label, or the path of a bundle.
   std::string label;

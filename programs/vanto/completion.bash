@@ -52,7 +52,7 @@ _vanto() {
     profile) words="check explain diff show run learn --help" ;;
     "profile check") words="--json --bundle --parameter --help" ;;
     "profile explain" | "profile diff" | "profile run") words="--bundle --parameter --help" ;;
-    "profile learn") words="--out --force --help" ;;
+    "profile learn") words="--bundle --out --force --help" ;;
     "profile show") words="base network-client temporary --help" ;;
     sign) words="--key --identifier --entitlements --help" ;;
     verify | identify) words="--trust --json --help" ;;

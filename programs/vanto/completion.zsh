@@ -65,7 +65,7 @@ _vanto_profile() {
       '4:path:_files'
   elif [[ $words[2] == learn ]]; then
     _arguments '(-o --out --output)'{-o,--out,--output}'[where to write]:file:_files' '--force[replace a profile]' \
-      '--help[show help]' '*:command:_command_names'
+      '--bundle[the service that the command is]:bundle:_files' '--help[show help]' '*:command:_command_names'
   elif [[ $words[2] == check ]]; then
     _arguments $values '--json[print JSON]' '*:file:_files'
   else
@@ -106,7 +106,7 @@ _vanto() {
     'hold:end services and let no client start them'
     'status:show the jobs of service managers'
     'logs:print what a service has written'
-    'why:tell the story of the last failure of a service'
+    'why:tell the last failure of a service, and how it is confined'
     'profile:check, explain and compare sandbox profiles'
     'sign:sign a bundle or an executable'
     'verify:say what was changed since it was signed'

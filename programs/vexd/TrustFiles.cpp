@@ -10,7 +10,6 @@
 #include "value/DirectoryStream.h"
 
 namespace vanto::vexd {
-namespace {}  // namespace
 
 std::vector<TrustFiles::Place> TrustFiles::placesOfProcess() {
   std::vector<Place> places{{code::TrustDirectory::systemPath(), code::TrustOwner::Administrator}};

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "runtime/SandboxEntry.h"
 
-#include <cstdint>
+#include <string>
 
 #include <syslog.h>
 
@@ -18,18 +18,34 @@ namespace {
 PlistString* realPath(const char* what, PlistString* path) {
   int errorCode = 0;
   PlistString* result = PellmoUtilRealPathForPath(path, &errorCode);
-  if (result == nullptr) {
-    syslog(LOG_ERR, "Failed to get real path of %s: %s (%jd)", what, LogText(path).utf8(), std::intmax_t{errorCode});
-  }
-  return result;
+  if (result != nullptr) return result;
+  const std::string text = std::string("Failed to get real path of ") + what + ": " + LogText(path).utf8() + " (" +
+                           std::to_string(errorCode) + ")";
+  syslog(LOG_ERR, "%s", text.c_str());
+  vanto_sandbox_record_failure((text + "; see that it is there and that the service can reach it").c_str());
+  return nullptr;
 }
 
-/// The path of the profile file, or null when there is none.
+/// The name of the profile, or null when there is none.
+const PlistString* profileName(VantoServiceBundle& service) {
+  PlistString* key = VantoServiceDictionarySandboxProfileKey;
+  const PlistString* name = service.stringForServiceDictionaryKey(key);
+  if (name == nullptr && service.objectForServiceDictionaryKey(key) != nullptr) {
+    vanto_sandbox_record_failure("_SandboxProfile is no string; write the name of the profile, without .sb");
+  }
+  return name;
+}
+
+/// The path of the profile file, or null when there is none. Nothing of that is logged.
 PlistString* profilePath(VantoServiceBundle& service) {
-  const PlistString* name = service.stringForServiceDictionaryKey(VantoServiceDictionarySandboxProfileKey);
+  const PlistString* name = profileName(service);
   if (name == nullptr) return nullptr;
-  const KorURL* url = service.bundle()->urlForResource(name->text(), "sb");
-  return url == nullptr ? nullptr : url->path();
+  if (const KorURL* url = service.bundle()->urlForResource(name->text(), "sb")) return url->path();
+  const std::string file = '"' + std::string(name->text()) + ".sb\"";
+  vanto_sandbox_record_failure(("the bundle has no resource " + std::string(LogText(file).utf8()) +
+                                "; add the profile, or correct its name under _SandboxProfile")
+                                   .c_str());
+  return nullptr;
 }
 
 void enterSandbox(const char* profile, const char* const parameters[]) {
@@ -48,6 +64,7 @@ void enterSandboxIfProfileProvided(VantoServiceBundle& service) {
   PlistString* home = QelHomeDirectory();
   if (home == nullptr) {
     syslog(LOG_ERR, "QelHomeDirectory() returned nil");
+    vanto_sandbox_record_failure("this user has no home directory; run the service as a user who has one");
     return;
   }
   const PlistString* realBundle = realPath("bundle", service.bundle()->bundlePath());

@@ -44,6 +44,18 @@ class SandboxEntry : public ::testing::Test {
     enterSandboxIfProfileProvided(*VantoServiceBundle::initWithBundle(opened.get()));
   }
 
+  /// The call that says why the process is not confined.
+  [[nodiscard]] static std::string failure(const std::string& reason) {
+    return "vanto_sandbox_record_failure(" + reason + ")";
+  }
+  [[nodiscard]] static std::string missingResource(const std::string& file) {
+    return failure("the bundle has no resource \"" + file +
+                   "\"; add the profile, or correct its name under _SandboxProfile");
+  }
+  [[nodiscard]] static std::string unreachable(const std::string& what) {
+    return failure("Failed to get real path of " + what + "; see that it is there and that the service can reach it");
+  }
+
   /// The call that confines the process of confinedBundle().
   [[nodiscard]] std::string confinement(const std::string& identifier = "com.example.echo",
                                         const std::string& home = "/home/fake") const {
@@ -74,26 +86,35 @@ TEST_F(SandboxEntry, DoesNothingWithoutAProfile) {
   EXPECT_EQ(host_.lines(), Lines{});
 }
 
-TEST_F(SandboxEntry, TakesAProfileNameThatIsNoStringForNone) {
+// What is not logged is in the receipt all the same.
+TEST_F(SandboxEntry, TakesAProfileNameThatIsNoStringForNoneAndSaysSoOnlyInTheReceipt) {
+  Lines expected;
   for (const std::string& value :
        {BundleBuilder::integer(1), BundleBuilder::boolean(true), BundleBuilder::array({BundleBuilder::string("tight")}),
         BundleBuilder::dictionary({})}) {
     enter(emptyBundle().serviceEntry("_SandboxProfile", value).resource("tight.sb", ""));
-    EXPECT_EQ(host_.lines(), Lines{}) << value;
+    expected.push_back(failure("_SandboxProfile is no string; write the name of the profile, without .sb"));
+    EXPECT_EQ(host_.lines(), expected) << value;
   }
 }
 
-TEST_F(SandboxEntry, DoesNothingSilentlyWhenTheProfileIsMissing) {
+TEST_F(SandboxEntry, SaysOnlyInTheReceiptThatTheProfileIsMissing) {
   enter(serviceBundle("tight").resource("other.sb", "").resource("tight", "").resource("tight.txt", ""));
-  EXPECT_EQ(host_.lines(), Lines{});
+  EXPECT_EQ(host_.lines(), Lines{missingResource("tight.sb")});
 }
 
 TEST_F(SandboxEntry, TakesAProfileNameThatIsNoPathComponentForAMissingOne) {
-  for (const std::string_view name :
-       {"", "../Resources/tight", "sub/tight", "/tight", "tight/", "./tight", "tight.sb"}) {
+  Lines expected;
+  for (const std::string name : {"", "../Resources/tight", "sub/tight", "/tight", "tight/", "./tight", "tight.sb"}) {
     enter(serviceBundle(name).resource("tight.sb", ""));
-    EXPECT_EQ(host_.lines(), Lines{}) << name;
+    expected.push_back(missingResource(name + ".sb"));
+    EXPECT_EQ(host_.lines(), expected) << name;
   }
+}
+
+TEST_F(SandboxEntry, GivesTheReceiptOneLineWhateverTheNameOfTheProfile) {
+  enter(serviceBundle("a\nlevel full"));
+  EXPECT_EQ(host_.lines(), Lines{missingResource("a\\nlevel full.sb")});
 }
 
 TEST_F(SandboxEntry, GivesTheRealPathOfABundleThatIsReachedThroughASymbolicLink) {
@@ -120,14 +141,16 @@ TEST_F(SandboxEntry, LogsAMissingHomeDirectoryAndGivesUp) {
   host_.answers().homeDirectory.reset();
   enter(confinedBundle());
   log_.expect(LOG_ERR, "QelHomeDirectory() returned nil");
-  EXPECT_EQ(host_.lines(), Lines{"QelHomeDirectory()"});
+  EXPECT_EQ(host_.lines(), (Lines{"QelHomeDirectory()", failure("this user has no home directory; run the service as a "
+                                                                "user who has one")}));
 }
 
 TEST_F(SandboxEntry, LogsABundleWhoseRealPathCannotBeToldAndGivesUp) {
   host_.answers().realPathErrors[path_] = ELOOP;
   enter(confinedBundle());
   log_.expect(LOG_ERR, "Failed to get real path of bundle: " + path_ + " (" + std::to_string(ELOOP) + ")");
-  EXPECT_EQ(host_.lines(), (Lines{"QelHomeDirectory()", "PellmoUtilRealPathForPath(" + path_ + ")"}));
+  EXPECT_EQ(host_.lines(), (Lines{"QelHomeDirectory()", "PellmoUtilRealPathForPath(" + path_ + ")",
+                                  unreachable("bundle: " + path_ + " (" + std::to_string(ELOOP) + ")")}));
 }
 
 TEST_F(SandboxEntry, LogsABundlePathAsItWasGiven) {
@@ -142,7 +165,9 @@ TEST_F(SandboxEntry, LogsAHomeDirectoryWhoseRealPathCannotBeToldAndGivesUp) {
   host_.answers().realPathErrors["/home/fake"] = ENOENT;
   enter(confinedBundle());
   log_.expect(LOG_ERR, "Failed to get real path of home directory: /home/fake (" + std::to_string(ENOENT) + ")");
-  EXPECT_EQ(host_.lines(), resolutions());
+  Lines expected = resolutions();
+  expected.push_back(unreachable("home directory: /home/fake (" + std::to_string(ENOENT) + ")"));
+  EXPECT_EQ(host_.lines(), expected);
 }
 
 TEST_F(SandboxEntry, LogsTheErrorCode0WhenThereIsNone) {

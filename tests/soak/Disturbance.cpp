@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "soak/Disturbance.h"
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <thread>
@@ -18,7 +20,7 @@ void goOn(Scene& scene, int longest) {
 
 std::string killIdle(Scene& scene) {
   scene.load.pause();
-  scene.site.signalService(SIGKILL);
+  scene.site.signalProcesses(SIGKILL);
   scene.load.resume();
   return {};
 }
@@ -28,46 +30,81 @@ std::string killInCall(Scene& scene) {
   // Of the next request, since nobody else makes one.
   const std::uint64_t number = scene.tally.begun();
   bool wasAnswered = false;
-  std::thread caller([&scene, &wasAnswered] { wasAnswered = scene.load.request(500); });
+  std::thread caller([&scene, &wasAnswered] { wasAnswered = scene.load.request(Service::Shared, 500); });
   const bool isInCall =
       scene.site.waitUntil([&scene, number] { return scene.site.ledger().timesCarriedOut(number) > 0; });
-  scene.site.signalService(SIGKILL);
+  scene.site.signalProcesses(SIGKILL);
   caller.join();
   scene.load.resume();
   if (!isInCall) return "a request did not reach the service";
   return wasAnswered ? "a request whose service was killed was answered" : "";
 }
 
+/// Each connection has a process, so the end of one is nothing to the other.
+std::string killOneOfTwo(Scene& scene) {
+  constexpr int milliseconds = 500;
+  scene.load.pause();
+  const std::uint64_t number = scene.tally.begun();
+  std::array<bool, 2> wasAnswered{};
+  std::vector<std::thread> callers;
+  for (bool& each : wasAnswered) {
+    callers.emplace_back([&scene, &each] { each = scene.load.request(Service::Multiple, milliseconds); });
+  }
+  const Ledger& ledger = scene.site.ledger();
+  // Processes of clients who were there before may be about to end.
+  const bool areInCall = scene.site.waitUntil([&] {
+    return ledger.timesCarriedOut(number) > 0 && ledger.timesCarriedOut(number + 1) > 0 &&
+           scene.site.state(Service::Multiple).processes.size() == wasAnswered.size();
+  });
+  if (const auto processes = scene.site.state(Service::Multiple).processes; !processes.empty()) {
+    kill(processes[std::uniform_int_distribution<std::size_t>(0, processes.size() - 1)(scene.random)], SIGKILL);
+  }
+  for (std::thread& caller : callers) caller.join();
+  scene.load.resume();
+  if (!areInCall) return "two requests did not reach a process each";
+  const auto answered = std::count(wasAnswered.begin(), wasAnswered.end(), true);
+  return answered == 1 ? "" : std::to_string(answered) + " of two requests were answered, with one process killed";
+}
+
+/// Whichever of the two owners a connection has at that moment, the manager or the process that it is for.
+std::string killInstances(Scene& scene) {
+  for (int i = 0; i < 10; i++) {
+    goOn(scene, 20'000);
+    scene.site.signalProcesses(Service::Multiple, i % 3 == 0 ? SIGTERM : SIGKILL);
+  }
+  return {};
+}
+
 std::string killInStart(Scene& scene) {
   scene.site.setMode("sleep 20");
-  scene.site.signalService(SIGKILL);
+  scene.site.signalProcesses(SIGKILL);
   goOn(scene, 150'000);
-  scene.site.signalService(SIGKILL);
+  scene.site.signalProcesses(SIGKILL);
   return {};
 }
 
 std::string askToEnd(Scene& scene) {
-  scene.site.signalService(SIGTERM);
+  scene.site.signalProcesses(SIGTERM);
   return {};
 }
 
 std::string takeExecutableAway(Scene& scene) {
-  scene.site.removeExecutable();
-  scene.site.signalService(SIGKILL);
+  scene.site.removeExecutables();
+  scene.site.signalProcesses(SIGKILL);
   goOn(scene, 250'000);
   return {};
 }
 
 std::string makeExecutableUnusable(Scene& scene) {
-  scene.site.makeExecutableUnusable();
-  scene.site.signalService(SIGTERM);
+  scene.site.makeExecutablesUnusable();
+  scene.site.signalProcesses(SIGTERM);
   goOn(scene, 250'000);
   return {};
 }
 
 std::string beginWith(Scene& scene, const char* mode) {
   scene.site.setMode(mode);
-  scene.site.signalService(SIGTERM);
+  scene.site.signalProcesses(SIGTERM);
   goOn(scene, 250'000);
   return {};
 }
@@ -102,14 +139,16 @@ std::string waitUntilItLeaves(Scene& scene) {
   if (std::string error = scene.site.order("restart"); !error.empty()) return error;
   goOn(scene, 50'000);
   scene.load.pause();
-  const std::uint64_t exits = scene.site.ledger().exits();
-  const std::int64_t failures = scene.site.state().failures;
+  const std::uint64_t exits = scene.site.ledger().exits(Service::Shared);
+  const std::int64_t failures = scene.site.state(Service::Shared).failures;
   const auto start = std::chrono::steady_clock::now();
-  const bool isThere = scene.load.request(0);
-  const bool hasLeft = scene.site.waitUntil(
-      [&scene, exits] { return scene.site.state().state == "resting" && scene.site.ledger().exits() == exits + 1; });
+  const bool isThere = scene.load.request(Service::Shared, 0);
+  const bool hasLeft = scene.site.waitUntil([&scene, exits] {
+    return scene.site.state(Service::Shared).state == "resting" &&
+           scene.site.ledger().exits(Service::Shared) == exits + 1;
+  });
   const bool wasTooEarly = std::chrono::steady_clock::now() - start < std::chrono::seconds(Site::idleSeconds);
-  const Site::State state = scene.site.state();
+  const Site::State state = scene.site.state(Service::Shared);
   scene.load.resume();
   if (!isThere) return "the service did not answer before it was left alone";
   if (!hasLeft) return "an idle service did not leave by itself; it is " + state.state;
@@ -145,7 +184,7 @@ void noteTold(Scene& scene, const char* failure, const WaitingClients::Story& st
   // Whoever had begun so long before did wait.
   constexpr std::int64_t certain = 20'000'000;
   if (story.error.empty()) return;
-  const std::vector<std::int64_t> times = scene.site.ledger().failuresSince(story.begin);
+  const std::vector<std::int64_t> times = scene.site.ledger().failuresSince(Service::Shared, story.begin);
   if (times.empty() || times.front() < story.begin + certain || times.front() > story.end) {
     scene.told.addUnclear();
   } else {
@@ -157,7 +196,7 @@ void noteTold(Scene& scene, const char* failure, const WaitingClients::Story& st
 /// listen; `act` may see to that.
 std::string tellThoseWhoWait(Scene& scene, const char* failure, const char* mode, void (*act)(Scene&) = nullptr) {
   constexpr int count = 16;
-  scene.site.setMode(mode);
+  scene.site.setMode(Service::Shared, mode);
   if (std::string error = scene.site.order("stop"); !error.empty()) return error;
   WaitingClients clients(count);
   if (act != nullptr) act(scene);
@@ -185,14 +224,14 @@ std::string tellOfKill(Scene& scene) {
 std::string tellOfMissing(Scene& scene) {
   constexpr int count = 8;
   scene.load.pause();
-  scene.site.removeExecutable();
+  scene.site.removeExecutables();
   std::string error = scene.site.order("stop");
   for (int i = 0; error.empty() && i < count; i++) {
     const WaitingClients::Story story = WaitingClients(1).stories().front();
     const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
     const std::int64_t told = std::chrono::nanoseconds(sinceEpoch).count() - (monotonicTime() - story.end);
     if (story.error.empty()) error = "a service without an executable was started";
-    scene.told.add("not executable, since that is known", told - scene.site.state().failureTime);
+    scene.told.add("not executable, since that is known", told - scene.site.state(Service::Shared).failureTime);
   }
   scene.load.resume();
   return error;
@@ -204,6 +243,8 @@ const std::vector<Disturbance>& disturbances() {
   static const std::vector<Disturbance> all{
       {"service killed when idle", killIdle, 3},
       {"service killed in mid-call", killInCall, 3},
+      {"one of two instances killed in mid-call", killOneOfTwo, 2},
+      {"instances killed again and again", killInstances, 3},
       {"service killed while it starts", killInStart, 3},
       {"service asked to end by a signal", askToEnd, 3},
       {"executable missing", takeExecutableAway, 2},

@@ -28,7 +28,8 @@ Ledger::Ledger(const std::string& path) {
   contents_ = static_cast<Contents*>(memory);
 }
 
-void Ledger::carryOut(std::uint64_t number) noexcept {
+void Ledger::carryOut(Service service, std::uint64_t number) noexcept {
+  page(service).requests++;
   if (number < capacity) contents_->carriedOut[number]++;
 }
 
@@ -36,14 +37,15 @@ unsigned Ledger::timesCarriedOut(std::uint64_t number) const noexcept {
   return number < capacity ? contents_->carriedOut[number].load() : 0;
 }
 
-void Ledger::noteFailure() noexcept {
-  const std::uint64_t index = contents_->failures++;
-  contents_->failureTimes[index % rememberedFailures] = monotonicTime();
+void Ledger::noteFailure(Service service) noexcept {
+  Page& noted = page(service);
+  const std::uint64_t index = noted.failures++;
+  noted.failureTimes[index % rememberedFailures] = monotonicTime();
 }
 
-std::vector<std::int64_t> Ledger::failuresSince(std::int64_t time) const {
+std::vector<std::int64_t> Ledger::failuresSince(Service service, std::int64_t time) const {
   std::vector<std::int64_t> times;
-  for (const std::atomic<std::int64_t>& each : contents_->failureTimes) {
+  for (const std::atomic<std::int64_t>& each : page(service).failureTimes) {
     if (each >= time) times.push_back(each);
   }
   std::sort(times.begin(), times.end());

@@ -17,13 +17,28 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds longestPause{3};
 constexpr int mostRequests = 6;
+/// What a client in haste allows, and what it asks the service to take: some have not even connected by then.
+constexpr int mostHasteMilliseconds = 100;
+constexpr int mostSlowMilliseconds = 20;
 
-double nanosecondsSince(Clock::time_point start) {
-  return static_cast<double>(std::chrono::nanoseconds(Clock::now() - start).count());
+constexpr Load::Client clients[] = {
+    {Service::Shared, Load::Habit::OneByOne}, {Service::Shared, Load::Habit::AtOnce},
+    {Service::Shared, Load::Habit::OneByOne}, {Service::Shared, Load::Habit::AtOnce},
+    {Service::Shared, Load::Habit::Haste},    {Service::Multiple, Load::Habit::OneByOne},
+    {Service::Multiple, Load::Habit::AtOnce}, {Service::Multiple, Load::Habit::Haste},
+};
+
+std::int64_t nanosecondsSince(Clock::time_point start) {
+  return std::chrono::nanoseconds(Clock::now() - start).count();
 }
 
-IpcPointer connect() {
-  return IpcPointer(vanto_connect(Ledger::serviceName, nullptr, Load::bound));
+/// A step that began at `start` and ends now.
+Spent spentSince(Clock::time_point start, std::uint64_t allowed = Load::bound) {
+  return {static_cast<std::int64_t>(allowed), nanosecondsSince(start)};
+}
+
+IpcPointer connect(Service service, std::uint64_t allowed = Load::bound) {
+  return IpcPointer(vanto_connect(nameOf(service), nullptr, allowed));
 }
 
 IpcPointer requestOf(std::uint64_t number, int milliseconds) {
@@ -45,22 +60,24 @@ struct Flight {
   Flight(Tally& all, int count) : tally(all), toEnd(count) {}
 
   void end(std::uint64_t number, vanto_object_t outcome) {
-    tally.end(number, outcome, nanosecondsSince(start));
+    tally.end(number, outcome, spentSince(start));
     const std::lock_guard lock(mutex);
     if (--toEnd == 0) allEnded.notify_all();
   }
   void wait() {
     std::unique_lock lock(mutex);
-    const auto deadline = start + std::chrono::nanoseconds(2 * Load::bound + Load::slack);
+    // Whatever has not ended by then is lost.
+    const auto deadline = start + std::chrono::nanoseconds(2 * Load::bound);
     allEnded.wait_until(lock, deadline, [this] { return toEnd == 0; });
   }
 };
 
 }  // namespace
 
-Load::Load(Tally& tally, int clients) : tally_(tally) {
-  for (int client = 0; client < clients; client++) {
-    threads_.emplace_back([this, client] { run(client); });
+Load::Load(Tally& tally) : tally_(tally) {
+  for (const Client& client : clients) {
+    const auto seed = static_cast<unsigned>(threads_.size()) + 1;
+    threads_.emplace_back([this, client, seed] { run(client, seed); });
   }
 }
 
@@ -103,14 +120,22 @@ void Load::leave() {
   changed_.notify_all();
 }
 
-void Load::run(int client) {
-  std::minstd_rand random(static_cast<unsigned>(client) + 1);
+void Load::run(Client client, unsigned seed) {
+  std::minstd_rand random(seed);
+  const auto upTo = [&random](int most) {
+    return std::uniform_int_distribution(1, most)(random);
+  };
   while (enter()) {
-    const int count = std::uniform_int_distribution(1, mostRequests)(random);
-    if (client % 2 == 0) {
-      callOneByOne(count);
-    } else {
-      callAtOnce(count);
+    switch (client.habit) {
+      case Habit::OneByOne:
+        callOneByOne(client.service, upTo(mostRequests));
+        break;
+      case Habit::AtOnce:
+        callAtOnce(client.service, upTo(mostRequests));
+        break;
+      case Habit::Haste:
+        request(client.service, upTo(mostSlowMilliseconds), std::uint64_t{1'000'000} * upTo(mostHasteMilliseconds));
+        break;
     }
     leave();
     // A load that goes on for hours, not the most that the machine can do.
@@ -119,52 +144,57 @@ void Load::run(int client) {
   }
 }
 
-bool Load::request(int milliseconds) {
+bool Load::request(Service service, int milliseconds, std::uint64_t allowed) {
   const std::uint64_t number = tally_.begin();
-  const Clock::time_point start = Clock::now();
   const IpcPointer request = requestOf(number, milliseconds);
+  Clock::time_point start = Clock::now();
   IpcPointer outcome;
   // In one step and in two, which begin differently.
   if (number % 2 == 0) {
-    outcome.reset(vanto_call_service(Ledger::serviceName, request.get(), bound));
+    outcome.reset(vanto_call_service(nameOf(service), request.get(), allowed));
   } else {
-    outcome = connect();
+    outcome = connect(service, allowed);
     if (vanto_kind(outcome.get()) == VANTO_KIND_CONNECTION) {
-      outcome.reset(vanto_call(outcome.get(), request.get(), bound));
+      tally_.noteStep(spentSince(start, allowed));
+      start = Clock::now();
+      outcome.reset(vanto_call(outcome.get(), request.get(), allowed));
     }
   }
-  tally_.end(number, outcome.get(), nanosecondsSince(start));
+  tally_.end(number, outcome.get(), spentSince(start, allowed));
   return vanto_kind(outcome.get()) != VANTO_KIND_ERROR;
 }
 
-void Load::callOneByOne(int count) {
-  std::uint64_t number = tally_.begin();
-  Clock::time_point start = Clock::now();
-  const IpcPointer connection = connect();
+void Load::callOneByOne(Service service, int count) {
+  const Clock::time_point start = Clock::now();
+  const IpcPointer connection = connect(service);
   if (vanto_kind(connection.get()) != VANTO_KIND_CONNECTION) {
-    return tally_.end(number, connection.get(), nanosecondsSince(start));
+    return tally_.end(tally_.begin(), connection.get(), spentSince(start));
   }
+  tally_.noteStep(spentSince(start));
   for (int call = 0; call < count; call++) {
+    const std::uint64_t number = tally_.begin();
+    const Clock::time_point begin = Clock::now();
     const IpcPointer outcome(vanto_call(connection.get(), requestOf(number, 0).get(), bound));
-    tally_.end(number, outcome.get(), nanosecondsSince(start));
-    if (call + 1 == count || vanto_kind(outcome.get()) == VANTO_KIND_ERROR) return;
-    number = tally_.begin();
-    start = Clock::now();
+    tally_.end(number, outcome.get(), spentSince(begin));
+    if (vanto_kind(outcome.get()) == VANTO_KIND_ERROR) return;
   }
 }
 
-void Load::callAtOnce(int count) {
+void Load::callAtOnce(Service service, int count) {
+  const Clock::time_point start = Clock::now();
+  const IpcPointer connection = connect(service);
+  if (vanto_kind(connection.get()) != VANTO_KIND_CONNECTION) {
+    for (int call = 0; call < count; call++) tally_.end(tally_.begin(), connection.get(), spentSince(start));
+    return;
+  }
+  tally_.noteStep(spentSince(start));
   const auto flight = std::make_shared<Flight>(tally_, count);
-  std::vector<std::uint64_t> numbers;
-  for (int call = 0; call < count; call++) numbers.push_back(tally_.begin());
-  const IpcPointer connection = connect();
-  for (const std::uint64_t number : numbers) {
+  for (int call = 0; call < count; call++) {
+    const std::uint64_t number = tally_.begin();
     const auto end = [flight, number](vanto_object_t outcome) {
       flight->end(number, outcome);
     };
-    if (vanto_kind(connection.get()) != VANTO_KIND_CONNECTION) {
-      end(connection.get());
-    } else if (vanto_call_async(connection.get(), requestOf(number, 0).get(), bound, end) == 0) {
+    if (vanto_call_async(connection.get(), requestOf(number, 0).get(), bound, end) == 0) {
       // The connection has ended already; there is no code for that but this.
       end(IpcPointer(vanto_error_create(VANTO_ERROR_CLOSED, nullptr)).get());
     }

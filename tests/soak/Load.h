@@ -12,16 +12,13 @@
 
 namespace vanto::soak {
 
-/// Clients that call the service again and again, on connections of their own: half of them one request after the
-/// other, half with several in flight.
+/// Clients that call the services again and again, on connections of their own.
 class Load {
  public:
-  /// Nanoseconds within which a request must end: its connection and its call may take so long each.
+  /// What clients allow for connecting and for calling, in nanoseconds, unless they are in haste.
   static constexpr std::uint64_t bound = 10'000'000'000;
-  /// What a loaded machine may need beyond that.
-  static constexpr std::uint64_t slack = 5'000'000'000;
 
-  Load(Tally& tally, int clients);
+  explicit Load(Tally& tally);
   /// Ends the clients once they are done with what they have begun.
   ~Load();
   Load(const Load&) = delete;
@@ -32,14 +29,27 @@ class Load {
   void resume();
 
   /// One request of the caller's own, which takes the service so many milliseconds. Whether it was answered.
-  bool request(int milliseconds);
+  bool request(Service service, int milliseconds, std::uint64_t allowed = bound);
+
+  enum class Habit {
+    /// One request after the other on a connection.
+    OneByOne,
+    /// Several in flight.
+    AtOnce,
+    /// One request on each connection, with little time for it.
+    Haste,
+  };
+  struct Client {
+    Service service;
+    Habit habit;
+  };
 
  private:
-  void run(int client);
+  void run(Client client, unsigned seed);
   [[nodiscard]] bool enter();
   void leave();
-  void callOneByOne(int count);
-  void callAtOnce(int count);
+  void callOneByOne(Service service, int count);
+  void callAtOnce(Service service, int count);
 
   Tally& tally_;
   std::mutex mutex_;

@@ -5,7 +5,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <istream>
+#include <string_view>
 #include <utility>
 
 namespace vanto::soak {
@@ -13,6 +14,18 @@ namespace vanto::soak {
 namespace {
 
 constexpr std::array optionVariables = {"ASAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS"};
+
+/// Said of a process that is killed while it looks for leaks at its end, as the soak does.
+constexpr std::string_view ofTheKilled = "Unable to get registers from thread";
+
+/// A report without such lines.
+std::string faultsIn(std::istream& report) {
+  std::string faults;
+  for (std::string line; std::getline(report, line);) {
+    if (!line.empty() && line.find(ofTheKilled) == std::string::npos) faults += line + "\n";
+  }
+  return faults;
+}
 
 }  // namespace
 
@@ -33,8 +46,8 @@ std::vector<std::string> SanitizerReports::managerArguments() {
 std::string SanitizerReports::first() const {
   for (const std::filesystem::directory_entry& entry : std::filesystem::directory_iterator(directory_)) {
     std::ifstream file(entry.path());
-    const std::string text(std::istreambuf_iterator<char>(file), {});
-    return entry.path().filename().string() + ": " + text;
+    const std::string faults = faultsIn(file);
+    if (!faults.empty()) return entry.path().filename().string() + ": " + faults;
   }
   return {};
 }

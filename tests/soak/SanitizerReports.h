@@ -17,7 +17,7 @@ class SanitizerReports {
   /// Has a manager hand on to its services where reports go.
   [[nodiscard]] static std::vector<std::string> managerArguments();
 
-  /// The first report, by its file and its text, or empty.
+  /// The first report that tells of a fault, by its file and those lines, or empty.
   [[nodiscard]] std::string first() const;
 
  private:

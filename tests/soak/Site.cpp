@@ -52,7 +52,7 @@ Site::Site(const Programs& programs)
     : reports_(madeDirectory(directory_ / "reports")),
       ledger_((fs::create_directory(directory_ / "service"), directory_ / "service/" + Ledger::fileName)),
       manager_({programs.manager, programs.proxy, directory_.path(), managerArguments()}) {
-  fs::copy_file(programs.service, executable());
+  for (const Service service : services) fs::copy_file(programs.service, executable(service));
   setenv("XDG_RUNTIME_DIR", directory_.path().c_str(), 1);
   prctl(PR_SET_CHILD_SUBREAPER, 1);
 }
@@ -63,7 +63,10 @@ std::string Site::begin() {
 }
 
 std::string Site::load() const {
-  return manager_.load(Ledger::serviceName, executable());
+  using Instances = RunningManager::Instances;
+  std::string error = manager_.load(nameOf(Service::Shared), executable(Service::Shared), Instances::One);
+  if (!error.empty()) return error;
+  return manager_.load(nameOf(Service::Multiple), executable(Service::Multiple), Instances::Multiple);
 }
 
 std::string Site::end() {
@@ -74,8 +77,8 @@ std::string Site::end() {
   return left == 0 ? "" : std::to_string(left) + " processes are left";
 }
 
-Site::State Site::state() const {
-  const IpcPointer reply = manager_.order("status", Ledger::serviceName);
+Site::State Site::state(Service service) const {
+  const IpcPointer reply = manager_.order("status", nameOf(service));
   const vanto_object_t jobs = vanto_dictionary_get_value(reply.get(), "jobs");
   const vanto_object_t job = vanto_array_get_value(jobs, 0);
   State state;
@@ -84,10 +87,10 @@ Site::State Site::state() const {
   state.starts = number(job, "starts");
   state.failures = number(job, "failures");
   state.failureTime = number(vanto_dictionary_get_value(job, "failure"), "time");
-  // The current one is the last.
   const vanto_object_t instances = vanto_dictionary_get_value(job, "instances");
-  const std::size_t count = vanto_array_get_count(instances);
-  if (count > 0) state.process = static_cast<pid_t>(number(vanto_array_get_value(instances, count - 1), "pid"));
+  for (std::size_t i = 0; i < vanto_array_get_count(instances); i++) {
+    state.processes.push_back(static_cast<pid_t>(number(vanto_array_get_value(instances, i), "pid")));
+  }
   return state;
 }
 
@@ -101,40 +104,59 @@ bool Site::waitUntil(const std::function<bool()>& condition) const {
   return true;
 }
 
-void Site::signalService(int signal) const {
-  if (const pid_t process = state().process; process > 0) kill(process, signal);
+void Site::signalProcesses(Service service, int signal) const {
+  for (const pid_t process : state(service).processes) kill(process, signal);
+}
+
+void Site::signalProcesses(int signal) const {
+  for (const Service service : services) signalProcesses(service, signal);
 }
 
 void Site::killStarting() {
-  const pid_t process = state().process;
-  if (process <= 0) return;
-  ledger_.noteFailure();
-  kill(process, SIGKILL);
+  const std::vector<pid_t> processes = state(Service::Shared).processes;
+  if (processes.empty()) return;
+  ledger_.noteFailure(Service::Shared);
+  kill(processes.back(), SIGKILL);
 }
 
-void Site::removeExecutable() const {
-  fs::rename(executable(), executable() + ".away");
+void Site::removeExecutables() const {
+  for (const Service service : services) fs::rename(executable(service), executable(service) + ".away");
 }
 
-void Site::makeExecutableUnusable() const {
-  chmod(executable().c_str(), 0600);
+void Site::makeExecutablesUnusable() const {
+  for (const Service service : services) chmod(executable(service).c_str(), 0600);
 }
 
 void Site::setMode(const std::string& mode) const {
-  const std::string path = directory_ / "service/" + Ledger::modeFileName;
+  for (const Service service : services) setMode(service, mode);
+}
+
+void Site::setMode(Service service, const std::string& mode) const {
+  const std::string path = executable(service) + Ledger::modeSuffix;
   // As a whole, since a process may just begin.
   std::ofstream(path + ".new") << mode << '\n';
   fs::rename(path + ".new", path);
 }
 
 void Site::restore() const {
-  if (fs::exists(executable() + ".away")) fs::rename(executable() + ".away", executable());
-  chmod(executable().c_str(), 0700);
+  for (const Service service : services) {
+    const std::string path = executable(service);
+    if (fs::exists(path + ".away")) fs::rename(path + ".away", path);
+    chmod(path.c_str(), 0700);
+  }
   setMode("");
 }
 
+std::string Site::order(const char* command, Service service) const {
+  return RunningManager::errorIn(manager_.order(command, nameOf(service)).get());
+}
+
 std::string Site::order(const char* command) const {
-  return RunningManager::errorIn(manager_.order(command, Ledger::serviceName).get());
+  std::string error;
+  for (const Service service : services) {
+    if (error.empty()) error = order(command, service);
+  }
+  return error;
 }
 
 std::string Site::replaceManager() {

@@ -15,11 +15,11 @@
 
 namespace vanto::soak {
 
-/// A manager in a runtime directory of its own, and the service that it manages, with all that can be done to both.
+/// A manager in a runtime directory of its own, and the services that it manages, with all that can be done to them.
 /// This process adopts what a killed manager leaves behind. One thread.
 class Site {
  public:
-  /// How long the service is idle before it may leave.
+  /// How long the shared service is idle before it may leave.
   static constexpr int idleSeconds = 1;
 
   struct Programs {
@@ -31,7 +31,7 @@ class Site {
   Site(const Site&) = delete;
   Site& operator=(const Site&) = delete;
 
-  /// Starts the manager and loads the service. Empty, or what went wrong.
+  /// Starts the manager and loads the services. Empty, or what went wrong.
   [[nodiscard]] std::string begin();
   /// Ends the manager. Empty, or what went wrong: its status, or processes that are left.
   [[nodiscard]] std::string end();
@@ -40,12 +40,12 @@ class Site {
   /// What a sanitizer has said of the manager, the proxy or a service, or empty.
   [[nodiscard]] std::string sanitizerReport() const { return reports_.first(); }
 
-  /// What the manager says about the service.
+  /// What the manager says about a service.
   struct State {
     /// Or why it does not say anything.
     std::string state;
-    /// Of the process that serves; -1 for none.
-    pid_t process = -1;
+    /// The last one was made last.
+    std::vector<pid_t> processes;
     /// Nanoseconds until it may be started again.
     std::int64_t retry = 0;
     std::int64_t starts = 0;
@@ -53,24 +53,30 @@ class Site {
     /// When the last one was noticed, in nanoseconds of CLOCK_REALTIME.
     std::int64_t failureTime = 0;
   };
-  [[nodiscard]] State state() const;
+  [[nodiscard]] State state(Service service) const;
   /// True when the condition is, within ten seconds.
   [[nodiscard]] bool waitUntil(const std::function<bool()>& condition) const;
 
-  // The service.
-  /// Sends a signal to the process of the service, if there is one.
-  void signalService(int signal) const;
-  /// Kills the process of the service, which has not begun to listen, and notes that in the ledger.
+  // The services.
+  /// Sends a signal to the processes of a service, if there are any.
+  void signalProcesses(Service service, int signal) const;
+  /// The same for all services.
+  void signalProcesses(int signal) const;
+  /// Kills the process of the shared service, which has not begun to listen, and notes that in the ledger.
   void killStarting();
-  void removeExecutable() const;
-  void makeExecutableUnusable() const;
-  /// Has processes begin as SoakService.cpp says.
+  void removeExecutables() const;
+  void makeExecutablesUnusable() const;
+  /// Has processes of a service begin as SoakService.cpp says.
+  void setMode(Service service, const std::string& mode) const;
+  /// The same for all services.
   void setMode(const std::string& mode) const;
-  /// The executable is there, can be executed, and begins as usual.
+  /// The executables are there, can be executed, and begin as usual.
   void restore() const;
 
   // The manager.
-  /// Gives an order about the service. Empty, or the error.
+  /// Gives an order about a service. Empty, or the error.
+  [[nodiscard]] std::string order(const char* command, Service service) const;
+  /// The same about each, until there is an error.
   [[nodiscard]] std::string order(const char* command) const;
   [[nodiscard]] std::string load() const;
   /// Kills the manager, and starts one anew. Empty, or what went wrong.
@@ -88,7 +94,9 @@ class Site {
 
  private:
   [[nodiscard]] std::vector<pid_t> children() const;
-  [[nodiscard]] std::string executable() const { return directory_ / "service/soak"; }
+  [[nodiscard]] std::string executable(Service service) const {
+    return directory_ / (std::string("service/") + nameOf(service));
+  }
 
   const test::TemporaryDirectory directory_;
   const SanitizerReports reports_;

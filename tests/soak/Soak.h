@@ -20,7 +20,7 @@ struct Length {
   int seconds = 0;
 };
 
-/// Runs: in each, one random disturbance under load, after which the service must answer again.
+/// Runs: in each, one random disturbance under load, after which the services must answer again.
 class Soak {
  public:
   Soak(const Site::Programs& programs, Length length, std::uint64_t seed);
@@ -31,7 +31,7 @@ class Soak {
  private:
   struct Row {
     int runs = 0;
-    /// Milliseconds after which the service answered again.
+    /// Milliseconds after which the services answered again.
     double longestRecovery = 0;
   };
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// The service of the soak. It answers a request, {"number", maybe "slow": milliseconds}, with its number, and notes in
-// the ledger that it has. The file "mode" beside the executable says what a process does before it begins to listen,
-// one thing after the other:
+// The services of the soak; which one it is says the name of the executable. It answers a request, {"number", maybe
+// "slow": milliseconds}, with its number, and notes in the ledger that it has. The file NAME.mode beside the executable
+// says what a process does before it begins to listen, one thing after the other:
 //
 //   exit N    ends with status N
 //   crash     ends by a signal
@@ -23,6 +23,7 @@ namespace {
 
 /// Lives as long as the process.
 Ledger* ledger = nullptr;
+Service self = Service::Shared;
 
 void pauseFor(std::int64_t milliseconds) {
   const timespec time{milliseconds / 1000, milliseconds % 1000 * 1'000'000};
@@ -33,7 +34,7 @@ void answer(vanto_object_t, vanto_object_t event) {
   if (vanto_kind(event) != VANTO_KIND_MESSAGE) return;
   const vanto_object_t request = vanto_message_get_body(event);
   const vanto_object_t number = vanto_dictionary_get_value(request, "number");
-  ledger->carryOut(static_cast<std::uint64_t>(vanto_int64_get_value(number)));
+  ledger->carryOut(self, static_cast<std::uint64_t>(vanto_int64_get_value(number)));
   pauseFor(vanto_int64_get_value(vanto_dictionary_get_value(request, "slow")));
   vanto_reply(event, number);
 }
@@ -53,20 +54,21 @@ void obeyMode(const std::string& path) {
       pauseFor(number);
       continue;
     }
-    ledger->noteFailure();
+    ledger->noteFailure(self);
     if (word == "exit") std::_Exit(number);
     std::raise(SIGABRT);
   }
 }
 
 [[noreturn]] void run(const std::string& executable) {
-  const std::string directory = executable.substr(0, executable.rfind('/') + 1);
-  ledger = new Ledger(directory + Ledger::fileName);
-  ledger->noteStart();
-  obeyMode(directory + Ledger::modeFileName);
-  std::atexit([] { ledger->noteExit(); });
+  const std::size_t nameBegin = executable.rfind('/') + 1;
+  if (executable.substr(nameBegin) == nameOf(Service::Multiple)) self = Service::Multiple;
+  ledger = new Ledger(executable.substr(0, nameBegin) + Ledger::fileName);
+  ledger->noteStart(self);
+  obeyMode(executable + Ledger::modeSuffix);
+  std::atexit([] { ledger->noteExit(self); });
   vanto_track_activity();
-  const vanto_object_t listener = vanto_connection_create_listener(Ledger::serviceName, nullptr);
+  const vanto_object_t listener = vanto_connection_create_listener(nameOf(self), nullptr);
   vanto_connection_set_event_handler(listener, serve);
   vanto_connection_resume(listener);
   dispatch_main();

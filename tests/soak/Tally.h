@@ -15,6 +15,13 @@
 
 namespace vanto::soak {
 
+/// How long a client spent on one step, connecting or calling or both in one, in nanoseconds.
+struct Spent {
+  /// What the client has allowed.
+  std::int64_t bound;
+  std::int64_t time;
+};
+
 /// What became of the requests. Any thread.
 class Tally {
  public:
@@ -27,22 +34,27 @@ class Tally {
   [[nodiscard]] std::uint64_t begun() const noexcept { return next_.load(); }
   [[nodiscard]] bool isFull() const noexcept { return next_ >= Ledger::capacity / 2; }
 
-  /// Notes how a request ended, after so many nanoseconds: with a reply, or an error object, which may also have come
-  /// in place of a connection.
-  void end(std::uint64_t number, vanto_object_t outcome, double nanoseconds);
+  /// Notes how a request ended, and its last step: with a reply, or an error object, which may also have come in place
+  /// of a connection.
+  void end(std::uint64_t number, vanto_object_t outcome, Spent last);
+  /// Notes a step that was not the last one.
+  void noteStep(Spent step);
 
-  /// Errors until now.
+  /// Errors until now, but for those of clients who did not wait.
   [[nodiscard]] std::uint64_t errors() const noexcept { return errors_; }
 
-  /// Compares with what the service has noted, and prints the figures. True when none is wrong: each request ended
-  /// within its bound and once, was carried out once if it was answered and at most once if not, and no service hung.
-  [[nodiscard]] bool report(const Ledger& ledger, double longestAllowed) const;
+  /// Compares with what the services have noted, and prints the figures. True when none is wrong: each request ended
+  /// once, each step of it within its own bound and what a loaded machine needs beyond that, and it was carried out
+  /// once if it was answered, not at all if there was no service, and at most once else.
+  [[nodiscard]] bool report(const Ledger& ledger) const;
 
  private:
-  enum class End : std::uint8_t { None = 0, Answered = 1, Failed = 2 };
+  /// Untouched: with an error by which nobody has seen the request.
+  enum class End : std::uint8_t { None = 0, Answered = 1, Failed = 2, Untouched = 3 };
   struct Counts;
 
   [[nodiscard]] Counts count(const Ledger& ledger) const;
+  [[nodiscard]] bool reportTimes() const;
 
   std::atomic<std::uint64_t> next_ = 0;
   std::atomic<std::uint64_t> errors_ = 0;
@@ -54,7 +66,10 @@ class Tally {
   /// By code, and stage where the manager has said one.
   std::map<std::string, std::uint64_t> errorsByKind_;
   std::uint64_t unexpected_ = 0;
-  double longest_ = 0;
+  std::uint64_t timeOuts_ = 0;
+  std::int64_t longest_ = 0;
+  /// What a step took beyond its bound, if it did.
+  std::int64_t mostBeyond_ = 0;
 };
 
 }  // namespace vanto::soak

@@ -13,7 +13,7 @@ namespace {
 
 void connectOnce(WaitingClients::Story& story) {
   story.begin = monotonicTime();
-  const test::IpcPointer outcome(vanto_connect(Ledger::serviceName, nullptr, Load::bound));
+  const test::IpcPointer outcome(vanto_connect(nameOf(Service::Shared), nullptr, Load::bound));
   story.end = monotonicTime();
   if (vanto_kind(outcome.get()) == VANTO_KIND_ERROR) story.error = vanto_error_get_text(outcome.get());
 }

@@ -8,7 +8,7 @@
 
 namespace vanto::soak {
 
-/// Clients that connect to the service at the same time, and note when they are told that it was not started.
+/// Clients that connect to the shared service at the same time, and note when they are told that it was not started.
 class WaitingClients {
  public:
   explicit WaitingClients(int count);

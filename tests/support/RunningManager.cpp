@@ -63,17 +63,19 @@ IpcPointer dictionary(const std::vector<std::pair<const char*, vanto_object_t>>&
   return result;
 }
 
-IpcPointer jobOf(const std::string& label, const std::string& program) {
+IpcPointer jobOf(const std::string& label, const std::string& program, RunningManager::Instances instances) {
   const IpcPointer name = string(label);
   const IpcPointer proxy = string("/usr/libexec/vantoproxy");
   const IpcPointer path = string(program);
   const std::array<vanto_object_t, 2> words{proxy.get(), path.get()};
   const IpcPointer arguments(vanto_array_create(words.data(), words.size()));
   const IpcPointer yes(vanto_bool_create(true));
+  const IpcPointer multiple(vanto_bool_create(instances == RunningManager::Instances::Multiple));
   const IpcPointer services = dictionary({{label.c_str(), yes.get()}});
   return dictionary({{"Label", name.get()},
                      {"MachServices", services.get()},
                      {"ProgramArguments", arguments.get()},
+                     {"MultipleInstances", multiple.get()},
                      {"EnableTransactions", yes.get()}});
 }
 
@@ -139,9 +141,9 @@ IpcPointer RunningManager::order(const char* command, const char* label) const {
   return send(dictionary({{"command", commandText.get()}, {"label", labelText.get()}}).get());
 }
 
-std::string RunningManager::load(const std::string& label, const std::string& program) const {
+std::string RunningManager::load(const std::string& label, const std::string& program, Instances instances) const {
   const IpcPointer command = string("load");
-  const IpcPointer job = jobOf(label, program);
+  const IpcPointer job = jobOf(label, program, instances);
   return errorIn(send(dictionary({{"command", command.get()}, {"job", job.get()}}).get()).get());
 }
 

@@ -49,9 +49,12 @@ class RunningManager {
 
   /// Sends an order; `label` may be null. The reply, or an error object.
   [[nodiscard]] IpcPointer order(const char* command, const char* label) const;
+  /// Whether one process serves all clients, or each connection has one of its own.
+  enum class Instances { One, Multiple };
   /// Loads the job of a service `label` whose executable is `program`, and that leaves when it is idle. Empty, or why
   /// not.
-  [[nodiscard]] std::string load(const std::string& label, const std::string& program) const;
+  [[nodiscard]] std::string load(const std::string& label, const std::string& program,
+                                 Instances instances = Instances::One) const;
 
   /// The text of "error" in a reply, or that of an error object; empty for a good reply.
   [[nodiscard]] static std::string errorIn(vanto_object_t reply);

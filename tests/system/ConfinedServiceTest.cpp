@@ -7,6 +7,7 @@
 
 #include "host/ipc/ManagerEnd.h"
 #include "host/ipc/Peer.h"
+#include "support/HiddenCalls.h"
 #include "system/ServiceBundles.h"
 
 namespace vanto::test {
@@ -27,6 +28,21 @@ class ConfinedService : public ServiceBundles {
   [[nodiscard]] std::string profile() const {
     return "version 1\ninclude base\nallow read ${VantoService_path}\nallow read,write,create " + (directory_ / "own") +
            "\nallow read " + (directory_ / "absent") + "\nnetwork none\nrequire network processes\n";
+  }
+
+  /// Builds the bundle and starts its service where `hide` has hidden something of the kernel's.
+  [[nodiscard]] static std::unique_ptr<ServiceProcess> startWithout(void (*hide)(), BundleBuilder& bundle) {
+    bundle.build();
+    return std::make_unique<ServiceProcess>(bundle.executablePath("service"), std::vector<std::string>{"obeying"},
+                                            ServiceProcess::Traced::No, hide);
+  }
+
+  /// That the service answers, is free, and has logged one line: that its profile was not entered, and why.
+  void expectUnconfined(const ServiceProcess& service, const BundleBuilder& bundle, const std::string& why) const {
+    EXPECT_EQ(outcomeOf(service, "socket"), 0);
+    EXPECT_EQ(outcomeOf(service, "read " + (directory_ / "outside/file")), 0);
+    EXPECT_EQ(service.log(),
+              Lines{"3 sandbox_init_with_parameters() profile " + bundle.resourcesPath() + "/tight.sb fails: " + why});
   }
 
   /// What comes of an order to the service: 0 or errno.
@@ -89,20 +105,38 @@ TEST_F(ConfinedService, IsUnconfinedAndSilentWithoutItsProfile) {
 
 TEST_F(ConfinedService, GoesOnUnconfinedWhereTheProfileIsTooLarge) {
   BundleBuilder bundle = confinedBundle(std::string((std::size_t{1} << 20) + 1, '#'));
-  const auto service = start(bundle, {"obeying"});
-  EXPECT_EQ(outcomeOf(*service, "socket"), 0);
-  EXPECT_EQ(service->log(), Lines{"3 sandbox_init_with_parameters() profile " + bundle.resourcesPath() +
-                                  "/tight.sb fails: the file is larger than 1 MiB; make the profile shorter"});
+  expectUnconfined(*start(bundle, {"obeying"}), bundle, "the file is larger than 1 MiB; make the profile shorter");
 }
 
 TEST_F(ConfinedService, GoesOnUnconfinedWhereItHasMadeAThreadBefore) {
   BundleBuilder bundle = confinedBundle("network none\n");
-  const auto service = start(bundle, {"threaded"});
-  EXPECT_EQ(outcomeOf(*service, "socket"), 0);
-  EXPECT_EQ(outcomeOf(*service, "read " + (directory_ / "outside/file")), 0);
-  EXPECT_EQ(service->log(), Lines{"3 sandbox_init_with_parameters() profile " + bundle.resourcesPath() +
-                                  "/tight.sb fails: the process has 2 threads, of which only one could be confined; "
-                                  "enter the sandbox before others are made"});
+  expectUnconfined(*start(bundle, {"threaded"}), bundle,
+                   "the process has 2 threads, of which only one could be confined; enter the sandbox before others "
+                   "are made");
+}
+
+TEST_F(ConfinedService, GoesOnUnconfinedWhereTheProfileHasAMistake) {
+  BundleBuilder bundle = confinedBundle("version 1\nnetwork some\nallow read\n");
+  expectUnconfined(
+      *start(bundle, {"obeying"}), bundle,
+      bundle.resourcesPath() +
+          "/tight.sb:2:9: unknown word \"some\"; write network none, or allow network for all of it (and 1 more)");
+}
+
+TEST_F(ConfinedService, GoesOnUnconfinedWhereTheKernelCannotDenyWhatMustBeDenied) {
+  BundleBuilder bundle = confinedBundle("network none\nrequire read network\n");
+  const auto withoutFilters = [] {
+    testing::hideCall(SYS_seccomp);
+  };
+  expectUnconfined(*startWithout(withoutFilters, bundle), bundle,
+                   "the profile requires network: system calls cannot be filtered here");
+}
+
+TEST_F(ConfinedService, GoesOnUnconfinedWithoutLandlock) {
+  BundleBuilder bundle = confinedBundle("network none\n");
+  expectUnconfined(*startWithout(&testing::hideLandlock, bundle), bundle,
+                   "this kernel has no Landlock, or it is switched off, and without it no profile is entered; start "
+                   "Linux 5.13 or newer with landlock among the modules of its parameter lsm");
 }
 
 TEST_F(ConfinedService, IsNotGivenUpOverWhatItHasPutInAPlaceOfItsOwn) {
@@ -161,6 +195,17 @@ TEST_F(ManagedConfinedService, TellsItsManagerWhyItIsNotConfined) {
   EXPECT_EQ(manager_.next().substr(0, start.size()), start);
   EXPECT_EQ(manager_.next(), "listening");
   EXPECT_EQ(outcomeOf(*service, "socket"), 0);
+}
+
+TEST_F(ManagedConfinedService, TellsItsManagerOfAProfileThatIsNotThere) {
+  BundleBuilder bundle = serviceBundle();
+  bundle.serviceEntry("_SandboxProfile", BundleBuilder::string("../tight")).resource("tight.sb", "network none\n");
+  const auto service = startManaged(bundle);
+  EXPECT_EQ(manager_.next(),
+            "level none\nerror the bundle has no resource \"../tight.sb\"; add the profile, or correct its name under "
+            "_SandboxProfile\nasked \nenforced \nwitness untested\n");
+  EXPECT_EQ(manager_.next(), "listening");
+  EXPECT_EQ(service->log(), Lines{});
 }
 
 TEST_F(ManagedConfinedService, TellsItsManagerNothingWithoutAProfile) {

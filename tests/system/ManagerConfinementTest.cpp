@@ -16,14 +16,14 @@ constexpr const char* echo = "org.example.echo";
 
 class ManagerConfinement : public ManagerFixture {
  protected:
-  enum class Profile : bool { No, Yes };
+  enum class Profile : std::uint8_t { No, Yes, Misnamed };
 
-  /// Loads the service. Its bundle has a profile for its own files, or none.
+  /// Loads the service. Its bundle has a profile for its own files, or none, or does not name the one that it has.
   void loadService(Profile profile, bool isMultiple = false) const {
     BundleBuilder bundle(directory_.path(), std::string(echo) + ".vanto");
     bundle.identifier(echo).service().executableCopiedFrom(VANTO_TEST_ECHO, "echo");
-    if (profile == Profile::Yes) {
-      bundle.serviceEntry("_SandboxProfile", BundleBuilder::string("tight"))
+    if (profile != Profile::No) {
+      bundle.serviceEntry("_SandboxProfile", BundleBuilder::string(profile == Profile::Yes ? "tight" : "tigth"))
           .resource("tight.sb", "include base\nallow read ${VantoService_path}\nnetwork none\n");
     }
     bundle.build();
@@ -100,6 +100,19 @@ TEST_F(ManagerConfinement, IsDemandedOfAServiceWithoutAProfile) {
   }
 }
 
+TEST_F(ManagerConfinement, IsDemandedOfAServiceThatMisnamesItsProfile) {
+  const char* const reason = "the bundle has no resource \"tigth.sb\"; add the profile, or correct its name";
+  {
+    const ManagerProcess manager(setting());
+    loadService(Profile::Misnamed);
+    EXPECT_EQ(outcomeOfReading(connect(echo), "/etc/passwd"), "0");
+    EXPECT_EQ(text(instance(), "confinement"), "none");
+    EXPECT_NE(text(instance(), "receipt").find(std::string("\nerror ") + reason), std::string::npos);
+  }
+  const ManagerProcess manager(setting({"--floor", "reduced"}));
+  expectRefusal(std::string("not confined \\(the manager demands reduced\\): ") + reason);
+}
+
 TEST_F(ManagerConfinement, IsToldByTheToolWhereItWasTheFailure) {
   const ManagerProcess manager(setting({"--floor", "reduced"}));
   loadService(Profile::No);
@@ -108,9 +121,9 @@ TEST_F(ManagerConfinement, IsToldByTheToolWhereItWasTheFailure) {
       << error;
   const ToolOutcome why = runToolProcess({"why", "--domain", "user", echo});
   EXPECT_EQ(why.end, "exit status 1");
-  for (const char* part :
-       {"stage    confinement: it listened, and is confined less than its manager demands",
-        "cause    confinement: not confined (the manager demands reduced): no profile", "do       give it a profile"}) {
+  for (const char* part : {"stage    confinement: it listened, and is confined less than its manager demands",
+                           "cause    confinement: not confined (the manager demands reduced): no profile",
+                           "do       mend what the cause says of its profile"}) {
     EXPECT_NE(why.output.find(part), std::string::npos) << why.output;
   }
 }

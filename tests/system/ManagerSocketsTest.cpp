@@ -3,6 +3,7 @@
 // Where managers publish sockets, and what may be in the way there.
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -104,6 +105,30 @@ TEST_F(ManagerSockets, ASocketThatSomebodyRemovesOrReplacesIsPublishedAgain) {
             "tolvend: the socket for orders was removed or replaced by somebody, and is published again\n");
   EXPECT_EQ(manager.terminate(), "exit status 0");
   EXPECT_FALSE(std::filesystem::exists(socketPath("org.vanto.tolvend.user")));
+}
+
+TEST_F(ManagerSockets, TheManagerEndsWhenItsDirectoryIsTakenAway) {
+  const std::string domain = std::filesystem::path(socketPath(echo)).parent_path();
+  const auto takesAway = [&](const std::function<void()>& takeAway) {
+    ManagerProcess manager(setting());
+    for (int i = 0; i < 8; i++) EXPECT_EQ(load("echo", "org.example.echo" + std::to_string(i)), "");
+    const std::int64_t pid = call("org.example.echo0");
+    takeAway();
+    EXPECT_EQ(manager.waitForEnd(), "exit status 1");
+    EXPECT_FALSE(isAlive(static_cast<pid_t>(pid)));
+    EXPECT_NE(manager.messages().find("tolvend: the directory " + domain +
+                                      ", or .tolvend in it, was removed or moved away, so the manager ends; start it "
+                                      "again\n"),
+              std::string::npos)
+        << manager.messages();
+  };
+  takesAway([&] { std::filesystem::rename(domain, directory_ / "elsewhere"); });
+  // Its sockets come back meanwhile.
+  takesAway([&] {
+    std::error_code error;
+    while (std::filesystem::remove_all(domain, error), error) error.clear();
+  });
+  takesAway([&] { std::filesystem::remove_all(domain + "/.tolvend"); });
 }
 
 TEST_F(ManagerSockets, SaysWhatToDoWhereItCannotTakeOrdersAnyMore) {

@@ -2,9 +2,16 @@
 
 // How services come up through a real manager and the real proxy, and what clients are told when they do not.
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <fstream>
+#include <thread>
 
+#include <linux/netlink.h>
+#include <linux/sock_diag.h>
+#include <linux/unix_diag.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 
 #include "ipc/Domain.h"
@@ -16,6 +23,22 @@ namespace {
 
 using ManagerStart = ManagerFixture;
 constexpr const char* echo = "org.example.echo";
+
+/// Whether the kernel tells who waits at a socket, so that a manager can see that others have come.
+bool hasSocketDiagnosis() {
+  struct {
+    nlmsghdr header;
+    unix_diag_req request;
+  } question{};
+  question.header.nlmsg_len = sizeof question;
+  question.header.nlmsg_type = SOCK_DIAG_BY_FAMILY;
+  question.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
+  question.request.sdiag_family = AF_UNIX;
+  nlmsghdr answer{};
+  const Fd kernel(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_SOCK_DIAG));
+  if (send(kernel.get(), &question, sizeof question, 0) != sizeof question) return false;
+  return recv(kernel.get(), &answer, sizeof answer, 0) > 0 && answer.nlmsg_type != NLMSG_ERROR;
+}
 
 TEST_F(ManagerStart, TheFirstClientStartsTheService) {
   const ManagerProcess manager(setting());
@@ -94,6 +117,15 @@ TEST_F(ManagerStart, AClientIsToldOfAServiceThatEndsAtOnce) {
   EXPECT_EQ(logOf(echo).at(0), "cannot go on");
 }
 
+TEST_F(ManagerStart, AClientIsToldTheLastLinesOfTheLog) {
+  const ManagerProcess manager(setting());
+  ASSERT_EQ(load("explains", echo), "");
+  const std::string refusal = refusalOf(echo);
+  EXPECT_TRUE(refusal.starts_with("15 org.example.echo: not started: listening: exited with status 3")) << refusal;
+  EXPECT_TRUE(refusal.ends_with("; its log ends with: line 7: no such word | see the manual | cannot go on"))
+      << refusal;
+}
+
 TEST_F(ManagerStart, AClientIsToldOfAServiceThatNeverListens) {
   const ManagerProcess manager(impatient());
   ASSERT_EQ(load("silent", echo), "");
@@ -101,6 +133,30 @@ TEST_F(ManagerStart, AClientIsToldOfAServiceThatNeverListens) {
   EXPECT_TRUE(refusal.starts_with("15 org.example.echo: not started: listening: ")) << refusal;
   ASSERT_TRUE(
       waitUntil([&] { return vanto_array_get_count(vanto_dictionary_get_value(stateOf(echo), "instances")) == 0; }));
+}
+
+TEST_F(ManagerStart, ABusyServiceWithoutTheLibraryIsLeftAlone) {
+  if (!hasSocketDiagnosis()) GTEST_SKIP() << "this kernel has no diagnosis of Unix sockets";
+  const ManagerProcess manager(impatient());
+  ASSERT_EQ(load("labours", echo), "");
+  // Four clients who come again at once, so that somebody always waits, for several times half a second.
+  constexpr int requests = 300;
+  std::atomic<int> begun = 0;
+  std::atomic<int> served = 0;
+  std::vector<std::thread> clients;
+  for (int i = 0; i < 4; i++) {
+    clients.emplace_back([&] {
+      while (begun++ < requests) {
+        const Fd client = connectToSocket(openDomain(Domain::User).get(), echo, UINT64_MAX);
+        char answer[2];
+        if (recv(client.get(), answer, sizeof answer, MSG_WAITALL) == 1 && answer[0] == 'x') served++;
+      }
+    });
+  }
+  for (std::thread& client : clients) client.join();
+  EXPECT_EQ(served, requests);
+  EXPECT_EQ(starts(echo), 1U);
+  EXPECT_EQ(number(stateOf(echo), "failures"), 0);
 }
 
 TEST_F(ManagerStart, AServiceThatDiesOfEachClientTellsThem) {
@@ -114,11 +170,29 @@ TEST_F(ManagerStart, AServiceThatDiesOfEachClientTellsThem) {
   EXPECT_EQ(number(vanto_dictionary_get_value(stateOf(echo), "failure"), "signal"), SIGABRT);
 }
 
-TEST_F(ManagerStart, AClientThatCannotWaitGetsItsTimeOut) {
+TEST_F(ManagerStart, AClientThatCannotWaitGetsItsTimeOutInTime) {
+  using std::chrono::milliseconds;
+  constexpr milliseconds bound{50};
+  // The manager would have it wait for ten seconds.
+  constexpr milliseconds slack{4'000};
+  const auto timeOf = [](const auto& work) {
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(vanto_error_get_code(work()), VANTO_ERROR_TIMED_OUT);
+    return std::chrono::steady_clock::now() - begin;
+  };
+  const auto nanoseconds = static_cast<std::uint64_t>(std::chrono::nanoseconds(bound).count());
   const ManagerProcess manager(setting());
-  ASSERT_EQ(load("silent", echo), "");
-  const Held connection = connect(echo, 50'000'000);
-  EXPECT_EQ(vanto_error_get_code(connection), VANTO_ERROR_TIMED_OUT);
+  for (const bool hasInstances : {false, true}) {
+    const std::string name = hasInstances ? "org.example.instances" : echo;
+    ASSERT_EQ(load("silent", name, {{"MultipleInstances", Held(vanto_bool_create(hasInstances))}}), "");
+    const auto connecting = timeOf([&] { return connect(name, nanoseconds); });
+    EXPECT_GE(connecting, bound);
+    EXPECT_LT(connecting, bound + slack);
+    const Held request(vanto_string_create("pid"));
+    const auto calling = timeOf([&] { return Held(vanto_call_service(name.c_str(), request, nanoseconds)); });
+    EXPECT_GE(calling, bound);
+    EXPECT_LT(calling, bound + slack);
+  }
 }
 
 TEST_F(ManagerStart, AServiceThatAcceptsNobodyFailsThoseWhoWaitHoweverLongItRuns) {

@@ -2,14 +2,20 @@
 
 // The manager of the system's domain, which serves everybody and obeys few. In a mount namespace with a /run of its
 // own; only root has what that takes.
+#include <filesystem>
 #include <fstream>
 
 #include <grp.h>
+#include <linux/capability.h>
 #include <pwd.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
+
+#include <VantoService/vanto_code.h>
 
 #include "support/Child.h"
 #include "system/ManagerFixture.h"
@@ -106,6 +112,59 @@ TEST_F(ManagerSystemDomain, TellsTheLogToItsOwnUserOnly) {
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_TRUE(lines[0].starts_with("15 org.example.echo: not started: ")) << lines[0];
   EXPECT_EQ(lines[0].find("cannot go on"), std::string::npos);
+}
+
+/// Has a program look at everybody's processes and executables, as setcap(8) does.
+bool letLookAtEverything(const std::string& path) {
+  constexpr __u32 rights = 1U << CAP_SYS_PTRACE | 1U << CAP_DAC_READ_SEARCH;
+  const vfs_cap_data data{VFS_CAP_REVISION_2 | VFS_CAP_FLAGS_EFFECTIVE, {{rights, 0}, {0, 0}}};
+  return setxattr(path.c_str(), "security.capability", &data, sizeof data, 0) == 0;
+}
+
+/// A process of another user, whose executable others may execute and not read.
+pid_t strangerWith(const std::string& executable) {
+  const pid_t child = fork();
+  if (child != 0) return child;
+  if (setgroups(0, nullptr) == 0 && setgid(12345) == 0 && setuid(12345) == 0) {
+    execl(executable.c_str(), executable.c_str(), "600", nullptr);
+  }
+  _exit(98);
+}
+
+TEST_F(ManagerSystemDomain, TellsWhatCodeOthersExecuteWithTheRightToLookOnly) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root";
+  openToAll();
+  const std::string sleeper = directory_ / "sleeper";
+  std::filesystem::copy_file("/usr/bin/sleep", sleeper);
+  ASSERT_EQ(chmod(sleeper.c_str(), 0711), 0);
+  const std::string bundle = directory_ / "org.vanto.vexd.vanto";
+  std::filesystem::copy(std::filesystem::path(VANTO_TEST_VEXD).parent_path().parent_path().parent_path(), bundle,
+                        std::filesystem::copy_options::recursive);
+  const std::string vexd = bundle + "/Contents/Linux/vexd";
+  const auto told = [&] {
+    return withOwnRun([&](const ChildReport& report) {
+      ManagerProcess manager(setting({"--domain", "system", "--account", account}));
+      ASSERT_TRUE(manager.isReady()) << manager.messages();
+      EXPECT_EQ(errorOf(orderHere("load", "", job("org.vanto.vexd", vexd))), "");
+      const pid_t stranger = strangerWith(sleeper);
+      const Fd process(static_cast<int>(syscall(SYS_pidfd_open, stranger, 0)));
+      // Until it has become what it is to be.
+      EXPECT_TRUE(waitUntil([&] {
+        std::error_code error;
+        return std::filesystem::read_symlink("/proc/" + std::to_string(stranger) + "/exe", error) == sleeper;
+      }));
+      const Held code(vanto_copy_process_code(process.get(), generous));
+      report(vanto_kind(code) == VANTO_KIND_ERROR
+                 ? vanto_error_get_text(code)
+                 : std::to_string(vanto_data_get_length(vanto_dictionary_get_value(code, "digest"))) + " bytes");
+      kill(stranger, SIGKILL);
+      waitpid(stranger, nullptr, 0);
+      EXPECT_EQ(manager.terminate(), "exit status 0");
+    });
+  };
+  EXPECT_EQ(told(), std::vector<std::string>{"its executable may not be looked at"});
+  ASSERT_TRUE(letLookAtEverything(vexd));
+  EXPECT_EQ(told(), std::vector<std::string>{"32 bytes"});
 }
 
 TEST_F(ManagerSystemDomain, TakesNoDirectoryOfAThirdUser) {

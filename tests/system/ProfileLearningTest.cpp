@@ -142,6 +142,27 @@ print('connected'))"});
   EXPECT_FALSE(says("allow abstract"));
 }
 
+TEST_F(ProfileLearning, IsEnoughForPathsThroughDescriptors) {
+  expectTheSameUnderItsProfile({"/usr/bin/python3", "-I", "-S", "-c", R"(import os, socket
+out = '/proc/self/fd/%d' % os.open('out', os.O_RDONLY)
+s = socket.socket(socket.AF_UNIX); s.bind(out + '/s'); s.listen()
+socket.socket(socket.AF_UNIX).connect(out + '/s')
+os.mkdir(out + '/d'); os.rename(out + '/d', out + '/e'); os.rmdir(out + '/e'); os.unlink(out + '/s')
+os.chdir(out); os.mkdir('f')
+print('done'))"});
+  EXPECT_TRUE(says("allow read,create,remove,socket " + (directory_ / "w/out"))) << text();
+  EXPECT_EQ(text().find("/proc/self/fd", text().find("\nversion ")), std::string::npos) << text();
+}
+
+TEST_F(ProfileLearning, IsEnoughToGiveAFileANameInAnotherDirectory) {
+  expectTheSameUnderItsProfile({"/usr/bin/python3", "-I", "-S", "-c", R"(import os
+file = os.open('in', os.O_TMPFILE | os.O_WRONLY)
+os.link('/proc/self/fd/%d' % file, 'out/g', src_dir_fd=file, follow_symlinks=True)
+print('done'))"});
+  EXPECT_TRUE(says("allow write,rename " + (directory_ / "w/in"))) << text();
+  EXPECT_TRUE(says("allow create,rename " + (directory_ / "w/out"))) << text();
+}
+
 TEST_F(ProfileLearning, AllowsNothingElse) {
   ASSERT_EQ(learn({"cat", "in/f"}).output, "contents\n");
   EXPECT_EQ(run({"cat", "in/f"}).output, "contents\n");

@@ -2,7 +2,9 @@
 
 // The policy file of a machine, read by real services on the real host, confined and not. Each service has a root
 // directory of its own, in which the file lies; only root has what that takes.
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <functional>
@@ -23,6 +25,14 @@ const std::string unreadLine = std::string(
                                    "3 in useRestrictiveRoleAccountSecurityPolicy(): could not create "
                                    "KorURLCreateDataAndPropertiesFromResource() for: ") +
                                policyPath;
+
+/// For a decision, the start of the client included.
+#ifdef __SANITIZE_ADDRESS__
+constexpr double mostMilliseconds = 1000;
+#else
+constexpr double mostMilliseconds = 100;
+#endif
+constexpr int tries = 20;
 
 enum class Confined : std::uint8_t { No, Yes };
 
@@ -67,23 +77,27 @@ class RoleAccountPolicy : public CodeClients {
   }
 
   /// How the service decides for a program that it is not to admit, and how it does for one that it is. In between it
-  /// has read the file; the first of the two prints how long the client waited.
-  void expectDecision(const char* what, bool isRelaxed, const Lines& read) {
+  /// has read the file. How long the first of the two took, in milliseconds, which it prints as well.
+  double expectDecision(const char* what, bool isRelaxed, const Lines& read) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(callBy(stranger_), isRelaxed ? "served" : refusedCode) << what;
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
     std::printf("%-24s %6.1f ms from the start of the client to the decision\n", what, time.count());
-    // No bound for slow machines, but one for what waits: a writer of a FIFO never comes.
-    EXPECT_LT(time.count(), 30'000) << what;
     EXPECT_EQ(callBy(trusted_), "served") << what;
     Lines lines = read;
     if (isRelaxed) lines.insert(lines.end(), {relaxedLine, admittedLine, admittedLine});
     EXPECT_EQ(service_->log(), lines) << what;
+    return time.count();
   }
   void expectRestrictive(const char* what, const Lines& read, const std::function<bool()>& make) {
     for (const Confined confined : {Confined::No, Confined::Yes}) {
-      startWith(make, confined);
-      expectDecision(what, false, read);
+      double least = HUGE_VAL;
+      // A busy machine can delay any one; a file that is waited for, or too large to be read, delays them all.
+      for (int i = 0; i < tries && least > mostMilliseconds; i++) {
+        startWith(make, confined);
+        least = std::min(least, expectDecision(what, false, read));
+      }
+      EXPECT_LE(least, mostMilliseconds) << what;
     }
   }
 

@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
   if (parsed.wish != ParsedOptions::Wish::Run) return ExitStatus::WrongUsage;
   LifeCycleTimes times;
   times.listening = 500'000'000;
+  times.looking = 50'000'000;
   times.ending = 1'000'000'000;
   Manager manager(std::move(parsed.options), times);
   manager.run();

@@ -10,6 +10,7 @@
 #include <string>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -107,6 +108,19 @@ void tellManager(std::uint32_t kind) {
   std::_Exit(0);
 }
 
+/// Serves without the library, one client after the other, who gets a byte when it is done.
+[[noreturn]] void labour() {
+  for (;;) {
+    pollfd set{listenerDescriptor, POLLIN, 0};
+    static_cast<void>(poll(&set, 1, -1));
+    const int client = accept4(listenerDescriptor, nullptr, nullptr, SOCK_CLOEXEC);
+    if (client < 0) continue;
+    usleep(5'000);
+    static_cast<void>(!send(client, "x", 1, MSG_NOSIGNAL));
+    close(client);
+  }
+}
+
 /// Says to the manager that it is idle, as often as that can be said.
 void chatter() {
   if (fork() != 0) return;
@@ -167,6 +181,10 @@ int main(int, char** argv) {
     std::fputs("cannot go on\n", stderr);
     return 3;
   }
+  if (behaviour == "explains") {
+    std::fputs("reads its settings\nline 7: no such word\nsee the manual\ncannot go on\n", stderr);
+    return 3;
+  }
   if (behaviour == "blocks") {
     fcntl(listenerDescriptor, F_SETFL, 0);
     return 1;
@@ -176,6 +194,7 @@ int main(int, char** argv) {
     for (;;) pause();
   }
   if (behaviour == "feigns") feign();
+  if (behaviour == "labours") labour();
   if (behaviour == "silent") {
     for (;;) pause();
   }

@@ -18,6 +18,11 @@ extern "C" {
 int sandbox_init_with_parameters(const char* profile, std::uint64_t flags, const char* const parameters[],
                                  char** errorText);
 
+/// Says that this process, whose service names a profile, did not come as far as to be confined by it, and why: what is
+/// wrong and what to do, in one line. That is what whoever asks is told of its confinement; nothing else happens, and
+/// nothing is logged. Only while the process has a single thread.
+void vanto_sandbox_record_failure(const char* reason);
+
 /// Frees an error text; null is ignored.
 void sandbox_free_error(char* errorText);
 }

@@ -12,6 +12,9 @@
 #include "host/ipc/ManagerEnd.h"
 #include "host/ipc/Peer.h"
 #include "host/ipc/RawPeer.h"
+#include "host/ipc/SocketPair.h"
+#include "ipc/ManagerRecord.h"
+#include "ipc/WireBytes.h"
 
 namespace vanto::test {
 namespace {
@@ -318,6 +321,28 @@ TEST(ManagerLink, AnInstanceServesItsConnectionAndEndsWithIt) {
   EXPECT_EQ(instance.service->process.line(), "over");
   EXPECT_EQ(instance.service->manager.next(), "stopped");
   EXPECT_EQ(instance.service->process.await(), "exit status 0");
+}
+
+TEST(ManagerLink, AnInstanceSaysThatItGreetsItsClientBeforeItDoes) {
+  // One socket as the link and as the connection keeps the order of what is sent on both.
+  const SocketPair pair;
+  const Process process({"serve-and-tell", name}, {}, handOver({pair.near.get(), pair.near.get()}, names.c_str()));
+  std::vector<std::size_t> sizes;
+  std::vector<std::uint32_t> kinds;
+  for (int i = 0; i < 3; i++) {
+    pollfd set{pair.far.get(), POLLIN, 0};
+    ASSERT_EQ(poll(&set, 1, 60'000), 1);
+    std::uint8_t packet[4096] = {};
+    const ssize_t size = recv(pair.far.get(), packet, sizeof packet, 0);
+    ASSERT_GE(size, 16);
+    sizes.push_back(static_cast<std::size_t>(size));
+    kinds.push_back(load32(packet));
+  }
+  EXPECT_EQ(sizes[0], sizeof(ManagerRecord));
+  EXPECT_EQ(kinds[0], static_cast<std::uint32_t>(ManagerRecordKind::Listening));
+  EXPECT_EQ(sizes[1], sizeof(ManagerRecord));
+  EXPECT_EQ(kinds[1], static_cast<std::uint32_t>(ManagerRecordKind::Greeted));
+  EXPECT_GT(sizes[2], sizeof(ManagerRecord)) << "no greeting";
 }
 
 TEST(ManagerLink, AnInstanceGetsWhatItsClientHasSentBeforeItWent) {

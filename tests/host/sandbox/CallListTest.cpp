@@ -57,7 +57,9 @@ TEST(CallList, HoldsBesideAProfile) {
 
 TEST(CallList, IsRefusedWhenItIsTooLong) {
   const ChildOutcome outcome = runInChild([](const ChildReport& report) {
-    report(leaveOnlyCalls(std::vector<std::uint32_t>(251, SYS_getpid)));
+    std::vector<std::uint32_t> calls(4096);
+    for (std::uint32_t index = 0; index < calls.size(); ++index) calls[index] = 2 * index;
+    report(leaveOnlyCalls(calls));
     report(getppid() > 0 ? "parent" : "no parent");
   });
   EXPECT_EQ(outcome.end, "exit status 0");

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sandbox/Confinement.h"
 
+#include <cstring>
 #include <fstream>
 #include <thread>
 
@@ -87,6 +88,21 @@ TEST(Confinement, IsFullWhenAllThatIsAskedIsEnforced) {
     EXPECT_EQ(receipt.level, ConfinementLevel::Full);
     EXPECT_EQ(receipt.enforced, receipt.asked);
   });
+}
+
+TEST(Confinement, IsReducedBeforeLinux71UnlessAllUnixSocketsAreAllowed) {
+  for (const int generation : {6, 7, 8}) {
+    inChild([generation] {
+      const Receipt receipt = Confinement(kernelRightsOf(generation)).enter(compiled("network none"));
+      EXPECT_EQ(receipt.level, ConfinementLevel::Reduced);
+      EXPECT_EQ(names(receipt.missing), "socket");
+    });
+    inChild([generation] {
+      const Receipt receipt = Confinement(kernelRightsOf(generation)).enter(compiled("allow socket /"));
+      EXPECT_EQ(receipt.level, ConfinementLevel::Full);
+      EXPECT_EQ(names(receipt.missing), "");
+    });
+  }
 }
 
 TEST(Confinement, NamesWhatTheKernelWithholds) {
@@ -303,6 +319,26 @@ TEST(Confinement, IsRefusedWhereNewPrivilegesCannotBeGivenUp) {
         "cannot give up new privileges: Operation not permitted; something around the service filters system calls, "
         "such as a container; allow this one there");
   });
+}
+
+TEST(Confinement, TellsWhoKeepsItFromLandlock) {
+  // 444 is landlock_create_ruleset, which headers may not know.
+  for (const int error : {EPERM, EACCES}) {
+    inChild([&] {
+      refuseCall(444, std::nullopt, static_cast<std::uint32_t>(error));
+      expectRefused("landlock_create_ruleset is refused, and without Landlock no profile is entered: " +
+                    std::string(std::strerror(error)) +
+                    "; something around the service filters system calls, such as a container; allow this one there");
+    });
+  }
+  for (const int error : {ENOSYS, EOPNOTSUPP}) {
+    inChild([&] {
+      refuseCall(444, std::nullopt, static_cast<std::uint32_t>(error));
+      expectRefused(
+          "this kernel has no Landlock, or it is switched off, and without it no profile is entered; start Linux "
+          "5.13 or newer with landlock among the modules of its parameter lsm");
+    });
+  }
 }
 
 TEST(Confinement, IsTightWhereAPathCannotBeOpenedForWantOfDescriptors) {

@@ -107,203 +107,199 @@ int renameTo(const std::string& from, const std::string& to, unsigned flags = 0)
   return outcomeOf(renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), flags));
 }
 
-EscapeProbes readingProbes() {
-  return {
-      {"read",
-       [](EscapeScene& s) {
-         return tryOpen(s.outside("secret"), O_RDONLY);
-       }},
-      {"read-openat2", &tryOpenat2},
-      {"read-relative",
-       [](EscapeScene& s) {
-         return tryOpenFrom(s.outside(""), "secret");
-       }},
-      {"read-dots",
-       [](EscapeScene& s) {
-         return tryOpen(s.own("../outside/secret"), O_RDONLY);
-       }},
-      {"read-symbolic-link",
-       [](EscapeScene& s) {
-         return tryOpen(s.own("link"), O_RDONLY);
-       }},
-      {"read-proc-root",
-       [](EscapeScene& s) {
-         return tryOpen("/proc/self/root" + s.outside("secret"), O_RDONLY);
-       }},
-      {"read-proc-cwd",
-       [](EscapeScene& s) {
-         return tryOpenFrom(s.outside(""), "/proc/self/cwd/secret");
-       }},
-      {"read-reopened", &tryReopen},
-      {"read-reopened-old-descriptor",
-       [](EscapeScene& s) {
-         return tryOpen(descriptorPath(s.readDescriptor), O_RDONLY);
-       }},
-      {"read-beneath-old-directory",
-       [](EscapeScene& s) {
-         return tryOpen("secret", O_RDONLY, s.outsideDirectory);
-       }},
-      {"read-beneath-old-path",
-       [](EscapeScene& s) {
-         return tryOpen("secret", O_RDONLY, s.outsidePath);
-       }},
-      {"read-fchdir",
-       [](EscapeScene& s) {
-         return fchdir(s.outsideDirectory) == 0 ? tryOpen("secret", O_RDONLY) : errno;
-       }},
-      {"read-fifo",
-       [](EscapeScene& s) {
-         return tryOpen(s.outside("fifo"), O_RDWR | O_NONBLOCK);
-       }},
-      {"read-old-descriptor",
-       [](EscapeScene& s) {
-         return tryRead(s.readDescriptor);
-       }},
-      {"read-received-descriptor", &tryReceivedDescriptor},
-      {"read-old-hard-link",
-       [](EscapeScene& s) {
-         return tryOpen(s.own("hard-link"), O_RDONLY);
-       }},
-      {"list",
-       [](EscapeScene& s) {
-         return tryOpen(s.outside("directory"), O_RDONLY | O_DIRECTORY);
-       }},
-      {"list-root",
-       [](EscapeScene&) {
-         return tryOpen("/", O_RDONLY | O_DIRECTORY);
-       }},
-      {"find-out", &tryFindOut},
-      {"change-directory",
-       [](EscapeScene& s) {
-         return outcomeOf(chdir(s.outside("").c_str()));
-       }},
-      {"read-link",
-       [](EscapeScene&) {
-         char text[64];
-         return outcomeOf(readlink("/proc/self/exe", text, sizeof text));
-       }},
-      {"watch", &tryWatch},
-      {"map-to-run", &tryMapExecutable},
-  };
-}
+constexpr auto readingTable = std::to_array<NamedProbe>({
+    {"read",
+     [](EscapeScene& s) {
+       return tryOpen(s.outside("secret"), O_RDONLY);
+     }},
+    {"read-openat2", &tryOpenat2},
+    {"read-relative",
+     [](EscapeScene& s) {
+       return tryOpenFrom(s.outside(""), "secret");
+     }},
+    {"read-dots",
+     [](EscapeScene& s) {
+       return tryOpen(s.own("../outside/secret"), O_RDONLY);
+     }},
+    {"read-symbolic-link",
+     [](EscapeScene& s) {
+       return tryOpen(s.own("link"), O_RDONLY);
+     }},
+    {"read-proc-root",
+     [](EscapeScene& s) {
+       return tryOpen("/proc/self/root" + s.outside("secret"), O_RDONLY);
+     }},
+    {"read-proc-cwd",
+     [](EscapeScene& s) {
+       return tryOpenFrom(s.outside(""), "/proc/self/cwd/secret");
+     }},
+    {"read-reopened", &tryReopen},
+    {"read-reopened-old-descriptor",
+     [](EscapeScene& s) {
+       return tryOpen(descriptorPath(s.readDescriptor), O_RDONLY);
+     }},
+    {"read-beneath-old-directory",
+     [](EscapeScene& s) {
+       return tryOpen("secret", O_RDONLY, s.outsideDirectory);
+     }},
+    {"read-beneath-old-path",
+     [](EscapeScene& s) {
+       return tryOpen("secret", O_RDONLY, s.outsidePath);
+     }},
+    {"read-fchdir",
+     [](EscapeScene& s) {
+       return fchdir(s.outsideDirectory) == 0 ? tryOpen("secret", O_RDONLY) : errno;
+     }},
+    {"read-fifo",
+     [](EscapeScene& s) {
+       return tryOpen(s.outside("fifo"), O_RDWR | O_NONBLOCK);
+     }},
+    {"read-old-descriptor",
+     [](EscapeScene& s) {
+       return tryRead(s.readDescriptor);
+     }},
+    {"read-received-descriptor", &tryReceivedDescriptor},
+    {"read-old-hard-link",
+     [](EscapeScene& s) {
+       return tryOpen(s.own("hard-link"), O_RDONLY);
+     }},
+    {"list",
+     [](EscapeScene& s) {
+       return tryOpen(s.outside("directory"), O_RDONLY | O_DIRECTORY);
+     }},
+    {"list-root",
+     [](EscapeScene&) {
+       return tryOpen("/", O_RDONLY | O_DIRECTORY);
+     }},
+    {"find-out", &tryFindOut},
+    {"change-directory",
+     [](EscapeScene& s) {
+       return outcomeOf(chdir(s.outside("").c_str()));
+     }},
+    {"read-link",
+     [](EscapeScene&) {
+       char text[64];
+       return outcomeOf(readlink("/proc/self/exe", text, sizeof text));
+     }},
+    {"watch", &tryWatch},
+    {"map-to-run", &tryMapExecutable},
+});
 
-EscapeProbes changingProbes() {
-  return {
-      {"write",
-       [](EscapeScene& s) {
-         return tryOpen(s.outside("victim"), O_WRONLY);
-       }},
-      {"write-append",
-       [](EscapeScene& s) {
-         return tryOpen(s.outside("victim"), O_WRONLY | O_APPEND);
-       }},
-      {"write-readable",
-       [](EscapeScene& s) {
-         return tryOpen(s.readable("file"), O_RDWR);
-       }},
-      {"write-reopened",
-       [](EscapeScene& s) {
-         return tryOpen(descriptorPath(s.readDescriptor), O_WRONLY);
-       }},
-      {"write-old-descriptor",
-       [](EscapeScene& s) {
-         return outcomeOf(pwrite(s.writeDescriptor, "x", 1, 0));
-       }},
-      {"create",
-       [](EscapeScene& s) {
-         return tryOpen(s.outside("new"), O_WRONLY | O_CREAT | O_EXCL);
-       }},
-      {"create-mknod",
-       [](EscapeScene& s) {
-         return outcomeOf(mknod(s.outside("new").c_str(), S_IFREG | 0600, 0));
-       }},
-      {"create-nameless",
-       [](EscapeScene& s) {
-         return tryOpen(s.outside("directory"), O_WRONLY | O_TMPFILE);
-       }},
-      {"create-directory",
-       [](EscapeScene& s) {
-         return outcomeOf(mkdir(s.outside("new-directory").c_str(), 0700));
-       }},
-      {"create-symbolic-link",
-       [](EscapeScene& s) {
-         return outcomeOf(symlink("/", s.outside("new-link").c_str()));
-       }},
-      {"create-fifo",
-       [](EscapeScene& s) {
-         return outcomeOf(mkfifo(s.outside("new-fifo").c_str(), 0600));
-       }},
-      {"create-socket", &tryMakeSocket},
-      {"create-character-device",
-       [](EscapeScene& s) {
-         return tryMakeDevice(s, S_IFCHR);
-       }},
-      {"create-block-device",
-       [](EscapeScene& s) {
-         return tryMakeDevice(s, S_IFBLK);
-       }},
-      {"link-in",
-       [](EscapeScene& s) {
-         return outcomeOf(link(s.outside("secret").c_str(), s.own("new").c_str()));
-       }},
-      {"link-out",
-       [](EscapeScene& s) {
-         return outcomeOf(link(s.own("mine").c_str(), s.outside("new").c_str()));
-       }},
-      {"rename-in",
-       [](EscapeScene& s) {
-         return renameTo(s.outside("to-remove"), s.own("renamed"));
-       }},
-      {"rename-out",
-       [](EscapeScene& s) {
-         return renameTo(s.own("mine"), s.outside("renamed"));
-       }},
-      {"rename-exchange",
-       [](EscapeScene& s) {
-         return renameTo(s.own("mine"), s.outside("victim"), RENAME_EXCHANGE);
-       }},
-      {"rename-outside",
-       [](EscapeScene& s) {
-         return renameTo(s.outside("to-remove"), s.outside("renamed"));
-       }},
-      {"remove",
-       [](EscapeScene& s) {
-         return outcomeOf(unlink(s.outside("to-remove").c_str()));
-       }},
-      {"remove-directory",
-       [](EscapeScene& s) {
-         return outcomeOf(rmdir(s.outside("to-remove-directory").c_str()));
-       }},
-      {"truncate",
-       [](EscapeScene& s) {
-         return outcomeOf(truncate(s.outside("to-truncate").c_str(), 0));
-       }},
-      {"truncate-by-opening",
-       [](EscapeScene& s) {
-         return tryOpen(s.readable("to-truncate"), O_RDONLY | O_TRUNC);
-       }},
-      {"truncate-old-descriptor",
-       [](EscapeScene& s) {
-         return outcomeOf(ftruncate(s.writeDescriptor, 0));
-       }},
-      {"device-control", &tryDeviceControl},
-      {"change-mode",
-       [](EscapeScene& s) {
-         return outcomeOf(chmod(s.outside("secret").c_str(), 0644));
-       }},
-      {"change-owner",
-       [](EscapeScene& s) {
-         return outcomeOf(chown(s.outside("secret").c_str(), geteuid(), getegid()));
-       }},
-      {"change-times", &tryChangeTimes},
-  };
-}
+constexpr auto changingTable = std::to_array<NamedProbe>({
+    {"write",
+     [](EscapeScene& s) {
+       return tryOpen(s.outside("victim"), O_WRONLY);
+     }},
+    {"write-append",
+     [](EscapeScene& s) {
+       return tryOpen(s.outside("victim"), O_WRONLY | O_APPEND);
+     }},
+    {"write-readable",
+     [](EscapeScene& s) {
+       return tryOpen(s.readable("file"), O_RDWR);
+     }},
+    {"write-reopened",
+     [](EscapeScene& s) {
+       return tryOpen(descriptorPath(s.readDescriptor), O_WRONLY);
+     }},
+    {"write-old-descriptor",
+     [](EscapeScene& s) {
+       return outcomeOf(pwrite(s.writeDescriptor, "x", 1, 0));
+     }},
+    {"create",
+     [](EscapeScene& s) {
+       return tryOpen(s.outside("new"), O_WRONLY | O_CREAT | O_EXCL);
+     }},
+    {"create-mknod",
+     [](EscapeScene& s) {
+       return outcomeOf(mknod(s.outside("new").c_str(), S_IFREG | 0600, 0));
+     }},
+    {"create-nameless",
+     [](EscapeScene& s) {
+       return tryOpen(s.outside("directory"), O_WRONLY | O_TMPFILE);
+     }},
+    {"create-directory",
+     [](EscapeScene& s) {
+       return outcomeOf(mkdir(s.outside("new-directory").c_str(), 0700));
+     }},
+    {"create-symbolic-link",
+     [](EscapeScene& s) {
+       return outcomeOf(symlink("/", s.outside("new-link").c_str()));
+     }},
+    {"create-fifo",
+     [](EscapeScene& s) {
+       return outcomeOf(mkfifo(s.outside("new-fifo").c_str(), 0600));
+     }},
+    {"create-socket", &tryMakeSocket},
+    {"create-character-device",
+     [](EscapeScene& s) {
+       return tryMakeDevice(s, S_IFCHR);
+     }},
+    {"create-block-device",
+     [](EscapeScene& s) {
+       return tryMakeDevice(s, S_IFBLK);
+     }},
+    {"link-in",
+     [](EscapeScene& s) {
+       return outcomeOf(link(s.outside("secret").c_str(), s.own("new").c_str()));
+     }},
+    {"link-out",
+     [](EscapeScene& s) {
+       return outcomeOf(link(s.own("mine").c_str(), s.outside("new").c_str()));
+     }},
+    {"rename-in",
+     [](EscapeScene& s) {
+       return renameTo(s.outside("to-remove"), s.own("renamed"));
+     }},
+    {"rename-out",
+     [](EscapeScene& s) {
+       return renameTo(s.own("mine"), s.outside("renamed"));
+     }},
+    {"rename-exchange",
+     [](EscapeScene& s) {
+       return renameTo(s.own("mine"), s.outside("victim"), RENAME_EXCHANGE);
+     }},
+    {"rename-outside",
+     [](EscapeScene& s) {
+       return renameTo(s.outside("to-remove"), s.outside("renamed"));
+     }},
+    {"remove",
+     [](EscapeScene& s) {
+       return outcomeOf(unlink(s.outside("to-remove").c_str()));
+     }},
+    {"remove-directory",
+     [](EscapeScene& s) {
+       return outcomeOf(rmdir(s.outside("to-remove-directory").c_str()));
+     }},
+    {"truncate",
+     [](EscapeScene& s) {
+       return outcomeOf(truncate(s.outside("to-truncate").c_str(), 0));
+     }},
+    {"truncate-by-opening",
+     [](EscapeScene& s) {
+       return tryOpen(s.readable("to-truncate"), O_RDONLY | O_TRUNC);
+     }},
+    {"truncate-old-descriptor",
+     [](EscapeScene& s) {
+       return outcomeOf(ftruncate(s.writeDescriptor, 0));
+     }},
+    {"device-control", &tryDeviceControl},
+    {"change-mode",
+     [](EscapeScene& s) {
+       return outcomeOf(chmod(s.outside("secret").c_str(), 0644));
+     }},
+    {"change-owner",
+     [](EscapeScene& s) {
+       return outcomeOf(chown(s.outside("secret").c_str(), geteuid(), getegid()));
+     }},
+    {"change-times", &tryChangeTimes},
+});
 
 }  // namespace
 
 EscapeProbes fileProbes() {
-  EscapeProbes probes = readingProbes();
-  probes.merge(changingProbes());
+  EscapeProbes probes(readingTable.begin(), readingTable.end());
+  probes.insert(changingTable.begin(), changingTable.end());
   return probes;
 }
 

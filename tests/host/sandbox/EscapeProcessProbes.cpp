@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <array>
 #include <csignal>
 #include <cstdlib>
 #include <thread>
@@ -148,89 +149,91 @@ int tryLimits(EscapeScene&) {
   return outcomeOf(prlimit(getppid(), RLIMIT_NOFILE, nullptr, &limit));
 }
 
+constexpr auto table = std::to_array<NamedProbe>({
+    {"fork",
+     [](EscapeScene&) {
+       return endOf(fork());
+     }},
+    {"vfork", &tryVfork},
+    {"clone",
+     [](EscapeScene&) {
+       return endOf(syscall(SYS_clone, SIGCHLD, 0, 0, 0, 0));
+     }},
+    {"clone3", &tryClone3},
+    {"clone-namespaces",
+     [](EscapeScene&) {
+       return endOf(syscall(SYS_clone, CLONE_NEWUTS | SIGCHLD, 0, 0, 0, 0));
+     }},
+    {"unshare",
+     [](EscapeScene&) {
+       return outcomeOf(unshare(CLONE_FS));
+     }},
+    {"unshare-user",
+     [](EscapeScene&) {
+       return outcomeOf(unshare(CLONE_NEWUSER));
+     }},
+    {"set-namespace", &trySetNamespace},
+    {"execute",
+     [](EscapeScene&) {
+       return execute("/usr/bin/true");
+     }},
+    {"execute-allowed",
+     [](EscapeScene&) {
+       return execute("/usr/bin/true");
+     }},
+    {"execute-descriptor", &tryExecuteDescriptor},
+    {"execute-memory", &tryExecuteMemory},
+    {"execute-other",
+     [](EscapeScene& scene) {
+       return execute(scene.outside("program"));
+     }},
+    {"execute-readable",
+     [](EscapeScene& scene) {
+       return execute(scene.readable("program"));
+     }},
+    {"execute-script",
+     [](EscapeScene& scene) {
+       return execute(scene.outside("script"));
+     }},
+    {"execute-memory-open", &tryExecuteMemory},
+    {"gain-by-execution", &tryGainByExecution},
+    {"read-by-thread", &tryByThread},
+    {"read-by-child", &tryByChild},
+    {"signal",
+     [](EscapeScene&) {
+       return outcomeOf(kill(getppid(), 0));
+     }},
+    {"signal-by-descriptor", &trySignalByDescriptor},
+    {"trace",
+     [](EscapeScene&) {
+       return outcomeOf(ptrace(PTRACE_TRACEME, 0, nullptr, nullptr));
+     }},
+    {"read-memory",
+     [](EscapeScene&) {
+       return tryForeignMemory(SYS_process_vm_readv);
+     }},
+    {"write-memory",
+     [](EscapeScene&) {
+       return tryForeignMemory(SYS_process_vm_writev);
+     }},
+    {"take-descriptor", &tryForeignDescriptor},
+    {"compare",
+     [](EscapeScene&) {
+       return outcomeOf(syscall(SYS_kcmp, getpid(), getpid(), KCMP_FILE, 0, 0));
+     }},
+    {"read-environment", &tryForeignEnvironment},
+    {"priority",
+     [](EscapeScene&) {
+       return outcomeOf(setpriority(PRIO_PROCESS, static_cast<id_t>(getppid()),
+                                    getpriority(PRIO_PROCESS, static_cast<id_t>(getppid()))));
+     }},
+    {"resource-limits", &tryLimits},
+});
+
 }  // namespace
 
 EscapeProbes processProbes() {
-  return {
-      {"fork",
-       [](EscapeScene&) {
-         return endOf(fork());
-       }},
-      {"vfork", &tryVfork},
-      {"clone",
-       [](EscapeScene&) {
-         return endOf(syscall(SYS_clone, SIGCHLD, 0, 0, 0, 0));
-       }},
-      {"clone3", &tryClone3},
-      {"clone-namespaces",
-       [](EscapeScene&) {
-         return endOf(syscall(SYS_clone, CLONE_NEWUTS | SIGCHLD, 0, 0, 0, 0));
-       }},
-      {"unshare",
-       [](EscapeScene&) {
-         return outcomeOf(unshare(CLONE_FS));
-       }},
-      {"unshare-user",
-       [](EscapeScene&) {
-         return outcomeOf(unshare(CLONE_NEWUSER));
-       }},
-      {"set-namespace", &trySetNamespace},
-      {"execute",
-       [](EscapeScene&) {
-         return execute("/usr/bin/true");
-       }},
-      {"execute-allowed",
-       [](EscapeScene&) {
-         return execute("/usr/bin/true");
-       }},
-      {"execute-descriptor", &tryExecuteDescriptor},
-      {"execute-memory", &tryExecuteMemory},
-      {"execute-other",
-       [](EscapeScene& scene) {
-         return execute(scene.outside("program"));
-       }},
-      {"execute-readable",
-       [](EscapeScene& scene) {
-         return execute(scene.readable("program"));
-       }},
-      {"execute-script",
-       [](EscapeScene& scene) {
-         return execute(scene.outside("script"));
-       }},
-      {"execute-memory-open", &tryExecuteMemory},
-      {"gain-by-execution", &tryGainByExecution},
-      {"read-by-thread", &tryByThread},
-      {"read-by-child", &tryByChild},
-      {"signal",
-       [](EscapeScene&) {
-         return outcomeOf(kill(getppid(), 0));
-       }},
-      {"signal-by-descriptor", &trySignalByDescriptor},
-      {"trace",
-       [](EscapeScene&) {
-         return outcomeOf(ptrace(PTRACE_TRACEME, 0, nullptr, nullptr));
-       }},
-      {"read-memory",
-       [](EscapeScene&) {
-         return tryForeignMemory(SYS_process_vm_readv);
-       }},
-      {"write-memory",
-       [](EscapeScene&) {
-         return tryForeignMemory(SYS_process_vm_writev);
-       }},
-      {"take-descriptor", &tryForeignDescriptor},
-      {"compare",
-       [](EscapeScene&) {
-         return outcomeOf(syscall(SYS_kcmp, getpid(), getpid(), KCMP_FILE, 0, 0));
-       }},
-      {"read-environment", &tryForeignEnvironment},
-      {"priority",
-       [](EscapeScene&) {
-         return outcomeOf(setpriority(PRIO_PROCESS, static_cast<id_t>(getppid()),
-                                      getpriority(PRIO_PROCESS, static_cast<id_t>(getppid()))));
-       }},
-      {"resource-limits", &tryLimits},
-  };
+  return {table.begin(), table.end()};
 }
 
 }  // namespace vanto::testing

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/TemporaryDirectory.h"
@@ -63,6 +64,8 @@ inline constexpr int noSuchWay = -1;
 /// Tries one way out. 0 when it is open, or errno, or noSuchWay.
 using EscapeProbe = int (*)(EscapeScene& scene);
 using EscapeProbes = std::map<std::string, EscapeProbe>;
+/// A row of a table of probes.
+using NamedProbe = std::pair<const char*, EscapeProbe>;
 
 [[nodiscard]] EscapeProbes fileProbes();
 [[nodiscard]] EscapeProbes processProbes();

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <array>
+
 #include <fcntl.h>
 #include <sys/syscall.h>
 #include <sys/timex.h>
@@ -37,42 +39,44 @@ int tryAdjustClock(EscapeScene&) {
   return call(SYS_clock_adjtime, CLOCK_REALTIME, &asking);
 }
 
+constexpr auto table = std::to_array<NamedProbe>({
+    {"host-name",
+     [](EscapeScene&) {
+       return call(SYS_sethostname, nullptr, -1);
+     }},
+    {"domain-name",
+     [](EscapeScene&) {
+       return call(SYS_setdomainname, nullptr, -1);
+     }},
+    {"time",
+     [](EscapeScene&) {
+       return call(SYS_settimeofday, nullptr, nullptr);
+     }},
+    {"clock",
+     [](EscapeScene&) {
+       return call(SYS_clock_settime, CLOCK_REALTIME, nullptr);
+     }},
+    {"adjust-time", &tryAdjustTime},
+    {"adjust-clock", &tryAdjustClock},
+    {"hang-up", &tryHangUp},
+    {"watch-file-systems",
+     [](EscapeScene&) {
+       return call(SYS_fanotify_init, ~0U, 0);
+     }},
+    {"advise-process",
+     [](EscapeScene&) {
+       return call(adviseProcess, -1, nullptr, 0, 0, 0);
+     }},
+    {"release-process",
+     [](EscapeScene&) {
+       return call(releaseProcess, -1, 0);
+     }},
+});
+
 }  // namespace
 
 EscapeProbes settingProbes() {
-  return {
-      {"host-name",
-       [](EscapeScene&) {
-         return call(SYS_sethostname, nullptr, -1);
-       }},
-      {"domain-name",
-       [](EscapeScene&) {
-         return call(SYS_setdomainname, nullptr, -1);
-       }},
-      {"time",
-       [](EscapeScene&) {
-         return call(SYS_settimeofday, nullptr, nullptr);
-       }},
-      {"clock",
-       [](EscapeScene&) {
-         return call(SYS_clock_settime, CLOCK_REALTIME, nullptr);
-       }},
-      {"adjust-time", &tryAdjustTime},
-      {"adjust-clock", &tryAdjustClock},
-      {"hang-up", &tryHangUp},
-      {"watch-file-systems",
-       [](EscapeScene&) {
-         return call(SYS_fanotify_init, ~0U, 0);
-       }},
-      {"advise-process",
-       [](EscapeScene&) {
-         return call(adviseProcess, -1, nullptr, 0, 0, 0);
-       }},
-      {"release-process",
-       [](EscapeScene&) {
-         return call(releaseProcess, -1, 0);
-       }},
-  };
+  return {table.begin(), table.end()};
 }
 
 }  // namespace vanto::testing

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <array>
 #include <cstddef>
 #include <cstring>
 
@@ -132,115 +133,117 @@ int trySendUnix(const UnixAddress& address) {
   return outcomeOf(sendto(made.get(), "x", 1, MSG_DONTWAIT, address.generic(), address.size));
 }
 
+constexpr auto table = std::to_array<NamedProbe>({
+    {"socket-tcp",
+     [](EscapeScene&) {
+       return tryMake(AF_INET, SOCK_STREAM, 0);
+     }},
+    {"socket-tcp6",
+     [](EscapeScene&) {
+       return tryMake(AF_INET6, SOCK_STREAM, 0);
+     }},
+    {"socket-udp",
+     [](EscapeScene&) {
+       return tryMake(AF_INET, SOCK_DGRAM, 0);
+     }},
+    {"socket-raw",
+     [](EscapeScene&) {
+       return tryMake(AF_INET, SOCK_RAW, IPPROTO_ICMP);
+     }},
+    {"socket-netlink",
+     [](EscapeScene&) {
+       return tryMake(AF_NETLINK, SOCK_RAW, 0);
+     }},
+    {"socket-packet",
+     [](EscapeScene&) {
+       return tryMake(AF_PACKET, SOCK_RAW, 0);
+     }},
+    {"socket-vsock",
+     [](EscapeScene&) {
+       return tryMake(AF_VSOCK, SOCK_STREAM, 0);
+     }},
+    {"socket-crypto",
+     [](EscapeScene&) {
+       return tryMake(AF_ALG, SOCK_SEQPACKET, 0);
+     }},
+    {"socket-mptcp",
+     [](EscapeScene&) {
+       return tryMake(AF_INET, SOCK_STREAM, protocolMptcp);
+     }},
+    {"socket-pair", &tryPair},
+    {"open-socket-udp",
+     [](EscapeScene&) {
+       return tryMake(AF_INET, SOCK_DGRAM, 0);
+     }},
+    {"open-socket-udp6",
+     [](EscapeScene&) {
+       return tryMake(AF_INET6, SOCK_DGRAM, 0);
+     }},
+    {"open-socket-raw",
+     [](EscapeScene&) {
+       return tryMake(AF_INET, SOCK_RAW, IPPROTO_TCP);
+     }},
+    {"open-socket-netlink",
+     [](EscapeScene&) {
+       return tryMake(AF_NETLINK, SOCK_RAW, 0);
+     }},
+    {"open-socket-vsock",
+     [](EscapeScene&) {
+       return tryMake(AF_VSOCK, SOCK_STREAM, 0);
+     }},
+    {"open-socket-mptcp",
+     [](EscapeScene&) {
+       return tryMake(AF_INET, SOCK_STREAM, protocolMptcp);
+     }},
+    {"open-socket-sctp",
+     [](EscapeScene&) {
+       return tryMake(AF_INET, SOCK_STREAM, protocolSctp);
+     }},
+    {"open-socket-smc",
+     [](EscapeScene&) {
+       return tryMake(familySmc, SOCK_STREAM, 0);
+     }},
+    {"connect-allowed-port",
+     [](EscapeScene& s) {
+       return tryConnect(s.allowedPort());
+     }},
+    {"connect-other-port",
+     [](EscapeScene& s) {
+       return tryConnect(s.otherPort());
+     }},
+    {"connect-mapped-address", &tryConnectMapped},
+    {"connect-old-socket",
+     [](EscapeScene& s) {
+       return connectTo(s.tcpSocket, s.otherPort());
+     }},
+    {"connect-by-sending", &trySendFast},
+    {"connect-by-sending-message", &trySendMessageFast},
+    {"connect-by-sending-messages", &trySendMessagesFast},
+    {"bind-other-port", &tryBind},
+    {"listen-unbound", &tryListen},
+    {"send-old-udp-socket", &trySendDatagram},
+    {"unix-connect",
+     [](EscapeScene& s) {
+       return tryConnectUnix({s.outside("stream"), false});
+     }},
+    {"unix-send",
+     [](EscapeScene& s) {
+       return trySendUnix({s.outside("datagram"), false});
+     }},
+    {"abstract-connect",
+     [](EscapeScene& s) {
+       return tryConnectUnix({s.abstractName(), true});
+     }},
+    {"abstract-send",
+     [](EscapeScene& s) {
+       return trySendUnix({s.abstractName() + "-d", true});
+     }},
+});
+
 }  // namespace
 
 EscapeProbes socketProbes() {
-  return {
-      {"socket-tcp",
-       [](EscapeScene&) {
-         return tryMake(AF_INET, SOCK_STREAM, 0);
-       }},
-      {"socket-tcp6",
-       [](EscapeScene&) {
-         return tryMake(AF_INET6, SOCK_STREAM, 0);
-       }},
-      {"socket-udp",
-       [](EscapeScene&) {
-         return tryMake(AF_INET, SOCK_DGRAM, 0);
-       }},
-      {"socket-raw",
-       [](EscapeScene&) {
-         return tryMake(AF_INET, SOCK_RAW, IPPROTO_ICMP);
-       }},
-      {"socket-netlink",
-       [](EscapeScene&) {
-         return tryMake(AF_NETLINK, SOCK_RAW, 0);
-       }},
-      {"socket-packet",
-       [](EscapeScene&) {
-         return tryMake(AF_PACKET, SOCK_RAW, 0);
-       }},
-      {"socket-vsock",
-       [](EscapeScene&) {
-         return tryMake(AF_VSOCK, SOCK_STREAM, 0);
-       }},
-      {"socket-crypto",
-       [](EscapeScene&) {
-         return tryMake(AF_ALG, SOCK_SEQPACKET, 0);
-       }},
-      {"socket-mptcp",
-       [](EscapeScene&) {
-         return tryMake(AF_INET, SOCK_STREAM, protocolMptcp);
-       }},
-      {"socket-pair", &tryPair},
-      {"open-socket-udp",
-       [](EscapeScene&) {
-         return tryMake(AF_INET, SOCK_DGRAM, 0);
-       }},
-      {"open-socket-udp6",
-       [](EscapeScene&) {
-         return tryMake(AF_INET6, SOCK_DGRAM, 0);
-       }},
-      {"open-socket-raw",
-       [](EscapeScene&) {
-         return tryMake(AF_INET, SOCK_RAW, IPPROTO_TCP);
-       }},
-      {"open-socket-netlink",
-       [](EscapeScene&) {
-         return tryMake(AF_NETLINK, SOCK_RAW, 0);
-       }},
-      {"open-socket-vsock",
-       [](EscapeScene&) {
-         return tryMake(AF_VSOCK, SOCK_STREAM, 0);
-       }},
-      {"open-socket-mptcp",
-       [](EscapeScene&) {
-         return tryMake(AF_INET, SOCK_STREAM, protocolMptcp);
-       }},
-      {"open-socket-sctp",
-       [](EscapeScene&) {
-         return tryMake(AF_INET, SOCK_STREAM, protocolSctp);
-       }},
-      {"open-socket-smc",
-       [](EscapeScene&) {
-         return tryMake(familySmc, SOCK_STREAM, 0);
-       }},
-      {"connect-allowed-port",
-       [](EscapeScene& s) {
-         return tryConnect(s.allowedPort());
-       }},
-      {"connect-other-port",
-       [](EscapeScene& s) {
-         return tryConnect(s.otherPort());
-       }},
-      {"connect-mapped-address", &tryConnectMapped},
-      {"connect-old-socket",
-       [](EscapeScene& s) {
-         return connectTo(s.tcpSocket, s.otherPort());
-       }},
-      {"connect-by-sending", &trySendFast},
-      {"connect-by-sending-message", &trySendMessageFast},
-      {"connect-by-sending-messages", &trySendMessagesFast},
-      {"bind-other-port", &tryBind},
-      {"listen-unbound", &tryListen},
-      {"send-old-udp-socket", &trySendDatagram},
-      {"unix-connect",
-       [](EscapeScene& s) {
-         return tryConnectUnix({s.outside("stream"), false});
-       }},
-      {"unix-send",
-       [](EscapeScene& s) {
-         return trySendUnix({s.outside("datagram"), false});
-       }},
-      {"abstract-connect",
-       [](EscapeScene& s) {
-         return tryConnectUnix({s.abstractName(), true});
-       }},
-      {"abstract-send",
-       [](EscapeScene& s) {
-         return trySendUnix({s.abstractName() + "-d", true});
-       }},
-  };
+  return {table.begin(), table.end()};
 }
 
 }  // namespace vanto::testing

@@ -15,15 +15,20 @@ std::string answer(std::uint32_t value) {
   return "action " + std::to_string(value);
 }
 
-}  // namespace
+struct Run {
+  std::string answer;
+  std::size_t steps;
+};
 
-std::string answerOf(std::span<const sock_filter> program, const seccomp_data& call) {
+Run runOf(std::span<const sock_filter> program, const seccomp_data& call) {
   std::uint32_t accumulator = 0;
+  std::size_t steps = 0;
   for (std::size_t at = 0; at < program.size(); ++at) {
     const sock_filter& instruction = program[at];
+    ++steps;
     switch (instruction.code) {
       case BPF_LD | BPF_W | BPF_ABS:
-        if (instruction.k % 4 != 0 || instruction.k + 4 > sizeof call) return "loads what is not there";
+        if (instruction.k % 4 != 0 || instruction.k + 4 > sizeof call) return {"loads what is not there", steps};
         std::memcpy(&accumulator, reinterpret_cast<const char*>(&call) + instruction.k, sizeof accumulator);
         break;
       case BPF_ALU | BPF_AND | BPF_K:
@@ -35,16 +40,29 @@ std::string answerOf(std::span<const sock_filter> program, const seccomp_data& c
       case BPF_JMP | BPF_JEQ | BPF_K:
         at += accumulator == instruction.k ? instruction.jt : instruction.jf;
         break;
+      case BPF_JMP | BPF_JGE | BPF_K:
+        at += accumulator >= instruction.k ? instruction.jt : instruction.jf;
+        break;
       case BPF_JMP | BPF_JSET | BPF_K:
         at += (accumulator & instruction.k) != 0 ? instruction.jt : instruction.jf;
         break;
       case BPF_RET | BPF_K:
-        return answer(instruction.k);
+        return {answer(instruction.k), steps};
       default:
-        return "instruction " + std::to_string(instruction.code);
+        return {"instruction " + std::to_string(instruction.code), steps};
     }
   }
-  return "runs out of the program";
+  return {"runs out of the program", steps};
+}
+
+}  // namespace
+
+std::string answerOf(std::span<const sock_filter> program, const seccomp_data& call) {
+  return runOf(program, call).answer;
+}
+
+std::size_t stepsOf(std::span<const sock_filter> program, const seccomp_data& call) {
+  return runOf(program, call).steps;
 }
 
 }  // namespace vanto::testing

@@ -49,19 +49,22 @@ TEST(FilterProgram, RefusesCallsOfOtherMachines) {
   EXPECT_EQ(answerOf(others, call(1, AUDIT_ARCH_X86_64)), "error 1");
 }
 
+// So many that no jump of a comparison leads from one end of the program to the other.
 TEST(FilterProgram, LetsOnlyCallsOfAListThrough) {
-  std::vector<std::uint32_t> numbers(250);
-  for (std::uint32_t i = 0; i < numbers.size(); ++i) numbers[i] = 2 * i;
+  std::vector<std::uint32_t> numbers(1000);
+  for (std::uint32_t i = 0; i < numbers.size(); ++i) numbers[i] = 2 * (i * 7 % 1000);
+  numbers.push_back(0);
   const auto program = vanto::filterProgramOfOnly(numbers, Machine::X86_64);
-  for (int number = 0; number < 1000; ++number) {
-    const bool isListed = number < 500 && number % 2 == 0;
+  for (int number = 0; number < 3000; ++number) {
+    const bool isListed = number < 2000 && number % 2 == 0;
     EXPECT_EQ(answerOf(program, call(number)), isListed ? "allow" : "error 1") << number;
   }
   EXPECT_EQ(answerOf(program, call(0, AUDIT_ARCH_I386)), "error 1");
   EXPECT_EQ(answerOf(program, call(0x40000000)), "error 1");
   EXPECT_EQ(answerOf(vanto::filterProgramOfOnly({}, Machine::Aarch64), call(1, AUDIT_ARCH_AARCH64)), "error 1");
-  numbers.push_back(500);
-  EXPECT_TRUE(vanto::filterProgramOfOnly(numbers, Machine::X86_64).empty());
+  const std::vector<std::uint32_t> last{0xffffffff};
+  EXPECT_EQ(answerOf(vanto::filterProgramOfOnly(last, Machine::Aarch64), call(-1, AUDIT_ARCH_AARCH64)), "allow");
+  EXPECT_EQ(answerOf(vanto::filterProgramOfOnly(last, Machine::Aarch64), call(-2, AUDIT_ARCH_AARCH64)), "error 1");
 }
 
 TEST(FilterProgram, RefusesNoOtherCallThanThoseWithRules) {
@@ -101,10 +104,21 @@ TEST(FilterProgram, RefusesAlwaysWhenOneOfSeveralRulesDoes) {
   EXPECT_EQ(answerOf(filterProgramOf(rules, Machine::X86_64), call(56)), "error 1");
 }
 
+TEST(FilterProgram, RefusesAsTheFirstRuleThatHolds) {
+  const std::vector<SystemCallRule> rules{{SystemCall::Clone, EACCES, {{0, Relation::Equal, ~0U, 2}}},
+                                          {SystemCall::Clone, ENOSYS, {}},
+                                          {SystemCall::Clone, EPERM, {}}};
+  const auto program = filterProgramOf(rules, Machine::X86_64);
+  seccomp_data data = call(56);
+  EXPECT_EQ(answerOf(program, data), "error 38");
+  data.args[0] = 2;
+  EXPECT_EQ(answerOf(program, data), "error 13");
+}
+
 TEST(FilterProgram, LeavesOutCallsThatTheMachineDoesNotHave) {
   const std::vector<SystemCallRule> rules{{SystemCall::Fork, EPERM, {}}};
   EXPECT_EQ(filterProgramOf(rules, Machine::Aarch64).size(), filterProgramOf({}, Machine::Aarch64).size());
-  EXPECT_EQ(filterProgramOf(rules, Machine::X86_64).size(), filterProgramOf({}, Machine::X86_64).size() + 1);
+  EXPECT_GT(filterProgramOf(rules, Machine::X86_64).size(), filterProgramOf({}, Machine::X86_64).size());
 }
 
 int loadHere(std::vector<sock_filter> program) {

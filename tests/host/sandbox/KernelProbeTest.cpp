@@ -26,6 +26,10 @@ TEST(KernelProbe, FindsWhatTheKernelTakes) {
   EXPECT_TRUE(kernel->hasFilter);
 }
 
+TEST(KernelProbe, SaysThatNoRulesetIsRefusedWhereTheKernelHasLandlock) {
+  EXPECT_EQ(errorOfLandlock() == 0, probeKernelRights()->fileBits != 0);
+}
+
 TEST(KernelProbe, DoesNotTakeAWantOfDescriptorsForAnOldKernel) {
   const ChildOutcome outcome = runInChild([](const ChildReport&) {
     std::vector<Fd> all;
@@ -33,9 +37,11 @@ TEST(KernelProbe, DoesNotTakeAWantOfDescriptorsForAnOldKernel) {
     while (all.back());
     const std::optional<KernelRights> kernel = probeKernelRights();
     const int error = errno;
+    const int errorHere = errorOfLandlock();
     all.clear();
     EXPECT_FALSE(kernel.has_value());
     EXPECT_EQ(error, EMFILE);
+    EXPECT_EQ(errorHere, EMFILE);
   });
   EXPECT_EQ(outcome.end, "exit status 0");
 }

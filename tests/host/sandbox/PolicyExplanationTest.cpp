@@ -32,6 +32,16 @@ TEST(PolicyExplanation, NamesEachStatementThatAllowsAPath) {
   EXPECT_EQ(shown(vanto::explainPath(compiled("allow read /a"), Right::Read, "/")), "");
 }
 
+TEST(PolicyExplanation, IsAskedOfTheDirectoryForWhatChangesIt) {
+  for (const Right right : {Right::Remove, Right::Rename}) {
+    EXPECT_EQ(vanto::decidingPlace(right, "/a/b"), "/a");
+    EXPECT_EQ(vanto::decidingPlace(right, "/a"), "/");
+    EXPECT_EQ(vanto::decidingPlace(right, "/"), "");
+  }
+  EXPECT_EQ(vanto::decidingPlace(Right::Create, "/a/b"), "/a/b");
+  EXPECT_EQ(vanto::decidingPlace(Right::Read, "/"), "/");
+}
+
 TEST(PolicyExplanation, NamesTheBaseProfileAndTheLineThatIncludesIt) {
   EXPECT_EQ(shown(vanto::explainPath(compiled("\ninclude temporary"), Right::Create, "/tmp/x")), "/tmp@temporary:2");
 }

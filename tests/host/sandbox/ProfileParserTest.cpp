@@ -10,7 +10,7 @@ using vanto::testing::compiled;
 using vanto::testing::refusal;
 
 constexpr const char* rightsThere =
-    "; there are read, write, create, remove, truncate, rename, execute, ioctl, socket, bind, connect, network, "
+    "; write one of read, write, create, remove, truncate, rename, execute, ioctl, socket, bind, connect, network, "
     "abstract, signal, processes, system";
 
 TEST(ProfileParser, ReadsEachStatement) {
@@ -65,7 +65,7 @@ TEST(ProfileParser, SaysWhatIsWrongAndWhere) {
            Row{"network none\nversion 1", "2:1: the version stands behind another statement; write it first"},
            Row{"version 1\nversion 1", "2:1: the version stands behind another statement; write it first"},
            Row{"include", "1:8: a word is missing; write base, network-client, temporary"},
-           Row{"include x", "1:9: unknown base profile \"x\"; there are base, network-client, temporary"},
+           Row{"include x", "1:9: unknown base profile \"x\"; write one of base, network-client, temporary"},
            Row{"include base temporary",
                "1:14: the word \"temporary\" is one too many; write it in a statement of its own"},
            Row{"include base\n\n include base", "3:10: included before, in line 1; write each base profile once"},
@@ -77,10 +77,10 @@ TEST(ProfileParser, SaysWhatIsWrongAndWhere) {
            Row{"allow read, write /a", std::string("1:7: unknown right \"\"") + rightsThere},
            Row{"allow all /a", std::string("1:7: unknown right \"all\"") + rightsThere},
            Row{"allow read,signal,bind /a", "1:7: no right to a path: bind, signal; write a statement of its own"},
-           Row{"allow system", "1:7: no profile allows system; it can only be required"},
+           Row{"allow system", "1:7: no profile allows system; write require system to have it denied for certain"},
            Row{"allow read a", "1:12: the path \"a\" is relative; write an absolute path"},
            Row{"allow read /a /b/..", "1:15: the path has the component \"..\"; write the path without it"},
-           Row{"allow read /${B}", "1:13: unknown parameter \"B\"; known are A"},
+           Row{"allow read /${B}", "1:13: unknown parameter \"B\"; write one of A"},
            Row{"allow signal /a", "1:14: the word \"/a\" is one too many; write it in a statement of its own"},
            Row{"allow network ${A}", "1:15: the word \"\\${A}\" is one too many; write it in a statement of its own"},
            Row{"allow connect", "1:14: a word is missing; write tcp"},

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "host/sandbox/Compiled.h"
 #include "sandbox/ProfileScanner.h"
 #include "value/limits.h"
 
@@ -14,7 +15,8 @@ using vanto::ProfileParameters;
 /// The path of the one word in `text`, or what is wrong with it.
 std::string path(std::string_view text, const ProfileParameters& parameters = {}) {
   ProfileErrors errors;
-  const auto words = vanto::ProfileScanner(text, errors).nextStatement();
+  const std::string line = vanto::testing::ended(text);
+  const auto words = vanto::ProfileScanner(line, errors).nextStatement();
   EXPECT_TRUE(words && words->size() == 1) << text;
   if (!words) return {};
   const std::string result = vanto::pathOf(words->front(), parameters, errors);
@@ -75,7 +77,7 @@ TEST(ProfilePath, IsNeverWidenedByAParameter) {
 }
 
 TEST(ProfilePath, NamesTheParametersThatAreKnown) {
-  EXPECT_EQ(path("/x${C}", {{"A", "a"}, {"B", "b"}}), "p:1:3: unknown parameter \"C\"; known are A, B");
+  EXPECT_EQ(path("/x${C}", {{"A", "a"}, {"B", "b"}}), "p:1:3: unknown parameter \"C\"; write one of A, B");
   EXPECT_EQ(path("/x${C}"), "p:1:3: unknown parameter \"C\"; write the path itself, as no parameter is known here");
 }
 

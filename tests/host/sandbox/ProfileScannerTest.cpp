@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "host/sandbox/Compiled.h"
 #include "value/limits.h"
 
 namespace {
@@ -14,7 +15,7 @@ using vanto::ProfileScanner;
 using vanto::ProfileWord;
 
 /// "LINE:COLUMN[piece]…" for each word, with <NAME> for a parameter; a line for each statement, then the errors.
-std::string scanned(std::string_view text) {
+std::string scannedAsItIs(std::string_view text) {
   ProfileErrors errors;
   ProfileScanner scanner(text, errors);
   std::string result;
@@ -30,6 +31,11 @@ std::string scanned(std::string_view text) {
   }
   for (const auto& error : errors.kept()) result += vanto::lineOf("p", error) + "\n";
   return result;
+}
+
+/// The same of a text whose last line ends, if need be with a line feed more.
+std::string scanned(std::string_view text) {
+  return scannedAsItIs(vanto::testing::ended(text));
 }
 
 TEST(ProfileScanner, CutsLinesIntoWords) {
@@ -69,8 +75,8 @@ TEST(ProfileScanner, SaysWhereALineCannotBeCut) {
       {"a \"b\\\"", "p:1:3: the quote is not closed; write \" at the end of the word, on the same line\n"},
       {"a \"b\"c", "p:1:6: a quoted word goes on behind its quote; write a blank between words\n"},
       {"a \"b\"#c", "p:1:6: a quoted word goes on behind its quote; write a blank between words\n"},
-      {"\"a\\q\"", "p:1:3: unknown escape; there are \\\" \\\\ \\$ \\n \\t and \\x with two digits\n"},
-      {"\"a\\", "p:1:3: unknown escape; there are \\\" \\\\ \\$ \\n \\t and \\x with two digits\n"},
+      {"\"a\\q\"", "p:1:3: unknown escape; write one of \\\" \\\\ \\$ \\n \\t and \\x with two digits\n"},
+      {"\"a\\", "p:1:3: unknown escape; write one of \\\" \\\\ \\$ \\n \\t and \\x with two digits\n"},
       {"\"a\\x4\"", "p:1:3: \\x without two hexadecimal digits; write \\x0a and the like\n"},
       {"\"a\\xg0\"", "p:1:3: \\x without two hexadecimal digits; write \\x0a and the like\n"},
       {"\"a\\x", "p:1:3: \\x without two hexadecimal digits; write \\x0a and the like\n"},
@@ -82,8 +88,8 @@ TEST(ProfileScanner, SaysWhereALineCannotBeCut) {
       {"\"${a\"", "p:1:2: the parameter is not closed; write ${NAME} with letters, digits and _ in the name\n"},
       {"a ${}", "p:1:3: the parameter has no name; write ${NAME}\n"},
       {"a b\r\n", "p:1:4: a carriage return; end lines with a line feed alone\n"},
-      {std::string("a\0b", 3), "p:1:2: a control character; in quotes it can be written as \\x and two digits\n"},
-      {"ä \x7f", "p:1:3: a control character; in quotes it can be written as \\x and two digits\n"},
+      {std::string("a\0b", 3), "p:1:2: a control character; write it in quotes, as \\x and two digits\n"},
+      {"ä \x7f", "p:1:3: a control character; write it in quotes, as \\x and two digits\n"},
       {"\xef\xbb\xbf"
        "a",
        "p:1:1: a byte-order mark; save the profile without one\n"},
@@ -93,6 +99,18 @@ TEST(ProfileScanner, SaysWhereALineCannotBeCut) {
       {"\n\na \xc0\xaf", "p:3:3: this is no UTF-8; save the profile as UTF-8\n"},
   };
   for (const auto& [text, expected] : table) EXPECT_EQ(scanned(text), expected) << text;
+}
+
+TEST(ProfileScanner, RefusesALastLineThatDoesNotEnd) {
+  const auto refused = [](const char* place) {
+    return std::string("p:") + place +
+           ": the last line does not end, as if the profile were cut off; write the rest, and a line feed\n";
+  };
+  EXPECT_EQ(scannedAsItIs("a\nallow read /ä"), "1:1[a]\n" + refused("2:14"));
+  EXPECT_EQ(scannedAsItIs("a\n# ä"), "1:1[a]\n" + refused("2:4"));
+  EXPECT_EQ(scannedAsItIs("  "), refused("1:3"));
+  EXPECT_EQ(scannedAsItIs("a \"b"),
+            "p:1:3: the quote is not closed; write \" at the end of the word, on the same line\n");
 }
 
 TEST(ProfileScanner, GoesOnBehindABrokenLine) {
@@ -111,7 +129,7 @@ TEST(ProfileScanner, TakesALineUpToItsLimit) {
 
 TEST(ProfileScanner, KnowsWhereAWordEnds) {
   ProfileErrors errors;
-  const auto words = ProfileScanner("ä \"b\" ${c}", errors).nextStatement();
+  const auto words = ProfileScanner("ä \"b\" ${c}\n", errors).nextStatement();
   ASSERT_TRUE(words.has_value());
   ASSERT_EQ(words->size(), 3U);
   EXPECT_EQ((*words)[0].end.column, 2U);

@@ -2,9 +2,11 @@
 #include "sandbox/Profile.h"
 
 #include <algorithm>
+#include <array>
 #include <fstream>
 
 #include "host/sandbox/Compiled.h"
+#include "sandbox/PolicyDifference.h"
 #include "sandbox/PolicyText.h"
 #include "support/SampleFiles.h"
 #include "value/limits.h"
@@ -12,6 +14,8 @@
 namespace {
 
 using vanto::compileProfile;
+using vanto::Policy;
+using vanto::PolicyChange;
 using vanto::ProfileParameters;
 using vanto::ProfileResult;
 using vanto::testing::compiled;
@@ -53,15 +57,18 @@ TEST(Profile, IsAPolicyOrErrorsAtEachLength) {
 }
 
 TEST(Profile, NeverAllowsMoreWhenItIsCut) {
-  // A path that is cut is another path, so only whole lines can be compared.
-  std::string smaller;
-  std::size_t before = 0;
-  for (std::size_t end = sample.find('\n'); end != std::string_view::npos; end = sample.find('\n', end + 1)) {
-    const std::size_t now = grants(compiled(sample.substr(0, end + 1), parameters("s")));
-    EXPECT_GE(now, before);
-    before = now;
+  const Policy whole = compiled(sample, parameters("s"));
+  std::size_t taken = 0;
+  for (std::size_t length = 0; length <= sample.size(); ++length) {
+    const ProfileResult result = compileProfile(sample.substr(0, length), parameters("s"));
+    if (!result.policy) continue;
+    ++taken;
+    for (const PolicyChange& change : vanto::differenceOf(whole, *result.policy)) {
+      EXPECT_NE(change.kind, PolicyChange::Kind::Allowed) << length << " " << change.subject;
+    }
   }
-  EXPECT_EQ(before, grants(compiled(sample, parameters("s"))));
+  // Nothing at all, and whole lines.
+  EXPECT_EQ(taken, 1 + static_cast<std::size_t>(std::ranges::count(sample, '\n')));
 }
 
 TEST(Profile, HasTheSameGrantsWhateverItsParametersHold) {
@@ -148,6 +155,21 @@ TEST(Profile, TakesEverySampleToAcceptAndNoneToRefuse) {
   ASSERT_GT(refused.size(), 20U);
   for (const auto& file : accepted) EXPECT_TRUE(compiles(file)) << file.name;
   for (const auto& file : refused) EXPECT_FALSE(compiles(file)) << file.name;
+}
+
+TEST(Profile, SaysWhatToDoAboutEverySampleToRefuse) {
+  for (const auto& file : vanto::test::sampleFiles(VANTO_PROFILE_SAMPLES, "refuse-")) {
+    const std::string text(file.content.begin(), file.content.end());
+    const ProfileResult result = compileProfile(text, parameters("org.example.s"));
+    for (const auto& error : result.errors.kept()) {
+      const std::size_t end = error.text.rfind("; ");
+      const std::string remedy = end == std::string::npos ? "" : error.text.substr(end);
+      const bool isOrder = std::ranges::any_of(
+          std::array{"; write ", "; save ", "; end ", "; remove ", "; allow ", "; give ", "; name "},
+          [&](const char* begin) { return remedy.starts_with(begin); });
+      EXPECT_TRUE(isOrder) << file.name << " " << error.text;
+    }
+  }
 }
 
 }  // namespace

@@ -95,6 +95,18 @@ TEST_F(Sandbox, RefusesAProfileWithoutSayingWhyWhereNobodyAsks) {
   EXPECT_EQ(outcome.end, "exit status 0");
 }
 
+TEST_F(Sandbox, KeepsWhyNoProfileWasEnteredAsTheReceipt) {
+  const ChildOutcome outcome = runInChild([&](const ChildReport& report) {
+    vanto_sandbox_record_failure("there is none; add one\nlevel full");
+    EXPECT_TRUE(canRead("/"));
+    report(sandboxReceipt());
+  });
+  EXPECT_EQ(outcome.end, "exit status 0");
+  const std::vector<std::string> receipt = {
+      "level none", "error there is none; add one?level full", "asked ", "enforced ", "witness untested", ""};
+  EXPECT_EQ(outcome.lines, receipt);
+}
+
 TEST_F(Sandbox, FreesNothingForNull) {
   sandbox_free_error(nullptr);
 }

@@ -88,6 +88,8 @@ TEST_F(CodeInterface, TriesRequirementsOnCode) {
   EXPECT_EQ(codeOf(error), VANTO_ERROR_INVALID);
   EXPECT_NE(std::string(vanto_error_get_text(error)).find("column 10"), std::string::npos);
   EXPECT_EQ(codeOf(Held(vanto_code_check_requirement(code, nullptr))), VANTO_ERROR_INVALID);
+  EXPECT_EQ(codeOf(Held(vanto_code_check_requirement(nullptr, "valid and"))), VANTO_ERROR_INVALID);
+  EXPECT_EQ(vanto_dictionary_get_count(Held(vanto_code_check_requirement(nullptr, "valid"))), 0U);
   EXPECT_EQ(codeOf(Held(vanto_code_check_requirement(text("x"), "valid"))), VANTO_ERROR_INVALID);
   EXPECT_EQ(codeOf(Held(vanto_code_check_requirement(failureReply(-2), "valid"))), VANTO_ERROR_INVALID);
 }

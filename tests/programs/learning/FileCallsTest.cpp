@@ -56,7 +56,7 @@ TEST(FileCalls, NoteFilesWithoutAName) {
                                    "5 linkat(3</w/#12>(deleted), \"\", 4</w>, \"b\", 0x1000) = 0"});
   EXPECT_EQ(facts.nameless, Paths{"/w/#12"});
   EXPECT_EQ(facts.made, (Paths{"/w/a", "/w/b"}));
-  EXPECT_TRUE(facts.moved.empty());
+  EXPECT_EQ(facts.moved, (Moves{{"/w/#12", "/w/a"}}));
 }
 
 TEST(FileCalls, NoteNamesThatAreMade) {
@@ -76,6 +76,36 @@ TEST(FileCalls, MakeNoDevices) {
 TEST(FileCalls, NoteNamesThatAreTakenAway) {
   const RunFacts facts = observed({"5 unlink(\"a\") = 0", "5 rmdir(\"b\") = 0", "5 unlinkat(3</d>, \"c\", 0) = 0"});
   EXPECT_EQ(facts.removed, (Paths{"/w/a", "/w/b", "/d/c"}));
+}
+
+TEST(FileCalls, TellDirectoriesThatAreTakenAway) {
+  const RunFacts facts = observed({"5 unlink(\"a\") = 0", "5 rmdir(\"b\") = 0", "5 unlinkat(3</d>, \"c\", 0) = 0",
+                                   "5 unlinkat(3</d>, \"e\", 0x200) = 0", "5 rename(\"f\", \"g\") = 0"});
+  EXPECT_EQ(facts.removedDirectories, (Paths{"/w/b", "/d/e", "/w/f", "/w/g"}));
+}
+
+TEST(FileCalls, GoThroughDescriptors) {
+  const RunFacts facts =
+      observed({"5 openat(-100</w>, \"d\", 0x10000) = 7</w/d>", "5 mkdir(\"/proc/self/fd/7/a\", 0777) = 0",
+                "5 rename(\"/proc/self/fd/7/a\", \"/proc/self/fd/7/b\") = 0", "5 rmdir(\"/proc/self/fd/7/b\") = 0",
+                "5 dup2(7</w/d>, 9</w/e>) = 9</w/d>", "5 truncate(\"/dev/fd/9/c\", 0) = 0"});
+  EXPECT_EQ(facts.made, (Paths{"/w/d/a", "/w/d/b"}));
+  EXPECT_EQ(facts.moved, (Moves{{"/w/d/a", "/w/d/b"}}));
+  EXPECT_EQ(facts.used.at("/w/d/c"), Right::Truncate);
+  EXPECT_TRUE(facts.remarks.empty());
+}
+
+TEST(FileCalls, FollowASocketThatIsRenamed) {
+  constexpr const char* bound = "5 bind(3<UNIX:[1]>, {sa_family=0x1, sun_path=\"a\"}, 4) = 0";
+  const RunFacts facts = observed({bound, "5 rename(\"a\", \"b\") = 0"});
+  EXPECT_EQ(facts.sockets, (Paths{"/w/a", "/w/b"}));
+  EXPECT_EQ(facts.removed, (Paths{"/w/a", "/w/b"}));
+  EXPECT_TRUE(facts.removedDirectories.empty());
+  const RunFacts kept = observed({bound, "5 renameat2(-100</w>, \"a\", -100</w>, \"b\", 0x1) = 0"});
+  EXPECT_EQ(kept.removed, Paths{"/w/a"});
+  const RunFacts exchanged = observed({bound, "5 renameat2(-100</w>, \"a\", -100</w>, \"b\", 0x2) = 0"});
+  EXPECT_TRUE(exchanged.sockets.empty());
+  EXPECT_EQ(exchanged.removedDirectories, (Paths{"/w/a", "/w/b"}));
 }
 
 TEST(FileCalls, NoteWhatIsMovedAndLinked) {

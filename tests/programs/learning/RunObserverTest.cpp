@@ -50,7 +50,7 @@ TEST(RunObserver, FollowsAThreadThatExecutesInThePlaceOfOthers) {
                 "6 execve(\"/a\", 0x7f, 0x7e <pid changed to 5 ...>", "5 <... futex resumed>) = ?",
                 "5 +++ superseded by execve in pid 6 +++", "5 <... execve resumed>) = -1 (errno 18446744073709551359)",
                 "5 mkdir(\"x\", 0777) = 0"});
-  EXPECT_EQ(facts.executed, Paths{"/a"});
+  EXPECT_EQ(facts.program, "/a");
   EXPECT_EQ(facts.made, Paths{"/w/x"});
 }
 

@@ -14,7 +14,9 @@ class RunRecordTest : public ::testing::Test {
 
   std::optional<std::string> pathAt(const char* call) {
     const std::string text = traced(call);
-    return record_.pathAt(*TraceLine::of(text), 1);
+    const auto line = TraceLine::of(text);
+    record_.takePlaces(*line);
+    return record_.pathAt(*line, 1);
   }
 
   RunRecord record_{"/w"};
@@ -39,13 +41,50 @@ TEST_F(RunRecordTest, SaysWhatItCannotRead) {
 TEST_F(RunRecordTest, NamesProcessesInAWayThatHoldsNextTime) {
   record_.use("/proc/5/maps", Right::Read);
   record_.use("/proc/cpuinfo", Right::Read);
-  EXPECT_TRUE(record_.facts.remarks.empty());
   record_.use("/proc/6/maps", Right::Read);
   EXPECT_TRUE(record_.facts.used.contains("/proc/self/maps"));
   EXPECT_TRUE(record_.facts.used.contains("/proc/cpuinfo"));
+  EXPECT_EQ(record_.facts.used.size(), 2U);
+  EXPECT_EQ(record_.facts.ofOtherProcesses, Right::Read);
+  record_.list("/proc/6/task");
   EXPECT_TRUE(record_.facts.used.contains("/proc"));
-  EXPECT_EQ(record_.facts.used.size(), 3U);
+}
+
+TEST_F(RunRecordTest, KnowsWhereADescriptorLeadsThatAPathGoesThrough) {
+  EXPECT_EQ(pathAt("5 mkdirat(3</d>, \"/proc/self/fd/3/a\", 0777) = 0"), "/d/a");
+  EXPECT_EQ(pathAt("5 mkdirat(4</proc/5/fd>, \"3/b\", 0777) = 0"), "/d/b");
+  EXPECT_EQ(pathAt("5 mkdirat(4</d>, \"/proc/self/fd/5/a\", 0777) = 0"), std::nullopt);
   EXPECT_EQ(record_.facts.remarks.size(), 1U);
+}
+
+TEST_F(RunRecordTest, TakesADescriptorWithoutAPathForOneThatLeadsNowhere) {
+  for (const char* nowhere : {"3<TCP:[1]>", "3</memfd:x>(deleted)", "3</proc/self/fd/3>"}) {
+    EXPECT_EQ(pathAt("5 mkdirat(3</d>, \"/dev/fd/3\", 0777) = 0"), "/d");
+    const std::string call = std::string("5 mkdirat(") + nowhere + ", \"/dev/fd/3\", 0777) = 0";
+    EXPECT_EQ(pathAt(call.c_str()), std::nullopt) << nowhere;
+  }
+}
+
+TEST_F(RunRecordTest, TellsNamesOfSocketsFromAllOthers) {
+  record_.makeSocket("/w/a");
+  record_.makeSocket("/w/a");
+  record_.makeSocket("/w/b");
+  record_.make("/w/b");
+  record_.make("/w/c");
+  record_.makeSocket("/w/c");
+  record_.openOrMake("/w/d");
+  record_.makeSocket("/w/d");
+  record_.makeSocket("/w/e");
+  record_.openOrMake("/w/e");
+  EXPECT_EQ(record_.facts.sockets, std::set<std::string>{"/w/a"});
+  EXPECT_EQ(record_.facts.made, (std::set<std::string>{"/w/a", "/w/b", "/w/c", "/w/d", "/w/e"}));
+}
+
+TEST_F(RunRecordTest, TellsWhatMayHaveBeenADirectory) {
+  record_.remove("/w/a");
+  record_.removeDirectory("/w/b");
+  EXPECT_EQ(record_.facts.removed, (std::set<std::string>{"/w/a", "/w/b"}));
+  EXPECT_EQ(record_.facts.removedDirectories, std::set<std::string>{"/w/b"});
 }
 
 }  // namespace

@@ -69,6 +69,23 @@ TEST(SocketCalls, NoteUnixSocketsByTheirPaths) {
   for (const char* path : {"/b", "/c", "/d", "/e"}) EXPECT_EQ(facts.used.at(path), Right::Socket) << path;
 }
 
+TEST(SocketCalls, NoteUnixSocketsByWhatADescriptorLeadsTo) {
+  const RunFacts facts = observed({"5 openat(-100</w>, \"d\", 0x10000) = 7</w/d>",
+                                   "5 bind(3<UNIX:[1]>, {sa_family=0x1, sun_path=\"/proc/self/fd/7/a\"}, 110) = 0",
+                                   "5 openat(7</w/d>, \"b\", 0x200000) = 8</w/d/b>",
+                                   "5 connect(4<UNIX:[2]>, {sa_family=0x1, sun_path=\"/proc/self/fd/8\"}, 110) = 0"});
+  EXPECT_EQ(facts.made, Paths{"/w/d/a"});
+  EXPECT_EQ(facts.sockets, Paths{"/w/d/a"});
+  EXPECT_EQ(facts.used.at("/w/d/b"), Right::Socket);
+  EXPECT_TRUE(facts.remarks.empty());
+}
+
+TEST(SocketCalls, SayWhenItIsNotKnownWhatADescriptorLeadsTo) {
+  const RunFacts facts = observed({"5 bind(3<UNIX:[1]>, {sa_family=0x1, sun_path=\"/proc/self/fd/7/a\"}, 110) = 0"});
+  EXPECT_TRUE(facts.made.empty());
+  EXPECT_EQ(facts.remarks, Paths{"what bind was called with could not be read, so nothing is allowed for it"});
+}
+
 TEST(SocketCalls, SayThatNoPortAllowsToConnectBySending) {
   const RunFacts facts = observed({"5 sendto(4<TCP:[2]>, \"\"..., 3, 0x20000000, {sa_family=0x2}, 16) = 3"});
   EXPECT_EQ(facts.others, Right::Network);

@@ -9,6 +9,7 @@ namespace vanto::learning {
 namespace {
 
 using Directory = TracedProcesses::Directory;
+using Descriptors = TracedProcesses::Descriptors;
 
 TEST(TracedProcesses, KnowTheFirstOneAndThoseThatWereMade) {
   TracedProcesses processes("/w");
@@ -16,7 +17,7 @@ TEST(TracedProcesses, KnowTheFirstOneAndThoseThatWereMade) {
   EXPECT_TRUE(processes.isKnown(5));
   EXPECT_EQ(processes.command(), 5);
   EXPECT_FALSE(processes.isKnown(6));
-  processes.add(5, 6, Directory::Own);
+  processes.add(5, 6, Directory::Own, Descriptors::Own);
   EXPECT_TRUE(processes.isKnown(6));
   processes.end(6);
   EXPECT_FALSE(processes.isKnown(6));
@@ -28,8 +29,8 @@ TEST(TracedProcesses, HaveDirectoriesOfTheirOwnUnlessTheyShareOne) {
   TracedProcesses processes("/w");
   ASSERT_TRUE(processes.isKnown(5));
   processes.enter(5, "a");
-  processes.add(5, 6, Directory::Own);
-  processes.add(5, 7, Directory::Shared);
+  processes.add(5, 6, Directory::Own, Descriptors::Own);
+  processes.add(5, 7, Directory::Shared, Descriptors::Shared);
   processes.enter(5, "../b");
   EXPECT_EQ(processes.absolute(5, "x"), "/w/a/../b/x");
   EXPECT_EQ(processes.absolute(6, "x"), "/w/a/x");
@@ -37,6 +38,61 @@ TEST(TracedProcesses, HaveDirectoriesOfTheirOwnUnlessTheyShareOne) {
   processes.enter(7, "/c");
   EXPECT_EQ(processes.absolute(5, ""), "/c");
   EXPECT_EQ(processes.absolute(5, "/d"), "/d");
+}
+
+TEST(TracedProcesses, GoOnFromWhatADescriptorLeadsTo) {
+  TracedProcesses processes("/w");
+  ASSERT_TRUE(processes.isKnown(5));
+  processes.open(5, 7, "/d");
+  for (const char* path : {"/proc/self/fd/7/x", "/proc/thread-self/fd/7/x", "/proc/5/fd/7/x", "/dev/fd/7/x"}) {
+    EXPECT_EQ(processes.absolute(5, path), "/d/x") << path;
+  }
+  EXPECT_EQ(processes.absolute(5, "/proc/self/fd/7"), "/d");
+  EXPECT_EQ(processes.absolute(5, "/proc/self/fd/8/x"), "");
+  EXPECT_EQ(processes.absolute(5, "/proc/6/fd/7/x"), "");
+  processes.open(5, 7, "");
+  EXPECT_EQ(processes.absolute(5, "/proc/self/fd/7/x"), "");
+}
+
+TEST(TracedProcesses, GoOnFromTheirDirectoryAndTheRoot) {
+  TracedProcesses processes("/w");
+  ASSERT_TRUE(processes.isKnown(5));
+  processes.open(5, 7, "/");
+  processes.enter(5, "/proc/self/cwd/a");
+  EXPECT_EQ(processes.absolute(5, "/proc/self/cwd/x"), "/w/a/x");
+  EXPECT_EQ(processes.absolute(5, "/proc/self/root/x"), "/x");
+  EXPECT_EQ(processes.absolute(5, "/proc/self/fd/7/x"), "/x");
+  EXPECT_EQ(processes.absolute(5, "/proc/self/root"), "/");
+  processes.enter(5, "/proc/self/fd/8");
+  EXPECT_EQ(processes.absolute(5, "x"), "");
+}
+
+TEST(TracedProcesses, GoThroughLinksBehindLinksAndNeverInACircle) {
+  TracedProcesses processes("/w");
+  ASSERT_TRUE(processes.isKnown(5));
+  processes.open(5, 7, "/proc/5/fd");
+  processes.open(5, 8, "/d");
+  EXPECT_EQ(processes.absolute(5, "/proc/self/fd/7/8/x"), "/d/x");
+  EXPECT_EQ(processes.absolute(5, "/proc/self/fd/7/7/7/8/x"), "/d/x");
+  processes.open(5, 7, "/proc/self/fd/7");
+  EXPECT_EQ(processes.absolute(5, "/proc/self/fd/7"), "");
+  processes.enter(5, "/proc/self/cwd");
+  EXPECT_EQ(processes.absolute(5, "x"), "/w/x");
+}
+
+TEST(TracedProcesses, HaveDescriptorsOfTheirOwnUnlessTheyShareThem) {
+  TracedProcesses processes("/w");
+  ASSERT_TRUE(processes.isKnown(5));
+  processes.open(5, 7, "/a");
+  processes.add(5, 6, Directory::Own, Descriptors::Own);
+  processes.add(5, 8, Directory::Own, Descriptors::Shared);
+  processes.open(5, 7, "/b");
+  EXPECT_EQ(processes.absolute(6, "/proc/self/fd/7"), "/a");
+  EXPECT_EQ(processes.absolute(6, "/proc/5/fd/7"), "/b");
+  EXPECT_EQ(processes.absolute(8, "/proc/self/fd/7"), "/b");
+  processes.execute(8);
+  processes.open(5, 7, "/c");
+  EXPECT_EQ(processes.absolute(8, "/proc/self/fd/7"), "/b");
 }
 
 TEST(TracedProcesses, ForgetADirectoryWhoseWayGrowsTooLong) {

@@ -51,6 +51,25 @@ TEST(DirectoryGuard, LooksAgainAfterItHasRested) {
             (Lines{"name", "name", "name"}));
 }
 
+TEST(DirectoryGuard, TellsAMomentLaterOfItsDirectoryToo) {
+  EXPECT_EQ(runWithEvents([](const auto& report, Alarms& alarms) {
+              static ManagerWorld world(alarms);
+              static const std::string inner = world.directory / "inner";
+              static DirectoryGuard guard(
+                  alarms, [report](const std::string& name) { report("touched " + name); },
+                  [report] {
+                    report(std::filesystem::exists(inner) ? "there" : "away");
+                    if (!std::filesystem::exists(inner)) return finish();
+                    std::filesystem::rename(inner, world.directory / "elsewhere");
+                  });
+              std::filesystem::create_directory(inner);
+              std::ofstream(inner + "/name") << "text";
+              EXPECT_EQ(guard.start(world.openAt("inner").get()), 0);
+              std::filesystem::remove(inner + "/name");
+            }),
+            (Lines{"touched name", "there", "away"}));
+}
+
 TEST(DirectoryGuard, SaysThatThereIsNoDirectory) {
   EXPECT_TRUE(runWithEvents([](const auto&, Alarms& alarms) {
                 DirectoryGuard guard(alarms, [](const std::string&) {});

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <utility>
 
@@ -43,6 +44,15 @@ class LifeCycleFixture : public testing::Test {
     ASSERT_NE(world.timer, UINT64_MAX);
     now = std::exchange(world.timer, UINT64_MAX);
     life.timerExpired(now);
+  }
+  /// Lets time pass, with each time that the timer is set to in it.
+  void pass(std::uint64_t time) {
+    for (const std::uint64_t end = now + time; now != end;) {
+      now = std::min(world.timer, end);
+      if (world.timer > now) continue;
+      world.timer = UINT64_MAX;
+      life.timerExpired(now);
+    }
   }
 
   std::uint64_t now = 100 * second;

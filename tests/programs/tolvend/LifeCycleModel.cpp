@@ -37,12 +37,13 @@ std::string LifeCycleModel::walk() {
     check();
     runUntil(now_ + anyTime());
   }
-  // Nothing more is done: whoever waits now must be served or told.
+  // Nothing more is done, and nobody comes: whoever waits now must be served or told.
   if (chance(50) && !isRetired_)
     order([this] {
       isRetired_ = true;
       orderToEnd([this] { lifeCycle_.retire(StartFailure::Stage::Removed, now_); });
     });
+  isOver_ = true;
   runUntil(now_ + 600 * second);
   if (!waiting_.empty() && !isRetired_) wrong("a client waits after ten minutes");
   if (isRetired_ && !lifeCycle_.isEmpty()) wrong("a process is left long after the job was retired");
@@ -76,9 +77,11 @@ bool LifeCycleModel::spawn(InstanceId instance, StartFailure& failure) {
   }
   Process process;
   process.madeAt = process.lastReport = now_;
-  process.lookAt = now_ + 10 * second;
+  process.lastProgress = now_;
+  beginToLook(process);
   process.isForeign = chance(15);
   process.isDeaf = process.isForeign && chance(30);
+  process.isBesieged = process.isForeign && !process.isDeaf && chance(40);
   process.isFeigning = !process.isForeign && chance(10);
   process.ignoresTermination = chance(10);
   process.lingers = chance(10);
@@ -95,7 +98,21 @@ void LifeCycleModel::tellWaiting(const StartFailure& failure) {
   if (failure.stage == StartFailure::Stage::Pause && failure.pause <= second) wrong("told of a short pause");
   seen_.told += waiting_.size();
   for (const Client& client : waiting_) seen_.longestWait = std::max(seen_.longestWait, now_ - client.since);
+  isAnybodyAccepted_ = isAnybodyAccepted_ || !waiting_.empty();
   waiting_.clear();
+}
+
+WaitingChange LifeCycleModel::lookAtWaiting() {
+  const WaitingChange change = changeOfWaiting();
+  wasAnybodyWaiting_ = !waiting_.empty();
+  isAnybodyAccepted_ = false;
+  return change;
+}
+
+/// Those who have left are gone, as if somebody had accepted them, once nobody is there.
+WaitingChange LifeCycleModel::changeOfWaiting() const {
+  if (!wasAnybodyWaiting_) return waiting_.empty() ? WaitingChange::Nobody : WaitingChange::Come;
+  return isAnybodyAccepted_ || waiting_.empty() ? WaitingChange::Accepted : WaitingChange::Same;
 }
 
 void LifeCycleModel::signal(InstanceId instance, Signal signal) {
@@ -244,13 +261,35 @@ void LifeCycleModel::orderToEnd(const std::function<void()>& what) {
   }
 }
 
+void LifeCycleModel::beginToLook(Process& process) {
+  process.acceptBy = now_ + 10 * second;
+  process.lookAt = now_ + second;
+}
+
+/// Whether it has failed.
+bool LifeCycleModel::look(Process& process) {
+  const WaitingChange change = changeOfWaiting();
+  if (change == WaitingChange::Come) {
+    beginToLook(process);
+    return false;
+  }
+  if (change != WaitingChange::Accepted && now_ < process.acceptBy) {
+    process.lookAt = std::min(now_ + second, process.acceptBy);
+    return false;
+  }
+  process.lookAt = never;
+  if (change == WaitingChange::Same) return true;
+  process.seemedToAccept = process.toldExecuted;
+  if (process.isBesieged && !waiting_.empty()) ++seen_.besieged;
+  return false;
+}
+
 void LifeCycleModel::lookAtProcesses() {
   bool isFailure = false;
   for (auto& [id, process] : processes_) {
     if (process.lookAt > now_) continue;
-    process.lookAt = never;
-    isFailure = process.toldFailed = !waiting_.empty();
-    process.seemedToAccept = waiting_.empty() && process.toldExecuted;
+    isFailure = process.toldFailed = look(process);
+    if (isFailure && now_ - process.lastProgress < 10 * second) wrong("a process is ended that accepts");
   }
   expectFailure(isFailure, "a process that does not accept", [this] { lifeCycle_.timerExpired(now_); });
   if (Process* process = current(); isFailure && process != nullptr && !process->isAsked) {

@@ -33,6 +33,8 @@ class LifeCycleModel final : LifeCycleWorld {
     std::uint64_t leaves = 0;
     /// Processes that failed since they said that they were idle and accepted nobody, after more than a second.
     std::uint64_t feigned = 0;
+    /// Looks at a process that nobody had heard of, which accepted somebody, and had others waiting.
+    std::uint64_t besieged = 0;
     std::uint64_t longestWait = 0;
     std::map<StartFailure::Stage, std::uint64_t> stages;
   };
@@ -49,12 +51,18 @@ class LifeCycleModel final : LifeCycleWorld {
   struct Process {
     std::uint64_t madeAt = 0;
     std::uint64_t lastReport = 0;
-    /// When it is looked at whether it accepts; UINT64_MAX once that was done.
+    /// When it is looked at next whether it accepts; UINT64_MAX once that was done.
     std::uint64_t lookAt = 0;
+    /// By when it must have accepted somebody.
+    std::uint64_t acceptBy = 0;
+    /// When it last accepted anybody, or was made, or was executed as far as is known.
+    std::uint64_t lastProgress = 0;
     std::uint64_t connections = 0;
     std::uint64_t activity = 0;
     bool isForeign = false;
     bool isDeaf = false;
+    /// Serves one after the other, slowly, and each who is accepted is followed by another.
+    bool isBesieged = false;
     /// Says what a service says, and accepts nobody.
     bool isFeigning = false;
     bool ignoresTermination = false;
@@ -87,6 +95,7 @@ class LifeCycleModel final : LifeCycleWorld {
   // The world of the life cycle.
   void watchListener(bool shallWatch) override;
   bool isAnybodyWaiting() override { return !waiting_.empty(); }
+  WaitingChange lookAtWaiting() override;
   bool spawn(InstanceId instance, StartFailure& failure) override;
   void tellWaiting(const StartFailure& failure) override;
   void signal(InstanceId instance, Signal signal) override;
@@ -124,6 +133,9 @@ class LifeCycleModel final : LifeCycleWorld {
   void orderToStart(void (LifeCycle::*what)(std::uint64_t));
   void orderToEnd(const std::function<void()>& what);
   void lookAtProcesses();
+  [[nodiscard]] WaitingChange changeOfWaiting() const;
+  void beginToLook(Process& process);
+  [[nodiscard]] bool look(Process& process);
   void tellEnd(InstanceId instance, Ending ending);
 
   // What is judged.
@@ -146,6 +158,11 @@ class LifeCycleModel final : LifeCycleWorld {
   std::multimap<std::uint64_t, std::function<void()>> events_;
   std::map<InstanceId, Process> processes_;
   std::vector<Client> waiting_;
+  /// Whether anybody waited when the life cycle looked last, and whether anybody was accepted since.
+  bool wasAnybodyWaiting_ = false;
+  bool isAnybodyAccepted_ = false;
+  /// Nobody comes any more.
+  bool isOver_ = false;
   LifeCycle lifeCycle_;
   InstanceId current_ = 0;
   std::uint64_t timer_ = UINT64_MAX;

@@ -41,7 +41,7 @@ void LifeCycleModel::notice() {
   bool isRetold = false;
   if (!isHeld_) {
     if (Process* process = current()) {
-      process->lookAt = now_ + 10 * second;
+      beginToLook(*process);
     } else if (now_ < retellUntil_) {
       isRetold = true;
     } else if (const std::uint64_t earliest = lifeCycle_.earliestStart(); earliest > now_) {
@@ -94,7 +94,8 @@ void LifeCycleModel::execute(InstanceId instance) {
   report(instance, [this, instance] {
     Process& executed = processes_[instance];
     executed.toldExecuted = true;
-    if (!executed.toldListening && executed.lookAt != never) executed.lookAt = now_ + 10 * second;
+    executed.lastProgress = now_;
+    if (!executed.toldListening && executed.lookAt != never) beginToLook(executed);
     lifeCycle_.executed(instance, now_);
   });
   const std::uint64_t delay = chance(5) ? upTo(25 * second) : upTo(100 * millisecond);
@@ -146,7 +147,7 @@ void LifeCycleModel::sayIdle(InstanceId instance) {
     Process& said = processes_[instance];
     const bool isHeard = !said.toldGone && !said.isAsked && !said.toldFailed;
     const bool isExcuse = said.toldGreeted || waiting_.empty();
-    if (isHeard && !isExcuse) said.lookAt = std::min(said.lookAt, now_ + 10 * second);
+    if (isHeard && !isExcuse && said.lookAt == never) beginToLook(said);
     if (isHeard) said.toldIdle = isExcuse;
     lifeCycle_.saidIdle(instance, now_);
   });
@@ -162,7 +163,8 @@ void LifeCycleModel::planAccept(InstanceId instance) {
   Process& process = processes_[instance];
   if (!process.isAccepting || process.isAcceptPlanned || waiting_.empty()) return;
   process.isAcceptPlanned = true;
-  plan(upTo(10 * millisecond), [this, instance] { accept(instance); });
+  const std::uint64_t longest = process.isBesieged ? 2 * second : 10 * millisecond;
+  plan(upTo(longest), [this, instance] { accept(instance); });
 }
 
 void LifeCycleModel::accept(InstanceId instance) {
@@ -172,6 +174,9 @@ void LifeCycleModel::accept(InstanceId instance) {
   const Client client = waiting_.front();
   waiting_.erase(waiting_.begin());
   seen_.longestWait = std::max(seen_.longestWait, now_ - client.since);
+  isAnybodyAccepted_ = true;
+  process.lastProgress = now_;
+  if (process.isBesieged && !isOver_) arrive({now_, 0});
   ++process.connections;
   ++process.activity;
   process.unserved.push_back(client);

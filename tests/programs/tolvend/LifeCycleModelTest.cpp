@@ -32,6 +32,7 @@ TEST(LifeCycleModel, KeepsItsPromisesWhateverHappens) {
     all.kills += seen.kills;
     all.leaves += seen.leaves;
     all.feigned += seen.feigned;
+    all.besieged += seen.besieged;
     all.longestWait = std::max(all.longestWait, seen.longestWait);
     for (const auto& [stage, count] : seen.stages) all.stages[stage] += count;
   }
@@ -42,12 +43,14 @@ TEST(LifeCycleModel, KeepsItsPromisesWhateverHappens) {
   EXPECT_GT(all.kills, 100U);
   EXPECT_GT(all.leaves, 100U);
   EXPECT_GT(all.feigned, 100U);
+  EXPECT_GT(all.besieged, 100U);
   for (const Stage stage : {Stage::Held, Stage::Pause, Stage::Resources, Stage::Executable, Stage::Listening,
                             Stage::Greeting, Stage::Removed}) {
     EXPECT_GT(all.stages[stage], 50U) << stageName(stage);
   }
   RecordProperty("served", std::to_string(all.served));
   RecordProperty("told", std::to_string(all.told));
+  RecordProperty("besieged", std::to_string(all.besieged));
   RecordProperty("starts", std::to_string(all.spawns));
   RecordProperty("longest wait in ms", std::to_string(all.longestWait / 1'000'000));
 }

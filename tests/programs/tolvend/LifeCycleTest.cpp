@@ -182,9 +182,10 @@ TEST_F(LifeCycleTest, TerminatesAProcessThatAcceptsNobody) {
   client();
   now += 3 * second;
   life.executed(1, now);
-  EXPECT_EQ(world.timer, now + 10 * second);
-  wait();
-  EXPECT_EQ(world.taken(), "spawn 1, unwatch, tell listening, terminate 1");
+  pass(10 * second - 1);
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch");
+  pass(1);
+  EXPECT_EQ(world.taken(), "tell listening, terminate 1");
   EXPECT_EQ(world.told.error, ETIMEDOUT);
   EXPECT_EQ(world.told.patience, 10 * second);
   EXPECT_EQ(life.state(), State::Stopping);
@@ -202,13 +203,56 @@ TEST_F(LifeCycleTest, LooksAgainAtAProcessThatNeverSaidThatItListens) {
   EXPECT_EQ(world.timer, UINT64_MAX);
   client();
   EXPECT_EQ(world.taken(), "unwatch");
-  EXPECT_EQ(world.timer, now + 10 * second);
+  EXPECT_EQ(world.timer, now + second);
   world.isWaiting = false;
   wait();
   EXPECT_EQ(world.taken(), "watch");
   client();
-  wait();
+  pass(10 * second);
   EXPECT_EQ(world.taken(), "unwatch, tell listening, terminate 1");
+}
+
+TEST_F(LifeCycleTest, LeavesAProcessAloneThatAlwaysHasSomebodyWaiting) {
+  client();
+  life.executed(1, now);
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch");
+  for (int count = 0; count < 20; ++count) {
+    // One request after the other, each as long as may be.
+    pass(9 * second);
+    EXPECT_EQ(world.taken(), "");
+    world.hasAccepted = true;
+    wait();
+    EXPECT_EQ(world.taken(), "watch");
+    EXPECT_EQ(life.state(), State::Running);
+    client();
+    EXPECT_EQ(world.taken(), "unwatch");
+  }
+  EXPECT_EQ(life.failures(), 0U);
+  pass(10 * second);
+  EXPECT_EQ(world.taken(), "tell listening, terminate 1");
+}
+
+TEST_F(LifeCycleTest, GivesAClientWhoComesLateAllTheTime) {
+  life.start(now);
+  life.executed(1, now);
+  pass(8500 * millisecond);
+  EXPECT_EQ(life.state(), State::Starting);
+  world.isWaiting = true;
+  pass(10 * second);
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch");
+  pass(500 * millisecond);
+  EXPECT_EQ(world.taken(), "tell listening, terminate 1");
+}
+
+TEST_F(LifeCycleTest, TakesAProcessToAcceptForWhichNobodyComes) {
+  life.start(now);
+  life.executed(1, now);
+  pass(10 * second - 1);
+  EXPECT_EQ(life.state(), State::Starting);
+  pass(1);
+  EXPECT_EQ(life.state(), State::Running);
+  EXPECT_EQ(world.taken(), "spawn 1, unwatch, watch");
+  EXPECT_EQ(world.timer, UINT64_MAX);
 }
 
 TEST_F(LifeCycleTest, KeepsClientsWhenASilentServiceThatServedCrashes) {

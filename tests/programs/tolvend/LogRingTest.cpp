@@ -57,6 +57,23 @@ TEST(LogRing, DropsTheOldestLines) {
   EXPECT_LE(ring.lines().size() * sizeof(LogLine), limits::managerLogBytes);
 }
 
+TEST(LogRing, EndsWithThreeLinesOfOneProcess) {
+  LogRing ring;
+  EXPECT_EQ(ring.ending(100), "");
+  ring.add({0, 1, "of another"});
+  ring.add({0, 2, "one"});
+  EXPECT_EQ(ring.ending(100), "one");
+  ring.add({0, 2, "tw\x1bo"});
+  EXPECT_EQ(ring.ending(100), "one | tw\\x1bo");
+  ring.add({0, 2, "three"});
+  ring.add({0, 2, "four"});
+  EXPECT_EQ(ring.ending(100), "tw\\x1bo | three | four");
+  // The newest stay where there is no room.
+  EXPECT_EQ(ring.ending(21), "three | four");
+  EXPECT_EQ(ring.ending(11), "four");
+  EXPECT_EQ(ring.ending(0), "four");
+}
+
 TEST(LogRing, TellsItsFollower) {
   LogRing ring;
   Lines told;

@@ -56,6 +56,24 @@ TEST_F(ManagerDirectoryTest, IsTakenWhenACopyOfTheLockGoesAway) {
   EXPECT_EQ(pauses, 3);
 }
 
+TEST_F(ManagerDirectoryTest, IsLostOnceItIsRemovedOrMoved) {
+  const std::string own = place / "vanto/user/.tolvend";
+  const std::string away = place / "away";
+  ManagerDirectory directory = takeDirectory(Domain::User);
+  EXPECT_FALSE(isLost(directory));
+  std::filesystem::rename(place / "vanto/user", away);
+  EXPECT_TRUE(isLost(directory));
+  std::filesystem::create_directory(place / "vanto/user");
+  EXPECT_TRUE(isLost(directory)) << "another one";
+  std::filesystem::remove(place / "vanto/user");
+  std::filesystem::create_directory_symlink(away, place / "vanto/user");
+  EXPECT_FALSE(isLost(directory));
+  std::filesystem::remove_all(own);
+  EXPECT_TRUE(isLost(directory));
+  std::filesystem::remove_all(away);
+  EXPECT_TRUE(isLost(directory));
+}
+
 TEST_F(ManagerDirectoryTest, OfASessionNeedsOne) {
   EXPECT_EQ(takeDirectory(Domain::Session).error, "there is no session; set XDG_SESSION_ID, or use --domain user");
   setenv("XDG_SESSION_ID", "c1", 1);

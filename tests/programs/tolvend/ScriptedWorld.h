@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <string>
+#include <utility>
 
 #include "tolvend/LifeCycle.h"
 
@@ -15,6 +16,12 @@ class ScriptedWorld final : public NotingWorld<LifeCycleWorld> {
  public:
   void watchListener(bool shallWatch) override { note(shallWatch ? "watch" : "unwatch"); }
   bool isAnybodyWaiting() override { return isWaiting; }
+  WaitingChange lookAtWaiting() override {
+    const bool wasWaiting = std::exchange(wasWaiting_, isWaiting);
+    const bool isAccepted = std::exchange(hasAccepted, false) || !isWaiting;
+    if (!wasWaiting) return isWaiting ? WaitingChange::Come : WaitingChange::Nobody;
+    return isAccepted ? WaitingChange::Accepted : WaitingChange::Same;
+  }
   bool spawn(InstanceId instance, StartFailure& failure) override {
     note("spawn " + std::to_string(instance));
     if (!isSpawnFailing) return true;
@@ -33,7 +40,12 @@ class ScriptedWorld final : public NotingWorld<LifeCycleWorld> {
   void letLeave(InstanceId instance) override { note("leave " + std::to_string(instance)); }
 
   bool isWaiting = false;
+  /// Somebody was accepted since the last look, though somebody waits.
+  bool hasAccepted = false;
   bool isSpawnFailing = false;
+
+ private:
+  bool wasWaiting_ = false;
 };
 
 }  // namespace vanto::manager

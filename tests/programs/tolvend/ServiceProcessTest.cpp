@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tolvend/ServiceProcess.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <fstream>
 
 #include "dispatch/Workers.h"
 #include "programs/tolvend/ManagerWorld.h"
@@ -73,6 +75,35 @@ TEST(ServiceProcess, TellsWhyNothingWasExecuted) {
 TEST(ServiceProcess, HandsOnTheReceiptBeforeItListens) {
   EXPECT_EQ(storyOf("level full\n\nlistening\n"),
             (Lines{"executed", "receipt level full", "", "said 16", "no log", "signal 15"}));
+}
+
+/// Why a test of the size of writes has no meaning here; else null.
+const char* whyWritesAreOtherwise() {
+  int size = 0;
+  std::ifstream("/proc/sys/net/core/wmem_default") >> size;
+  return size > 150'013 && size < 1 << 20 ? nullptr : "the buffers of sockets have another size here";
+}
+
+TEST(ServiceProcess, HasWholeWritesInItsLogUpToTheSizeOfTheSocket) {
+  if (const char* why = whyWritesAreOtherwise()) GTEST_SKIP() << why;
+  const Lines lines = runWithEvents([](const auto& report, Alarms& alarms) {
+    static ManagerWorld world(alarms);
+    static LogRing log;
+    static Owner owner(report, log);
+    static ServiceProcess process(owner, alarms, 1, log);
+    owner.whenHeard = &process;
+    static PublishedSocket listener;
+    EXPECT_EQ(listener.open(world.openAt(""), "name"), VANTO_ERROR_NONE);
+    log.follow([report](const LogLine* line) {
+      if (line->text.size() != 999) report(line->text);
+    });
+    StartFailure failure;
+    const std::string program = world.speaker("much\nlistening\n");
+    EXPECT_TRUE(process.start(world.spawn, {program.c_str(), "name", listener.descriptor(), 0}, failure));
+  });
+  const auto line = std::ranges::find(lines, "the last one");
+  EXPECT_NE(line, lines.end()) << "it was cut";
+  EXPECT_EQ(lines.back(), "signal 15") << "a write that is too large, or opening what is a socket, has had success";
 }
 
 TEST(ServiceProcess, MayBeOneThatKnowsNothingOfTheLink) {

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // A service that says to its manager what stands in the file "PATH.says", where PATH is its own: a line "listening",
-// "for ever" for saying that it is idle as fast as that is taken, or a line of a receipt, each receipt ended by an
-// empty line. Then it waits to be ended.
+// "much" for writing many lines at once, "for ever" for saying that it is idle as fast as that is taken, or a line of a
+// receipt, each receipt ended by an empty line. Then it waits to be ended.
+#include <cerrno>
 #include <fstream>
 #include <string>
 
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -25,6 +27,14 @@ int main(int, char** argv) {
       const ManagerRecord idle{ManagerRecordKind::Idle};
       while (send(manager::linkDescriptor, &idle, sizeof idle, 0) > 0) {
       }
+    } else if (line == "much") {
+      std::string text;
+      for (int i = 0; i < 150; i++) text += std::string(999, 'x') + '\n';
+      text += "the last one\n";
+      isSaid = isSaid && write(STDOUT_FILENO, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+      text.assign(std::size_t{1} << 20, 'x');
+      isSaid = isSaid && write(STDOUT_FILENO, text.data(), text.size()) < 0 && errno == EMSGSIZE;
+      isSaid = isSaid && open("/dev/stderr", O_WRONLY | O_CLOEXEC) < 0 && errno == ENXIO;
     } else if (!line.empty()) {
       receipt += line + '\n';
     } else {

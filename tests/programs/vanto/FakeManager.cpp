@@ -87,10 +87,10 @@ std::string FakeManager::job(const std::string& label, const std::string& more) 
          R"( "failures": 0)" + more + "}";
 }
 
-std::string FakeManager::runningJob(const std::string& label) {
+std::string FakeManager::runningJob(const std::string& label, const std::string& more) {
   return R"({"label": ")" + label + R"(", "name": ")" + label +
-         R"(", "program": "/opt/a", "state": "running", "instances": [{"pid": 4321, "state": "running", "since": 5}],)" +
-         R"( "multiple": false, "starts": 1, "failures": 0})";
+         R"(", "program": "/opt/a", "state": "running", "instances": [{"pid": 4321, "state": "running", "since": 5)" +
+         more + "}]," + R"( "multiple": false, "starts": 1, "failures": 0})";
 }
 
 std::string FakeManager::status(const std::vector<std::string>& jobs) {

@@ -40,8 +40,8 @@ class FakeManager {
 
   /// The state of a job, as JSON: resting, without any process. `more` has further entries, which begin with a comma.
   [[nodiscard]] static std::string job(const std::string& label, const std::string& more = "");
-  /// The same with the state "running" in process 4321.
-  [[nodiscard]] static std::string runningJob(const std::string& label);
+  /// The same with the state "running" in process 4321, of which `more` has further entries.
+  [[nodiscard]] static std::string runningJob(const std::string& label, const std::string& more = "");
   /// An answer to "status" with these jobs.
   [[nodiscard]] static std::string status(const std::vector<std::string>& jobs);
 

@@ -28,6 +28,8 @@ TEST(JobState, HasAllThatIsTold) {
   EXPECT_EQ(job.instances[1].since, 4);
   EXPECT_EQ(job.instances[0].confinement, std::nullopt);
   EXPECT_EQ(job.instances[1].confinement, "full");
+  EXPECT_EQ(job.instances[0].receipt, "");
+  EXPECT_EQ(job.instances[1].receipt, "r");
   EXPECT_TRUE(job.isMultiple);
   EXPECT_EQ(job.starts, 5);
   EXPECT_EQ(job.failures, 6);
@@ -48,6 +50,19 @@ TEST(JobState, IsReadOfEachJob) {
   EXPECT_FALSE(jobs[0].failure);
   EXPECT_FALSE(jobs[0].socketLoss);
   EXPECT_EQ(jobs[1].instances.at(0).pid, 4321);
+}
+
+TEST(JobState, KnowsWhichOfItsProcessesIsConfinedLeast) {
+  JobState job;
+  EXPECT_EQ(job.weakestInstance(), nullptr);
+  job.instances = {{1, "running", 0}};
+  EXPECT_EQ(job.weakestInstance(), nullptr);
+  for (const char* level : {"full", "reduced", "full", "none"}) {
+    job.instances.push_back({job.instances.back().pid + 1, "running", 0, level});
+  }
+  EXPECT_EQ(job.weakestInstance()->pid, 5);
+  job.instances.pop_back();
+  EXPECT_EQ(job.weakestInstance()->pid, 3);
 }
 
 TEST(JobState, IsNotReadOfAnythingElse) {

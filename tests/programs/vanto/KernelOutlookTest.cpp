@@ -1,16 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vanto/KernelOutlook.h"
 
-#include <gtest/gtest.h>
-
-#include "sandbox/Profile.h"
+#include "host/sandbox/Compiled.h"
 
 namespace vanto::tool {
 namespace {
 
 std::vector<KernelOutlook> outlooksOfText(const char* text) {
-  const ProfileResult result = compileProfile(text, {});
-  return outlooksOf(result.policy.value_or(Policy()));
+  return outlooksOf(vanto::testing::compiled(text));
 }
 
 TEST(KernelOutlook, ChangesWithTheVersionsThatBringRights) {

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "sandbox/Landlock.h"
 #include "sandbox/PolicyText.h"
 #include "support/TemporaryDirectory.h"
 #include "value/limits.h"
@@ -23,7 +24,7 @@ class LearnedPolicyTest : public ::testing::Test {
     std::ofstream(directory_ / "a/f") << "x";
   }
 
-  LearnedPolicy learned() const { return LearnedPolicy::of(facts_, end); }
+  LearnedPolicy learned() const { return LearnedPolicy::of(facts_, end, purpose_, given_); }
   /// The text of what was learned, without version and with the directory as "D".
   std::string lines() const {
     std::string text = textOf(learned().policy);
@@ -36,6 +37,9 @@ class LearnedPolicyTest : public ::testing::Test {
 
   test::TemporaryDirectory directory_;
   learning::RunFacts facts_;
+  LearnedPolicy::Purpose purpose_ = LearnedPolicy::Purpose::Command;
+  /// By the platform.
+  std::vector<PlannedPath> given_;
 };
 
 TEST_F(LearnedPolicyTest, AllowsNothingForARunThatDidNothing) {
@@ -60,6 +64,60 @@ TEST_F(LearnedPolicyTest, AllowsWhatAProgramIsExecutedBy) {
   EXPECT_NE(text.find("allow read,execute /usr/bin/env\n"), text.npos);
   EXPECT_EQ(std::ranges::count(text, '\n'), 3);
   EXPECT_TRUE(learned().includesBase);
+}
+
+TEST_F(LearnedPolicyTest, AllowsTheCommandItselfForRunsUnderTheProfileOnly) {
+  facts_.program = "/usr/bin/env";
+  EXPECT_NE(lines().find("allow read,execute /usr/bin/env\n"), std::string::npos);
+  EXPECT_EQ(learned().remarks, std::set<std::string>{"execute of /usr/bin/env and of what executes it is for vanto "
+                                                     "profile run; a service is confined later"});
+  purpose_ = LearnedPolicy::Purpose::Service;
+  EXPECT_EQ(lines(), "network none\n");
+  EXPECT_TRUE(learned().remarks.empty());
+  facts_.executed = {facts_.program};
+  EXPECT_NE(lines().find("allow read,execute /usr/bin/env\n"), std::string::npos);
+}
+
+TEST_F(LearnedPolicyTest, LeavesToThePlatformWhatThatGives) {
+  given_ = {{directory_ / "a", landlock::readDirectory | landlock::makeSocket | landlock::removeFile},
+            {directory_ / "a/s", landlock::resolveUnix}};
+  facts_.used = {{directory_ / "a", Right::Read}, {directory_ / "a/s", Right::Socket}};
+  facts_.made = facts_.sockets = facts_.removed = {directory_ / "a/s"};
+  EXPECT_EQ(lines(), "network none\n");
+  EXPECT_TRUE(learned().remarks.empty());
+  given_.clear();
+  EXPECT_EQ(lines(), "allow read,create,remove,socket D/a\nnetwork none\n");
+}
+
+TEST_F(LearnedPolicyTest, AllowsWhatIsMoreThanThePlatformGives) {
+  given_ = {{directory_ / "a", landlock::readDirectory | landlock::makeSocket | landlock::removeFile}};
+  facts_.used = {{directory_ / "a/f", Right::Read}};
+  EXPECT_EQ(lines(), "allow read D/a/f\nnetwork none\n");
+  facts_.used.clear();
+  facts_.made = {directory_ / "a/new"};
+  EXPECT_EQ(lines(), "allow create D/a\nnetwork none\n");
+  facts_.made.clear();
+  facts_.removed = facts_.removedDirectories = {directory_ / "a/old"};
+  EXPECT_EQ(lines(), "allow remove D/a\nnetwork none\n");
+  facts_.removed = facts_.removedDirectories = {};
+  facts_.made = facts_.sockets = {directory_ / "b/s"};
+  EXPECT_EQ(lines(), "allow create D/b\nnetwork none\n");
+}
+
+TEST_F(LearnedPolicyTest, KnowsWhatIsGivenByItsRealPlace) {
+  std::filesystem::create_directory_symlink(directory_ / "a", directory_ / "link");
+  given_ = {{directory_ / "link", landlock::readFile}};
+  facts_.used = {{directory_ / "a/f", Right::Read}};
+  EXPECT_EQ(lines(), "network none\n");
+}
+
+TEST_F(LearnedPolicyTest, NamesAllProcessesForThoseOfOthers) {
+  facts_.ofOtherProcesses = Right::Read;
+  EXPECT_EQ(lines(), "allow read /proc\nnetwork none\n");
+  EXPECT_EQ(learned().remarks.size(), 1U);
+  given_ = {{"/proc", landlock::readFile}};
+  EXPECT_EQ(lines(), "network none\n");
+  EXPECT_TRUE(learned().remarks.empty());
 }
 
 TEST_F(LearnedPolicyTest, SaysWhenItCannotTellWhatExecutesAProgram) {

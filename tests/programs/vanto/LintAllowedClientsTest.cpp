@@ -28,8 +28,26 @@ TEST_F(LintAllowedClients, FindsElementsThatAreNoRequirements) {
       foundWithEntry("_AllowedClients", BundleBuilder::array({BundleBuilder::string("valid"), "<true/>", "<string/>"})),
       (Lines{"VantoService._AllowedClients[1]: error: is a boolean, so clients that meet none of those before are "
              "refused here; write a requirement text",
-             "VantoService._AllowedClients[2]: error: is empty, which is no requirement; write a requirement text, "
-             "or remove the element"}));
+             "VantoService._AllowedClients[2]: error: is no requirement: column 1 (line 1): the text ends where a "
+             "condition is expected; write one, such as valid or identifier \"org.example.client\""}));
+}
+
+TEST_F(LintAllowedClients, SaysWhereATextStopsBeingARequirement) {
+  EXPECT_EQ(foundWithEntry("_AllowedClients",
+                           BundleBuilder::array({BundleBuilder::string("identifier \"a; b\" and\n signers \"acme\"")})),
+            Lines{"VantoService._AllowedClients[0]: error: is no requirement: column 2 (line 2): there is no word "
+                  "'signers'; use identifier, signer, digest, entitlement or valid, and join them with and, or and "
+                  "not"});
+}
+
+TEST_F(LintAllowedClients, WarnsOfMoreThanAClientIsTriedOn) {
+  const auto found = [&](std::size_t count) {
+    return foundWithEntry("_AllowedClients",
+                          BundleBuilder::array(std::vector<std::string>(count, BundleBuilder::string("valid"))));
+  };
+  EXPECT_EQ(found(16'383), Lines{});
+  EXPECT_EQ(found(16'384), Lines{"VantoService._AllowedClients: warning: has 16384 requirements, and a client is tried "
+                                 "on 16383 at most; join several with or"});
 }
 
 }  // namespace

@@ -42,7 +42,7 @@ TEST_F(ProfileCheckCommandTest, PrintsJsonForScripts) {
   EXPECT_EQ(bad.status, ExitStatus::Found);
   EXPECT_NE(bad.output.find("\"line\": 1"), bad.output.npos) << bad.output;
   EXPECT_NE(bad.output.find("\"kernels\": []"), bad.output.npos) << bad.output;
-  const ToolRun good = runTool({"profile", "check", "--json", profile("allow rename /tmp\n")});
+  const ToolRun good = runTool({"profile", "check", "--json", profile("allow rename,create /tmp\n")});
   EXPECT_EQ(good.status, ExitStatus::Fine);
   EXPECT_NE(good.output.find("\"linux\": \"7.1\""), good.output.npos) << good.output;
   EXPECT_NE(good.output.find("\"entered\": false"), good.output.npos) << good.output;

@@ -50,6 +50,24 @@ TEST_F(ProfileDiffCommandTest, FollowsLinksOnBothSides) {
             "newly denied truncate DIR/old.sb:2 DIR/real/x\n");
 }
 
+TEST_F(ProfileDiffCommandTest, LeavesOutWhatIsBehindLinksThatTheServiceCanMake) {
+  std::filesystem::create_directory(directory_ / "own");
+  std::filesystem::create_directory_symlink("/usr", directory_ / "own/link");
+  const std::string read = "allow read " + directory_ / "own/link" + "\n";
+  const std::string create = "allow create " + directory_ / "own" + "\n";
+  const ToolRun added = diff(create, create + read);
+  EXPECT_EQ(added.status, ExitStatus::Fine);
+  EXPECT_EQ(added.output, "");
+  EXPECT_EQ(shortened(added.messages),
+            "vanto: DIR/new.sb:2: DIR/own/link gets no rule: the profile lets links be made where DIR/own/link is, so "
+            "that it is not followed\n");
+  const ToolRun lost = diff(read, read + create);
+  EXPECT_EQ(lost.status, ExitStatus::Found);
+  EXPECT_EQ(lost.output,
+            "CHANGE RIGHT LINE WHERE\nnewly allowed create DIR/new.sb:2 DIR/own\n"
+            "newly denied read DIR/old.sb:1 /usr\n");
+}
+
 TEST_F(ProfileDiffCommandTest, TakesADroppedRequirementForAnOpening) {
   const ToolRun run = diff("require read\n", "");
   EXPECT_EQ(run.status, ExitStatus::Found);

@@ -93,6 +93,78 @@ TEST_F(ProfileExplainCommandTest, FollowsLinksOnBothSides) {
   EXPECT_EQ(explain("allow read " + directory_ / "real", {"read", directory_ / "link/x"}).status, ExitStatus::Fine);
 }
 
+TEST_F(ProfileExplainCommandTest, DoesNotFollowLinksThatTheServiceCanMake) {
+  std::filesystem::create_directories(directory_ / "own");
+  std::filesystem::create_directory(directory_ / "secret");
+  std::filesystem::create_directory_symlink("../secret", directory_ / "own/link");
+  const std::string text = "allow read,create " + directory_ / "own" + "\nallow read " + directory_ / "own/link" + "\n";
+  for (const char* asked : {"own/link", "own/link/x", "secret/x"}) {
+    const ToolRun run = explain(text, {"read", directory_ / asked});
+    EXPECT_EQ(run.status, ExitStatus::Unsettled);
+    EXPECT_EQ(run.output,
+              "would be allowed by DIR/a.sb:2: allow read DIR/own/link\n"
+              "but DIR/own/link gets no rule: the profile lets links be made where DIR/own/link is, so that it is not "
+              "followed\n");
+  }
+  EXPECT_EQ(explain(text, {"write", directory_ / "own/link"}).status, ExitStatus::Found);
+  EXPECT_EQ(explain(text + "allow read " + directory_ / "secret", {"read", directory_ / "own/link"}).status,
+            ExitStatus::Fine);
+}
+
+TEST_F(ProfileExplainCommandTest, AsksTheDirectoryOfWhatIsRemoved) {
+  std::filesystem::create_directory(directory_ / "d");
+  std::filesystem::create_directory_symlink("/usr", directory_ / "d/link");
+  const std::string text = "allow create,remove " + directory_ / "d\n";
+  const ToolRun itself = explain(text, {"remove", directory_ / "d"});
+  EXPECT_EQ(itself.status, ExitStatus::Found);
+  EXPECT_EQ(itself.output,
+            "denied: no statement of DIR/a.sb allows remove in DIR\nbut Linux before 5.13 leaves it open\n");
+  EXPECT_EQ(explain(text, {"remove", directory_ / "d/x"}).status, ExitStatus::Fine);
+  EXPECT_EQ(explain(text, {"create", directory_ / "d"}).status, ExitStatus::Fine);
+  // The link goes, and not what it leads to.
+  EXPECT_EQ(explain(text, {"remove", directory_ / "d/link"}).status, ExitStatus::Fine);
+  EXPECT_EQ(explain(text, {"remove", directory_ / "d/link/bin"}).status, ExitStatus::Found);
+  EXPECT_EQ(explain("allow remove /\n", {"remove", "/"}).status, ExitStatus::Found);
+}
+
+TEST_F(ProfileExplainCommandTest, AsksForCreateAndRemoveWithRename) {
+  std::filesystem::create_directory(directory_ / "d");
+  const auto renameWith = [this](const char* rights) {
+    return explain("allow " + std::string(rights) + " " + directory_ / "d", {"rename", directory_ / "d/x"});
+  };
+  const std::string line = "DIR/a.sb:1: allow rename,create,remove DIR/d\n";
+  EXPECT_EQ(renameWith("rename,create,remove").status, ExitStatus::Fine);
+  EXPECT_EQ(renameWith("rename,create,remove").output,
+            "allowed by " + line + "with create, allowed by " + line + "with remove, allowed by " + line);
+  const std::string denied = "denied: no statement of DIR/a.sb allows ";
+  const std::string end = "but Linux before 5.13 leaves it open\n";
+  EXPECT_EQ(renameWith("rename,remove").status, ExitStatus::Found);
+  EXPECT_EQ(renameWith("rename,remove").output,
+            denied + "create in DIR/d\nthings can be moved and linked from there, and none to there\n" + end);
+  EXPECT_EQ(renameWith("rename,create").output,
+            denied + "remove in DIR/d\nthings can be moved and linked to there, and only linked from there\n" + end);
+  EXPECT_EQ(renameWith("rename").output,
+            denied + "create or remove in DIR/d\nthings can be linked from there, and no more\n" + end);
+  EXPECT_EQ(renameWith("create,remove").output, denied + "rename in DIR/d\n" + end);
+}
+
+TEST_F(ProfileExplainCommandTest, NamesWhereNothingCanBeRenamedTo) {
+  for (const char* name : {"a", "b"}) std::filesystem::create_directory(directory_ / name);
+  const std::string text = "allow rename,create,remove " + directory_ / "a " + directory_ / "b" +
+                           "\nallow read,execute " + directory_ / "b\n";
+  EXPECT_NE(explain(text, {"rename", directory_ / "a/x"})
+                .output.find("\nbut not to DIR/b, which has more: read, execute (EXDEV)\n"),
+            std::string::npos);
+  EXPECT_NE(explain(text, {"rename", directory_ / "b/x"})
+                .output.find("\nbut not from DIR/a, which lacks read, execute (EXDEV)\n"),
+            std::string::npos);
+  const std::string newer =
+      "allow rename,create,remove " + directory_ / "a " + directory_ / "b" + "\nallow truncate " + directory_ / "b\n";
+  EXPECT_NE(explain(newer, {"rename", directory_ / "a/x"})
+                .output.find("has more: truncate (EXDEV; Linux before 6.2 does not mind)\n"),
+            std::string::npos);
+}
+
 TEST_F(ProfileExplainCommandTest, SaysWhenTheAnswerHangsOnAParameter) {
   const std::string text = "allow read ${VantoService_path}\n";
   EXPECT_EQ(explain(text, {"read", "/opt/x"}).messages,

@@ -41,6 +41,21 @@ TEST_F(ProfileLearnCommandTest, PrintsTheProfileWhereNoFileIsNamed) {
   EXPECT_NE(run.output.find("\nversion 1\ninclude base\n"), std::string::npos);
 }
 
+TEST_F(ProfileLearnCommandTest, LeavesOutWhatExecutesAService) {
+  const ToolRun run = runTool({"profile", "learn", "--bundle", bundle_.path(), "--", "true"});
+  EXPECT_EQ(run.status, ExitStatus::Fine);
+  EXPECT_EQ(run.output.find("execute"), std::string::npos) << run.output;
+  EXPECT_NE(runTool({"profile", "learn", "--", "true"}).output.find("allow read,execute "), std::string::npos);
+}
+
+TEST_F(ProfileLearnCommandTest, RunsNothingForABundleThatIsNone) {
+  const std::string trace = directory_ / "ran";
+  const ToolRun run = runTool({"profile", "learn", "--bundle", directory_ / "none", "--", "touch", trace});
+  EXPECT_EQ(run.status, ExitStatus::Failed);
+  EXPECT_NE(run.messages, "");
+  EXPECT_FALSE(std::filesystem::exists(trace));
+}
+
 TEST_F(ProfileLearnCommandTest, WritesTheSameTwice) {
   const std::vector<std::string> command{"profile", "learn", "--", "sh", "-c", "cat /etc/hostname >/dev/null; true"};
   EXPECT_EQ(runTool(command).output, runTool(command).output);

@@ -105,5 +105,28 @@ TEST_F(ProfileReviewTest, WarnsOfExecutionWithoutReading) {
   EXPECT_EQ(review("allow execute " + directory_.path() + "\nallow read " + bundle_.path() + "\n"), Lines{});
 }
 
+TEST_F(ProfileReviewTest, WarnsOfRenameThatNothingCanBeMovedBy) {
+  std::filesystem::create_directory(directory_ / "b");
+  const std::string rule = "allow rename,remove " + directory_ / "A.vanto" + "\n";
+  EXPECT_EQ(review(rule + "allow create " + directory_ / "b"),
+            Lines{"1:21: warning: rename does nothing, as no directory has create with it to take what is moved"});
+  EXPECT_EQ(review(rule + "allow create,rename " + directory_ / "b"), Lines{});
+  EXPECT_EQ(review("allow rename " + directory_.path() + "\nallow create " + directory_ / "b"), Lines{});
+}
+
+TEST_F(ProfileReviewTest, NotesWhereRenameOnlyLinks) {
+  std::filesystem::create_directory(directory_ / "b");
+  const std::string rules =
+      "allow rename " + directory_ / "A.vanto" + "\nallow create,rename,remove " + directory_ / "b";
+  EXPECT_EQ(review(rules), Lines{"1:14: note: rename without create and remove lets things in DIR/A.vanto be linked "
+                                 "elsewhere, and no more"});
+}
+
+TEST_F(ProfileReviewTest, NotesWhatTheKernelTakesNoRuleFor) {
+  const Lines lines = review("allow read /proc/self/ns/net\n");
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_TRUE(lines[0].starts_with("1:12: note: /proc/self/ns/net gets no rule: here it leads to net:[")) << lines[0];
+}
+
 }  // namespace
 }  // namespace vanto::tool

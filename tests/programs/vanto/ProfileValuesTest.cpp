@@ -52,7 +52,7 @@ TEST_F(ProfileValuesTest, NameThePlaceholdersOfAPolicy) {
   const auto values = ProfileValues::of({}, problem);
   ASSERT_TRUE(values);
   const ProfileResult result =
-      compileProfile("allow read ${VantoService_home}/${VantoService_identifier}", values->parameters);
+      compileProfile("allow read ${VantoService_home}/${VantoService_identifier}\n", values->parameters);
   ASSERT_TRUE(result.policy);
   EXPECT_EQ(values->placeholdersIn(*result.policy, Right::Read), "VantoService_home, VantoService_identifier");
   EXPECT_EQ(values->placeholdersIn(*result.policy, Right::Write), "");

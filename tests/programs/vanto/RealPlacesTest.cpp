@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "sandbox/Profile.h"
+#include "host/sandbox/Compiled.h"
 #include "support/TemporaryDirectory.h"
 
 namespace vanto::tool {
@@ -30,13 +30,27 @@ TEST(RealPlaces, LeaveTheDirectoryOfTheProcessItself) {
 TEST(RealPlaces, JoinRulesThatAreOneForTheKernel) {
   const TemporaryDirectory directory;
   std::filesystem::create_directory_symlink("/usr", directory / "link");
-  const ProfileResult result = compileProfile("allow write " + directory / "link" + "\nallow read /usr\n", {});
-  const Policy policy = withRealPaths(*result.policy);
+  const Policy policy = withRealPaths(testing::compiled("allow write " + directory / "link" + "\nallow read /usr\n"));
   ASSERT_EQ(policy.paths.size(), 1U);
   EXPECT_EQ(policy.paths[0].path, "/usr");
   ASSERT_EQ(policy.paths[0].grants.size(), 2U);
   EXPECT_EQ(policy.paths[0].grants[0].line.line, 1U);
   EXPECT_TRUE(policy.paths[0].rights.contains(Right::Write));
+}
+
+TEST(RealPlaces, HaveNoRulesBehindLinksThatTheProfileLetsBeMade) {
+  const TemporaryDirectory directory;
+  std::filesystem::create_directory_symlink("/usr", directory / "link");
+  const RealPolicy real = realPolicyOf(
+      testing::compiled("allow create " + directory.path() + "\nallow read,write " + directory / "link" + "\n"));
+  ASSERT_EQ(real.policy.paths.size(), 1U);
+  EXPECT_EQ(real.policy.paths[0].path, directory.path());
+  ASSERT_EQ(real.refused.size(), 1U);
+  EXPECT_EQ(real.refused[0].path, directory / "link");
+  EXPECT_EQ(real.refused[0].rule.path, "/usr");
+  EXPECT_TRUE(real.refused[0].rule.rights.contains(Right::Write));
+  EXPECT_EQ(real.refused[0].rule.grants.size(), 1U);
+  EXPECT_TRUE(real.refused[0].reason.ends_with("so that it is not followed")) << real.refused[0].reason;
 }
 
 }  // namespace

@@ -41,14 +41,25 @@ TEST_F(RunPlacesTest, AreTheDirectoriesThatWereThereBefore) {
   EXPECT_EQ(places.ofDirectoryOf(directory_ / "d/new/inner"), directory_ / "d");
   EXPECT_EQ(places.ofFile(directory_ / "d/newer"), directory_ / "d");
   EXPECT_EQ(places.ofFile(directory_ / "d/news"), directory_ / "d/news");
-  EXPECT_EQ(places.directoriesOfMade(), std::set<std::string>{directory_ / "d"});
+  EXPECT_EQ(places.directoriesOfOthers(), std::set<std::string>{directory_ / "d"});
+}
+
+TEST_F(RunPlacesTest, TellTheDirectoriesOfSocketsFromThoseOfOthers) {
+  learning::RunFacts facts;
+  facts.made = {directory_ / "d/s", directory_ / "d/x/y", directory_ / "d/x"};
+  facts.sockets = {directory_ / "d/s"};
+  const RunPlaces places(facts, end);
+  EXPECT_EQ(places.directoriesOfSockets(), std::set<std::string>{directory_ / "d"});
+  EXPECT_EQ(places.ofFile(directory_ / "d/s"), directory_ / "d");
+  facts.made = facts.sockets = {directory_ / "d/s"};
+  EXPECT_TRUE(RunPlaces(facts, end).directoriesOfOthers().empty());
 }
 
 TEST_F(RunPlacesTest, TellByItsBirthWhetherAFileWasMade) {
   learning::RunFacts facts;
   facts.openedOrMade = {directory_ / "d/f"};
   EXPECT_EQ(RunPlaces(facts, end).ofFile(directory_ / "d/f"), directory_ / "d/f");
-  EXPECT_TRUE(RunPlaces(facts, end).directoriesOfMade().empty());
+  EXPECT_TRUE(RunPlaces(facts, end).directoriesOfOthers().empty());
   EXPECT_EQ(RunPlaces(facts, beginning).ofFile(directory_ / "d/f"), directory_ / "d");
   facts.openedOrMade = {directory_ / "d/gone"};
   EXPECT_EQ(RunPlaces(facts, end).ofFile(directory_ / "d/gone"), directory_ / "d");
@@ -68,7 +79,7 @@ TEST_F(RunPlacesTest, NeedNoNameForFilesWithoutOne) {
   facts.openedOrMade = facts.nameless;
   const RunPlaces places(facts, beginning);
   EXPECT_EQ(places.ofFile(directory_ / "d/#12"), directory_ / "d");
-  EXPECT_TRUE(places.directoriesOfMade().empty());
+  EXPECT_TRUE(places.directoriesOfOthers().empty());
 }
 
 TEST_F(RunPlacesTest, KeepTheNameOfALink) {

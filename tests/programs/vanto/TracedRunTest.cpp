@@ -2,6 +2,7 @@
 #include "vanto/TracedRun.h"
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -63,8 +64,22 @@ TEST_F(TracedRunTest, SeesWhatTheCommandDoes) {
   EXPECT_EQ(run({"sh", "-c", "cat /etc/hostname > /dev/null"}), "");
   const learning::RunFacts facts = observer_.finish();
   EXPECT_TRUE(facts.used.contains("/etc/hostname"));
-  EXPECT_EQ(facts.executed.size(), 2U);
+  EXPECT_TRUE(facts.program.ends_with("/sh"));
+  EXPECT_EQ(facts.executed.size(), 1U);
   EXPECT_TRUE(facts.remarks.empty());
+}
+
+TEST_F(TracedRunTest, SeesWhatReceivedDescriptorsLeadTo) {
+  const std::string made = directory_ / "made";
+  EXPECT_EQ(run({"/usr/bin/python3", "-I", "-S", "-c",
+                 "import os, socket, sys; ends = socket.socketpair(); directory = os.open(sys.argv[1], os.O_RDONLY); "
+                 "socket.send_fds(ends[0], [b'x'], [directory]); "
+                 "os.mkdir('/proc/self/fd/%d/made' % socket.recv_fds(ends[1], 1, 1)[1][0])",
+                 directory_.path()}),
+            "");
+  EXPECT_TRUE(std::filesystem::is_directory(made));
+  const learning::RunFacts facts = observer_.finish();
+  EXPECT_TRUE(facts.made.contains(made));
 }
 
 TEST_F(TracedRunTest, LeavesNoDescriptorAndNoMask) {

@@ -78,6 +78,21 @@ TEST_F(WhyCommandTest, TellsOfASocketThatWasTakenAway) {
   EXPECT_NE(runForUser({"why", "a"}).output.find("\n" + line + "  do  "), std::string::npos);
 }
 
+TEST_F(WhyCommandTest, TellsWhyWhatRunsIsNotConfinedFurther) {
+  manager_.answer("status",
+                  FakeManager::status({FakeManager::runningJob(
+                      "a", R"(, "confinement": "reduced", "receipt": "level reduced\nmissing ioctl: x\n")")}));
+  setStory("");
+  const std::string lines = "  confined reduced: process 4321\n  receipt  missing ioctl: x\n";
+  EXPECT_EQ(runForUser({"why", "a"}).output, "a: running, and has not failed\n" + lines);
+  EXPECT_EQ(runForUser({"why", "a"}).status, ExitStatus::Fine);
+  setStory(R"(, "failure": {"stage": "executable", "text": "executable: x", "time": 7, "error": 2})");
+  const ToolRun run = runForUser({"why", "a"});
+  EXPECT_EQ(run.status, ExitStatus::Found);
+  EXPECT_NE(run.output.find("\n  do       "), run.output.npos) << run.output;
+  EXPECT_TRUE(run.output.ends_with("\n" + lines)) << run.output;
+}
+
 TEST_F(WhyCommandTest, TellsStagesThatItDoesNotKnow) {
   setState("");
   setStory(R"(, "failure": {"stage": "\u001bnew", "text": "t\u001b", "time": 7})");

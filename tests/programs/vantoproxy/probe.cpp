@@ -8,10 +8,11 @@
 #include <string>
 
 #include <dirent.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "support/ResourceLimits.h"
 
 namespace {
 
@@ -37,12 +38,7 @@ void tellSignals() {
 }
 
 void tellLimits() {
-  for (const int resource : {RLIMIT_CORE, RLIMIT_NOFILE, RLIMIT_STACK}) {
-    rlimit limit{};
-    getrlimit(static_cast<__rlimit_resource>(resource), &limit);
-    std::printf("limit %d %llu %llu\n", resource, static_cast<unsigned long long>(limit.rlim_cur),
-                static_cast<unsigned long long>(limit.rlim_max));
-  }
+  for (const std::string& line : vanto::test::limitLines()) std::printf("limit %s\n", line.c_str());
 }
 
 }  // namespace

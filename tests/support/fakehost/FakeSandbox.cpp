@@ -31,6 +31,10 @@ int sandbox_init_with_parameters(const char* profile, std::uint64_t flags, const
   return -1;
 }
 
+void vanto_sandbox_record_failure(const char* reason) {
+  vanto::test::record("vanto_sandbox_record_failure", {textOf(reason)});
+}
+
 void sandbox_free_error(char* errorText) {
   vanto::test::record("sandbox_free_error", {textOf(errorText)});
   std::free(errorText);

@@ -65,6 +65,7 @@ constexpr Function functions[] = {
     {"vanto_process_executable_path", true},
     {"vanto_process_save_arguments", true},
     {"vanto_reply", true},
+    {"vanto_sandbox_record_failure", false},
     {"vanto_send", true},
     {"vanto_set_connections_per_user", false},
     {"vanto_track_activity", false},
