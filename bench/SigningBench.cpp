@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// What it costs to look at who connects: a connection to a service that judges its clients by their code, with a warm
-// cache, beside a bare one (a socket of the same kind; an epoll loop that accepts, reads the credentials, greets, and
-// answers one request), all on one core; a connection to a service that lists no clients beside one to a service in
-// which nothing was ever set up to judge clients; and the first digest of an executable beside the cryptographic
-// library alone.
+// What it costs to look at who connects: a connection of a signed program with entitlements to a service that judges
+// its clients by their code, with a warm cache, beside a bare one (a socket of the same kind; an epoll loop that
+// accepts, reads the credentials, greets, and answers one request), all on one core; a connection to a service that
+// lists no clients beside one to a service in which nothing was ever set up to judge clients; and the first digest of
+// an executable beside the cryptographic library alone.
 //
 // On a loaded machine `chrt -f 5 ./signing_bench` keeps others off the core that is measured.
 #include <algorithm>
@@ -12,8 +12,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,6 +31,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <VantoService/PlistArray.h>
+#include <VantoService/PlistDictionary.h>
 #include <VantoService/PlistNumber.h>
 #include <VantoService/TemporaryScope.h>
 #include <VantoService/VantoServiceBundle.h>
@@ -37,9 +41,12 @@
 
 #include "Medians.h"
 #include "SystemCalls.h"
+#include "code/CodePlace.h"
+#include "code/KeyDocument.h"
+#include "code/SignatureFile.h"
+#include "code/Signing.h"
 #include "runtime/ClientValidation.h"
 #include "support/BundleBuilder.h"
-#include "value/platform/signing.h"
 
 namespace vanto::bench {
 namespace {
@@ -50,6 +57,10 @@ constexpr std::size_t executableBytes = std::size_t{256} << 20;
 constexpr const char* judged = "org.vanto.bench.judged";
 constexpr const char* unlisted = "org.vanto.bench.unlisted";
 constexpr const char* unchecked = "org.vanto.bench.unchecked";
+/// The first one is tried in vain.
+constexpr const char* otherClient = "identifier \"org.vanto.bench.other\" and signer \"bench\"";
+constexpr const char* thisClient =
+    "identifier \"org.vanto.bench.client\" and signer \"bench\" and entitlement \"org.vanto.bench.level\" = 7";
 constexpr int countedConnections = 200;
 /// What a service that judges nobody may do for a connection with one request beyond the bare one: 2.2 calls when this
 /// was written, and 14.4 for one that judges.
@@ -122,26 +133,13 @@ void answerBare(int epoll, int socket) {
   _exit(1);
 }
 
-/// The same steps as those of a service with a list of one requirement.
-bool evaluate(audit_token_t token) {
-  const auto pid = static_cast<std::int32_t>(token.val[0]);
-  PlistNumber* number = PlistNumber::create(KorNumberSInt32Type, &pid).asTemporary();
-  const PlistDictionary::Entry entry{kVexGuestAttributePid, number};
-  PlistDictionary* attributes = PlistDictionary::create({&entry, 1}).asTemporary();
-  VexCode* code = nullptr;
-  if (VexCodeCopyGuestWithAttributes(nullptr, attributes, 0, &code) != 0) return false;
-  VexRequirement* requirement = nullptr;
-  VexErrors* errors = nullptr;
-  PlistString* text = PlistString::create("identifier \"org.example\" or not valid").asTemporary();
-  if (VexRequirementCreateWithStringAndErrors(text, 0, &errors, &requirement) != 0) return false;
-  return VexCodeCheckValidityWithErrors(code, 0, requirement, &errors) == 0;
-}
-
-/// Sets up what a service does whose list of allowed clients is empty.
-void setUpWithoutClients(const std::string& directory) {
-  test::BundleBuilder builder(directory, "Unlisted.vanto");
-  builder.executable("service", "").identifier(unlisted).service();
-  builder.serviceEntry("_AllowedClients", test::BundleBuilder::array({}));
+/// Sets up what a service does that lists these requirement texts.
+void setUpWithClients(const std::string& directory, const char* name, const std::vector<std::string>& texts) {
+  test::BundleBuilder builder(directory, std::string(name) + ".vanto");
+  builder.executable("service", "").identifier(name).service();
+  std::vector<std::string> elements;
+  for (const std::string& text : texts) elements.push_back(test::BundleBuilder::string(text));
+  builder.serviceEntry("_AllowedClients", test::BundleBuilder::array(elements));
   builder.build();
   const TemporaryScope scope;
   VantoServiceBundle* const bundle =
@@ -321,19 +319,53 @@ bool measureDigests(const std::string& directory) {
   return report("first digest, part of the library's speed", part, ">=", 0.7, part >= 0.7);
 }
 
-int run() {
+Ref<PlistDictionary> entitlementsOfClient() {
+  const Ref<PlistMutableDictionary> list = PlistMutableDictionary::create();
+  const Ref<PlistMutableArray> groups = PlistMutableArray::create();
+  for (const char* group : {"org.vanto.bench.readers", "org.vanto.bench.writers", "org.vanto.bench.owners"}) {
+    groups->append(PlistString::create(group).get());
+  }
+  list->setValueForKey(groups.get(), PlistString::create("org.vanto.bench.groups").get());
+  list->setValueForKey(PlistNumber::create(std::int64_t{7}).get(), PlistString::create("org.vanto.bench.level").get());
+  list->setValueForKey(PlistBoolean::of(true), PlistString::create("org.vanto.bench.network").get());
+  return list;
+}
+
+/// Signs a copy of this program by a key that is trusted where `directory` is the place of settings. Its path.
+std::string createSignedClient(const std::string& directory) {
+  const std::string path = directory + "/client";
+  const std::string trust = directory + "/vanto/trust";
+  std::filesystem::create_directories(trust);
+  for (const std::string& place : {directory + "/vanto", trust}) chmod(place.c_str(), 0700);
+  std::filesystem::copy_file("/proc/self/exe", path);
+  code::KeyPair keys;
+  keys.seed.fill(1);
+  keys.publicKey = code::publicKeyOf(keys.seed).value();
+  std::ofstream(trust + "/bench.plist", std::ios::binary)
+      << code::PublicKeyDocument{keys.publicKey, "bench", {}}.bytes();
+  std::string problem;
+  std::vector<code::Defect> defects;
+  const TemporaryScope scope;
+  const auto place = code::CodePlace::ofPath(path, problem);
+  const auto seal =
+      place ? code::createSeal(*place, {"org.vanto.bench.client", entitlementsOfClient()}, defects) : std::nullopt;
+  const auto signature = seal ? code::createSignature(*seal, keys, problem) : std::nullopt;
+  require(signature.has_value(), "the signature of the client");
+  std::ofstream(place->pathOf(place->signature), std::ios::binary) << *signature;
+  return path;
+}
+
+int run(const std::string& directory) {
   pinToOneCore();
-  char directory[] = "/tmp/signing-bench-XXXXXX";
-  if (mkdtemp(directory) == nullptr) return 1;
-  setenv("XDG_RUNTIME_DIR", directory, 1);
-  setenv("XDG_CONFIG_HOME", directory, 1);
-  const std::string barePath = std::string(directory) + "/bare";
-  const Services services{inChild([&] { serveBare(barePath); }), inChild([] {
-                            vanto_handle_service(nullptr, nullptr, evaluate);
+  setenv("XDG_RUNTIME_DIR", directory.c_str(), 1);
+  setenv("XDG_CONFIG_HOME", directory.c_str(), 1);
+  const std::string barePath = directory + "/bare";
+  const Services services{inChild([&] { serveBare(barePath); }), inChild([&] {
+                            setUpWithClients(directory, judged, {otherClient, thisClient});
                             serve(judged);
                           }),
                           inChild([&] {
-                            setUpWithoutClients(directory);
+                            setUpWithClients(directory, unlisted, {});
                             serve(unlisted);
                           }),
                           inChild([] { serve(unchecked); })};
@@ -354,13 +386,19 @@ int run() {
   const pid_t children[] = {services.bare, services.judged, services.unlisted, services.unchecked, vexd};
   for (const pid_t child : children) kill(child, SIGTERM);
   for (const pid_t child : children) waitpid(child, nullptr, 0);
-  static_cast<void>(!system((std::string("rm -rf ") + directory).c_str()));
+  std::filesystem::remove_all(directory);
   return met ? 0 : 1;
 }
 
 }  // namespace
 }  // namespace vanto::bench
 
-int main() {
-  return vanto::bench::run();
+/// Goes on as the signed copy of itself.
+int main(int count, char** arguments) {
+  if (count > 1) return vanto::bench::run(arguments[1]);
+  char directory[] = "/tmp/signing-bench-XXXXXX";
+  if (mkdtemp(directory) == nullptr) return 1;
+  const std::string client = vanto::bench::createSignedClient(directory);
+  execl(client.c_str(), client.c_str(), directory, nullptr);
+  return 1;
 }

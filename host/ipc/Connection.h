@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "dispatch/Workers.h"
@@ -154,9 +155,9 @@ class Connection final : public Endpoint {
   [[nodiscard]] bool takeEarlyRequest(ReceivedFrame& frame) noexcept;
   void openLocked(const FrameSender& client, std::uint32_t windowMessages, std::uint32_t windowBytes,
                   Afterwards& afterwards) noexcept;
-  [[nodiscard]] ExecutableFile executableOfClient() noexcept;
+  [[nodiscard]] std::optional<ExecutableFile> executableOfClient() noexcept;
   [[nodiscard]] vanto_error_code_t checkAnswerLocked(const ReceivedFrame& frame, const Greeting& answer,
-                                                     ExecutableFile executable) noexcept;
+                                                     std::optional<ExecutableFile> executable) noexcept;
   [[nodiscard]] bool takeStart(ReceivedFrame& frame, ChunkAssemblies::Wanted wanted) noexcept;
   [[nodiscard]] bool takeChunk(ReceivedFrame& frame) noexcept;
   [[nodiscard]] bool takeCancelLocked(const FrameHeader& header) noexcept;

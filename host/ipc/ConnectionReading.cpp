@@ -165,7 +165,7 @@ bool Connection::take(ReceivedFrame& frame) noexcept {
       return true;
     case FrameKind::Goodbye: {
       const std::uint32_t code = load32(frame.payload.data());
-      const bool isTold = code == VANTO_ERROR_PROTOCOL || code == VANTO_ERROR_FULL;
+      const bool isTold = code == VANTO_ERROR_PROTOCOL || code == VANTO_ERROR_FULL || code == VANTO_ERROR_REFUSED;
       endLocked(isTold ? static_cast<vanto_error_code_t>(code) : VANTO_ERROR_CLOSED, afterwards, nullptr,
                 Ender::Reader);
       return true;
@@ -183,7 +183,7 @@ bool Connection::takeAnswer(const ReceivedFrame& frame) noexcept {
       answer.highestVersion != wireVersion) {
     return false;
   }
-  const ExecutableFile executable = executableOfClient();
+  const std::optional<ExecutableFile> executable = executableOfClient();
   Afterwards afterwards;
   Lock lock(mutex_);
   if (state_ != State::AwaitingAnswer) return true;
@@ -225,22 +225,22 @@ void Connection::openLocked(const FrameSender& client, std::uint32_t windowMessa
 }
 
 /// What a client that was judged by its code executes now. A confined process cannot see that and has it looked up,
-/// which takes its time and so is done without the lock.
-ExecutableFile Connection::executableOfClient() noexcept {
+/// which takes its time and so is done without the lock. None when that fails.
+std::optional<ExecutableFile> Connection::executableOfClient() noexcept {
   Fd process;
   {
     const Lock lock(mutex_);
-    if (state_ != State::AwaitingAnswer || !handshake_->isValidated) return {};
+    if (state_ != State::AwaitingAnswer || !handshake_->isValidated) return ExecutableFile{};
     const ExecutableFile seen = readExecutable(peer_.pid);
     if (seen.isKnown() || !handshake_->executable.isKnown()) return seen;
     process.reset(fcntl(handshake_->process.get(), F_DUPFD_CLOEXEC, 3));
   }
-  return process ? lookUpExecutable(process) : ExecutableFile{};
+  return process ? lookUpExecutable(process) : std::nullopt;
 }
 
 /// Whether a client that was judged is still the one that it was.
 vanto_error_code_t Connection::checkAnswerLocked(const ReceivedFrame& frame, const Greeting& answer,
-                                                 ExecutableFile executable) noexcept {
+                                                 std::optional<ExecutableFile> executable) noexcept {
   if (!handshake_->isGreeted) return VANTO_ERROR_PROTOCOL;
   if (!handshake_->isValidated) return frame.header.flags == 0 ? VANTO_ERROR_NONE : VANTO_ERROR_PROTOCOL;
   if (frame.header.flags != frameHasNonce || frame.sender.uid != peer_.realUser ||
@@ -248,8 +248,10 @@ vanto_error_code_t Connection::checkAnswerLocked(const ReceivedFrame& frame, con
     return VANTO_ERROR_PROTOCOL;
   }
   // Looked at last: the process that runs now is the one whose executable was seen before.
-  const bool isSame = executable == handshake_->executable && isRunning(handshake_->process);
-  return isSame ? VANTO_ERROR_NONE : VANTO_ERROR_PROTOCOL;
+  if (!isRunning(handshake_->process)) return VANTO_ERROR_PROTOCOL;
+  // The client has kept to the protocol: it is turned away as one who could not be judged in the first place.
+  if (!executable) return VANTO_ERROR_REFUSED;
+  return *executable == handshake_->executable ? VANTO_ERROR_NONE : VANTO_ERROR_PROTOCOL;
 }
 
 bool Connection::beginMessageLocked(const FrameHeader& header) noexcept {

@@ -100,9 +100,9 @@ CodeReply askCodeService(const Fd& process, std::uint64_t nanoseconds) noexcept 
   return decodeCodeReply(ask(request, deadline).get());
 }
 
-ExecutableFile lookUpExecutable(const Fd& process) noexcept {
+std::optional<ExecutableFile> lookUpExecutable(const Fd& process) noexcept {
   const CodeReply reply = askCodeService(process);
-  return reply.status == 0 ? executableOf(reply.facts) : ExecutableFile{};
+  return reply.status == 0 ? std::optional(executableOf(reply.facts)) : std::nullopt;
 }
 
 ExecutableFile executableOf(const CodeFacts& facts) noexcept {

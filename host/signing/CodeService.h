@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "process/ExecutableFile.h"
 #include "signing/CodeReply.h"
@@ -17,8 +18,8 @@ inline constexpr const char* codeServiceName = "org.vanto.vexd";
 /// What the service says of the process of a descriptor, within `nanoseconds`, connecting included.
 [[nodiscard]] CodeReply askCodeService(const Fd& process, std::uint64_t nanoseconds = limits::codeNanoseconds) noexcept;
 
-/// The file that the process executes, as the service sees it; unknown when it cannot tell.
-[[nodiscard]] ExecutableFile lookUpExecutable(const Fd& process) noexcept;
+/// The file that the process executes, as the service sees it; none when it cannot tell.
+[[nodiscard]] std::optional<ExecutableFile> lookUpExecutable(const Fd& process) noexcept;
 
 /// The file that facts are about.
 [[nodiscard]] ExecutableFile executableOf(const CodeFacts& facts) noexcept;

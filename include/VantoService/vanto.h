@@ -146,7 +146,7 @@ typedef enum vanto_error_code {
   VANTO_ERROR_INVALID = 1,
   /** No service of that name listens. */
   VANTO_ERROR_NO_SERVICE = 2,
-  /** The service does not admit this client. */
+  /** The service does not admit this client, which it may find out after the connection was made; nothing was done. */
   VANTO_ERROR_REFUSED = 3,
   /** The connection ended before the answer came. The request may or may not have been carried out. */
   VANTO_ERROR_CLOSED = 4,

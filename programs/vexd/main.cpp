@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <climits>
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <utility>
@@ -53,6 +55,11 @@ void handleRequest(vanto_object_t connection, vanto_object_t message) {
 }
 
 void handleEvent(vanto_object_t, vanto_object_t event) {
+  if (vanto_kind(event) == VANTO_KIND_ERROR) {
+    // Nobody can reach a service that cannot listen.
+    std::fprintf(stderr, "vexd: cannot listen: %s\n", vanto_error_get_text(event));
+    std::exit(1);
+  }
   if (vanto_kind(event) != VANTO_KIND_CONNECTION) return;
   // Of its own, so that one that is waited for does not hold up others.
   vanto_connection_set_queue(event, nullptr);

@@ -183,5 +183,21 @@ TEST_F(CodeIdentity, TellsAServiceWhoAsks) {
   vanto::testing::leaveObjects(2);
 }
 
+TEST_F(CodeIdentity, ACodeSigningServiceThatCannotListenSaysSoAndEnds) {
+  awaitSocket("org.vanto.vexd");
+  ServiceProcess second(VANTO_TEST_VEXD, {});
+  EXPECT_EQ(second.waitForEndAsText(), "exit status 1");
+  EXPECT_EQ(second.output().rfind("vexd: cannot listen: ", 0), 0U) << second.output();
+  // What is to be a directory is a file.
+  const std::string runtime = directory_ / "elsewhere";
+  std::filesystem::create_directory(runtime);
+  std::filesystem::permissions(runtime, std::filesystem::perms::owner_all);
+  vanto::testing::writeContents(runtime + "/vanto", "");
+  ServiceProcess nowhere(VANTO_TEST_VEXD, {}, ServiceProcess::Traced::No,
+                         [&runtime] { setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1); });
+  EXPECT_EQ(nowhere.waitForEndAsText(), "exit status 1");
+  EXPECT_EQ(nowhere.output().rfind("vexd: cannot listen: ", 0), 0U) << nowhere.output();
+}
+
 }  // namespace
 }  // namespace vanto::test

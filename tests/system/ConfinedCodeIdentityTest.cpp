@@ -107,6 +107,15 @@ TEST_F(ConfinedCodeIdentity, RefusesEverybodyWithoutACodeSigningService) {
   EXPECT_EQ(callBy(trusted_), refusedCode);
 }
 
+TEST_F(ConfinedCodeIdentity, TellsAClientThatItIsRefusedWhenItCannotBeLookedAtAgain) {
+  startJudge({"valid"}, Confined::Yes);
+  CodeClient client(trusted_, {"answer-when-told", name});
+  EXPECT_EQ(client.line(), "greeted");
+  endVexd();
+  client.tell();
+  EXPECT_EQ(client.line(), refusedCode);
+}
+
 TEST_F(ConfinedCodeIdentity, FindsACodeSigningServiceThatTookThePlaceOfAnother) {
   startJudge({"valid"}, Confined::Yes);
   EXPECT_EQ(callBy(trusted_), "served");

@@ -164,6 +164,17 @@ int becomeOther(const char* name, const char* program) {
   return 1;
 }
 
+/// Is greeted, and answers when it is told to: the code with which the service says goodbye.
+int answerWhenTold(const char* name) {
+  RawPeer peer(connectBare(name));
+  if (!peer.receive() || peer.header().kind != FrameKind::Greeting) return report("refused"), 0;
+  report("greeted");
+  awaitGate();
+  peer.sendAnswerTo(peer.nonceText().c_str());
+  report(std::to_string(peer.awaitEnd()));
+  return 0;
+}
+
 /// Connects and dies, so that its process id becomes free; a child keeps the socket.
 int leaveSocket(const char* name) {
   Fd socket = connectBare(name);
@@ -303,6 +314,7 @@ int run(int count, char** arguments) {
   if (mode == "become-trusted") return becomeTrusted(arguments[2], arguments[3]);
   if (mode == "become-other") return becomeOther(arguments[2], arguments[3]);
   if (mode == "answer") return answerAs(std::atoi(arguments[2]), arguments[3]);
+  if (mode == "answer-when-told") return answerWhenTold(arguments[2]);
   if (mode == "leave-socket") return leaveSocket(arguments[2]);
   if (mode == "pass-on") return passOn(arguments[2]);
   if (mode == "forge") return forge(arguments[2], arguments[3]);

@@ -20,7 +20,8 @@ TEST(Connection, EndsWithTheReasonOfItsPeer) {
   const RuntimeDirectory directory;
   RawService service(name);
   for (const auto& [code, expected] :
-       {std::pair{VANTO_ERROR_PROTOCOL, VANTO_ERROR_PROTOCOL}, std::pair{VANTO_ERROR_NONE, VANTO_ERROR_CLOSED}}) {
+       {std::pair{VANTO_ERROR_PROTOCOL, VANTO_ERROR_PROTOCOL}, std::pair{VANTO_ERROR_REFUSED, VANTO_ERROR_REFUSED},
+        std::pair{VANTO_ERROR_NONE, VANTO_ERROR_CLOSED}}) {
     std::optional<RawPeer> peer;
     std::thread accepting([&] { peer.emplace(service.acceptAndGreet()); });
     const Held connection = connectTo(name);

@@ -38,7 +38,7 @@ TEST_F(CodeService, SaysThatThereIsNone) {
   const CodeReply reply = askCodeService(self_);
   EXPECT_EQ(reply.status, VexStatusUnavailable);
   EXPECT_NE(reply.reason, "");
-  EXPECT_FALSE(lookUpExecutable(self_).isKnown());
+  EXPECT_FALSE(lookUpExecutable(self_));
 }
 
 TEST_F(CodeService, WaitsNoLongerThanItIsTold) {

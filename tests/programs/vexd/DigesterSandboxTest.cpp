@@ -2,6 +2,7 @@
 #include "vexd/DigesterSandbox.h"
 
 #include <csignal>
+#include <cstdlib>
 #include <fstream>
 #include <latch>
 #include <thread>
@@ -16,6 +17,7 @@
 #include <unistd.h>
 
 #include "support/Child.h"
+#include "support/TemporaryDirectory.h"
 
 namespace vanto::testing {
 namespace {
@@ -24,7 +26,34 @@ void tell(const ChildReport& report, const char* what, bool works) {
   report(std::string(what) + (works ? ": yes" : ": no"));
 }
 
-/// On a kernel without Landlock and on this one.
+/// Ways to have another process signalled, and one to keep others from opening a file, that need no more than a socket
+/// or a file that is open.
+struct WaysToDisturb {
+  bool signalsThread;
+  bool isSignalledFor;
+  bool isNamedByDescription;
+  bool keepsOthersOut;
+
+  WaysToDisturb(pid_t victim, int socket, int file)
+      : signalsThread(syscall(SYS_tgkill, victim, victim, 0) == 0),
+        isSignalledFor(fcntl(socket, F_SETOWN, victim) == 0),
+        isNamedByDescription(setOwnerOf(socket, victim)),
+        keepsOthersOut(fcntl(file, F_SETLEASE, F_RDLCK) == 0) {}
+
+  static bool setOwnerOf(int socket, pid_t victim) {
+    f_owner_ex owner{F_OWNER_PID, victim};
+    return fcntl(socket, F_SETOWN_EX, &owner) == 0;
+  }
+
+  void tellOf(const ChildReport& report) const {
+    tell(report, "signal a thread", signalsThread);
+    tell(report, "have it signalled", isSignalledFor);
+    tell(report, "have it signalled otherwise", isNamedByDescription);
+    tell(report, "lease", keepsOthersOut);
+  }
+};
+
+/// On kernels without Landlock, with ever more of it, and on this one.
 class DigesterSandboxOf : public ::testing::TestWithParam<int> {};
 
 TEST_P(DigesterSandboxOf, LeavesWhatIsOpenAndNothingElse) {
@@ -47,7 +76,39 @@ TEST_P(DigesterSandboxOf, LeavesWhatIsOpenAndNothingElse) {
   EXPECT_EQ(outcome.lines, expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(Landlock, DigesterSandboxOf, ::testing::Values(0, 1, 9));
+TEST_P(DigesterSandboxOf, LetsNoProcessBeSignalledAndNoFileBeHeld) {
+  const test::TemporaryDirectory directory;
+  const std::string path = directory / "file";
+  std::ofstream(path) << "text";
+  const ChildOutcome outcome = runInChild([&path](const ChildReport& report) {
+    int ends[2];
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const pid_t victim = getppid();
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return;
+    WaysToDisturb(victim, ends[0], file).tellOf(report);
+    fcntl(ends[0], F_SETOWN, 0);
+    fcntl(file, F_SETLEASE, F_UNLCK);
+    report(vexd::enterDigesterSandbox(GetParam()));
+    WaysToDisturb(victim, ends[0], file).tellOf(report);
+    _exit(0);
+  });
+  const std::vector<std::string> expected = {
+      "signal a thread: yes", "have it signalled: yes", "have it signalled otherwise: yes", "lease: yes", "",
+      "signal a thread: no",  "have it signalled: no",  "have it signalled otherwise: no",  "lease: no"};
+  EXPECT_EQ(outcome.end, "exit status 0");
+  EXPECT_EQ(outcome.lines, expected);
+}
+
+TEST_P(DigesterSandboxOf, LetsItEndByAbort) {
+  const ChildOutcome outcome = runInChild([](const ChildReport& report) {
+    report(vexd::enterDigesterSandbox(GetParam()));
+    std::abort();
+  });
+  EXPECT_TRUE(outcome.end.starts_with("signal ")) << outcome.end;
+  EXPECT_EQ(outcome.lines, (std::vector<std::string>{""}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Landlock, DigesterSandboxOf, ::testing::Values(0, 1, 2, 5, 9));
 
 TEST(DigesterSandbox, LeavesNothingThatIsDoneWithoutOpening) {
   const ChildOutcome outcome = runInChild([](const ChildReport& report) {

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vexd/ExaminedProcess.h"
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 #include <sched.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
 
@@ -107,6 +110,40 @@ TEST_F(ExaminedProcessTest, RefusesExecutablesBeyondALimit) {
     EXPECT_EQ(process.has_value(), bytes == vexd::limits::executableBytes);
     EXPECT_EQ(refusal.failure, process ? Failure::None : Failure::Hidden) << refusal.reason;
   }
+}
+
+/// What becomes of it when this process wants the kernel to say that it executes the file. "busy" for who may, as it
+/// does execute something.
+std::string outcomeOfNaming(int file) {
+  constexpr std::size_t bytes = 16384;
+  void* const memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (memory == MAP_FAILED) return "no memory";
+  const auto place = reinterpret_cast<std::uintptr_t>(memory);
+  const std::uint64_t code = place;
+  const std::uint64_t data = place + 4096;
+  const std::uint64_t heap = place + 8192;
+  const std::uint64_t stack = place + 12288;
+  prctl_mm_map map{code,  data,  data,  data + 1, heap,    heap, stack,
+                   stack, stack, stack, stack,    nullptr, 0,    static_cast<std::uint32_t>(file)};
+  errno = 0;
+  if (prctl(PR_SET_MM, PR_SET_MM_MAP, &map, sizeof map, 0) == 0) return "named";
+  return errno == EBUSY ? "busy" : errno == EACCES ? "refused" : std::strerror(errno);
+}
+
+TEST_F(ExaminedProcessTest, TheKernelNamesNoFileAsExecutedByWhoMayNotExecuteIt) {
+  const auto outcomeFor = [this](std::filesystem::perms mode) {
+    std::filesystem::permissions(program_, mode);
+    return runInChild([this](const ChildReport& report) {
+      const Fd file = openFile(program_);
+      if (geteuid() == 0 && setresuid(65534, 65534, 65534) != 0) return report("still root");
+      // Whoever makes a user namespace may do there what only root may elsewhere.
+      report(unshare(CLONE_NEWUSER) == 0 ? outcomeOfNaming(file.get()) : "no namespace");
+    });
+  };
+  const std::vector<std::string> allowed = outcomeFor(std::filesystem::perms(0755)).lines;
+  if (allowed == std::vector<std::string>{"no namespace"}) GTEST_SKIP() << "no user namespaces may be made here";
+  EXPECT_EQ(allowed, (std::vector<std::string>{"busy"}));
+  EXPECT_EQ(outcomeFor(std::filesystem::perms(0644)).lines, (std::vector<std::string>{"refused"}));
 }
 
 }  // namespace
