@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "process/StartTime.h"
 
+#include <cerrno>
 #include <charconv>
 #include <cstddef>
 
 #include <fcntl.h>
+#include <unistd.h>
 
-#include "process/Contents.h"
 #include "process/ProcessFile.h"
 #include "value/Fd.h"
 
@@ -39,9 +40,12 @@ bool parseProcessStartTime(std::string_view text, std::uint64_t& startTime) noex
 bool readProcessStartTime(pid_t pid, std::uint64_t& startTime) noexcept {
   if (pid <= 0) return false;
   const Fd status(open(ProcessFile(pid, "stat").path(), O_RDONLY | O_CLOEXEC));
-  GrowingBytes text;
-  constexpr std::size_t plenty = 4096;
-  return status && readContents(status.get(), plenty, text) == 0 && parseProcessStartTime(text.text(), startTime);
+  // More than all fields up to the one can take. The kernel gives the text at once; one that is cut would be refused.
+  char text[1024];
+  ssize_t length = -1;
+  while (status && (length = read(status.get(), text, sizeof text)) < 0 && errno == EINTR) {
+  }
+  return length > 0 && parseProcessStartTime({text, static_cast<std::size_t>(length)}, startTime);
 }
 
 }  // namespace vanto

@@ -31,6 +31,8 @@ class Beginning {
 
   /// Empty when it could not be read.
   [[nodiscard]] std::string_view text() const noexcept { return {bytes_, length_}; }
+  /// Whether there can be no more of it.
+  [[nodiscard]] bool isAll() const noexcept { return length_ < sizeof bytes_; }
 
  private:
   std::size_t length_ = 0;
@@ -107,7 +109,10 @@ std::string contentsOf(const std::string& path) {
 }
 
 std::optional<ProcessState> ProcessState::read(pid_t pid) {
-  std::optional<ProcessState> state = stateIn(contentsOf(directoryOf(pid) + "/status"));
+  const std::string path = directoryOf(pid) + "/status";
+  const Beginning status(AT_FDCWD, path.c_str());
+  // Who is in thousands of groups has more.
+  std::optional<ProcessState> state = status.isAll() ? stateIn(status.text()) : stateIn(contentsOf(path));
   if (state && state->tracing == Tracing::Unknown) state->tracing = tracingOfThreads(pid);
   return state;
 }
