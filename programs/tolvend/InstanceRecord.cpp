@@ -12,6 +12,7 @@ StartFailure::Stage InstanceRecord::stage() const noexcept {
   using Stage = StartFailure::Stage;
   if (saidStopped || hasGreeted) return Stage::Serving;
   if (saidListening) return Stage::Greeting;
+  if (hasAccepted) return Stage::Serving;
   // While it is still to be looked at, a client waits for it.
   return seemsToAccept && lookAt == UINT64_MAX ? Stage::Serving : Stage::Listening;
 }

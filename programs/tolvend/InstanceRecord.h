@@ -41,6 +41,8 @@ struct InstanceRecord {
   bool saidListening = false;
   /// Has not said that it listens, and seems to: as it was looked at, a client was accepted, or none came for long.
   bool seemsToAccept = false;
+  /// A client was seen to be accepted.
+  bool hasAccepted = false;
   bool hasGreeted = false;
   bool saidStopped = false;
   /// Had said that it was idle, and was allowed to leave.

@@ -62,6 +62,8 @@ std::string JobController::open(int directory, PublishedSocket::Access access, P
 }
 
 void JobController::lookAfterSocket() {
+  // What was in the way may be gone.
+  if (listener_.isUnbound()) return listener_.bindAnew();
   if (!listener_.isLost()) return;
   const int error = surroundings_.sockets.restore(file_);
   if (error == ENOTSOCK) return noteLoss("move " + listener_.path() + " away, which is none");
@@ -331,7 +333,11 @@ void JobController::timeHasCome() {
   life_->timerExpired(monotonicNow());
   // Who never says that it listens is seen to accept, if at all, by now.
   for (const Instance& instance : instances()) {
-    if (instance.state == InstanceRecord::State::Running) static_cast<void>(isFit(instance.id));
+    if (instance.state != InstanceRecord::State::Running) continue;
+    // Who was seen to accept may have told of its confinement before, unread.
+    const auto place = running_.find(instance.id);
+    if (place != running_.end() && place->second.process) place->second.process->readRecords();
+    static_cast<void>(isFit(instance.id));
   }
 }
 

@@ -106,6 +106,7 @@ void JobListener::bindAnew() {
     pause_ = std::min(2 * pause_, longestPause);
     return;
   }
+  retry_.set(UINT64_MAX);
   pause_ = restNanoseconds;
   change();
   if (old) {

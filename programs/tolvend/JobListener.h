@@ -31,6 +31,8 @@ class JobListener {
   /// Removes its file and closes it.
   void close();
 
+  /// Whether it is open and, for the moment, has no socket.
+  [[nodiscard]] bool isUnbound() const noexcept { return !socket_ && !file_.empty(); }
   /// Whether its name no longer stands for it.
   [[nodiscard]] bool isLost() const noexcept { return socket_ && !socket_->isPublished(); }
   /// Binds another one in its place, for as long as it takes, and less often each time, also where somebody else

@@ -295,6 +295,7 @@ void LifeCycle::look(InstanceRecord& instance, std::uint64_t now) {
   }
   instance.lookAt = never;
   if (change == WaitingChange::Same) return failToAccept(instance, now);
+  if (change == WaitingChange::Accepted) instance.hasAccepted = true;
   instance.seemsToAccept = instance.isExecuted;
 }
 

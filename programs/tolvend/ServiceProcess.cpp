@@ -35,8 +35,9 @@ namespace {
 constexpr std::size_t datagramBytes = std::size_t{256} << 10;
 /// Who has written that much has had his turn.
 constexpr std::size_t turnBytes = std::size_t{64} << 10;
-/// At the end of a process there may be others that write to its log for ever.
+/// At the end of a process there may be others that write to its log for ever. More than a socket holds.
 constexpr int lastTurn = 256;
+constexpr std::size_t lastTurnBytes = std::size_t{1} << 20;
 constexpr std::uint64_t nanosecondsPerSecond = 1'000'000'000;
 
 struct Pair {
@@ -252,7 +253,7 @@ void ServiceProcess::readLog(Turn turn) {
   char piece[datagramBytes];
   std::size_t bytes = 0;
   for (int i = 0; i < (turn == Turn::Short ? limits::managerLogTurn : lastTurn); i++) {
-    if (turn == Turn::Short && bytes >= turnBytes) return;
+    if (bytes >= (turn == Turn::Short ? turnBytes : lastTurnBytes)) return;
     const ssize_t count = recv(output_.get(), piece, sizeof piece, MSG_DONTWAIT);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return;

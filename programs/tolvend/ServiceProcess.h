@@ -73,6 +73,9 @@ class ServiceProcess {
   /// Allows it to leave.
   void letLeave() const noexcept;
 
+  /// Reads what the process has said by now, as when the link becomes ready.
+  void readRecords() { readLink(Turn::Short); }
+
  private:
   struct Ends;
   enum class Turn : std::uint8_t { Short, ToTheEnd };

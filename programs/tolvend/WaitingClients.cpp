@@ -45,7 +45,7 @@ Question questionOf(ino_t socket, std::uint32_t shown) noexcept {
 /// Reads the attributes of an answer.
 std::optional<WaitingClients> clientsIn(const char* bytes, std::size_t count) {
   WaitingClients clients;
-  bool isCounted = false;
+  clients.isCounted = false;
   while (count >= sizeof(nlattr)) {
     nlattr attribute;
     std::memcpy(&attribute, bytes, sizeof attribute);
@@ -56,16 +56,18 @@ std::optional<WaitingClients> clientsIn(const char* bytes, std::size_t count) {
       unix_diag_rqlen lengths;
       std::memcpy(&lengths, value, sizeof lengths);
       clients.count = lengths.udiag_rqueue;
-      isCounted = true;
+      clients.isCounted = true;
     } else if (attribute.nla_type == UNIX_DIAG_ICONS) {
-      clients.sockets.resize(size / sizeof(std::uint32_t));
-      std::memcpy(clients.sockets.data(), value, clients.sockets.size() * sizeof(std::uint32_t));
+      const std::size_t known = size / sizeof(std::uint32_t);
+      clients.sockets.resize(known);
+      // Of nobody there is no place either.
+      if (known != 0) std::memcpy(clients.sockets.data(), value, known * sizeof(std::uint32_t));
     }
     const std::size_t whole = std::min<std::size_t>(NLA_ALIGN(attribute.nla_len), count);
     bytes += whole;
     count -= whole;
   }
-  return isCounted ? std::optional(std::move(clients)) : std::nullopt;
+  return clients.isCounted ? std::optional(std::move(clients)) : std::nullopt;
 }
 
 std::optional<WaitingClients> ask(const Fd& kernel, ino_t socket, std::uint32_t shown) {
@@ -99,12 +101,14 @@ WaitingClients readWaitingClients(int listener) {
   pollfd set{listener, POLLIN, 0};
   while (poll(&set, 1, 0) < 0 && errno == EINTR) {
   }
-  return {.count = (set.revents & POLLIN) != 0 ? std::size_t{1} : 0, .sockets = {}};
+  return {.count = (set.revents & POLLIN) != 0 ? std::size_t{1} : 0, .sockets = {}, .isCounted = false};
 }
 
 WaitingChange changeOf(const WaitingClients& before, const WaitingClients& now) noexcept {
   if (before.count == 0) return now.count == 0 ? WaitingChange::Nobody : WaitingChange::Come;
-  if (now.count < before.count) return WaitingChange::Accepted;
+  if (now.count == 0) return WaitingChange::Accepted;
+  // For a moment there may be no descriptor to count with.
+  if (before.isCounted && now.isCounted && now.count < before.count) return WaitingChange::Accepted;
   // Whoever is accepted was the first, and all others move up. One who has left keeps his place.
   const std::size_t known = std::min(before.sockets.size(), now.sockets.size());
   for (std::size_t i = 0; i < known; i++) {

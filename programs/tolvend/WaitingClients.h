@@ -18,10 +18,12 @@ enum class WaitingChange : std::uint8_t {
 /// Who waited at a listening Unix socket at one moment, in the order in which they came. Who has left is among them
 /// until he is accepted.
 struct WaitingClients {
-  /// Where the kernel has no diagnosis of sockets (CONFIG_UNIX_DIAG), or not for this process, 1 for any number.
   std::size_t count = 0;
   /// The inode of the socket of each, 0 for one who has left; empty where the kernel does not tell, as of thousands.
   std::vector<std::uint32_t> sockets;
+  /// Else the count is 1 for any number: the kernel has no diagnosis of sockets (CONFIG_UNIX_DIAG), or not for this
+  /// process, or there was no descriptor for the question.
+  bool isCounted = true;
 };
 
 /// Reads who waits at a listening socket, which is borrowed.

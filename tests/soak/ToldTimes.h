@@ -16,9 +16,9 @@ class ToldTimes {
   void addUnclear() noexcept { unclear_++; }
 
   enum class Lateness : std::uint8_t { Shown, Judged };
-  /// Prints the figures. False when it is not known of anybody when they were to be told; and, where lateness is
-  /// judged, when of one failure more than one in a hundred, and more than a single one, were told later than after 100
-  /// ms.
+  /// Prints the figures. False when clients were told and it is not known of any when they were to be; and, where
+  /// lateness is judged, when there is no figure, and when of one failure more than one in a hundred, and more than a
+  /// single one, were told later than after 100 ms.
   [[nodiscard]] bool report(Lateness lateness) const;
 
  private:

@@ -75,7 +75,8 @@ TEST_F(ManagerContainer, TheFirstProcessStartsServicesAndEndsWhatTheyLeave) {
       ASSERT_EQ(loadJob(job(echo, path)), "");
       const std::int64_t pid = call(echo, "away");
       EXPECT_LT(pid, getpid() + 100) << "not a number of this container";
-      const vanto_object_t instances = vanto_dictionary_get_value(stateOf(echo), "instances");
+      const Held state = stateOf(echo);
+      const vanto_object_t instances = vanto_dictionary_get_value(state, "instances");
       EXPECT_EQ(number(vanto_array_get_value(instances, 0), "pid"), pid);
       ASSERT_TRUE(waitUntil([] { return !logOf(echo).empty(); }));
       const pid_t left = std::stoi(logOf(echo).at(0).substr(std::string("away ").size()));

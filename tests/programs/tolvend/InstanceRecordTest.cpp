@@ -22,6 +22,10 @@ TEST(InstanceRecord, ServesWithoutAWordWhileNobodyWaitsForIt) {
   EXPECT_EQ((InstanceRecord{.lookAt = 5, .seemsToAccept = true}.stage()), Stage::Listening);
 }
 
+TEST(InstanceRecord, HasServedOnceAClientWasSeenToBeAcceptedWhoeverWaitsNow) {
+  EXPECT_EQ((InstanceRecord{.lookAt = 5, .seemsToAccept = true, .hasAccepted = true}.stage()), Stage::Serving);
+}
+
 TEST(InstanceRecord, IsStartingRunningOrStopping) {
   EXPECT_EQ(InstanceRecord{}.state(), State::Starting);
   EXPECT_EQ((InstanceRecord{.isExecuted = true}.state()), State::Starting);

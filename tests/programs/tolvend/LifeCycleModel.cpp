@@ -279,6 +279,7 @@ bool LifeCycleModel::look(Process& process) {
   }
   process.lookAt = never;
   if (change == WaitingChange::Same) return true;
+  if (change == WaitingChange::Accepted) process.hasAccepted = true;
   process.seemedToAccept = process.toldExecuted;
   if (process.isBesieged && !waiting_.empty()) ++seen_.besieged;
   return false;

@@ -83,6 +83,7 @@ class LifeCycleModel final : LifeCycleWorld {
     bool toldExecuted = false;
     bool toldStopped = false;
     bool seemedToAccept = false;
+    bool hasAccepted = false;
     bool toldGreeted = false;
     bool toldFailed = false;
     bool toldIdle = false;

@@ -35,7 +35,7 @@ bool LifeCycleModel::isUnseen(const Process& process) const {
   if (process.isAsked || process.toldFailed || process.toldStopped) return false;
   if (now_ - process.madeAt < second) return true;
   return !process.toldIdle && !process.toldGreeted &&
-         (process.toldListening || !process.seemedToAccept || process.lookAt != never);
+         (process.toldListening || !(process.hasAccepted || (process.seemedToAccept && process.lookAt == never)));
 }
 
 void LifeCycleModel::expectFailure(bool isExpected, const char* what, const std::function<void()>& call) {

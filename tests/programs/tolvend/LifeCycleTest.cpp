@@ -264,6 +264,19 @@ TEST_F(LifeCycleTest, KeepsClientsWhenASilentServiceThatServedCrashes) {
   EXPECT_EQ(life.lastFailure()->stage, Stage::Serving);
 }
 
+TEST_F(LifeCycleTest, KeepsClientsWhenASilentServiceCrashesThatWasSeenToAcceptOneOfMany) {
+  client();
+  life.executed(1, now);
+  // The next one waits already.
+  world.hasAccepted = true;
+  wait();
+  client();
+  world.taken();
+  life.ended(1, crash, now);
+  EXPECT_EQ(life.lastFailure()->stage, Stage::Serving);
+  EXPECT_EQ(world.taken().find("tell"), std::string::npos);
+}
+
 TEST_F(LifeCycleTest, KeepsNoMoreThanSixteenProcesses) {
   for (InstanceId instance = 1; instance <= 16; ++instance) {
     serve();

@@ -108,6 +108,10 @@ TEST(WaitingChange, IsToldByCountAndOrder) {
   // Who has left keeps his place until he is accepted.
   EXPECT_EQ(change({2, {4, 5}}, {3, {0, 5, 6}}), Change::Same);
   EXPECT_EQ(change({2, {0, 0}}, {2, {0, 6}}), Change::Accepted);
+  // A look that could not count says no more than whether anybody is there.
+  EXPECT_EQ(change({5, {}}, {1, {}, false}), Change::Same);
+  EXPECT_EQ(change({5, {}, false}, {1, {}}), Change::Same);
+  EXPECT_EQ(change({5, {}}, {0, {}, false}), Change::Accepted);
   // No more than that is known.
   EXPECT_EQ(change({1, {}}, {1, {}}), Change::Same);
   EXPECT_EQ(change({1, {}}, {1, {7}}), Change::Same);

@@ -99,6 +99,8 @@ TEST_P(DigesterSandboxOf, LetsNoProcessBeSignalledAndNoFileBeHeld) {
   EXPECT_EQ(outcome.lines, expected);
 }
 
+// It ends by the instruction that abort() falls back on, which the address sanitizer has a handler for.
+#ifndef __SANITIZE_ADDRESS__
 TEST_P(DigesterSandboxOf, LetsItEndByAbort) {
   const ChildOutcome outcome = runInChild([](const ChildReport& report) {
     report(vexd::enterDigesterSandbox(GetParam()));
@@ -107,6 +109,7 @@ TEST_P(DigesterSandboxOf, LetsItEndByAbort) {
   EXPECT_TRUE(outcome.end.starts_with("signal ")) << outcome.end;
   EXPECT_EQ(outcome.lines, (std::vector<std::string>{""}));
 }
+#endif
 
 INSTANTIATE_TEST_SUITE_P(Landlock, DigesterSandboxOf, ::testing::Values(0, 1, 2, 5, 9));
 
