@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 
 namespace vanto::learning {
@@ -17,7 +18,8 @@ class OpenDescriptors {
   [[nodiscard]] std::string pathOf(std::int64_t descriptor) const;
 
  private:
-  std::map<std::int64_t, std::string> paths_;
+  /// Texts are shared with the processes that were made with them.
+  std::map<std::int64_t, std::shared_ptr<const std::string>> paths_;
 };
 
 }  // namespace vanto::learning

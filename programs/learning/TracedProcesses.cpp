@@ -22,6 +22,7 @@ bool TracedProcesses::isKnown(std::int64_t thread) {
 }
 
 void TracedProcesses::add(std::int64_t maker, std::int64_t thread, Directory directory, Descriptors descriptors) {
+  if (threads_.size() >= limits::threads) return;
   const auto found = threads_.find(maker);
   Thread made = found == threads_.end()
                     ? Thread{std::make_shared<std::string>(first_), std::make_shared<OpenDescriptors>()}

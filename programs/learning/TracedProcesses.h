@@ -23,7 +23,7 @@ class TracedProcesses {
 
   /// True when the thread is the first one, or somebody has made it.
   [[nodiscard]] bool isKnown(std::int64_t thread);
-  /// Takes in a thread that one that is known has made.
+  /// Takes in a thread that one that is known has made; none beyond limits::threads.
   void add(std::int64_t maker, std::int64_t thread, Directory directory, Descriptors descriptors);
   void end(std::int64_t thread) { threads_.erase(thread); }
   /// Another program is executed, which shares its descriptors with nobody.

@@ -105,5 +105,18 @@ TEST(TracedProcesses, ForgetADirectoryWhoseWayGrowsTooLong) {
   EXPECT_EQ(processes.absolute(5, "x"), "/y/x");
 }
 
+TEST(TracedProcesses, AreNoMoreThanTheirLimitAtOneTime) {
+  TracedProcesses processes("/");
+  ASSERT_TRUE(processes.isKnown(1));
+  for (std::int64_t thread = 2; thread <= std::int64_t{limits::threads} + 1; thread++) {
+    processes.add(1, thread, TracedProcesses::Directory::Own, TracedProcesses::Descriptors::Own);
+  }
+  EXPECT_TRUE(processes.isKnown(limits::threads));
+  EXPECT_FALSE(processes.isKnown(limits::threads + 1));
+  processes.end(2);
+  processes.add(1, limits::threads + 1, TracedProcesses::Directory::Own, TracedProcesses::Descriptors::Own);
+  EXPECT_TRUE(processes.isKnown(limits::threads + 1));
+}
+
 }  // namespace
 }  // namespace vanto::learning
