@@ -121,7 +121,7 @@ TEST_F(TracedRunTest, SaysThatATraceIsNotWhole) {
 }
 
 TEST_F(TracedRunTest, HoldsNoLineThatNeverEnds) {
-  writeTracer("head -c 5000000 /dev/zero | tr '\\0' a > $2");
+  writeTracer("head -c 20000000 /dev/zero | tr '\\0' a > $2");
   EXPECT_EQ(run({"true"}), "a line of the trace is too long");
 }
 
