@@ -2,6 +2,7 @@
 #include "vanto/TrustPlaces.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "code/Judgement.h"
 #include "code/limits.h"
@@ -46,6 +47,7 @@ class TrustPlacesTest : public testing::CodeFixture {
 };
 
 TEST_F(TrustPlacesTest, ReadTheMachinesAndTheUsers) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root, to have a directory of the machine";
   places_.system = directory_ / "system";
   mkdir(places_.system.c_str(), 0755);
   testing::writeContents(places_.system + "/next.plist", testing::keyFile("next", next_).bytes);
@@ -56,6 +58,7 @@ TEST_F(TrustPlacesTest, ReadTheMachinesAndTheUsers) {
 }
 
 TEST_F(TrustPlacesTest, KeepWhatADirectoryRevokesThatOthersCanRead) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root, to have a directory of the machine";
   trustAndRevoke();
   chmod(trustPath_.c_str(), 0755);
   const code::TrustStore store = places_.read(captured_.console());
@@ -67,6 +70,7 @@ TEST_F(TrustPlacesTest, KeepWhatADirectoryRevokesThatOthersCanRead) {
 }
 
 TEST_F(TrustPlacesTest, TrustNothingWhileEitherFileOfRevokedKeysIsBad) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root, to have a directory of the machine";
   for (const bool isSystem : {false, true}) {
     trustAndRevoke();
     EXPECT_EQ(places_.read(captured_.console()).standing(third_.publicKey), code::KeyStanding::Trusted);
@@ -85,6 +89,7 @@ TEST_F(TrustPlacesTest, TrustNothingWhileEitherFileOfRevokedKeysIsBad) {
 }
 
 TEST_F(TrustPlacesTest, TrustNothingWhileOthersCanWriteIntoADirectory) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root, to have a directory of the machine";
   for (const bool isSystem : {false, true}) {
     trustAndRevoke();
     const std::string directory = isSystem ? places_.system : trustPath_;
@@ -95,6 +100,7 @@ TEST_F(TrustPlacesTest, TrustNothingWhileOthersCanWriteIntoADirectory) {
 }
 
 TEST_F(TrustPlacesTest, ChangeTheMachinesWhenAskedTo) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root, to have a directory of the machine";
   places_.system = directory_ / "a/b";
   EXPECT_EQ(places_.fileNamed("x"), trustPath_ + "/x.plist");
   places_.isSystem = true;

@@ -82,7 +82,7 @@ TEST_F(TrustFilesTest, SeesADirectoryThatIsMadeOrRemoved) {
 }
 
 TEST_F(TrustFilesTest, ReadsThemAgainWhileOneIsDoubted) {
-  ASSERT_EQ(geteuid(), 0U) << "these tests need root, to be somebody else for a while";
+  if (geteuid() != 0) GTEST_SKIP() << "needs root, to be somebody else for a while";
   chmod(directory_.path().c_str(), 0711);
   chmod(path_.c_str(), 0755);
   settle(path_);
