@@ -86,13 +86,19 @@ std::pair<unsigned, unsigned> chosenPorts() {
   return ports;
 }
 
+/// Some kernels need the platform to read there, of clients; a service that reads other files there needs a rule on
+/// every kernel.
+constexpr const char* processes = "/proc";
+
 /// Facts on their way to a policy, in steps that each need those before.
 class Learning {
  public:
   Learning(const learning::RunFacts& facts, const timespec& began, std::span<const PlannedPath> given)
       : facts_(facts), places_(facts, began) {
     learned_.remarks = facts.remarks;
-    for (const PlannedPath& need : given) given_[realPath(need.path)] |= need.bits;
+    for (const PlannedPath& need : given) {
+      (need.path == processes ? givenOfProcesses_ : given_[realPath(need.path)]) |= need.bits;
+    }
   }
 
   LearnedPolicy take(LearnedPolicy::Purpose purpose) {
@@ -136,11 +142,12 @@ class Learning {
 
   void addOtherProcesses() {
     if (facts_.ofOtherProcesses.isEmpty()) return;
-    const std::string place = "/proc";
+    const std::string place = processes;
     const RightSet before = rules_[place];
     for (const Right right : allRights) {
       if (!facts_.ofOtherProcesses.contains(right)) continue;
-      add(place, right, right == Right::Read ? landlock::readFile : bitsOf(right).fileBits);
+      const std::uint64_t bits = right == Right::Read ? landlock::readFile : bitsOf(right).fileBits;
+      if ((bits & ~givenOfProcesses_) != 0) add(place, right, bits);
     }
     if (rules_[place] != before) {
       remark(place +
@@ -274,6 +281,7 @@ class Learning {
   RunPlaces places_;
   /// By the platform.
   std::map<std::string, std::uint64_t> given_;
+  std::uint64_t givenOfProcesses_ = 0;
   Rules rules_;
   LearnedPolicy learned_;
 };

@@ -120,6 +120,12 @@ TEST_F(LearnedPolicyTest, NamesAllProcessesForThoseOfOthers) {
   EXPECT_TRUE(learned().remarks.empty());
 }
 
+TEST_F(LearnedPolicyTest, NamesFilesOfProcOnKernelsTooThatLetThePlatformReadAllOfIt) {
+  given_ = {{"/proc", landlock::readFile}};
+  facts_.used = {{"/proc/loadavg", Right::Read}};
+  EXPECT_EQ(lines(), "allow read /proc/loadavg\nnetwork none\n");
+}
+
 TEST_F(LearnedPolicyTest, SaysWhenItCannotTellWhatExecutesAProgram) {
   facts_.executed = {directory_ / "a/f"};
   EXPECT_EQ(lines(), "allow read,execute D/a/f\nnetwork none\n");
