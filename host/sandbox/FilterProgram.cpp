@@ -185,8 +185,7 @@ std::vector<sock_filter> filterProgramOfOnly(std::span<const std::uint32_t> numb
   Spans spans(writer.refuse(EPERM));
   std::vector<std::uint32_t> ordered(numbers.begin(), numbers.end());
   std::ranges::sort(ordered);
-  const auto repeated = std::ranges::unique(ordered);
-  ordered.erase(repeated.begin(), repeated.end());
+  ordered.erase(std::unique(ordered.begin(), ordered.end()), ordered.end());
   const Place allowed = writer.allow();
   for (const std::uint32_t number : ordered) spans.give(number, allowed);
   return finished(std::move(writer), spans, machine);
